@@ -1,0 +1,26 @@
+# What every target is compiled with: kvs_options (language, sanitizers), kvs_warnings (own code only).
+
+option(KVN_BUILD_TESTS "Build the tests" ON)
+option(KVN_BUILD_BENCH "Build the benchmarks against their peers" OFF)
+option(KVN_BUILD_FUZZ "Build the fuzzers (clang only; elsewhere their corpus is replayed)" OFF)
+set(KVN_SANITIZE "" CACHE STRING "Sanitizers, as given to -fsanitize=")
+
+add_library(kvs_options INTERFACE)
+target_compile_features(kvs_options INTERFACE cxx_std_20)
+target_include_directories(kvs_options INTERFACE ${PROJECT_SOURCE_DIR})
+find_package(Threads REQUIRED)
+target_link_libraries(kvs_options INTERFACE Threads::Threads)
+
+add_library(kvs_warnings INTERFACE)
+target_compile_options(kvs_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast
+    -Woverloaded-virtual -Werror)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(kvs_warnings INTERFACE -Wthread-safety)
+endif()
+
+if(KVN_SANITIZE)
+    target_compile_options(kvs_options INTERFACE -fsanitize=${KVN_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
+    target_link_options(kvs_options INTERFACE -fsanitize=${KVN_SANITIZE})
+endif()

@@ -1,0 +1,32 @@
+# The three kinds of targets that every folder uses.
+
+# kvs_library(NAME [SOURCES file...] [DEPENDS target...] [PRIVATE_DEPENDS target...])
+# A static library of one folder; header-only when it has no sources.
+function(kvs_library name)
+    cmake_parse_arguments(arg "" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+    if(arg_SOURCES)
+        add_library(${name} STATIC ${arg_SOURCES})
+        target_link_libraries(${name} PUBLIC kvs_options ${arg_DEPENDS} PRIVATE kvs_warnings ${arg_PRIVATE_DEPENDS})
+    else()
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE kvs_options ${arg_DEPENDS})
+    endif()
+endfunction()
+
+# kvs_program(NAME SOURCES file... [DEPENDS target...])
+function(kvs_program name)
+    cmake_parse_arguments(arg "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE kvs_options kvs_warnings ${arg_DEPENDS})
+endfunction()
+
+# kvs_test(NAME SOURCES file... [DEPENDS target...])
+# A GoogleTest executable; every test case becomes a CTest test with a deadline.
+function(kvs_test name)
+    if(NOT KVN_BUILD_TESTS)
+        return()
+    endif()
+    kvs_program(${name} ${ARGN})
+    target_link_libraries(${name} PRIVATE test_support GTest::gtest GTest::gmock GTest::gtest_main)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endfunction()

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace Kvs {
+
+/// A small map that keeps insertion order: found by walking and comparing keys, which beats hashing
+/// for the handful of entries that attributes, connections and handlers have.
+template <class Key, class Value>
+class FMap {
+public:
+    using Entry = std::pair<Key, Value>;
+
+    /// A repeated key keeps its first position and takes the later value.
+    void set(Key key, Value value) {
+        if (Value* existing = find(key)) {
+            *existing = std::move(value);
+        } else {
+            entries_.emplace_back(std::move(key), std::move(value));
+        }
+    }
+
+    /// The value of `key`, or null.
+    template <class K>
+    Value* find(const K& key) {
+        auto entry = position(key);
+        return entry == entries_.end() ? nullptr : &entry->second;
+    }
+
+    template <class K>
+    const Value* find(const K& key) const {
+        return const_cast<FMap*>(this)->find(key);
+    }
+
+    /// Whether there was such a key.
+    template <class K>
+    bool remove(const K& key) {
+        auto entry = position(key);
+        if (entry == entries_.end()) {
+            return false;
+        }
+        entries_.erase(entry);
+        return true;
+    }
+
+    std::size_t count() const { return entries_.size(); }
+    bool isEmpty() const { return entries_.empty(); }
+    void clear() { entries_.clear(); }
+
+    auto begin() { return entries_.begin(); }
+    auto end() { return entries_.end(); }
+    auto begin() const { return entries_.begin(); }
+    auto end() const { return entries_.end(); }
+
+private:
+    template <class K>
+    auto position(const K& key) {
+        return std::find_if(entries_.begin(), entries_.end(),
+                            [&](const Entry& entry) { return entry.first == key; });
+    }
+
+    std::vector<Entry> entries_;
+};
+
+} // namespace Kvs

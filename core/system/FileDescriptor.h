@@ -1,0 +1,33 @@
+#pragma once
+
+#include <unistd.h>
+#include <utility>
+
+namespace Kvs {
+
+/// Owns a descriptor and closes it. Whoever blocks in a call on the number must hold the owner, so
+/// that the number cannot be given to somebody else meanwhile.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int number) : number_(number) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+    ~FileDescriptor() { reset(); }
+
+    int get() const { return number_; }
+    explicit operator bool() const { return number_ >= 0; }
+    void reset() {
+        if (const int number = std::exchange(number_, -1); number >= 0) {
+            ::close(number);
+        }
+    }
+
+private:
+    int number_ = -1;
+};
+
+} // namespace Kvs

@@ -1,0 +1,56 @@
+#include "core/threads/FThread.h"
+
+namespace Kvs {
+
+FThread::~FThread_T() {
+    FLockGuard guard(lock_);
+    detachRunning();
+}
+
+bool FThread::execute(std::unique_ptr<FInvokable<void>> work) {
+    FLockGuard guard(lock_);
+    detachRunning();
+    started_ = pthread_create(&thread_, nullptr, thread_redir_point, work.get()) == 0;
+    if (started_) {
+        work.release(); // the thread owns it now
+    }
+    return started_;
+}
+
+void FThread::setJoinable(bool joinable) {
+    FLockGuard guard(lock_);
+    joinable_ = joinable;
+}
+
+void FThread::join() {
+    pthread_t thread{};
+    {
+        FLockGuard guard(lock_);
+        if (!started_ || !joinable_ || pthread_equal(thread_, pthread_self())) {
+            return;
+        }
+        thread = thread_;
+        started_ = false;
+    }
+    pthread_join(thread, nullptr);
+}
+
+bool FThread::isCurrent() {
+    FLockGuard guard(lock_);
+    return started_ && pthread_equal(thread_, pthread_self());
+}
+
+void FThread::detachRunning() {
+    if (started_) {
+        pthread_detach(thread_);
+        started_ = false;
+    }
+}
+
+void* FThread::thread_redir_point(void* startBlock) {
+    std::unique_ptr<FInvokable<void>> work(static_cast<FInvokable<void>*>(startBlock));
+    work->invoke();
+    return nullptr;
+}
+
+} // namespace Kvs

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "core/threads/FInvokable.h"
+#include "core/threads/FThreadLock.h"
+
+#include <memory>
+#include <pthread.h>
+
+namespace Kvs {
+
+template <class Handle>
+class FThread_T;
+
+/// Runs work on a fresh thread. Destroying the record, or starting new work on it, abandons a job
+/// that still runs (its thread goes on, detached); only a record marked joinable can be waited for.
+/// Any thread.
+template <>
+class FThread_T<pthread_t> {
+public:
+    FThread_T() = default;
+    ~FThread_T();
+    FThread_T(const FThread_T&) = delete;
+    FThread_T& operator=(const FThread_T&) = delete;
+
+    /// Whether a thread was started. The work is deleted after it has run.
+    bool execute(std::unique_ptr<FInvokable<void>> work);
+
+    void setJoinable(bool joinable);
+
+    /// Waits for the running job if the record is joinable. Does nothing on the job's own thread.
+    void join();
+
+    /// Whether the caller runs on this record's thread.
+    bool isCurrent();
+
+private:
+    void detachRunning() KVS_REQUIRES(lock_);
+    static void* thread_redir_point(void* startBlock);
+
+    FThreadLock lock_;
+    pthread_t thread_ KVS_GUARDED_BY(lock_){};
+    bool started_ KVS_GUARDED_BY(lock_) = false; // thread_ is valid: neither joined nor detached yet
+    bool joinable_ KVS_GUARDED_BY(lock_) = false;
+};
+
+using FThread = FThread_T<pthread_t>;
+
+} // namespace Kvs

@@ -1,0 +1,72 @@
+#include "core/threads/FThreadCondition.h"
+
+#include <cerrno>
+#include <ctime>
+#include <sys/time.h>
+
+namespace Kvs {
+
+FThreadCondition::~FThreadCondition_T() {
+    pthread_cond_destroy(&handle_.condition);
+    pthread_mutex_destroy(&handle_.mutex);
+}
+
+void FThreadCondition::signal() {
+    pthread_mutex_lock(&handle_.mutex);
+    handle_.signalled = true;
+    pthread_cond_broadcast(&handle_.condition);
+    pthread_mutex_unlock(&handle_.mutex);
+}
+
+void FThreadCondition::clear() {
+    pthread_mutex_lock(&handle_.mutex);
+    handle_.signalled = false;
+    pthread_mutex_unlock(&handle_.mutex);
+}
+
+bool FThreadCondition::isSignalled() {
+    pthread_mutex_lock(&handle_.mutex);
+    const bool signalled = handle_.signalled;
+    pthread_mutex_unlock(&handle_.mutex);
+    return signalled;
+}
+
+namespace {
+
+timespec deadlineAfter(unsigned int milliseconds) {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    timespec deadline{};
+    deadline.tv_sec = now.tv_sec + static_cast<time_t>(milliseconds / 1000);
+    long microseconds = static_cast<long>(now.tv_usec) + static_cast<long>(milliseconds % 1000) * 1000;
+    if (microseconds >= 1'000'000) {
+        microseconds -= 1'000'000;
+        ++deadline.tv_sec;
+    }
+    deadline.tv_nsec = microseconds * 1000;
+    return deadline;
+}
+
+} // namespace
+
+FCondWait fCondTimedWait(F_COND_HANDLE& condition, unsigned int milliseconds) {
+    const timespec deadline = deadlineAfter(milliseconds);
+    if (pthread_mutex_lock(&condition.mutex) != 0) {
+        return kCondError;
+    }
+    int error = 0;
+    // A wake-up without the flag waits again for the same deadline.
+    while (!condition.signalled && (error == 0 || error == EINTR)) {
+        error = pthread_cond_timedwait(&condition.condition, &condition.mutex, &deadline);
+    }
+    const bool signalled = condition.signalled;
+    if (pthread_mutex_unlock(&condition.mutex) != 0) {
+        return kCondError;
+    }
+    if (signalled && error == 0) {
+        return kCondSignalled;
+    }
+    return error == ETIMEDOUT ? kCondTimedOut : kCondError;
+}
+
+} // namespace Kvs

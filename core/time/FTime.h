@@ -1,0 +1,58 @@
+#pragma once
+
+#include "core/text/FGStr.h"
+
+#include <cstdint>
+
+namespace Kvs {
+
+/// A broken-down UTC time. Text form: 2024-03-07T09:05:02, and 2024-03-07T09:05:02.045 extended.
+class FTime {
+public:
+    /// The current time, or a cleared one.
+    explicit FTime(bool now = false);
+
+    /// Fields out of range are replaced: a year outside 1600 to 3000 by 1970, a month outside 1 to 12
+    /// or a day outside 1 to 31 by 1, an hour, minute or second by 0; milliseconds are at most 999.
+    FTime(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute, unsigned second,
+          unsigned milliseconds);
+
+    /// Reads the text form, with or without the milliseconds; any other shape clears the time.
+    FTime& operator=(const char* text);
+    FTime& operator=(const wchar_t* text);
+    FTime& operator=(const FGStr<wchar_t>& text);
+
+    void setNow();
+
+    /// Whether all fields, the day of the week aside, are 0.
+    bool isCleared() const;
+
+    unsigned Year() const { return year_; }
+    unsigned Month() const { return month_; }
+    unsigned Day() const { return day_; }
+    unsigned Hour() const { return hour_; }
+    unsigned Minute() const { return minute_; }
+    unsigned Second() const { return second_; }
+    unsigned Milliseconds() const { return milliseconds_; }
+    /// 0 is Sunday; known only for a time made by "now".
+    unsigned DayOfWeek() const { return dayOfWeek_; }
+
+    FGStr<char> toCString() const;
+    FGStr<wchar_t> toWString() const;
+    FGStr<char> toCStringEx() const;
+    FGStr<wchar_t> toWStringEx() const;
+    operator FGStr<char>() const { return toCString(); }
+    operator FGStr<wchar_t>() const { return toWString(); }
+
+private:
+    std::uint16_t milliseconds_ = 0;
+    std::uint8_t second_ = 0;
+    std::uint8_t minute_ = 0;
+    std::uint8_t hour_ = 0;
+    std::uint8_t day_ = 0;
+    std::uint8_t dayOfWeek_ = 0;
+    std::uint8_t month_ = 0;
+    std::uint16_t year_ = 0;
+};
+
+} // namespace Kvs

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kvn::host {
+
+/// A login session and the user that it belongs to.
+struct LoginSession {
+    std::uint64_t identifier = 0;
+    std::string userName;
+};
+
+/// The login-session query. Any thread.
+class SessionInfo {
+public:
+    virtual ~SessionInfo() = default;
+
+    /// The session of the calling process.
+    virtual LoginSession ownSession() const = 0;
+};
+
+} // namespace kvn::host
