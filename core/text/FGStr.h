@@ -123,7 +123,8 @@ public:
     }
 
     /// Shortest text that `%.15g` gives for the value; with `emptyWhenZero`, 0 gives an empty text.
-    static FGStr valueOf(double value, bool emptyWhenZero = false) requires std::is_same_v<C, char>;
+    /// Exists for `char` only.
+    static FGStr valueOf(double value, bool emptyWhenZero = false);
 
     bool operator==(const FGStr&) const = default;
     bool operator==(const C* text) const { return text_ == (text ? text : emptyText); }
@@ -132,6 +133,9 @@ private:
     static constexpr C emptyText[1] = {};
     std::basic_string<C> text_;
 };
+
+template <>
+FGStr<char> FGStr<char>::valueOf(double value, bool emptyWhenZero);
 
 /// The UTF-8 byte-order mark, the same in either byte order.
 inline constexpr char BOMLE[] = "\xEF\xBB\xBF";
