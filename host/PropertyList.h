@@ -3,6 +3,7 @@
 #include "host/Error.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -15,7 +16,8 @@ namespace kvn::host {
 /// A value of a property list. Dictionaries keep their keys sorted.
 struct PropertyValue {
     using Data = std::vector<std::uint8_t>;
-    using Date = std::chrono::system_clock::time_point;
+    /// Whole seconds, as the format has them; their range covers the years 1 to 9999.
+    using Date = std::chrono::sys_seconds;
     using Array = std::vector<PropertyValue>;
     using Dictionary = std::map<std::string, PropertyValue, std::less<>>;
 
@@ -28,10 +30,14 @@ struct PropertyValue {
     bool operator==(const PropertyValue&) const = default;
 };
 
-/// Reads and writes property lists in their XML form; reading accepts no more nesting than a sane list
-/// has. Any thread.
+/// Reads and writes property lists in their XML form. A list that is larger or deeper nested than a
+/// sane one, or that holds what the form cannot (a control character, broken UTF-8), is an error in
+/// either direction: what `write` gives can be read again. Any thread.
 class PropertyList {
 public:
+    static constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
+    static constexpr std::size_t kMaxDepth = 256;
+
     virtual ~PropertyList() = default;
     virtual std::variant<PropertyValue, Error> parse(std::string_view bytes) const = 0;
     virtual std::variant<std::string, Error> write(const PropertyValue& value) const = 0;

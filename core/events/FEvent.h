@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/events/FDelegate.h"
-#include "core/threads/FThreadLock.h"
+#include "core/events/FEventLock.h"
 
 #include <cstddef>
 #include <memory>
@@ -16,7 +16,7 @@ namespace Kvs {
 /// throw.
 ///
 /// Any thread. The event may be destroyed by one of its own handlers; destroying it from another
-/// thread waits for a raise in progress.
+/// thread waits for a raise in progress. A raise that waits for its turn meanwhile then calls nobody.
 template <class Source, class Arg>
 class FEvent {
 public:
@@ -25,11 +25,11 @@ public:
     FEvent() : state_(new State) {}
 
     ~FEvent() {
-        state_->lock.lock();
+        const Use use(state_);
         for (Entry& entry : state_->entries) {
             entry.active = false;
         }
-        release(state_);
+        state_->ended = true;
     }
 
     FEvent(const FEvent&) = delete;
@@ -37,7 +37,7 @@ public:
 
     /// Appends a handler; adding the same one twice calls it twice.
     void add(std::unique_ptr<Handler> handler) {
-        FLockGuard guard(state_->lock);
+        const Use use(state_);
         state_->entries.push_back({std::move(handler), true});
     }
 
@@ -50,7 +50,7 @@ public:
     /// thread; on return no other thread is inside such a handler. Entries are marked and stay, since
     /// raises walk the list by index.
     void remove(const Handler& pattern) {
-        FLockGuard guard(state_->lock);
+        const Use use(state_);
         for (Entry& entry : state_->entries) {
             if (*entry.handler == pattern) {
                 entry.active = false;
@@ -65,16 +65,14 @@ public:
 
     /// Calls every active handler, those appended during the raise included.
     void raise(Source* source, Arg& arg) {
-        State* state = state_; // a handler may destroy this event; the state lives until the raise ends
-        state->lock.lock();
-        ++state->users;
+        State* const state = state_; // a handler may destroy this event; the state lives until the raise ends
+        const Use use(state);
         for (std::size_t i = 0; i < state->entries.size(); ++i) {
             if (state->entries[i].active) {
                 // The delegate stays put when a handler's add() moves the entries.
                 (*state->entries[i].handler)(source, arg);
             }
         }
-        release(state);
     }
 
 private:
@@ -84,19 +82,27 @@ private:
     };
 
     struct State {
-        FThreadLock lock;
+        FEventLock lock;
         std::vector<Entry> entries KVS_GUARDED_BY(lock);
-        int users KVS_GUARDED_BY(lock) = 1; // the event itself, and each raise in progress
+        bool ended KVS_GUARDED_BY(lock) = false; // the event is gone; who leaves last deletes the state
     };
 
-    /// Ends one use of the locked state, unlocks it, and deletes it after the last use.
-    static void release(State* state) KVS_RELEASE(state->lock) {
-        const bool last = --state->users == 0;
-        state->lock.unlock();
-        if (last) {
-            delete state;
+    /// Holds the lock for a scope.
+    class KVS_SCOPED_CAPABILITY Use {
+    public:
+        explicit Use(State* state) KVS_ACQUIRE(state->lock) : state_(state) { state_->lock.lock(); }
+        ~Use() KVS_RELEASE() {
+            const bool ended = state_->ended;
+            if (state_->lock.unlock() && ended) {
+                delete state_;
+            }
         }
-    }
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+
+    private:
+        State* state_;
+    };
 
     State* state_;
 };

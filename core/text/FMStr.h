@@ -37,11 +37,7 @@ public:
         return *this;
     }
 
-    FMStr& append(C unit) {
-        *reserve(1) = unit;
-        setLength(length_ + 1);
-        return *this;
-    }
+    FMStr& append(C unit) { return append(FStrToken<C>(&unit, 1)); }
 
     /// Decimal text, left-padded with "0" to `width` digits; with `emptyWhenZero`, 0 appends nothing.
     template <FInteger T>

@@ -31,13 +31,16 @@ void FThread::join() {
         }
         thread = thread_;
         started_ = false;
+        joining_ = true;
     }
     pthread_join(thread, nullptr);
+    FLockGuard guard(lock_);
+    joining_ = false;
 }
 
 bool FThread::isCurrent() {
     FLockGuard guard(lock_);
-    return started_ && pthread_equal(thread_, pthread_self());
+    return (started_ || joining_) && pthread_equal(thread_, pthread_self());
 }
 
 void FThread::detachRunning() {

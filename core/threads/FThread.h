@@ -40,6 +40,7 @@ private:
     FThreadLock lock_;
     pthread_t thread_ KVS_GUARDED_BY(lock_){};
     bool started_ KVS_GUARDED_BY(lock_) = false; // thread_ is valid: neither joined nor detached yet
+    bool joining_ KVS_GUARDED_BY(lock_) = false; // somebody waits for thread_ to end
     bool joinable_ KVS_GUARDED_BY(lock_) = false;
 };
 

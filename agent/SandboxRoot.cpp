@@ -1,0 +1,32 @@
+#include "agent/SandboxRoot.h"
+
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+
+namespace kvn {
+
+namespace fs = std::filesystem;
+
+std::optional<std::string> prepareRoot(const std::string& folder, std::string& problem) {
+    std::error_code error;
+    const fs::path root = fs::weakly_canonical(fs::absolute(folder, error), error);
+    for (const char* part : {"var/log", "var/run", "var/tmp", "Library/LaunchAgents", "Library/LaunchDaemons",
+                             "Library/Application Support/com.korvane.remote/config/KorvaneRemoteservice",
+                             "Library/Application Support/com.korvane.remote/registry"}) {
+        if (!error) {
+            fs::create_directories(root / part, error);
+        }
+    }
+    if (!error && access((root / "var/log").c_str(), W_OK) != 0) {
+        error = std::error_code(errno, std::generic_category());
+    }
+    if (error) {
+        problem = "the root " + folder + " is not usable: " + error.message();
+        return std::nullopt;
+    }
+    return root.string();
+}
+
+} // namespace kvn

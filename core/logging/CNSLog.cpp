@@ -1,0 +1,110 @@
+#include "core/logging/CNSLog.h"
+
+#include "core/base/FException.h"
+#include "core/logging/FLogBookFile.h"
+#include "core/logging/FTransferLog.h"
+#include "core/logging/LineFormat.h"
+#include "core/logging/SystemLog.h"
+#include "core/system/FSysInfoPaths.h"
+#include "core/system/PosixDifferences.h"
+#include "core/text/Widening.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <string_view>
+
+namespace Kvs {
+
+namespace {
+
+constexpr double kMaxLogAgeMinutes = 720;
+
+std::atomic<const char*> theFacility{""};
+std::atomic<bool> debugLogging{false};
+std::atomic<int> theSysLogMode{kSysLogConsole};
+
+void tellConsole(std::string_view text) { writeConsole(theFacility.load(), text); }
+
+/// The text ends with a NUL.
+void logText(std::string_view text) {
+    if (!FTransferLog::log(text)) {
+        CNSSysLogMsg(text.data());
+    }
+}
+
+} // namespace
+
+void CNSInitLog(unsigned int mode, int sysLogMode, const char* facility, const char* userLogDir) {
+    const bool traced = isBeingTraced();
+    theFacility = facility ? facility : "";
+    if ((mode & kLogModeDebugOn) != 0 || traced) {
+        debugLogging = true;
+    } else if ((mode & kLogModeDebugOff) != 0) {
+        debugLogging = false;
+    }
+    const std::string_view directory = userLogDir ? userLogDir : "";
+    if (directory.size() >= 2) {
+        try {
+            FSysInfoPaths::setUserLogDirW(fWiden(directory));
+        } catch (const FException&) {
+            tellConsole("Failed to set user log dir: " + std::string(directory));
+        }
+    }
+    if ((mode & kLogModeNewLogBook) != 0) {
+        CNSUseNewLogBook();
+    }
+    if (sysLogMode == kSysLogClient) {
+        openSystemLog(theFacility, traced);
+    }
+    theSysLogMode = sysLogMode;
+}
+
+FRef<FLogBook> CNSUseNewLogBook() {
+    CNSCleanupLogDir(fNarrow(FSysInfoPaths::getUserLogDirW()).c_str(), kMaxLogAgeMinutes);
+    const FGStr<wchar_t> prefix = fWiden(std::string(theFacility.load()) + "_");
+    try {
+        FRef<FLogBook> book(new FLogBookFile(FSysInfoPaths::getNewLogFileNameW(prefix.c_str(), L".txt")));
+        FTransferLog::useLogBook(book);
+        return book;
+    } catch (const FException&) {
+        tellConsole("Failed to create LogBookFile.");
+        return {};
+    }
+}
+
+void CNSLog(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const LineFormat line(format, args);
+    va_end(args);
+    logText(line.text());
+}
+
+void CNSDbgLog(const char* format, ...) {
+    if (!CNSDbgLogEnabled()) {
+        return;
+    }
+    va_list args;
+    va_start(args, format);
+    const LineFormat line(format, args);
+    va_end(args);
+    logText(line.text());
+}
+
+bool CNSDbgLogEnabled() { return debugLogging; }
+
+void CNSSysLogMsg(const char* text) {
+    if (!text) {
+        return;
+    }
+    const int mode = theSysLogMode;
+    if (mode == kSysLogClient) {
+        writeSystemLog(text);
+    } else if (mode != kSysLogSuppressed) {
+        tellConsole(text);
+    }
+}
+
+void OCLogV(const std::string& text) { logText(text); }
+
+} // namespace Kvs

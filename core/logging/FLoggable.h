@@ -1,0 +1,49 @@
+#pragma once
+
+#include "core/base/FRef.h"
+#include "core/logging/FLogBook.h"
+#include "core/threads/FThreadLock.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace Kvs {
+
+/// Base of objects that can have a log book attached. Any thread.
+class FLoggable {
+public:
+    FLoggable() = default;
+    virtual ~FLoggable() = default;
+    FLoggable(const FLoggable&) = delete;
+    FLoggable& operator=(const FLoggable&) = delete;
+
+    /// Both return the book that was attached before. A line that is just being written still goes there.
+    FRef<FLogBook> attachLogBook(FRef<FLogBook> book);
+    FRef<FLogBook> detachLogBook();
+
+    /// Hands the record to the attached book and, while debug logging is on, to the system log too.
+    /// Whether a book kept it.
+    virtual bool addLogRecord(const FLogRecord& record);
+
+    virtual void writeStream(std::uint8_t channel, std::int32_t kind, const void* data, std::int64_t size);
+
+    /// "Thread[%x]" with the calling thread's number; valid as long as that thread lives.
+    static std::string_view getLogThreadId();
+
+protected:
+    virtual void onLogBookAttached(const FRef<FLogBook>& book);
+    virtual void onLogBookDetached();
+
+    FRef<FLogBook> logBook();
+
+    /// `addLogRecord` for a book that the caller has at hand.
+    static bool addLogRecordTo(const FRef<FLogBook>& book, const FLogRecord& record);
+
+private:
+    FRef<FLogBook> exchangeLogBook(FRef<FLogBook> book);
+
+    FThreadLock lock_;
+    FRef<FLogBook> book_ KVS_GUARDED_BY(lock_);
+};
+
+} // namespace Kvs

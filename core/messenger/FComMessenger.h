@@ -1,0 +1,59 @@
+#pragma once
+
+#include "core/base/FList.h"
+#include "core/base/FResult.h"
+#include "core/events/FEvent.h"
+#include "core/text/FGStr.h"
+
+#include <cerrno>
+#include <cstdint>
+
+namespace Kvs {
+
+/// A byte-stream transport between programs of one machine. It adds no framing: bytes arrive in the
+/// pieces that the system delivers, and the layer above finds its messages in them.
+class FComMessenger {
+public:
+    /// What a `DataReceived` handler gets. It belongs to the handlers for the duration of one raise.
+    struct DataReceivedArg {
+        FGStr<wchar_t> sender;     ///< identity of the peer, which `send` accepts as its target
+        FList<unsigned char> data; ///< the bytes of one read, 1 to 4096; copy or move out what is to stay
+    };
+
+    template <class T>
+    using DataReceivedDelegate = FEventDelegate<T, FComMessenger, DataReceivedArg>;
+    template <class T>
+    using ReadErrorDelegate = FEventDelegate<T, FComMessenger, int>;
+
+    FComMessenger() = default;
+    virtual ~FComMessenger() = default;
+    FComMessenger(const FComMessenger&) = delete;
+    FComMessenger& operator=(const FComMessenger&) = delete;
+
+    /// Opens the end under the name. 0 or an error number.
+    virtual FResult open(const wchar_t* name) = 0;
+
+    /// `endReceive`, and forgets the name. 0.
+    virtual FResult close() = 0;
+
+    /// Starts receiving. 0, kFailure when no thread could be started, kInvalidState when it is not idle.
+    virtual FResult beginReceive() = 0;
+
+    /// Stops receiving and closes the connections. 0.
+    virtual FResult endReceive() = 0;
+
+    virtual bool isReceiving() = 0;
+
+    /// Sends bytes, in one write. `written` is the count that was taken, which may be short of `length`.
+    virtual FResult send(const wchar_t* target, const unsigned char* data, long length, long& written) = 0;
+
+    /// The error number of the calling thread's last failed system call.
+    static std::uint32_t ThreadGetLastError() { return static_cast<std::uint32_t>(errno); }
+
+    /// Raised on the transport's thread for every piece of data.
+    FEvent<FComMessenger, DataReceivedArg> DataReceived;
+    /// Raised on the transport's thread, with an error number, when a connection ends or fails.
+    FEvent<FComMessenger, int> ReadError;
+};
+
+} // namespace Kvs

@@ -1,0 +1,147 @@
+#include "core/messenger/FComMessengerPipe.h"
+
+#include "core/logging/CNSLog.h"
+#include "core/messenger/PipeWorker.h"
+
+#include <cerrno>
+#include <climits>
+#include <utility>
+
+namespace Kvs {
+namespace {
+
+/// The number that the text begins with; 0 without one, -1 for one that no descriptor has.
+int leadingNumber(const wchar_t* text) {
+    long long number = 0;
+    for (; *text >= L'0' && *text <= L'9'; ++text) {
+        number = number * 10 + (*text - L'0');
+        if (number > INT_MAX) {
+            return -1;
+        }
+    }
+    return static_cast<int>(number);
+}
+
+FResult writeOnce(const PipeConnection& connection, const unsigned char* data, long length, long& written) {
+    const long count = connection.write(data, static_cast<std::size_t>(length));
+    if (count < 0) {
+        return static_cast<FResult>(FComMessenger::ThreadGetLastError());
+    }
+    written = count;
+    return kSuccess;
+}
+
+PipeConnectionRef socketOf(FPipeState& state) {
+    FLockGuard guard(state.lock);
+    return state.socket;
+}
+
+PipeConnectionRef peerOf(FPipeState& state, int number) {
+    FLockGuard guard(state.lock);
+    const PipeConnectionRef* peer = state.peers.find(number);
+    return peer ? *peer : PipeConnectionRef();
+}
+
+FMap<int, PipeConnectionRef> peersOf(FPipeState& state) {
+    FLockGuard guard(state.lock);
+    return state.peers;
+}
+
+} // namespace
+
+FComMessengerPipe::FComMessengerPipe(bool server, bool /*second*/) : state_(fMakeRef<FPipeState>(server)) {}
+
+FComMessengerPipe::~FComMessengerPipe() { close(); }
+
+FResult FComMessengerPipe::open(const wchar_t* name) {
+    return state_->server ? openOnServer(name) : openOnClient(name);
+}
+
+FResult FComMessengerPipe::close() {
+    const FResult result = endReceive();
+    FLockGuard guard(state_->lock);
+    state_->name.clear();
+    return result;
+}
+
+FResult FComMessengerPipe::beginReceive() {
+    PipeWorker worker{this, state_, {}};
+    FPipePhase phase{};
+    bool started = false;
+    {
+        FLockGuard guard(worker.state->lock);
+        phase = worker.state->phase;
+        if (phase == kPipeIdle) {
+            worker.state->phase = kPipeStarting;
+            worker.connection = worker.state->socket;
+            started = worker.state->server ? fStartAcceptor(worker) : fStartReader(worker);
+        }
+    }
+    if (phase != kPipeIdle) {
+        CNSLog("FComMessengerPipe can't begin receiving, invalid state: %d", phase);
+        return kInvalidState;
+    }
+    return started ? kSuccess : kFailure;
+}
+
+FResult FComMessengerPipe::endReceive() {
+    auto socket = fMakeRef<PipeConnection>();
+    FMap<int, PipeConnectionRef> peers;
+    FList<PipeConnectionRef> running;
+    bool inHandler = false;
+    {
+        FLockGuard guard(state_->lock);
+        state_->phase = kPipeStopping;
+        std::swap(socket, state_->socket);
+        std::swap(peers, state_->peers);
+        running = state_->running;
+        socket->stop();
+        for (const PipeConnectionRef& connection : running) {
+            connection->stop();
+            inHandler = inHandler || connection->thread().isCurrent();
+        }
+    }
+    if (!inHandler) {
+        for (const PipeConnectionRef& connection : running) {
+            connection->thread().join();
+        }
+    }
+    // The numbers are closed in this order, as far as nobody else holds them.
+    running.clear();
+    socket.reset();
+    for (auto peer = peers.end(); peer != peers.begin();) {
+        (--peer)->second.reset();
+    }
+    return kSuccess;
+}
+
+bool FComMessengerPipe::isReceiving() {
+    FLockGuard guard(state_->lock);
+    return state_->phase < kPipeStopping;
+}
+
+FResult FComMessengerPipe::send(const wchar_t* target, const unsigned char* data, long length,
+                                long& written) {
+    written = 0;
+    if (length < 0) {
+        return EINVAL;
+    }
+    if (!state_->server) {
+        return writeOnce(*socketOf(*state_), data, length, written);
+    }
+    if (target && *target) {
+        const PipeConnectionRef peer = peerOf(*state_, leadingNumber(target));
+        return peer ? writeOnce(*peer, data, length, written) : kFailure;
+    }
+    for (const auto& [number, peer] : peersOf(*state_)) {
+        writeOnce(*peer, data, length, written);
+    }
+    return kSuccess;
+}
+
+bool FComMessengerPipe::hasName(const wchar_t* name) {
+    FLockGuard guard(state_->lock);
+    return state_->name == name;
+}
+
+} // namespace Kvs

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "core/base/FRef.h"
+#include "core/messenger/FComMessenger.h"
+
+#include <string>
+
+namespace Kvs {
+
+struct FPipeState;
+
+/// The argument of `ReadError` when the peer has closed its end, on every system: the wire partners
+/// and the logs know it as macOS's ECONNRESET, whose number other systems use for something else.
+inline constexpr int kPeerClosedError = 54;
+
+/// A messenger over a Unix-domain socket whose file lies in "/var/tmp/com.korvane/pipes" and has the
+/// pipe's name. A server end makes the file and accepts any number of peers; a client end connects.
+///
+/// Any thread may call. Events are raised on the thread that reads the connection (accept errors on
+/// the accepting one), never under the pipe's lock; handlers may send.
+///
+/// `endReceive`, `close` and the destructor wait until the pipe's threads have ended, that is until
+/// handlers in progress have returned: whoever calls them must hold no lock that a handler takes.
+/// Called from one of the pipe's own handlers they do not wait. A handler may so close its pipe, and a
+/// client end may even be destroyed by its own handler; a server end must not be.
+///
+/// The process must ignore SIGPIPE.
+class FComMessengerPipe final : public FComMessenger {
+public:
+    /// The second flag is part of the interface and has no effect.
+    FComMessengerPipe(bool server, bool second);
+    ~FComMessengerPipe() override;
+
+    /// A null name is an empty one. A socket that is already open is let go, once nobody receives from it.
+    FResult open(const wchar_t* name) override;
+
+    FResult close() override;
+
+    /// A client end may begin again after its reader has ended, on the same socket. An end that was
+    /// closed without having received, or whose thread could not be started, never becomes idle again:
+    /// make a new one.
+    FResult beginReceive() override;
+
+    FResult endReceive() override;
+
+    bool isReceiving() override;
+
+    /// A client end ignores the target. A server end sends to the peer whose number the target begins
+    /// with (kFailure when there is none), or, without a target, to all; `written` is then the count of
+    /// the last write that succeeded, and the result 0. A peer that does not read makes the write fail
+    /// with EAGAIN after two seconds.
+    FResult send(const wchar_t* target, const unsigned char* data, long length, long& written) override;
+
+    /// Whether this is the name of the last `open`; a null or empty name is that of a closed pipe.
+    bool hasName(const wchar_t* name);
+
+    /// The path of the socket file, cut to what an address can hold. With `create`, makes missing
+    /// directories.
+    static std::string pipeFullPath(const wchar_t* name, bool create);
+
+private:
+    FResult openOnServer(const wchar_t* name);
+    FResult openOnClient(const wchar_t* name);
+
+    FRef<FPipeState> state_; // shared with the threads, which may outlive the pipe
+};
+
+} // namespace Kvs

@@ -1,0 +1,121 @@
+#include "core/messenger/FComMessengerPipe.h"
+
+#include "core/base/FException.h"
+#include "core/logging/CNSLog.h"
+#include "core/messenger/PipeState.h"
+#include "core/system/FSysInfoPaths.h"
+#include "core/system/PosixDifferences.h"
+#include "core/text/Widening.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <utility>
+
+namespace Kvs {
+namespace {
+
+// The address is macOS's, whose path field has 104 bytes, on every system: a long name means the same
+// file everywhere.
+constexpr std::size_t kPathField = 104;
+constexpr std::size_t kLongestPath = kPathField - 1;
+constexpr socklen_t kAddressLength = offsetof(sockaddr_un, sun_path) + kPathField;
+
+constexpr int kBacklog = 5;
+constexpr mode_t kForEveryone = 0777;
+
+template <class Call>
+bool withAddress(const std::string& path, Call call) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, kLongestPath);
+    return call(reinterpret_cast<const sockaddr*>(&address), kAddressLength) == 0;
+}
+
+/// Logs the failed call and gives its error number back.
+FResult failed(const char* what) {
+    const int error = errno;
+    CNSLog("FComMessengerPipe: %s%d, %s", what, error, std::strerror(error));
+    return error;
+}
+
+FResult noSocket() { return failed("failed to create Unix domain socket, errno: "); }
+
+void makeDirectories(const std::string& base, const std::string& pipes) {
+    ::mkdir(base.c_str(), kForEveryone);
+    if (::mkdir(pipes.c_str(), kForEveryone) != 0) {
+        const int error = errno;
+        CNSLog("Failed to create directory for Unix domain sockets, errno: %d, %s", error,
+               std::strerror(error));
+    }
+    ::chmod(base.c_str(), kForEveryone); // whatever the umask left
+}
+
+void storeName(FPipeState& state, const wchar_t* name) {
+    FLockGuard guard(state.lock);
+    state.name = name;
+}
+
+void storeSocket(FPipeState& state, PipeConnectionRef socket) {
+    FLockGuard guard(state.lock);
+    std::swap(state.socket, socket);
+}
+
+} // namespace
+
+std::string FComMessengerPipe::pipeFullPath(const wchar_t* name, bool create) {
+    const std::string base = FSysInfoPaths::underRoot("/var/tmp/com.korvane");
+    const std::string pipes = base + "/pipes";
+    struct stat status {};
+    if (create && ::stat(pipes.c_str(), &status) != 0) {
+        makeDirectories(base, pipes);
+    }
+    return (pipes + "/" + fNarrow(FGStr<wchar_t>(name))).substr(0, kLongestPath);
+}
+
+FResult FComMessengerPipe::openOnServer(const wchar_t* name) {
+    storeName(*state_, name);
+    const std::string path = pipeFullPath(name, true);
+    FileDescriptor socket = closeOnExecSocket(AF_UNIX, SOCK_STREAM);
+    if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
+        return noSocket();
+    }
+    ::unlink(path.c_str()); // a stale one
+    if (!withAddress(path, [&](auto... address) { return ::bind(socket.get(), address...); })) {
+        return failed("bind error: ");
+    }
+    if (::listen(socket.get(), kBacklog) != 0) {
+        return failed("listen error: ");
+    }
+    ::chmod(path.c_str(), kForEveryone);
+    try {
+        auto wakePipe = std::make_unique<WakePipe>();
+        storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket), std::move(wakePipe)));
+    } catch (const FException&) {
+        return noSocket();
+    }
+    return kSuccess;
+}
+
+FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
+    storeName(*state_, name);
+    const std::string path = pipeFullPath(name, false);
+    FileDescriptor socket = closeOnExecSocket(AF_UNIX, SOCK_STREAM);
+    if (!socket) {
+        return noSocket();
+    }
+    PipeConnection::limitSending(socket); // and so the wait for a server that accepts nobody
+    if (!withAddress(path, [&](auto... address) { return ::connect(socket.get(), address...); })) {
+        return failed("connect error ");
+    }
+    CNSDbgLog("FComMessengerPipe: connected %d", socket.get());
+    storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket)));
+    return kSuccess;
+}
+
+} // namespace Kvs

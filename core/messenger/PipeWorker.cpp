@@ -1,0 +1,159 @@
+#include "core/messenger/PipeWorker.h"
+
+#include "core/logging/CNSLog.h"
+#include "core/messenger/FComMessengerPipe.h"
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+namespace Kvs {
+namespace {
+
+using Loop = void (*)(PipeWorker);
+
+class Job : public FInvokable<void> {
+public:
+    Job(Loop loop, PipeWorker worker) : loop_(loop), worker_(std::move(worker)) {}
+
+    // The loop takes the worker along, so that it decides when the connection is let go.
+    void invoke() const override { loop_(std::move(worker_)); }
+
+private:
+    Loop loop_;
+    mutable PipeWorker worker_;
+};
+
+bool start(Loop loop, PipeWorker& worker) KVS_REQUIRES(worker.state->lock) {
+    FThread& thread = worker.connection->thread();
+    worker.state->running.push_back(worker.connection);
+    thread.setJoinable(true);
+    PipeWorker own{worker.pipe, worker.state, std::move(worker.connection)};
+    if (thread.execute(std::make_unique<Job>(loop, std::move(own)))) {
+        return true;
+    }
+    worker.state->running.pop_back();
+    return false;
+}
+
+/// The pipe's own thread has come to life; a peer's reader finds the pipe receiving.
+void enter(const PipeWorker& worker) {
+    FLockGuard guard(worker.state->lock);
+    if (worker.state->phase == kPipeStarting) {
+        worker.state->phase = kPipeReceiving;
+    }
+}
+
+/// The thread ends, and with it the pipe's receiving when it was the pipe's own.
+void leave(PipeWorker& worker, bool own) {
+    {
+        FLockGuard guard(worker.state->lock);
+        worker.state->peers.remove(worker.connection->number());
+        std::erase(worker.state->running, worker.connection);
+        if (own) {
+            worker.state->phase = kPipeIdle;
+        }
+    }
+    worker.connection.reset(); // closes an accepted socket; a client's own stays stored
+}
+
+void raiseError(const PipeWorker& worker, int error) { worker.pipe->ReadError.raise(worker.pipe, error); }
+
+/// Raises what the connection brings until it ends, or somebody stops it.
+void receive(const PipeWorker& worker) {
+    const PipeConnection& connection = *worker.connection;
+    const int number = connection.number();
+    const FGStr<wchar_t> sender = FGStr<wchar_t>().appendValueOf(number);
+    FComMessenger::DataReceivedArg arg; // reused, so that a chunk costs a copy and no allocation
+    unsigned char buffer[4096];
+    while (!connection.isStopped()) {
+        const long count = connection.read(buffer, sizeof buffer);
+        if (count > 0) {
+            arg.sender = sender;
+            arg.data.assign(buffer, buffer + count);
+            worker.pipe->DataReceived.raise(worker.pipe, arg);
+            continue;
+        }
+        const int error = errno;
+        if (connection.isStopped()) {
+            return;
+        }
+        // Linux calls it a reset when the peer closed without having read everything.
+        if (count == 0 || error == ECONNRESET) {
+            CNSLog("pipe: %d closed by peer,", number);
+            raiseError(worker, kPeerClosedError);
+        } else {
+            CNSLog("Broken pipe: %d, errno: %d, %s", number, error, std::strerror(error));
+            raiseError(worker, error);
+        }
+        return;
+    }
+}
+
+void readLoop(PipeWorker worker) {
+    const int number = worker.connection->number();
+    CNSDbgLog("FComMessengerPipe:: starting read thread from pipe: %d", number);
+    enter(worker);
+    receive(worker);
+    leave(worker, !worker.state->server);
+    CNSLog("FComMessengerPipe:: Leaving read thread from pipe: %d", number);
+}
+
+void addPeer(const PipeWorker& listener, FileDescriptor socket) {
+    const int number = socket.get();
+    CNSLog("FComMessengerPipe:: connection accepted: %d", number);
+    PipeConnection::limitSending(socket);
+    PipeWorker peer{listener.pipe, listener.state, fMakeRef<PipeConnection>(std::move(socket))};
+    {
+        FLockGuard guard(peer.state->lock);
+        if (listener.connection->isStopped()) {
+            return;
+        }
+        peer.state->peers.set(number, peer.connection);
+        if (!fStartReader(peer)) {
+            CNSLog("FComMessengerPipe:: no thread to read pipe: %d, dropping it", number);
+            peer.state->peers.remove(number);
+        }
+    }
+}
+
+/// Accepts until stopped, or until the sixth failure in a row.
+void acceptPeers(const PipeWorker& worker) {
+    const PipeConnection& listener = *worker.connection;
+    int failures = 0;
+    while (!listener.isStopped()) {
+        FileDescriptor peer = listener.accept();
+        const int error = errno;
+        if (peer) {
+            addPeer(worker, std::move(peer));
+            failures = 0;
+        } else if (error != EINTR && error != ECONNABORTED) {
+            CNSLog("FComMessengerPipe:: accept error: %d, %s", error, std::strerror(error));
+            if (!listener.isStopped()) {
+                raiseError(worker, error);
+            }
+            if (failures++ == 5) {
+                CNSLog("FComMessengerPipe:: too many accept failures, giving up on pipe: %d",
+                       listener.number());
+                return;
+            }
+        }
+    }
+}
+
+void acceptLoop(PipeWorker worker) {
+    const int number = worker.connection->number();
+    CNSDbgLog("FComMessengerPipe:: starting accept thread of pipe: %d", number);
+    enter(worker);
+    acceptPeers(worker);
+    leave(worker, true);
+    CNSLog("FComMessengerPipe:: terminating accept thread of pipe: %d", number);
+}
+
+} // namespace
+
+bool fStartReader(PipeWorker& worker) { return start(readLoop, worker); }
+bool fStartAcceptor(PipeWorker& worker) { return start(acceptLoop, worker); }
+
+} // namespace Kvs

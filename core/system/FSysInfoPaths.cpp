@@ -1,0 +1,99 @@
+#include "core/system/FSysInfoPaths.h"
+
+#include "core/base/FException.h"
+#include "core/system/FAppContext.h"
+#include "core/system/TFSysFile.h"
+#include "core/text/Widening.h"
+#include "core/threads/FThreadLock.h"
+#include "core/time/FTime.h"
+
+#include <algorithm>
+#include <sys/stat.h>
+
+namespace Kvs {
+
+namespace {
+
+struct Paths {
+    FThreadLock lock;
+    std::string root KVS_GUARDED_BY(lock);
+    FGStr<wchar_t> userLogDir KVS_GUARDED_BY(lock);
+};
+
+Paths& paths() {
+    static Paths* const instance = new Paths; // never destroyed: threads may log while the process exits
+    return *instance;
+}
+
+template <class C>
+FGStr<C> withSlash(FGStr<C> path) {
+    static constexpr C slash[] = {'/', 0};
+    return path.str().ends_with(C{'/'}) ? path : path.append(slash);
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+void FSysInfoPaths::setRoot(std::string_view root) {
+    while (root.ends_with('/')) {
+        root.remove_suffix(1);
+    }
+    FLockGuard guard(paths().lock);
+    paths().root = root;
+}
+
+std::string FSysInfoPaths::underRoot(std::string_view path) {
+    FLockGuard guard(paths().lock);
+    return paths().root + std::string(path);
+}
+
+FGStr<char> FSysInfoPaths::getHomeFolder() {
+    const FGStr<char> home = FAppContext::getEnv("HOME");
+    return withSlash(home.isEmpty() ? FGStr<char>(".") : home);
+}
+
+FGStr<wchar_t> FSysInfoPaths::getHomeFolderW() { return fWiden(getHomeFolder().token()); }
+
+FGStr<wchar_t> FSysInfoPaths::getUserLogDirW() {
+    {
+        FLockGuard guard(paths().lock);
+        if (!paths().userLogDir.isEmpty()) {
+            return paths().userLogDir;
+        }
+    }
+    FGStr<wchar_t> path = getHomeFolderW();
+    path.append(L"KvLogs");
+    if (!TFSysFile::exists(path)) {
+        TFSysFile::makeDirectory(path); // a failure shows when a file is opened in it
+    }
+    return withSlash(path);
+}
+
+void FSysInfoPaths::setUserLogDirW(const FGStr<wchar_t>& path) {
+    if (!TFSysFile::exists(path)) {
+        TFSysFile::makeDirectory(path);
+    }
+    const std::string narrow = fNarrow(path);
+    if (!isDirectory(narrow)) {
+        throw FException("Log directory could not be created", "FSysInfoPaths::setUserLogDirW()");
+    }
+    // Every user's agent logs there. A directory of another user may refuse; it is then left as it is.
+    ::chmod(narrow.c_str(), 0777);
+    FLockGuard guard(paths().lock);
+    paths().userLogDir = withSlash(path);
+}
+
+FGStr<wchar_t> FSysInfoPaths::getNewLogFileNameW(const wchar_t* prefix, const wchar_t* extension) {
+    std::wstring time = FTime(true).toWStringEx().str();
+    std::replace(time.begin(), time.end(), L':', L'-');
+    FGStr<wchar_t> name = getUserLogDirW();
+    return name.append(prefix).append(time).append(extension);
+}
+
+std::string FSysInfoPaths::applicationSupportDirectory() { return underRoot("/Library/Application Support"); }
+
+} // namespace Kvs

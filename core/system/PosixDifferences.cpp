@@ -1,0 +1,93 @@
+#include "core/system/PosixDifferences.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#if defined(__APPLE__)
+#include <mach/mach_init.h>
+#include <pthread.h>
+#include <sys/sysctl.h>
+#else
+#include <fstream>
+#include <string>
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
+namespace Kvs {
+
+std::uint32_t threadIdNumber() {
+#if defined(__APPLE__)
+    // The thread's port name; borrowed from pthread, so nothing is to be released.
+    return pthread_mach_thread_np(pthread_self());
+#else
+    // The kernel's number; its wrapper is missing in older C libraries.
+    return static_cast<std::uint32_t>(syscall(SYS_gettid));
+#endif
+}
+
+bool isBeingTraced() {
+#if defined(__APPLE__)
+    int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_PID, getpid()};
+    kinfo_proc info{};
+    size_t size = sizeof info;
+    return sysctl(name, 4, &info, &size, nullptr, 0) == 0 && (info.kp_proc.p_flag & P_TRACED) != 0;
+#else
+    // No such flag here; the status file names the tracing process, 0 for none.
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    while (status >> word) {
+        if (word == "TracerPid:") {
+            int tracer = 0;
+            return status >> tracer && tracer != 0;
+        }
+    }
+    return false;
+#endif
+}
+
+timespec modificationTime(const struct stat& status) {
+#if defined(__APPLE__)
+    return status.st_mtimespec; // the member's name before POSIX gave it one
+#else
+    return status.st_mtim;
+#endif
+}
+
+FileDescriptor closeOnExecSocket(int domain, int type) {
+#if defined(SOCK_CLOEXEC)
+    return FileDescriptor(::socket(domain, type | SOCK_CLOEXEC, 0));
+#else
+    // The flag cannot be given at creation there, which leaves a moment for a fork on another thread.
+    FileDescriptor socket(::socket(domain, type, 0));
+    if (socket && ::fcntl(socket.get(), F_SETFD, FD_CLOEXEC) != 0) {
+        const int error = errno;
+        socket.reset();
+        errno = error;
+    }
+    return socket;
+#endif
+}
+
+int spawnWithStandardDescriptorsOnly(posix_spawn_file_actions_t& actions, posix_spawnattr_t& attributes) {
+#if defined(__APPLE__)
+    // A flag closes all but those that an action names; descriptor 0 has one already, its opening.
+    short flags = 0;
+    for (const int result :
+         {posix_spawnattr_getflags(&attributes, &flags),
+          posix_spawnattr_setflags(&attributes, static_cast<short>(flags | POSIX_SPAWN_CLOEXEC_DEFAULT)),
+          posix_spawn_file_actions_addinherit_np(&actions, 1),
+          posix_spawn_file_actions_addinherit_np(&actions, 2)}) {
+        if (result != 0) {
+            return result;
+        }
+    }
+    return 0;
+#else
+    static_cast<void>(attributes);
+    return posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+#endif
+}
+
+} // namespace Kvs

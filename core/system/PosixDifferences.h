@@ -1,0 +1,28 @@
+#pragma once
+
+#include "core/system/FileDescriptor.h"
+
+#include <cstdint>
+#include <ctime>
+#include <spawn.h>
+#include <sys/stat.h>
+
+/// What POSIX systems name or do differently, each difference in one place. Any thread.
+namespace Kvs {
+
+/// The number by which debuggers and crash reports know the calling thread.
+std::uint32_t threadIdNumber();
+
+/// Whether a debugger is attached to this process.
+bool isBeingTraced();
+
+timespec modificationTime(const struct stat& status);
+
+/// A socket that child processes do not inherit; empty on failure, with `errno` set.
+FileDescriptor closeOnExecSocket(int domain, int type);
+
+/// Makes a program that is started so inherit the descriptors 0 to 2 and no other, even one that is not
+/// close-on-exec. Adds to the attribute's flags; the result is 0 or an `errno` value.
+int spawnWithStandardDescriptorsOnly(posix_spawn_file_actions_t& actions, posix_spawnattr_t& attributes);
+
+} // namespace Kvs

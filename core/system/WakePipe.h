@@ -1,0 +1,28 @@
+#pragma once
+
+#include "core/system/FileDescriptor.h"
+
+namespace Kvs {
+
+/// Wakes a thread that sleeps in poll(2): the sleeper polls `descriptor` along with its own descriptors.
+/// Close-on-exec and non-blocking.
+class WakePipe {
+public:
+    /// Throws FException, with `errno` set, when the process has no descriptors left.
+    WakePipe();
+
+    /// Readable from `wake` until `drain`.
+    int descriptor() const { return readEnd_.get(); }
+
+    /// Any thread, signal handlers included. Keeps `errno`.
+    void wake() const;
+
+    /// Takes all wake-ups. The thread that sleeps.
+    void drain() const;
+
+private:
+    FileDescriptor readEnd_;
+    FileDescriptor writeEnd_;
+};
+
+} // namespace Kvs

@@ -1,0 +1,51 @@
+#include "host/linux/BusConnection.h"
+
+#include "host/posix/SignalsBlocked.h"
+
+#include <cerrno>
+#include <future>
+#include <string_view>
+#include <thread>
+
+namespace kvn::host {
+
+std::unique_ptr<sdbus::IConnection> connectToBus(Bus bus) {
+    // The handshake has a time limit of its own, of a minute and a half. One that takes too long goes
+    // on without us, and what comes of it is closed.
+    std::packaged_task<std::unique_ptr<sdbus::IConnection>()> connect([bus] {
+        return bus == Bus::Session ? sdbus::createSessionBusConnection() : sdbus::createSystemBusConnection();
+    });
+    auto connected = connect.get_future();
+    try {
+        {
+            const SignalsBlocked blocked;
+            std::thread(std::move(connect)).detach();
+        }
+        if (connected.wait_for(kBusTimeLimit) != std::future_status::ready) {
+            return nullptr;
+        }
+        auto connection = connected.get();
+        connection->setMethodCallTimeout(kBusTimeLimit);
+        return connection;
+    } catch (const std::exception&) { // no bus, or no thread
+        return nullptr;
+    }
+}
+
+std::int32_t busErrorCode(const sdbus::Error& error) {
+    const std::string_view name = error.getName();
+    if (name == "org.freedesktop.DBus.Error.Disconnected" || name == "System.Error.ECONNRESET" ||
+        name == "System.Error.EPIPE") {
+        return ENOTCONN;
+    }
+    if (name == "org.freedesktop.DBus.Error.Timeout" || name == "org.freedesktop.DBus.Error.NoReply") {
+        return ETIMEDOUT;
+    }
+    if (name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
+        name == "org.freedesktop.DBus.Error.UnknownMethod") {
+        return ENOTSUP;
+    }
+    return EIO;
+}
+
+} // namespace kvn::host

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <sdbus-c++/sdbus-c++.h>
+
+namespace kvn::host {
+
+/// How long connecting to a bus, and each call on it, may take.
+inline constexpr std::chrono::seconds kBusTimeLimit{1};
+
+enum class Bus { Session, System };
+
+/// A connection with `kBusTimeLimit` set, or null when there is no bus or it does not answer in time.
+/// To be used under `SignalsBlocked`: the library takes an interrupted call for a failed one. Any thread.
+std::unique_ptr<sdbus::IConnection> connectToBus(Bus bus);
+
+/// The errno value that fits the error best.
+std::int32_t busErrorCode(const sdbus::Error& error);
+
+} // namespace kvn::host

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "host/MainLoop.h"
+#include "host/PowerManagement.h"
+#include "host/linux/ScreenSaver.h"
+
+#include <memory>
+
+namespace kvn::host {
+
+class LogindSleep;
+
+/// Power management by the screen saver's and logind's interfaces. Error codes are errno values,
+/// ENOTCONN without a bus. logind asks nobody whether the system may sleep, so `kCanSystemSleep` never
+/// comes and `cancelPowerChange` has nothing to cancel; user activity leaves no assertion behind.
+class LinuxPowerManagement final : public PowerManagement {
+public:
+    explicit LinuxPowerManagement(MainLoop& mainLoop);
+    ~LinuxPowerManagement() override;
+
+    std::int32_t declareUserActivity(const std::string& name, UserActivity kind, AssertionId& id) override;
+    std::int32_t preventIdleDisplaySleep(const std::string& name, AssertionId& id) override;
+    std::int32_t releaseAssertion(AssertionId id) override;
+    bool registerForSystemPower(MessageHandler handler) override;
+    std::int32_t deregisterForSystemPower() override;
+    void allowPowerChange(std::intptr_t argument) override;
+    void cancelPowerChange(std::intptr_t argument) override;
+
+private:
+    MainLoop& mainLoop_;
+    ScreenSaver screenSaver_;
+    std::shared_ptr<LogindSleep> sleep_; // none while not registered
+    std::intptr_t change_ = 0;           // names the latest sleep
+};
+
+} // namespace kvn::host

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "core/system/FileDescriptor.h"
+#include "host/MainLoop.h"
+
+#include <functional>
+#include <memory>
+
+namespace sdbus {
+class IConnection;
+class IProxy;
+} // namespace sdbus
+
+namespace kvn::host {
+
+/// Announces that the system goes to sleep, and that it woke up (org.freedesktop.login1.Manager on the
+/// system bus). While this object lives, logind delays the sleep for the time that its settings allow
+/// (InhibitDelayMaxSec), or until `letSleep`. Main thread.
+class LogindSleep : public std::enable_shared_from_this<LogindSleep> {
+public:
+    /// Told on the main thread; may drop its LogindSleep.
+    using Handler = std::function<void(bool goesToSleep)>;
+
+    /// Null without a system bus or logind. Takes a few times `kBusTimeLimit` at most.
+    static std::shared_ptr<LogindSleep> start(MainLoop& mainLoop, Handler handler);
+    ~LogindSleep();
+    LogindSleep(const LogindSleep&) = delete;
+    LogindSleep& operator=(const LogindSleep&) = delete;
+
+    /// Ends the delay of the sleep that was announced.
+    void letSleep() { inhibitor_.reset(); }
+
+private:
+    LogindSleep(MainLoop& mainLoop, Handler handler);
+    bool connect();
+    void takeInhibitor();
+    void receive();
+    void announce(bool goesToSleep);
+
+    MainLoop& mainLoop_;
+    const Handler handler_;
+    std::unique_ptr<sdbus::IConnection> connection_;
+    std::unique_ptr<sdbus::IProxy> proxy_;
+    Kvs::FileDescriptor inhibitor_;
+    MainLoop::Handle watch_;
+};
+
+} // namespace kvn::host

@@ -1,0 +1,67 @@
+#include "host/linux/ScreenSaver.h"
+
+#include "host/linux/BusConnection.h"
+#include "host/posix/SignalsBlocked.h"
+
+#include <cerrno>
+
+namespace kvn::host {
+namespace {
+
+constexpr const char* kName = "org.freedesktop.ScreenSaver";
+constexpr const char* kPath = "/org/freedesktop/ScreenSaver";
+
+} // namespace
+
+ScreenSaver::ScreenSaver() = default;
+ScreenSaver::~ScreenSaver() = default;
+
+std::int32_t ScreenSaver::simulateUserActivity() {
+    return call([](sdbus::IProxy& proxy) {
+        proxy.callMethod("SimulateUserActivity").onInterface(kName).withTimeout(kBusTimeLimit);
+    });
+}
+
+std::int32_t ScreenSaver::inhibit(const std::string& application, const std::string& reason,
+                                  std::uint32_t& cookie) {
+    return call([&](sdbus::IProxy& proxy) {
+        proxy.callMethod("Inhibit")
+            .onInterface(kName)
+            .withTimeout(kBusTimeLimit)
+            .withArguments(application, reason)
+            .storeResultsTo(cookie);
+    });
+}
+
+std::int32_t ScreenSaver::unInhibit(std::uint32_t cookie) {
+    return call([cookie](sdbus::IProxy& proxy) {
+        proxy.callMethod("UnInhibit").onInterface(kName).withTimeout(kBusTimeLimit).withArguments(cookie);
+    });
+}
+
+std::int32_t ScreenSaver::call(const std::function<void(sdbus::IProxy&)>& method) {
+    Kvs::FLockGuard guard(lock_);
+    const SignalsBlocked blocked;
+    if (!connection_) {
+        connection_ = connectToBus(Bus::Session);
+        if (!connection_) {
+            return ENOTCONN;
+        }
+        proxy_ = sdbus::createProxy(*connection_, kName, kPath);
+    }
+    try {
+        method(*proxy_);
+        while (connection_->processPendingRequest()) { // the bus's notices, which nobody needs
+        }
+        return 0;
+    } catch (const sdbus::Error& error) {
+        const std::int32_t code = busErrorCode(error);
+        if (code == ENOTCONN) {
+            proxy_.reset();
+            connection_.reset();
+        }
+        return code;
+    }
+}
+
+} // namespace kvn::host

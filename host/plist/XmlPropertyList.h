@@ -1,0 +1,15 @@
+#pragma once
+
+#include "host/PropertyList.h"
+
+namespace kvn::host {
+
+/// Property lists on every system. Keeps each value exactly: integers from -2^63 to 2^64 - 1, every
+/// double, dates of the years 1 to 9999. The binary form is refused.
+class XmlPropertyList final : public PropertyList {
+public:
+    std::variant<PropertyValue, Error> parse(std::string_view bytes) const override;
+    std::variant<std::string, Error> write(const PropertyValue& value) const override;
+};
+
+} // namespace kvn::host

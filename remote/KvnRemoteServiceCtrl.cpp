@@ -1,0 +1,260 @@
+#include "remote/KvnRemoteServiceCtrl.h"
+
+#include "core/logging/CNSLog.h"
+#include "remote/FRSCtrl.h"
+#include "remote/ServiceMessages.h"
+#include "remote/xml/FEncXml.h"
+#include "remote/xml/FEncXmlDocument.h"
+
+#include <algorithm>
+#include <string>
+#include <unistd.h>
+#include <utility>
+
+namespace Kvs {
+
+using namespace FRSCtrl;
+
+KvnRemoteServiceCtrl::KvnRemoteServiceCtrl(bool closeAfterReceive, const kvn::host::SessionInfo& sessionInfo)
+    : closeAfterReceive_(closeAfterReceive), sessionInfo_(sessionInfo) {}
+
+KvnRemoteServiceCtrl::~KvnRemoteServiceCtrl() { closePipes(); }
+
+void KvnRemoteServiceCtrl::closePipes() {
+    FList<Messenger> messengers;
+    {
+        FLockGuard guard(messengersLock_);
+        messengers.swap(messengers_);
+    }
+    while (!messengers.empty()) {
+        unsubscribe(*messengers.back());
+        messengers.pop_back(); // waits for the pipe's reader
+    }
+}
+
+// MARK: Requests
+
+FResult KvnRemoteServiceCtrl::requestServiceStatus(unsigned int requestId) {
+    return sendRequest(Pipe_RemoteClient, nullptr, Tag_GetStatus, requestId);
+}
+
+FResult KvnRemoteServiceCtrl::requestProxyStatus(unsigned int requestId) {
+    return sendRequest(Pipe_RemoteServer, nullptr, Tag_GetServerStatus, requestId);
+}
+
+FResult KvnRemoteServiceCtrl::sendServicePauseRequest(unsigned int requestId) {
+    return sendRequest(Pipe_RemoteClient, Tag_Pause, Tag_GetStatus, requestId);
+}
+
+FResult KvnRemoteServiceCtrl::sendServiceContinueRequest(unsigned int requestId) {
+    return sendRequest(Pipe_RemoteClient, Tag_Continue, Tag_GetStatus, requestId);
+}
+
+FResult KvnRemoteServiceCtrl::sendSystemRebootRequest(unsigned int) {
+    return sendRequest(Pipe_RemoteClient, Tag_RebootSystem, nullptr, 0);
+}
+
+FResult KvnRemoteServiceCtrl::registerServiceAgentRequest(unsigned int requestId) {
+    return sendAgentRequest(Tag_RegisterAgent, requestId);
+}
+
+FResult KvnRemoteServiceCtrl::unregisterServiceAgentRequest(unsigned int requestId) {
+    return sendAgentRequest(Tag_UnregisterAgent, requestId);
+}
+
+FResult KvnRemoteServiceCtrl::sendAgentRequest(const char* tag, unsigned int requestId) {
+    const kvn::host::LoginSession session = sessionInfo_.ownSession();
+    const std::string sessionId = std::to_string(session.identifier);
+    const std::string processId = std::to_string(getpid());
+    CNSLog("Sending %s request for user: %s, session: %s, pid: %s", tag, session.userName.c_str(),
+           sessionId.c_str(), processId.c_str());
+    Attributes attributes;
+    attributes.set(Attr_SessionID, sessionId.c_str());
+    attributes.set(Attr_UserID, session.userName.c_str());
+    attributes.set(Attr_ProcessID, processId.c_str());
+    return sendSimpleRequest(Pipe_RemoteClient, tag, attributes, requestId);
+}
+
+FResult KvnRemoteServiceCtrl::clientLaunchedNotification(unsigned long long processId,
+                                                         const FGStr<char>& sessionId,
+                                                         const FGStr<char>& userId) {
+    const std::string process = std::to_string(processId);
+    Attributes attributes;
+    attributes.set(Attr_ProcessID, process.c_str());
+    attributes.set(Attr_SessionID, sessionId.c_str());
+    attributes.set(Attr_UserID, userId.c_str());
+    return sendSimpleRequest(Pipe_RemoteClient, Tag_ClientLauched, attributes, 0);
+}
+
+FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* requestTag, const char* statusTag,
+                                          unsigned int requestId) {
+    if (!requestTag && !statusTag) {
+        CNSLog("KvnRemoteServiceCtrl::sendRequest: invalid arguments, neither request tag nor status tag spefified");
+        return kFailure;
+    }
+    const Messenger messenger = messengerForId(pipeId);
+    if (!messenger) {
+        CNSLog("KvnRemoteServiceCtrl::sendRequest: no messenger for given pipe ID");
+        return kFailure;
+    }
+    if (requestTag && sendTag(messenger, requestTag, 0) != kSuccess) {
+        CNSLog("KvnRemoteServiceCtrl::sendRequest: failed to send request tag: %s", requestTag);
+        releaseSender(messenger.get());
+        return kFailure;
+    }
+    if (!statusTag) {
+        return kSuccess;
+    }
+    if (sendTag(messenger, statusTag, requestId) != kSuccess) {
+        releaseSender(messenger.get());
+        return kFailure;
+    }
+    const FResult result = ensureReceiving(messenger);
+    if (result != kSuccess) {
+        releaseSender(messenger.get());
+    }
+    return result;
+}
+
+FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const char* tag, Attributes& attributes,
+                                                unsigned int requestId) {
+    if (!tag) {
+        CNSLog("KvnRemoteServiceCtrl::sendSimpleRequest: invalid arguments, no request tag");
+        return kFailure;
+    }
+    const Messenger messenger = messengerForId(pipeId);
+    if (!messenger) {
+        CNSLog("KvnRemoteServiceCtrl::sendSimpleRequest: no messenger for given pipe ID");
+        return kFailure;
+    }
+    const std::string requestData = std::to_string(requestId);
+    attributes.set(Attr_RequestData, requestData.c_str());
+    FMStr<char> message;
+    FEncXml<char>::addOpenTag(message, tag, &attributes);
+    FEncXml<char>::addCloseTag(message, tag);
+    FResult result = sendMessage(messenger, message);
+    if (result == kSuccess && requestId != 0) {
+        result = ensureReceiving(messenger);
+    }
+    if (result != kSuccess) {
+        releaseSender(messenger.get());
+    }
+    return result;
+}
+
+FResult KvnRemoteServiceCtrl::sendTag(const Messenger& messenger, const char* tag, unsigned int requestId) {
+    FMStr<char> message;
+    const std::string requestData = std::to_string(requestId);
+    FEncXml<char>::addTag(message, tag, requestId ? Attr_RequestData : nullptr, requestData.c_str());
+    return sendMessage(messenger, message);
+}
+
+FResult KvnRemoteServiceCtrl::sendMessage(const Messenger& messenger, const FMStr<char>& message) {
+    const long length = static_cast<long>(message.length());
+    long written = 0;
+    const FResult result =
+        messenger->send(nullptr, reinterpret_cast<const unsigned char*>(message.c_str()), length, written);
+    return result == kSuccess && written < length ? kFailure : result; // the service cannot read half a message
+}
+
+FResult KvnRemoteServiceCtrl::ensureReceiving(const Messenger& messenger) {
+    return messenger->isReceiving() ? kSuccess : messenger->beginReceive();
+}
+
+// MARK: Messengers
+
+KvnRemoteServiceCtrl::Messenger KvnRemoteServiceCtrl::messengerForId(const wchar_t* pipeId) {
+    FLockGuard guard(messengersLock_);
+    if (!closeAfterReceive_) {
+        const auto open = std::find_if(messengers_.begin(), messengers_.end(),
+                                       [&](const Messenger& messenger) { return messenger->hasName(pipeId); });
+        if (open != messengers_.end()) {
+            return *open;
+        }
+    }
+    Messenger messenger = fMakeRef<FComMessengerPipe>(false, false);
+    messenger->DataReceived.add(this, &KvnRemoteServiceCtrl::Messenger_DataReceived);
+    messenger->ReadError.add(this, &KvnRemoteServiceCtrl::Messenger_Error);
+    if (messenger->open(pipeId) != kSuccess) {
+        return {};
+    }
+    messengers_.push_back(messenger);
+    return messenger;
+}
+
+void KvnRemoteServiceCtrl::releaseSender(FComMessenger* messenger) {
+    Messenger released;
+    {
+        FLockGuard guard(messengersLock_);
+        const auto entry = std::find_if(messengers_.begin(), messengers_.end(),
+                                        [&](const Messenger& listed) { return listed.get() == messenger; });
+        if (entry == messengers_.end()) {
+            return;
+        }
+        released = std::move(*entry);
+        messengers_.erase(entry);
+    }
+    // Outside the lock: both steps wait for handlers in progress, and these take the lock.
+    unsubscribe(*released);
+}
+
+void KvnRemoteServiceCtrl::unsubscribe(FComMessenger& messenger) {
+    messenger.DataReceived.remove(this, &KvnRemoteServiceCtrl::Messenger_DataReceived);
+    messenger.ReadError.remove(this, &KvnRemoteServiceCtrl::Messenger_Error);
+}
+
+void KvnRemoteServiceCtrl::Messenger_Error(FComMessenger* messenger, int& code) {
+    releaseSender(messenger);
+    _FRConnectionError error{code, {}};
+    EventConnectionError.raise(this, error);
+}
+
+// MARK: Messages of the service
+
+void KvnRemoteServiceCtrl::Messenger_DataReceived(FComMessenger* messenger, FComMessenger::DataReceivedArg& arg) {
+    const long size = static_cast<long>(arg.data.size());
+    const bool bad = !processDelivery(reinterpret_cast<const char*>(arg.data.data()), size);
+    if (bad && !lastDeliveryWasBad_) {
+        CNSLog("KvnRemoteServiceCtrl: dropped what is no message in a delivery of %ld bytes", size);
+    }
+    lastDeliveryWasBad_ = bad;
+    if (closeAfterReceive_) {
+        messenger->endReceive();
+        releaseSender(messenger);
+    }
+}
+
+bool KvnRemoteServiceCtrl::processDelivery(const char* bytes, long size) {
+    FEncXmlDocument<char> document;
+    const char* const end = bytes + size;
+    const auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while ((bytes = std::find_if_not(bytes, end, isSpace)) != end) {
+        long consumed = 0;
+        if (!document.loadXml(bytes, end - bytes, consumed)) {
+            return false;
+        }
+        processMessage(document.root());
+        bytes += consumed + 1;
+    }
+    return true;
+}
+
+void KvnRemoteServiceCtrl::processMessage(const FEncXmlNode<char>& message) {
+    const auto name = message.name();
+    if (name == Tag_Status) {
+        _FRServiceInfo info = fReadServiceInfo(message, sessionInfo_.ownSession().identifier);
+        EventServiceStatus.raise(this, info);
+    } else if (name == Tag_RequestResult) {
+        _FRRequestResult result = fReadRequestResult(message);
+        EventRequestResult.raise(this, result);
+    } else if (name == Tag_ServerStatus) {
+        _FRProxyStatus status = fReadProxyStatus(message);
+        EventProxyStatus.raise(this, status);
+    } else if (name == Tag_ServiceCommand) {
+        _FRServiceCommand command = fReadServiceCommand(message);
+        EventServiceCommand.raise(this, command);
+    }
+    // Anything else, an echo of our own "GetStatus" included, is not for us.
+}
+
+} // namespace Kvs

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "core/text/FGStr.h"
+#include "remote/xml/FEncXmlDocument.h"
+
+#include <cstddef>
+
+namespace Kvs {
+
+/// The service's configuration file: values are elements, found by tag name at any depth below the root
+/// element, whose own name does not matter; of several the first in the document counts. One thread at
+/// a time.
+class FXmlConfigFile {
+public:
+    /// A larger file does not load.
+    static constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
+
+    /// Replaces what was loaded before. False, and nothing is loaded, when the file cannot be opened, is
+    /// too large or is not well-formed. Throws FException when it cannot be read. Never waits, whatever
+    /// stands at the path.
+    bool loadFromFile(const FGStr<wchar_t>& path);
+
+    /// "1", "true" and "on", in any case, are true; any other text is false.
+    bool getBool(const wchar_t* name, bool defaultValue) const;
+
+    /// The element's decoded text.
+    FGStr<wchar_t> getString(const wchar_t* name, const wchar_t* defaultValue) const;
+
+private:
+    FEncXmlDocument<wchar_t> document_;
+};
+
+} // namespace Kvs

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "host/Clock.h"
+#include "host/MainLoop.h"
+#include "remote/platform/RemoteServiceConnector.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kvn {
+
+/// Told of what the agent learns of the service. Main thread.
+class AgentControllerDelegate {
+public:
+    virtual ~AgentControllerDelegate() = default;
+
+    /// The service's status, or null when it could not be had.
+    virtual void notifyServiceStatus(const OFRServiceInfo* info) = 0;
+    virtual void notifyRequestFailedWithError(const std::string& text, std::int32_t code) = 0;
+};
+
+/// The agent's link to the remote service: registers the agent, polls the status, and replaces the
+/// connector after failures. Main thread only; must outlive the main loop's run.
+class AgentController : public RemoteServiceConnectorDelegate {
+public:
+    AgentController(const RemoteServiceConnector::Environment& environment, const host::Clock& clock);
+    ~AgentController() override;
+    AgentController(const AgentController&) = delete;
+    AgentController& operator=(const AgentController&) = delete;
+
+    void setControllerDelegate(AgentControllerDelegate* delegate) { controllerDelegate_ = delegate; }
+
+    /// Starts polling, registers, and asks for the first status.
+    void start();
+
+    /// Ends polling, and withdraws from the service.
+    void stop();
+
+    /// Does nothing while stopped.
+    void requestServiceStatus();
+    void requestServicePause();
+    void requestServiceContinue();
+    void requestSystemReboot();
+
+    bool agentIsRegistered() const { return agentIsReqistered_; }
+
+    // RemoteServiceConnectorDelegate
+    void serviceConnectorReceivedAgentRegistrationResult(RemoteServiceConnector& connector,
+                                                         const OFRRequestResult& result) override;
+    void serviceConnectorFailedWithError(RemoteServiceConnector& connector, std::int32_t code,
+                                         const std::string& description) override;
+    void serviceConnectorLostConnection(RemoteServiceConnector& connector) override;
+    bool serviceConnectorShouldHandleLaunchRequest(RemoteServiceConnector& connector,
+                                                   const std::string& executable,
+                                                   const std::vector<std::string>& arguments) override;
+    void updateStatus() override;
+
+private:
+    void sendRegistration();
+    void restartConnector();
+    void replaceConnector();
+    void dropConnector();
+    RemoteServiceConnector::Completion changeHandler();
+    void reportNoStatus(std::int32_t code);
+
+    RemoteServiceConnector::Environment environment_;
+    const host::Clock& clock_;
+
+    std::shared_ptr<RemoteServiceConnector> rsConnector_; // empty after a failure, until rebuilt
+    host::MainLoop::Handle statusTimer_;                  // empty while stopped
+    std::optional<std::chrono::steady_clock::time_point> registrationTime_;
+    bool agentIsReqistered_ = false;
+    host::MainLoop::Handle connectorRestart_; // the scheduled rebuild, if there is one
+    AgentControllerDelegate* controllerDelegate_ = nullptr;
+};
+
+} // namespace kvn

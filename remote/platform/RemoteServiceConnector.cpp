@@ -1,0 +1,220 @@
+#include "remote/platform/RemoteServiceConnector.h"
+
+#include "basic/SystemSleepMonitor.h"
+#include "core/logging/CNSLog.h"
+#include "remote/FRSCtrl.h"
+#include "remote/platform/ClientArguments.h"
+#include "remote/platform/RemoteServiceSettings.h"
+
+#include <algorithm>
+#include <chrono>
+#include <string_view>
+#include <utility>
+
+namespace kvn {
+
+namespace {
+
+using Kvs::CNSLog;
+using Kvs::OCNSLog;
+using namespace std::chrono_literals;
+
+/// A system that has just started is busy: the client waits until the desktop has settled.
+constexpr auto kSettledUpTime = 90s;
+constexpr std::chrono::milliseconds kLaunchDelayAfterBoot = 12s;
+constexpr std::chrono::milliseconds kLaunchDelay = 1s;
+
+/// More launches than this within their delay are no person's doing.
+constexpr int kMaxPendingLaunches = 32;
+
+/// A service that never answers must not make the agent grow: beyond this many the oldest are forgotten.
+constexpr std::size_t kMaxPendingRequests = 256;
+
+} // namespace
+
+RemoteServiceConnector::RemoteServiceConnector(const Environment& environment,
+                                               RemoteServiceConnectorDelegate& delegate)
+    : environment_(environment), serviceCtrl_(false, environment.sessionInfo), ctrlDelegate_(*this, serviceCtrl_),
+      delegate_(delegate) {}
+
+RemoteServiceConnector::~RemoteServiceConnector() { close(); }
+
+void RemoteServiceConnector::close() {
+    ctrlDelegate_.close();
+    serviceCtrl_.closePipes();
+}
+
+// MARK: Requests
+
+std::uint32_t RemoteServiceConnector::prepareRequest(Completion completion) {
+    Kvs::FLockGuard guard(requestLock_);
+    const std::uint32_t requestId = ++lastRequestID_;
+    if (completion) {
+        pendingRequests_.emplace(requestId, std::move(completion));
+    }
+    if (pendingRequests_.size() > kMaxPendingRequests) {
+        pendingRequests_.erase(pendingRequests_.begin());
+    }
+    return requestId;
+}
+
+RemoteServiceConnector::Completion RemoteServiceConnector::requestCompleted(std::uint32_t requestId) {
+    Kvs::FLockGuard guard(requestLock_);
+    const auto pending = pendingRequests_.find(requestId);
+    if (pending == pendingRequests_.end()) {
+        return {};
+    }
+    Completion completion = std::move(pending->second);
+    pendingRequests_.erase(pending);
+    return completion;
+}
+
+void RemoteServiceConnector::sendRequest(ClientRequest request, Completion completion) {
+    const std::uint32_t requestId = prepareRequest(std::move(completion));
+    const Kvs::FResult result = (serviceCtrl_.*request)(requestId);
+    if (result < 0) {
+        if (const Completion failed = requestCompleted(requestId)) {
+            failed(nullptr, result);
+        }
+    }
+}
+
+void RemoteServiceConnector::requestServiceStatus(Completion completion) {
+    sendRequest(&Kvs::KvnRemoteServiceCtrl::requestServiceStatus, std::move(completion));
+}
+
+void RemoteServiceConnector::requestProxyStatus(Completion completion) {
+    sendRequest(&Kvs::KvnRemoteServiceCtrl::requestProxyStatus, std::move(completion));
+}
+
+void RemoteServiceConnector::sendServicePauseRequest(Completion completion) {
+    sendRequest(&Kvs::KvnRemoteServiceCtrl::sendServicePauseRequest, std::move(completion));
+}
+
+void RemoteServiceConnector::sendServiceContinueRequest(Completion completion) {
+    sendRequest(&Kvs::KvnRemoteServiceCtrl::sendServiceContinueRequest, std::move(completion));
+}
+
+Kvs::FResult RemoteServiceConnector::sendSystemRebootRequest() {
+    const Kvs::FResult result = serviceCtrl_.sendSystemRebootRequest(prepareRequest({}));
+    if (result < 0) {
+        CNSLog("Failed to send reboot request: %d", result);
+        delegate_.serviceConnectorFailedWithError(*this, result, "sendSystemRebootRequest request failed.");
+    } else {
+        CNSLog("reboot request succesfully sent");
+    }
+    return result;
+}
+
+Kvs::FResult RemoteServiceConnector::registerServiceAgent() {
+    const std::uint32_t requestId = prepareRequest([this](const Response* response, std::int32_t result) {
+        if (!response) {
+            delegate_.serviceConnectorFailedWithError(*this, result, "registerServiceAgent failed.");
+        } else if (const auto* answer = std::get_if<OFRRequestResult>(response)) {
+            delegate_.serviceConnectorReceivedAgentRegistrationResult(*this, *answer);
+        }
+    });
+    const Kvs::FResult result = serviceCtrl_.registerServiceAgentRequest(requestId);
+    if (result < 0) {
+        // Told later, since the caller is not done with this connector.
+        environment_.mainLoop.post([self = shared_from_this(), failed = requestCompleted(requestId), result] {
+            if (failed) {
+                failed(nullptr, result);
+            }
+        });
+    }
+    return result;
+}
+
+Kvs::FResult RemoteServiceConnector::unregisterServiceAgent() {
+    CNSLog("Unregistering agent.");
+    return serviceCtrl_.unregisterServiceAgentRequest(0);
+}
+
+// MARK: Answers and commands
+
+void RemoteServiceConnector::processResponse(Response response) {
+    const std::uint32_t requestId = std::visit([](const auto& answer) { return answer.requestID; }, response);
+    if (Completion completion = requestCompleted(requestId)) {
+        environment_.mainLoop.post([connector = weak_from_this(), completion = std::move(completion),
+                                    answer = std::move(response)] {
+            if (const auto self = connector.lock()) {
+                completion(&answer, Kvs::kSuccess);
+            }
+        });
+    }
+}
+
+void RemoteServiceConnector::connectionLost() {
+    environment_.mainLoop.post([connector = weak_from_this()] {
+        if (const auto self = connector.lock()) {
+            self->delegate_.serviceConnectorLostConnection(*self);
+        }
+    });
+}
+
+void RemoteServiceConnector::processCommand(const OFRServiceCommand& command) {
+    OCNSLog("RemoteServiceConnector: Processing command: %@", command.command);
+    if (command.command != Kvs::FRSCtrl::Command_ExecuteProcess) {
+        OCNSLog("Received unknown service command: %@", command.command);
+        return;
+    }
+    std::string executable = command.executable;
+    std::erase(executable, '"');
+    std::vector<std::string> arguments = clientArguments(command.parameters);
+
+    environment_.sleepMonitor.declareLocalUserActivity(); // wakes the display up
+
+    if (!delegate_.serviceConnectorShouldHandleLaunchRequest(*this, executable, arguments)) {
+        OCNSLog("Delegate handled launch request: %@ args: %@", executable, arguments);
+        return;
+    }
+    if (std::string_view(executable).ends_with(".app")) {
+        executable = environment_.bundle.executableOf(executable).value_or(std::string());
+    }
+    scheduleLaunch(std::move(executable), std::move(arguments));
+}
+
+void RemoteServiceConnector::scheduleLaunch(std::string executable, std::vector<std::string> arguments) {
+    if (pendingLaunches_ >= kMaxPendingLaunches) {
+        OCNSLog("Too many launch requests, dropped: %@ args: %@", executable, arguments);
+        return;
+    }
+    const auto self = weak_from_this().lock();
+    if (!self) {
+        return; // being destroyed
+    }
+    const auto delay =
+        environment_.systemInfo.upTime() < kSettledUpTime ? kLaunchDelayAfterBoot : kLaunchDelay;
+    CNSLog("Launching client in %.1f seconds", std::chrono::duration<double>(delay).count());
+    ++pendingLaunches_;
+    environment_.mainLoop.postAfter(
+        delay, [self, executable = std::move(executable), arguments = std::move(arguments)] {
+            --self->pendingLaunches_;
+            self->launchClient(executable, arguments);
+        });
+}
+
+void RemoteServiceConnector::launchClient(const std::string& executable,
+                                          const std::vector<std::string>& arguments) {
+    const auto launched = environment_.processRunner.launch(executable, arguments);
+    if (const auto* error = std::get_if<host::Error>(&launched)) {
+        OCNSLog("Failed to launch: %@ args: %@\nException: %@", executable, arguments, *error);
+        return;
+    }
+    const pid_t processId = std::get<pid_t>(launched);
+    notifyClientLauchedWithProcessId(processId);
+    OCNSLog("Started: %@ procId: %d, args: %@", executable, processId, arguments);
+    delegate_.updateStatus();
+}
+
+void RemoteServiceConnector::notifyClientLauchedWithProcessId(std::int64_t processId) {
+    const host::LoginSession session = environment_.sessionInfo.ownSession();
+    const std::string sessionId = std::to_string(session.identifier);
+    environment_.settings.setLastClientProcessInfo(std::to_string(processId) + "|" + sessionId + "|" +
+                                                   session.userName);
+    serviceCtrl_.clientLaunchedNotification(static_cast<unsigned long long>(processId), sessionId.c_str(),
+                                            session.userName.c_str());
+}
+
+} // namespace kvn

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "core/text/FGStr.h"
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kvn {
+
+class RemoteAppSuitePrefs;
+
+/// The settings that govern the remote service for this user: the administrator's policy (settings.xml,
+/// read only) says which of them the user may change, the preferences hold the user's own values. What
+/// the policy forbids to change is not written.
+///
+/// Main thread only, `setLastClientProcessInfo` aside, which any thread may call.
+class RemoteServiceSettings {
+public:
+    using Date = std::chrono::system_clock::time_point;
+
+    /// Reads both sources. The preferences must outlive this object.
+    explicit RemoteServiceSettings(RemoteAppSuitePrefs& preferences);
+
+    /// Installed by main before anyone asks for it.
+    static RemoteServiceSettings& sharedSettings();
+    static void setSharedSettings(RemoteServiceSettings* settings);
+
+    /// Reads the policy again if its modification time has moved forward, and the preferences always. A
+    /// policy that cannot be read is logged and leaves the permissions as they were: none at first.
+    void updateSettings();
+
+    bool changeTransferLogAllowed() const { return canChangeTransferLog_; }
+    bool changeSessionLogAllowed() const { return canChangeSessionLog_; }
+    bool changeRemoteAccessIntervalAllowed() const { return canChangeAccessInterval_; }
+    bool pauseServiceAllowed() const { return canPauseService_; }
+    bool transferLogEnabled() const { return transferLogEnabled_; }
+    bool sessionLogEnabled() const { return sessionLogEnabled_; }
+    const std::string& sessionLogPath() const { return sessionLogPath_; }
+    Date remoteAccessIntervalBegin() const { return accessIntervalBegin_; }
+    Date remoteAccessIntervalEnd() const { return accessIntervalEnd_; }
+    bool showStatusBarMenu() const { return showStatusBarMenu_; }
+
+    void setTransferLogEnabled(bool enabled);
+    /// An empty path stands for the administrator's or the default folder.
+    void setSessionLogEnabled(bool enabled, std::string_view path);
+    /// Stored to the second; the getters follow at the next `updateSettings`.
+    void setRemoteAccessIntervalBegin(Date begin, Date end);
+    void setShowStatusBarMenu(bool show);
+    void setLastClientProcessInfo(std::string info);
+
+    /// The folder for session logs: the path, else the administrator's, else the default one. It is made
+    /// when it is missing; a failure is logged, and the folder is returned all the same.
+    std::string verifySessionLogPath(std::string_view path);
+
+private:
+    void updatePermissions();
+    void updateAccessInterval();
+    bool booleanForKey(std::string_view key);
+
+    RemoteAppSuitePrefs& preferences_;
+    const Kvs::FGStr<wchar_t> settingsFileW_;
+    std::optional<std::filesystem::file_time_type> settingsLastModified_; ///< When last read.
+    bool canChangeTransferLog_ = false;
+    bool canChangeSessionLog_ = false;
+    bool canChangeAccessInterval_ = false;
+    bool canPauseService_ = false;
+    bool transferLogEnabled_ = false;
+    bool sessionLogEnabled_ = false;
+    std::string sessionLogPath_;
+    Date accessIntervalBegin_;
+    Date accessIntervalEnd_;
+    bool showStatusBarMenu_ = false;
+};
+
+} // namespace kvn

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "remote/xml/FEncXmlFragment.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Kvs {
+
+/// A piece of a document's text, by position.
+struct FEncXmlSpan {
+    std::uint32_t begin = 0;
+    std::uint32_t end = 0;
+};
+
+/// What the reader makes of a text: flat arrays in document order, which refer to the text and to each
+/// other by number. An element is no allocation of its own, and a tree that is filled again keeps its
+/// memory.
+template <class C>
+struct FEncXmlTree {
+    struct Attribute {
+        FEncXmlSpan name;
+        FEncXmlSpan value;
+    };
+
+    static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
+    /// A run of characters between two tags; `next` is the next one of the same element.
+    struct Text {
+        FEncXmlSpan span;
+        std::uint32_t next = kNone;
+    };
+
+    /// Elements stand in the order of their start tags: the first child of an element directly follows
+    /// it, and its next sibling stands at `subtreeEnd`.
+    struct Element {
+        FEncXmlSpan name;
+        std::uint32_t firstAttribute = 0;
+        std::uint32_t attributesEnd = 0;
+        std::uint32_t firstText = kNone;
+        std::uint32_t subtreeEnd = 0;
+    };
+
+    std::basic_string<C> text;
+    std::vector<Element> elements;
+    std::vector<Attribute> attributes;
+    std::vector<Text> texts;
+
+    FEncXmlFragment<C> fragment(FEncXmlSpan span) const {
+        return {text.data() + span.begin, static_cast<std::int64_t>(span.end - span.begin)};
+    }
+
+    void clear() {
+        text.clear();
+        elements.clear();
+        attributes.clear();
+        texts.clear();
+    }
+};
+
+} // namespace Kvs

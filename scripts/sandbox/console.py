@@ -1,0 +1,66 @@
+"""A person at the terminal, with a daemon and an agent to command."""
+
+import sys
+
+from sandbox import show_as
+
+HELP = """\
+daemon COMMAND   a command for the daemon, for example:
+                   daemon execute /bin/ls -l     let the agent launch a program
+                   daemon state paused           what the service is said to be
+                   daemon sessions 100008        where remote sessions run
+                   daemon status                 push the status to the agents
+                   daemon refuse on | silent on | late 2000 | garbage | flood 100 | drop | die
+                   daemon help                   all of them
+agent COMMAND    a command for the agent: status, pause, continue, reboot, quit
+start daemon     start the daemon again after its end; likewise: start agent
+help             this text
+quit             end everything"""
+
+
+class Console:
+    def __init__(self, box, ui):
+        self._box = box
+        self._ui = ui
+        self._say = show_as("run")
+
+    def run(self):
+        self._box.start_daemon()
+        if not self._box.wait_for_daemon():
+            self._say("the daemon does not come up")
+            return 1
+        self._box.start_agent(self._ui)
+        self._say(f"root {self._box.root}; \"help\" lists the commands, \"quit\" ends")
+        for line in sys.stdin:
+            verb, _, rest = line.strip().partition(" ")
+            if verb == "quit":
+                break
+            self._perform(verb, rest.strip())
+        return 0
+
+    def _perform(self, verb, rest):
+        if verb == "daemon" and rest:
+            self._tell("daemon", self._box.daemon, rest)
+        elif verb == "agent" and rest:
+            self._tell("agent", self._box.agent, rest)
+        elif verb == "start" and rest in ("daemon", "agent"):
+            self._start(rest)
+        elif verb == "help":
+            print(HELP, flush=True)
+        elif verb:
+            self._say(f"unknown command: {verb} {rest}".rstrip() + " (try \"help\")")
+
+    def _tell(self, name, program, command):
+        if not program.running or not program.say(command):
+            self._say(f"the {name} does not run (\"start {name}\" starts it)")
+
+    def _start(self, name):
+        program = self._box.daemon if name == "daemon" else self._box.agent
+        if program.running:
+            self._say(f"the {name} runs already")
+            return
+        program.end()
+        if name == "daemon":
+            self._box.start_daemon()
+        else:
+            self._box.start_agent(self._ui)

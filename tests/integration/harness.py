@@ -1,0 +1,49 @@
+"""Runs integration tests: each gets a sandbox of its own and says with `expect` what must hold."""
+
+import argparse
+import pathlib
+import sys
+import time
+import traceback
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts/sandbox"))
+
+from sandbox import Sandbox  # noqa: E402
+
+
+def expect(condition, difference):
+    if not condition:
+        raise AssertionError(difference)
+    return condition
+
+
+def _play(test, build):
+    with Sandbox(build, verbose=False) as box:
+        try:
+            test(box)
+            for program in (box.agent, box.daemon):
+                if program:
+                    program.end(20)
+                    expect(not program.record.find("Sanitizer|runtime error:"), "a sanitizer reported")
+            return True
+        except Exception:
+            traceback.print_exc()
+            for name, heard in (("daemon", box.daemon), ("agent", box.agent), ("log", box.log)):
+                for text in heard.record.tail(30) if heard else ():
+                    print(f"{name:<7}| {text[:300]}")
+            return False
+
+
+def main(tests):
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--build", required=True, help="build folder")
+    parser.add_argument("names", nargs="*", help="tests to run (default: all)")
+    options = parser.parse_args()
+    chosen = [test for test in tests if not options.names or test.__name__ in options.names]
+    failed = 0
+    for test in chosen:
+        started = time.monotonic()
+        passed = _play(test, options.build)
+        print("ok  " if passed else "FAIL", test.__name__, f"{time.monotonic() - started:.1f} s", flush=True)
+        failed += not passed
+    sys.exit(1 if failed or not chosen else 0)

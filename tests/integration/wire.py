@@ -1,0 +1,133 @@
+"""A service daemon of its own making: sockets and regular expressions, nothing of the product."""
+
+import fcntl
+import re
+import selectors
+import socket
+import termios
+import threading
+import time
+from typing import NamedTuple
+
+from record import Record
+
+CLIENT = "Kvn30RemoteClient"
+SERVER = "Kvn30RemoteServer"
+ELEMENT = re.compile(rb"<(\w+)[^>]*?(?:/>|></\1>)")
+IDENTIFIER = re.compile(rb' RequestData="(\d+)"')
+
+
+class Delivery(NamedTuple):
+    time: float
+    connection: int  # counts connections from 1
+    data: bytes
+
+
+def answer_all(tag, identifier):
+    """What a friendly service answers to an element: bytes, or None for nothing."""
+    if tag == b"GetStatus":
+        return b'<Status Value="online" RequestData="%d" Server="relay" Version="1"/>' % identifier
+    if tag in (b"RegisterAgent", b"UnregisterAgent") and identifier:
+        return b'<RequestResult RequestData="%d" StatusCode="0"/>' % identifier
+    return None
+
+
+def answer_nothing(_tag, _identifier):
+    return None
+
+
+class WireDaemon:
+    """Serves both pipes below a root on one thread and keeps every delivery as it came."""
+
+    def __init__(self, box, answer=answer_all):
+        self.answer = answer
+        self.deliveries = []
+        self.record = Record()  # the deliveries as text, to wait for
+        self._peers = {}
+        self._connections = 0
+        self._selector = selectors.DefaultSelector()
+        self._lock = threading.Lock()
+        self._ending = False
+        box.pipes.mkdir(parents=True, exist_ok=True)
+        self._listeners = [self._listen(box.pipes / name) for name in (CLIENT, SERVER)]
+        self._thread = threading.Thread(target=self._serve, daemon=True)
+        self._thread.start()
+
+    def _listen(self, path):
+        path.unlink(missing_ok=True)
+        listener = socket.socket(socket.AF_UNIX)
+        listener.bind(str(path))
+        listener.listen(5)
+        self._selector.register(listener, selectors.EVENT_READ)
+        return listener
+
+    def _serve(self):
+        while not self._ending:
+            for key, _ in self._selector.select(0.02):
+                with self._lock:
+                    if self._ending:
+                        return
+                    if key.fileobj in self._listeners:
+                        self._connections += 1
+                        peer = key.fileobj.accept()[0]
+                        self._peers[peer] = self._connections
+                        self._selector.register(peer, selectors.EVENT_READ)
+                    else:
+                        self._read(key.fileobj)
+
+    def _read(self, peer):
+        try:
+            data = peer.recv(65536)
+        except OSError:
+            data = b""
+        if not data:
+            self._forget(peer)
+            return
+        self.deliveries.append(Delivery(time.monotonic(), self._peers[peer], data))
+        self.record.add(data.decode())
+        for element in ELEMENT.finditer(data):
+            identifier = IDENTIFIER.search(element.group(0))
+            answer = self.answer(element.group(1), int(identifier.group(1)) if identifier else 0)
+            if answer is not None:
+                self._send(peer, answer)
+
+    def _send(self, peer, data):
+        try:
+            peer.sendall(data)
+        except OSError:
+            self._forget(peer)
+
+    def _forget(self, peer):
+        self._selector.unregister(peer)
+        del self._peers[peer]
+        peer.close()
+
+    def push(self, data):
+        """Sends bytes to everybody."""
+        with self._lock:
+            for peer in list(self._peers):
+                self._send(peer, data)
+
+    def all_taken(self):
+        """Whether the peers have read everything that was sent to them."""
+        with self._lock:
+            return all(fcntl.ioctl(peer, termios.TIOCOUTQ, bytes(4)) == bytes(4) for peer in self._peers)
+
+    @property
+    def connected(self):
+        with self._lock:
+            return len(self._peers)
+
+    def all_bytes(self):
+        with self._lock:
+            return b"".join(delivery.data for delivery in self.deliveries)
+
+    def die(self):
+        """Closes everything; the socket files stay, as after a crash."""
+        with self._lock:
+            self._ending = True
+            for end in [*self._peers, *self._listeners]:
+                end.close()
+            self._peers.clear()
+        self._thread.join()
+        self._selector.close()

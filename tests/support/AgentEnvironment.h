@@ -1,0 +1,113 @@
+#pragma once
+
+#include "basic/SystemSleepMonitor.h"
+#include "core/system/FSysInfoPaths.h"
+#include "host/plist/XmlPropertyList.h"
+#include "remote/platform/RemoteAppSuitePrefs.h"
+#include "remote/platform/RemoteServiceConnector.h"
+#include "remote/platform/RemoteServiceSettings.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/ManualMainLoop.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kvn::test {
+
+class FakeProcessRunner : public host::ProcessRunner {
+public:
+    std::variant<pid_t, host::Error> launch(const std::string& path,
+                                            const std::vector<std::string>& arguments) override {
+        launched.emplace_back(path, arguments);
+        if (fails) {
+            return host::Error{"posix", 2, "No such file or directory"};
+        }
+        return 4300;
+    }
+
+    bool fails = false;
+    std::vector<std::pair<std::string, std::vector<std::string>>> launched;
+};
+
+class FakeBundle : public host::Bundle {
+public:
+    std::string localizedString(const std::string& key) const override { return key; }
+    std::optional<std::string> executableOf(const std::string& bundlePath) const override {
+        return bundlePath + "/Contents/MacOS/Inner";
+    }
+};
+
+class FakeSystemInfo : public host::SystemInfo {
+public:
+    std::chrono::seconds upTime() const override { return up; }
+    std::chrono::seconds up{3600};
+};
+
+class FakeSessionInfo : public host::SessionInfo {
+public:
+    host::LoginSession ownSession() const override { return {100008, "alice"}; }
+};
+
+/// A machine without power management.
+class NoPowerManagement : public host::PowerManagement {
+public:
+    std::int32_t declareUserActivity(const std::string&, UserActivity, AssertionId&) override { return -1; }
+    std::int32_t preventIdleDisplaySleep(const std::string&, AssertionId&) override { return -1; }
+    std::int32_t releaseAssertion(AssertionId) override { return -1; }
+    bool registerForSystemPower(MessageHandler) override { return false; }
+    std::int32_t deregisterForSystemPower() override { return -1; }
+    void allowPowerChange(std::intptr_t) override {}
+    void cancelPowerChange(std::intptr_t) override {}
+};
+
+class NoPointer : public host::Pointer {
+public:
+    host::Point location() const override { return {}; }
+    double mainScreenHeight() const override { return 0; }
+    void postMove(host::Point) override {}
+};
+
+/// A folder that stands for "/" during its scope.
+class TemporaryRoot {
+public:
+    TemporaryRoot() {
+        Kvs::FSysInfoPaths::setRoot(folder_.path());
+        std::filesystem::create_directories(folder_.file("var/tmp"));
+        std::filesystem::create_directories(
+            folder_.file("Library/Application Support/com.korvane.remote/registry"));
+    }
+    ~TemporaryRoot() { Kvs::FSysInfoPaths::setRoot(""); }
+    TemporaryRoot(const TemporaryRoot&) = delete;
+    TemporaryRoot& operator=(const TemporaryRoot&) = delete;
+
+private:
+    TemporaryFolder folder_;
+};
+
+/// What a connector works with, made of fakes, in a root of its own. Pipes and preferences are real.
+struct AgentEnvironment {
+    AgentEnvironment() { std::signal(SIGPIPE, SIG_IGN); } // as the program does
+
+    TemporaryRoot root;
+    CapturedLog log;
+    FakeClock clock;
+    ManualMainLoop loop{clock};
+    FakeProcessRunner runner;
+    FakeBundle bundle;
+    FakeSystemInfo system;
+    FakeSessionInfo session;
+    NoPowerManagement power;
+    NoPointer pointer;
+    SystemSleepMonitor sleepMonitor{power, pointer, loop};
+    host::XmlPropertyList propertyList;
+    RemoteAppSuitePrefs preferences{"com.korvane.remote", propertyList};
+    RemoteServiceSettings settings{preferences};
+    RemoteServiceConnector::Environment connector{loop, runner, bundle, system, session, sleepMonitor, settings};
+};
+
+} // namespace kvn::test

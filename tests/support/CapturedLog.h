@@ -1,0 +1,59 @@
+#pragma once
+
+#include "core/logging/FTransferLog.h"
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kvn::test {
+
+/// Keeps every line that is logged during its scope, items separated by tabs; the current log book is
+/// the former one again at its end. Any thread may log.
+class CapturedLog {
+public:
+    CapturedLog() : book_(new Book), previous_(Kvs::FTransferLog::useLogBook(book_)) {}
+    ~CapturedLog() { Kvs::FTransferLog::useLogBook(std::move(previous_)); }
+    CapturedLog(const CapturedLog&) = delete;
+    CapturedLog& operator=(const CapturedLog&) = delete;
+
+    std::vector<std::string> lines() const { return static_cast<Book&>(*book_).lines(); }
+
+    /// Whether a line has this text in it.
+    bool contains(const std::string& text) const {
+        const auto all = lines();
+        return std::any_of(all.begin(), all.end(),
+                           [&](const std::string& line) { return line.find(text) != line.npos; });
+    }
+
+private:
+    class Book : public Kvs::FLogBook {
+    public:
+        bool add(const Kvs::FLogRecord& record) override {
+            std::string line;
+            for (const Kvs::TFValueBase& item : record) {
+                line.append(line.empty() ? "" : "\t");
+                item.appendTo(line);
+            }
+            const std::lock_guard<std::mutex> guard(mutex_);
+            lines_.push_back(std::move(line));
+            return true;
+        }
+
+        std::vector<std::string> lines() const {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            return lines_;
+        }
+
+    private:
+        mutable std::mutex mutex_;
+        std::vector<std::string> lines_;
+    };
+
+    Kvs::FRef<Kvs::FLogBook> book_;
+    Kvs::FRef<Kvs::FLogBook> previous_;
+};
+
+} // namespace kvn::test

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "core/messenger/FComMessengerPipe.h"
+#include "remote/FRSCtrl.h"
+#include "tests/support/WaitUntil.h"
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kvn::test {
+
+/// The service's end of the client pipe, in the test's own process: records what agents send, and
+/// answers as the test says. Deliveries are recorded as they come; agents send one message a write, but
+/// two quick ones may arrive glued.
+class FakeService {
+public:
+    using Answer = std::function<std::string(const std::string& message)>;
+
+    /// `answer` runs on a reader thread; an empty text is no answer.
+    explicit FakeService(Answer answer = {}) : answer_(std::move(answer)), pipe_(true, false) {
+        pipe_.DataReceived.add(this, &FakeService::received);
+        opened_ = pipe_.open(Kvs::FRSCtrl::Pipe_RemoteClient) == 0 && pipe_.beginReceive() == 0;
+    }
+    ~FakeService() { pipe_.close(); }
+    FakeService(const FakeService&) = delete;
+    FakeService& operator=(const FakeService&) = delete;
+
+    bool opened() const { return opened_; }
+
+    /// Sends to all agents.
+    void push(const std::string& text) {
+        long written = 0;
+        pipe_.send(nullptr, reinterpret_cast<const unsigned char*>(text.data()), static_cast<long>(text.size()),
+                   written);
+    }
+
+    /// Everything received so far, in order.
+    std::string transcript() const {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return transcript_;
+    }
+
+    /// How often the text was received.
+    std::size_t count(const std::string& text) const {
+        return Kvs::FGStr<char>(transcript()).count(text);
+    }
+
+private:
+    void received(Kvs::FComMessenger*, Kvs::FComMessenger::DataReceivedArg& arg) {
+        const std::string message(arg.data.begin(), arg.data.end());
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            transcript_ += message;
+        }
+        const std::string answer = answer_ ? answer_(message) : "";
+        long written = 0;
+        if (!answer.empty()) {
+            pipe_.send(arg.sender.c_str(), reinterpret_cast<const unsigned char*>(answer.data()),
+                       static_cast<long>(answer.size()), written);
+        }
+    }
+
+    Answer answer_;
+    Kvs::FComMessengerPipe pipe_;
+    bool opened_ = false;
+    mutable std::mutex mutex_;
+    std::string transcript_;
+};
+
+/// The value of RequestData of the last element in the message.
+inline std::string requestIdIn(const std::string& message) {
+    const std::string name = "RequestData=\"";
+    const auto at = message.rfind(name);
+    if (at == std::string::npos) {
+        return "0";
+    }
+    const auto begin = at + name.size();
+    return message.substr(begin, message.find('"', begin) - begin);
+}
+
+/// A service that confirms registrations and is online.
+inline std::string answerAsOnlineService(const std::string& message) {
+    std::string answers;
+    if (message.find("<RegisterAgent") != std::string::npos) {
+        const auto end = message.find("</RegisterAgent>");
+        answers += "<RequestResult RequestData=\"" + requestIdIn(message.substr(0, end)) + "\" StatusCode=\"0\"/>";
+    }
+    if (message.find("<GetStatus") != std::string::npos) {
+        answers += "<Status Value=\"online\" RequestData=\"" + requestIdIn(message) +
+                   "\" Server=\"relay01\" RemoteRegistrationName=\"Office\"/>";
+    }
+    return answers;
+}
+
+} // namespace kvn::test

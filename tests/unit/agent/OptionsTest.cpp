@@ -1,0 +1,35 @@
+#include "agent/Options.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace kvn {
+namespace {
+
+std::variant<Options, std::string> parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "KvnGUIAgent");
+    return parseOptions(static_cast<int>(arguments.size()), arguments.data());
+}
+
+TEST(Options, AreUnderstoodInAnyOrder) {
+    const auto options = std::get<Options>(parse({"--ui", "none", "--root", "/tmp/x"}));
+    EXPECT_EQ(options.root, "/tmp/x");
+    EXPECT_EQ(options.frontEnd, FrontEnd::None);
+    EXPECT_FALSE(std::get<Options>(parse({})).frontEnd);
+}
+
+TEST(Options, MistakesAreNamed) {
+    const std::pair<std::vector<const char*>, const char*> cases[] = {
+        {{"--verbose"}, "unknown option: --verbose"}, {{"x"}, "unknown option: x"},
+        {{"--root"}, "--root needs a value"},         {{"--root", ""}, "--root needs a folder"},
+        {{"--ui", "gtk"}, "--ui takes"},              {{"--root", "/x", "--ui"}, "--ui needs a value"},
+    };
+    for (const auto& [arguments, problem] : cases) {
+        const auto parsed = parse(arguments);
+        ASSERT_TRUE(std::holds_alternative<std::string>(parsed)) << problem;
+        EXPECT_EQ(std::get<std::string>(parsed).find(problem), 0U) << std::get<std::string>(parsed);
+    }
+}
+
+} // namespace
+} // namespace kvn

@@ -1,0 +1,97 @@
+#include "host/posix/AppBundle.h"
+#include "host/plist/XmlPropertyList.h"
+#include "host/posix/StringsTable.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace kvn::test {
+namespace {
+
+using Texts = std::map<std::string, std::string, std::less<>>;
+
+struct Case {
+    std::string source;
+    Texts texts;
+    std::vector<std::size_t> brokenLines;
+};
+
+TEST(StringsTable, ReadsTheClassicForm) {
+    const Case cases[] = {
+        {"", {}, {}},
+        {"\xEF\xBB\xBF/* a \"b\" = \"c\"; */ // d\r\n\"k\"=\"v\";\"l\" /**/ = // x\n \"w\" ;",
+         {{"k", "v"}, {"l", "w"}},
+         {}},
+        {R"("q\"\\\n\t" = "\U00e9\u20AC\UD83D\uDE00\z";)", {{"q\"\\\n\t", "\u00e9\u20ac\U0001F600z"}}, {}},
+        {"\"k\" = \"two\nlines\";", {{"k", "two\nlines"}}, {}},
+        {"\"k\" = \"1\";\n\"k\" = \"2\";", {{"k", "2"}}, {}},
+        // A broken line costs that line.
+        {"\"a\" = \"1\";\n\"b\" = \"2\"\n\"c\" \"3\";\n\nd = \"4\";\n\"e\" = \"5\";",
+         {{"a", "1"}, {"e", "5"}},
+         {2, 3, 5}},
+        {"\"a\" = \"1;\n\"b\" = \"2\";", {{"b", "2"}}, {1}},
+        {"\"a\" = \"\\U12\";\n\"b\" = \"\\UD83D\";\n\"c\" = \"\\UDE00\";\n\"d\" = \"4\";",
+         {{"d", "4"}},
+         {1, 2, 3}},
+        {"/* no end\n\"a\" = \"1\";", {{"a", "1"}}, {1}},
+        {"\"a\" = \"\\", {}, {1}},
+        {"\"a", {}, {1}},
+    };
+    for (const Case& example : cases) {
+        const host::StringsTable table = host::parseStringsTable(example.source);
+        EXPECT_EQ(table.texts, example.texts) << example.source;
+        EXPECT_EQ(table.brokenLines, example.brokenLines) << example.source;
+    }
+}
+
+class AppBundle : public testing::Test {
+protected:
+    std::string add(const std::string& file, const std::string& content) {
+        const std::string path = folder_.file(file);
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        writeFile(path, content);
+        return path;
+    }
+
+    TemporaryFolder folder_;
+    host::XmlPropertyList propertyLists_;
+    CapturedLog log_;
+};
+
+TEST_F(AppBundle, FindsTextsAndElseTheKey) {
+    add("Own.app/Contents/Resources/en.lproj/Localizable.strings",
+        "\"StatusOnline\" = \"Online\";\n\"broken\nok\n");
+    const host::AppBundle bundle(folder_.file("Own.app"), propertyLists_);
+    EXPECT_EQ(bundle.localizedString("StatusOnline"), "Online");
+    EXPECT_EQ(bundle.localizedString("StatusPaused"), "StatusPaused");
+    EXPECT_TRUE(log_.contains("Skipped the broken line 2 of " + folder_.path()));
+
+    const host::AppBundle none(folder_.file("None.app"), propertyLists_);
+    EXPECT_EQ(none.localizedString("StatusOnline"), "StatusOnline");
+}
+
+TEST_F(AppBundle, FindsTheExecutableOfAnotherBundle) {
+    const auto list = [](const std::string& entries) {
+        return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + entries + "</dict></plist>";
+    };
+    add("Named.app/Contents/Info.plist", list("<key>CFBundleExecutable</key><string>client</string>"));
+    const std::string named = add("Named.app/Contents/MacOS/client", "");
+    add("Other.app/Contents/Info.plist", list("<key>CFBundleExecutable</key><true/>"));
+    const std::string other = add("Other.app/Contents/MacOS/Other", "");
+    add("Broken.app/Contents/Info.plist", "<plist><dict>");
+    const std::string broken = add("Broken.app/Contents/MacOS/Broken", "");
+    add("Empty.app/Contents/Info.plist", list("<key>CFBundleExecutable</key><string>gone</string>"));
+
+    const host::AppBundle bundle(folder_.file("Own.app"), propertyLists_);
+    EXPECT_EQ(bundle.executableOf(folder_.file("Named.app")), named);
+    EXPECT_EQ(bundle.executableOf(folder_.file("Other.app")), other);
+    EXPECT_EQ(bundle.executableOf(folder_.file("Broken.app")), broken);
+    EXPECT_EQ(bundle.executableOf(folder_.file("Empty.app")), std::nullopt);
+    EXPECT_EQ(bundle.executableOf(folder_.file("Missing.app")), std::nullopt);
+    EXPECT_TRUE(log_.contains("Could not read Info.plist of " + folder_.file("Broken.app")));
+}
+
+} // namespace
+} // namespace kvn::test

@@ -1,0 +1,29 @@
+#include "remote/platform/ClientArguments.h"
+
+#include <gtest/gtest.h>
+
+namespace kvn {
+namespace {
+
+TEST(ClientArguments, AreSplitOutsideQuotesAndRewritten) {
+    using Arguments = std::vector<std::string>;
+    const std::pair<const char*, Arguments> cases[] = {
+        {"", {}},
+        {" \t ", {}},
+        {"/sessionid:123 \"/remoteuser:John Smith\" /transferlog:on",
+         {"-sid:123", "\"-sessionclientname:John Smith\"", "-transferlog:on"}},
+        {"  a\t\tb  ", {"a", "b"}},
+        {"/proxyconfig:/sessionid:1", {"-proxyconfig:-sid:1"}},
+        {"x\"a b\"y z", {"x\"a b\"y", "z"}},
+        {"\"never closed a b", {"\"never closed a b"}},
+        {"\"\" x", {"\"\"", "x"}},
+        {"/SessionId:1", {"/SessionId:1"}},
+        {"B\xC3\xBCro \xE6\x97\xA5", {"B\xC3\xBCro", "\xE6\x97\xA5"}},
+    };
+    for (const auto& [parameters, arguments] : cases) {
+        EXPECT_EQ(clientArguments(parameters), arguments) << parameters;
+    }
+}
+
+} // namespace
+} // namespace kvn
