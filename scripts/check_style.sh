@@ -3,6 +3,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-find agent basic benchmarks core fuzz host privileged-helper remote standins tests \
-    \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print0 2>/dev/null |
-    xargs -0 -r -n 40 clang-format --dry-run -Werror
+find . \( -path './build' -o -path './build-*' -o -path './.git' \) -prune -o \
+    \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print0 |
+    xargs -0 -n 40 clang-format --dry-run -Werror

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 
@@ -39,27 +38,6 @@ void appendTime(std::string& line) {
     line.append(text, length).append(fraction, sizeof fraction);
 }
 
-/// Holds the lock for a scope. A line is written in less time than it takes to fall asleep and be woken
-/// up, so a few rounds of giving way to others come first.
-class KVS_SCOPED_CAPABILITY WriteGuard {
-public:
-    explicit WriteGuard(FThreadLock& lock) KVS_ACQUIRE(lock) : lock_(lock) {
-        for (int round = 0; round < 16; ++round) {
-            if (lock_.tryLock()) {
-                return;
-            }
-            sched_yield();
-        }
-        lock_.lock();
-    }
-    ~WriteGuard() KVS_RELEASE() { lock_.unlock(); }
-    WriteGuard(const WriteGuard&) = delete;
-    WriteGuard& operator=(const WriteGuard&) = delete;
-
-private:
-    FThreadLock& lock_;
-};
-
 std::string lineOf(const FLogRecord& record) {
     std::string line;
     line.reserve(256);
@@ -90,7 +68,7 @@ FLogBookFile::FLogBookFile(const FGStr<wchar_t>& path)
 
 bool FLogBookFile::add(const FLogRecord& record) {
     const std::string line = lineOf(record);
-    const WriteGuard guard(lock_);
+    FLockGuard guard(lock_);
     if (!owed_.empty()) {
         if (!put(owed_)) {
             return false;

@@ -31,9 +31,9 @@ private:
 /// The items of one log line. Built and used by one thread.
 class FLogRecord {
 public:
-    FLogRecord& operator<<(std::uint32_t value) { return append(TFValueBase(value)); }
-    FLogRecord& operator<<(std::int32_t value) { return append(TFValueBase(value)); }
-    FLogRecord& operator<<(std::string text) { return append(TFValueBase(std::move(text))); }
+    FLogRecord& operator<<(std::uint32_t value) { return append(value); }
+    FLogRecord& operator<<(std::int32_t value) { return append(value); }
+    FLogRecord& operator<<(std::string text) { return append(std::move(text)); }
     FLogRecord& operator<<(std::string_view text) { return *this << std::string(text); }
     FLogRecord& operator<<(const FGStr<char>& text) { return *this << text.str(); }
 
@@ -46,8 +46,9 @@ public:
     auto end() const { return items_.end(); }
 
 private:
-    FLogRecord& append(TFValueBase item) {
-        items_.push_back(std::move(item));
+    template <class T>
+    FLogRecord& append(T item) {
+        items_.emplace_back(std::move(item));
         return *this;
     }
 

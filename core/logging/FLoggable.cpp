@@ -19,7 +19,7 @@ FRef<FLogBook> FLoggable::logBook() {
     return book_;
 }
 
-FRef<FLogBook> FLoggable::attachLogBook(FRef<FLogBook> book) {
+FRef<FLogBook> FLoggable::attachLogBook(const FRef<FLogBook>& book) {
     FRef<FLogBook> previous = exchangeLogBook(book);
     onLogBookAttached(book);
     return previous;

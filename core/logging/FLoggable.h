@@ -18,7 +18,7 @@ public:
     FLoggable& operator=(const FLoggable&) = delete;
 
     /// Both return the book that was attached before. A line that is just being written still goes there.
-    FRef<FLogBook> attachLogBook(FRef<FLogBook> book);
+    FRef<FLogBook> attachLogBook(const FRef<FLogBook>& book);
     FRef<FLogBook> detachLogBook();
 
     /// Hands the record to the attached book and, while debug logging is on, to the system log too.

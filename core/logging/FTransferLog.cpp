@@ -7,8 +7,8 @@ FTransferLog& FTransferLog::instance() {
     return *instance;
 }
 
-FRef<FLogBook> FTransferLog::useLogBook(FRef<FLogBook> book) {
-    return book ? instance().attachLogBook(std::move(book)) : instance().detachLogBook();
+FRef<FLogBook> FTransferLog::useLogBook(const FRef<FLogBook>& book) {
+    return book ? instance().attachLogBook(book) : instance().detachLogBook();
 }
 
 void FTransferLog::onLogBookAttached(const FRef<FLogBook>&) { ++changes_; }

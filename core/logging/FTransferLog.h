@@ -13,7 +13,7 @@ class FTransferLog : public FLoggable {
 public:
     /// Makes the book the current one, none when it is empty; returns the one that was. A line that is
     /// just being written still goes there.
-    static FRef<FLogBook> useLogBook(FRef<FLogBook> book);
+    static FRef<FLogBook> useLogBook(const FRef<FLogBook>& book);
 
     /// Adds a line with one item. Whether it was kept: not without a book, with an inactive one or when
     /// it could not be written.

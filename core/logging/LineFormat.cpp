@@ -11,6 +11,7 @@ LineFormat::LineFormat(const char* format, va_list args) {
     va_list again;
     va_copy(again, args);
     if (!formatSimply(format, args)) {
+        // The analyzer does not follow va_copy. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
         const int wanted = std::vsnprintf(buffer_, sizeof buffer_, format, again);
         length_ = std::min(static_cast<std::size_t>(std::max(wanted, 0)), sizeof buffer_ - 1);
         if (wanted < 0) {

@@ -1,6 +1,6 @@
 #include "core/text/FGStr.h"
 
-#include <cstdio>
+#include "core/text/DoubleText.h"
 
 namespace Kvs {
 
@@ -9,9 +9,7 @@ FGStr<char> FGStr<char>::valueOf(double value, bool emptyWhenZero) {
     if (value == 0 && emptyWhenZero) {
         return {};
     }
-    char text[32];
-    std::snprintf(text, sizeof text, "%.15g", value);
-    return FGStr<char>(text);
+    return FGStr<char>(fTextOfDouble(value, 15));
 }
 
 } // namespace Kvs

@@ -12,7 +12,7 @@ bool FThread::execute(std::unique_ptr<FInvokable<void>> work) {
     detachRunning();
     started_ = pthread_create(&thread_, nullptr, thread_redir_point, work.get()) == 0;
     if (started_) {
-        work.release(); // the thread owns it now
+        static_cast<void>(work.release()); // the thread owns it now
     }
     return started_;
 }

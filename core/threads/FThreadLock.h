@@ -25,7 +25,6 @@ public:
     FThreadLock_T& operator=(const FThreadLock_T&) = delete;
 
     void lock() KVS_ACQUIRE() { pthread_mutex_lock(&mutex_); }
-    bool tryLock() KVS_TRY_ACQUIRE(true) { return pthread_mutex_trylock(&mutex_) == 0; }
     void unlock() KVS_RELEASE() { pthread_mutex_unlock(&mutex_); }
 
 private:

@@ -15,7 +15,7 @@ namespace kvn::test {
 class CapturedLog {
 public:
     CapturedLog() : book_(new Book), previous_(Kvs::FTransferLog::useLogBook(book_)) {}
-    ~CapturedLog() { Kvs::FTransferLog::useLogBook(std::move(previous_)); }
+    ~CapturedLog() { Kvs::FTransferLog::useLogBook(previous_); }
     CapturedLog(const CapturedLog&) = delete;
     CapturedLog& operator=(const CapturedLog&) = delete;
 
