@@ -34,7 +34,8 @@ void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
     // No previous state counts as online, so that a first "online" is not worth a line.
     const std::int32_t previous = lastServiceState_ ? lastServiceState_->status : OFRServiceInfo::Online;
     if (state != previous && info) {
-        OCNSLog("RemoteService status: %@, server:%@, registration:%@", text, info->server, info->registration);
+        OCNSLog("RemoteService status: %@, server:%@, registration:%@", text, info->server,
+                info->registration);
     } else if (state != previous) {
         OCNSLog("RemoteService status: %@", text);
     }

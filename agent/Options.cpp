@@ -4,11 +4,12 @@
 
 namespace kvn {
 
-const char* const kUsage = "usage: KvnGUIAgent [--root DIR] [--ui terminal|none] [--version] [--help]\n"
-                           "\n"
-                           "  --root DIR   a folder that stands for / in every fixed path\n"
-                           "  --ui MODE    terminal: shows the status and takes commands; none: runs until SIGTERM\n"
-                           "               (default: terminal where standard input is one, else none)\n";
+const char* const kUsage =
+    "usage: KvnGUIAgent [--root DIR] [--ui terminal|none] [--version] [--help]\n"
+    "\n"
+    "  --root DIR   a folder that stands for / in every fixed path\n"
+    "  --ui MODE    terminal: shows the status and takes commands; none: runs until SIGTERM\n"
+    "               (default: terminal where standard input is one, else none)\n";
 
 std::variant<Options, std::string> parseOptions(int argc, const char* const* argv) {
     Options options;

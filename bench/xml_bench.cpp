@@ -274,14 +274,14 @@ const std::vector<Values>& registrations() {
 class OursWriter {
 public:
     std::string_view write(const Values& values) {
-        Kvs::FMap<const char*, const char*> attributes;
+        Kvs::FEncXmlAttributeMap attributes;
         for (std::size_t i = 0; i < values.size(); ++i) {
-            attributes.set(kNames[i], values[i].c_str());
+            attributes.set(kNames[i], values[i]);
         }
         return write(attributes);
     }
 
-    std::string_view write(const Kvs::FMap<const char*, const char*>& attributes) {
+    std::string_view write(const Kvs::FEncXmlAttributeMap& attributes) {
         out_.clear();
         Kvs::FEncXml<char>::addOpenTag(out_, "RegisterAgent", &attributes);
         Kvs::FEncXml<char>::addCloseTag(out_, "RegisterAgent");
@@ -373,11 +373,11 @@ void write(benchmark::State& state, const std::vector<Values>& all) {
 }
 
 /// What the client passes to the writer: as ready as the values that its peers are given.
-std::vector<Kvs::FMap<const char*, const char*>> attributeMaps() {
-    std::vector<Kvs::FMap<const char*, const char*>> maps(registrations().size());
+std::vector<Kvs::FEncXmlAttributeMap> attributeMaps() {
+    std::vector<Kvs::FEncXmlAttributeMap> maps(registrations().size());
     for (std::size_t i = 0; i < maps.size(); ++i) {
         for (std::size_t j = 0; j < std::size(kNames); ++j) {
-            maps[i].set(kNames[j], registrations()[i][j].c_str());
+            maps[i].set(kNames[j], registrations()[i][j]);
         }
     }
     return maps;

@@ -62,7 +62,7 @@ std::size_t readAll(std::basic_string_view<C> buffer) {
 }
 
 void writeAndReadBack(const std::string& value) {
-    Kvs::FMap<const char*, const char*> attributes;
+    Kvs::FEncXmlAttributeMap attributes;
     attributes.set("A", value.c_str());
     Kvs::FMStr<char> out;
     Kvs::FEncXml<char>::addOpenTag(out, "T", &attributes);

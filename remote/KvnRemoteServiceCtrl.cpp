@@ -68,10 +68,10 @@ FResult KvnRemoteServiceCtrl::sendAgentRequest(const char* tag, unsigned int req
     const std::string processId = std::to_string(getpid());
     CNSLog("Sending %s request for user: %s, session: %s, pid: %s", tag, session.userName.c_str(),
            sessionId.c_str(), processId.c_str());
-    Attributes attributes;
-    attributes.set(Attr_SessionID, sessionId.c_str());
-    attributes.set(Attr_UserID, session.userName.c_str());
-    attributes.set(Attr_ProcessID, processId.c_str());
+    FEncXmlAttributeMap attributes;
+    attributes.set(Attr_SessionID, sessionId);
+    attributes.set(Attr_UserID, session.userName);
+    attributes.set(Attr_ProcessID, processId);
     return sendSimpleRequest(Pipe_RemoteClient, tag, attributes, requestId);
 }
 
@@ -79,17 +79,18 @@ FResult KvnRemoteServiceCtrl::clientLaunchedNotification(unsigned long long proc
                                                          const FGStr<char>& sessionId,
                                                          const FGStr<char>& userId) {
     const std::string process = std::to_string(processId);
-    Attributes attributes;
-    attributes.set(Attr_ProcessID, process.c_str());
-    attributes.set(Attr_SessionID, sessionId.c_str());
-    attributes.set(Attr_UserID, userId.c_str());
+    FEncXmlAttributeMap attributes;
+    attributes.set(Attr_ProcessID, process);
+    attributes.set(Attr_SessionID, sessionId.token());
+    attributes.set(Attr_UserID, userId.token());
     return sendSimpleRequest(Pipe_RemoteClient, Tag_ClientLauched, attributes, 0);
 }
 
-FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* requestTag, const char* statusTag,
-                                          unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* requestTag,
+                                          const char* statusTag, unsigned int requestId) {
     if (!requestTag && !statusTag) {
-        CNSLog("KvnRemoteServiceCtrl::sendRequest: invalid arguments, neither request tag nor status tag spefified");
+        CNSLog("KvnRemoteServiceCtrl::sendRequest: invalid arguments, neither request tag nor status tag "
+               "spefified");
         return kFailure;
     }
     const Messenger messenger = messengerForId(pipeId);
@@ -116,8 +117,8 @@ FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* req
     return result;
 }
 
-FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const char* tag, Attributes& attributes,
-                                                unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const char* tag,
+                                                FEncXmlAttributeMap& attributes, unsigned int requestId) {
     if (!tag) {
         CNSLog("KvnRemoteServiceCtrl::sendSimpleRequest: invalid arguments, no request tag");
         return kFailure;
@@ -128,7 +129,7 @@ FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const cha
         return kFailure;
     }
     const std::string requestData = std::to_string(requestId);
-    attributes.set(Attr_RequestData, requestData.c_str());
+    attributes.set(Attr_RequestData, requestData);
     FMStr<char> message;
     FEncXml<char>::addOpenTag(message, tag, &attributes);
     FEncXml<char>::addCloseTag(message, tag);
@@ -145,7 +146,7 @@ FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const cha
 FResult KvnRemoteServiceCtrl::sendTag(const Messenger& messenger, const char* tag, unsigned int requestId) {
     FMStr<char> message;
     const std::string requestData = std::to_string(requestId);
-    FEncXml<char>::addTag(message, tag, requestId ? Attr_RequestData : nullptr, requestData.c_str());
+    FEncXml<char>::addTag(message, tag, requestId ? Attr_RequestData : "", requestData);
     return sendMessage(messenger, message);
 }
 
@@ -154,7 +155,8 @@ FResult KvnRemoteServiceCtrl::sendMessage(const Messenger& messenger, const FMSt
     long written = 0;
     const FResult result =
         messenger->send(nullptr, reinterpret_cast<const unsigned char*>(message.c_str()), length, written);
-    return result == kSuccess && written < length ? kFailure : result; // the service cannot read half a message
+    return result == kSuccess && written < length ? kFailure
+                                                  : result; // the service cannot read half a message
 }
 
 FResult KvnRemoteServiceCtrl::ensureReceiving(const Messenger& messenger) {
@@ -166,8 +168,9 @@ FResult KvnRemoteServiceCtrl::ensureReceiving(const Messenger& messenger) {
 KvnRemoteServiceCtrl::Messenger KvnRemoteServiceCtrl::messengerForId(const wchar_t* pipeId) {
     FLockGuard guard(messengersLock_);
     if (!closeAfterReceive_) {
-        const auto open = std::find_if(messengers_.begin(), messengers_.end(),
-                                       [&](const Messenger& messenger) { return messenger->hasName(pipeId); });
+        const auto open =
+            std::find_if(messengers_.begin(), messengers_.end(),
+                         [&](const Messenger& messenger) { return messenger->hasName(pipeId); });
         if (open != messengers_.end()) {
             return *open;
         }
@@ -211,7 +214,8 @@ void KvnRemoteServiceCtrl::Messenger_Error(FComMessenger* messenger, int& code) 
 
 // MARK: Messages of the service
 
-void KvnRemoteServiceCtrl::Messenger_DataReceived(FComMessenger* messenger, FComMessenger::DataReceivedArg& arg) {
+void KvnRemoteServiceCtrl::Messenger_DataReceived(FComMessenger* messenger,
+                                                  FComMessenger::DataReceivedArg& arg) {
     const long size = static_cast<long>(arg.data.size());
     const bool bad = !processDelivery(reinterpret_cast<const char*>(arg.data.data()), size);
     if (bad && !lastDeliveryWasBad_) {

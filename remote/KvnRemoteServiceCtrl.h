@@ -12,6 +12,7 @@
 #include "host/SessionInfo.h"
 #include "remote/FRRecords.h"
 #include "remote/xml/FEncXmlNode.h"
+#include "remote/xml/FEncXmlWriter.h"
 
 #include <atomic>
 
@@ -55,11 +56,10 @@ public:
 
 private:
     using Messenger = FRef<FComMessengerPipe>;
-    using Attributes = FMap<const char*, const char*>;
 
     FResult sendRequest(const wchar_t* pipeId, const char* requestTag, const char* statusTag,
                         unsigned int requestId);
-    FResult sendSimpleRequest(const wchar_t* pipeId, const char* tag, Attributes& attributes,
+    FResult sendSimpleRequest(const wchar_t* pipeId, const char* tag, FEncXmlAttributeMap& attributes,
                               unsigned int requestId);
     FResult sendAgentRequest(const char* tag, unsigned int requestId);
     static FResult sendTag(const Messenger& messenger, const char* tag, unsigned int requestId);

@@ -94,7 +94,8 @@ _FRProxyStatus fReadProxyStatus(const FEncXmlNode<char>& message) {
 }
 
 _FRServiceCommand fReadServiceCommand(const FEncXmlNode<char>& message) {
-    return {0, textOf(message, Attr_Command), textOf(message, Attr_Executable), textOf(message, Attr_Parameters)};
+    return {0, textOf(message, Attr_Command), textOf(message, Attr_Executable),
+            textOf(message, Attr_Parameters)};
 }
 
 } // namespace Kvs

@@ -21,7 +21,8 @@ constexpr auto kConnectorRestartDelay = 5s;
 
 } // namespace
 
-AgentController::AgentController(const RemoteServiceConnector::Environment& environment, const host::Clock& clock)
+AgentController::AgentController(const RemoteServiceConnector::Environment& environment,
+                                 const host::Clock& clock)
     : environment_(environment), clock_(clock) {
     replaceConnector();
 }

@@ -37,7 +37,8 @@ OFRProxyStatus ObjcDTOFactory::convertProxyStatus(const Kvs::_FRProxyStatus& rec
 }
 
 OFRServiceCommand ObjcDTOFactory::convertFRServiceCommand(const Kvs::_FRServiceCommand& record) {
-    return {record.requestId, fNarrow(record.command), fNarrow(record.executable), fNarrow(record.parameters)};
+    return {record.requestId, fNarrow(record.command), fNarrow(record.executable),
+            fNarrow(record.parameters)};
 }
 
 } // namespace kvn

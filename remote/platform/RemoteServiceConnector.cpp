@@ -34,8 +34,8 @@ constexpr std::size_t kMaxPendingRequests = 256;
 
 RemoteServiceConnector::RemoteServiceConnector(const Environment& environment,
                                                RemoteServiceConnectorDelegate& delegate)
-    : environment_(environment), serviceCtrl_(false, environment.sessionInfo), ctrlDelegate_(*this, serviceCtrl_),
-      delegate_(delegate) {}
+    : environment_(environment), serviceCtrl_(false, environment.sessionInfo),
+      ctrlDelegate_(*this, serviceCtrl_), delegate_(delegate) {}
 
 RemoteServiceConnector::~RemoteServiceConnector() { close(); }
 
@@ -136,12 +136,12 @@ Kvs::FResult RemoteServiceConnector::unregisterServiceAgent() {
 void RemoteServiceConnector::processResponse(Response response) {
     const std::uint32_t requestId = std::visit([](const auto& answer) { return answer.requestID; }, response);
     if (Completion completion = requestCompleted(requestId)) {
-        environment_.mainLoop.post([connector = weak_from_this(), completion = std::move(completion),
-                                    answer = std::move(response)] {
-            if (const auto self = connector.lock()) {
-                completion(&answer, Kvs::kSuccess);
-            }
-        });
+        environment_.mainLoop.post(
+            [connector = weak_from_this(), completion = std::move(completion), answer = std::move(response)] {
+                if (const auto self = connector.lock()) {
+                    completion(&answer, Kvs::kSuccess);
+                }
+            });
     }
 }
 

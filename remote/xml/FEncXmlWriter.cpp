@@ -137,12 +137,12 @@ void appendAttribute(FMStr<char>& out, std::string_view name, std::string_view v
 
 } // namespace
 
-void FEncXmlWriter<char>::addOpenTag(FMStr<char>& out, const char* name,
-                                     const FMap<const char*, const char*>* attributes) {
+void FEncXmlWriter<char>::addOpenTag(FMStr<char>& out, FStrToken<char> name,
+                                     const FEncXmlAttributeMap* attributes) {
     appendText(out, "<", name, "");
     if (attributes) {
         for (const auto& [attribute, value] : *attributes) {
-            if (attribute && *attribute && value && *value) {
+            if (!attribute.empty() && !value.empty()) {
                 appendAttribute(out, attribute, value);
             }
         }
@@ -150,16 +150,16 @@ void FEncXmlWriter<char>::addOpenTag(FMStr<char>& out, const char* name,
     out.append('>');
 }
 
-void FEncXmlWriter<char>::addTag(FMStr<char>& out, const char* name, const char* attrName,
-                                 const char* attrValue) {
+void FEncXmlWriter<char>::addTag(FMStr<char>& out, FStrToken<char> name, FStrToken<char> attrName,
+                                 FStrToken<char> attrValue) {
     appendText(out, "<", name, "");
-    if (attrName) {
-        appendAttribute(out, attrName, attrValue ? attrValue : "");
+    if (!attrName.empty()) {
+        appendAttribute(out, attrName, attrValue);
     }
     out.append(" />");
 }
 
-void FEncXmlWriter<char>::addCloseTag(FMStr<char>& out, const char* name) {
+void FEncXmlWriter<char>::addCloseTag(FMStr<char>& out, FStrToken<char> name) {
     appendText(out, "</", name, ">");
 }
 

@@ -2,8 +2,12 @@
 
 #include "core/base/FMap.h"
 #include "core/text/FMStr.h"
+#include "core/text/FStrToken.h"
 
 namespace Kvs {
+
+/// Attributes to be written, name to value; the texts are the caller's, not yet escaped.
+using FEncXmlAttributeMap = FMap<FStrToken<char>, FStrToken<char>>;
 
 /// The writing side of `FEncXml`, for `char` only.
 template <class C>
@@ -14,15 +18,15 @@ template <>
 class FEncXmlWriter<char> {
 public:
     /// `<name a="1" b="2">`, in the map's order; `attributes` may be null. An attribute whose name or
-    /// value is null or empty is left out.
-    static void addOpenTag(FMStr<char>& out, const char* name,
-                           const FMap<const char*, const char*>* attributes);
+    /// value is empty is left out.
+    static void addOpenTag(FMStr<char>& out, FStrToken<char> name, const FEncXmlAttributeMap* attributes);
 
-    /// `<name attrName="attrValue" />`, or `<name />` where `attrName` is null. A null value is empty.
-    static void addTag(FMStr<char>& out, const char* name, const char* attrName, const char* attrValue);
+    /// `<name attrName="attrValue" />`, or `<name />` where `attrName` is empty.
+    static void addTag(FMStr<char>& out, FStrToken<char> name, FStrToken<char> attrName,
+                       FStrToken<char> attrValue);
 
     /// `</name>`.
-    static void addCloseTag(FMStr<char>& out, const char* name);
+    static void addCloseTag(FMStr<char>& out, FStrToken<char> name);
 
     /// `text` with the double quote, "&", "<" and ">" escaped; up to the first NUL, or at most `length`
     /// characters where that is not -1.

@@ -7,7 +7,7 @@ namespace kvn::daemon {
 namespace {
 
 using Kvs::FEncXml;
-using Attributes = Kvs::FMap<const char*, const char*>;
+using Attributes = Kvs::FEncXmlAttributeMap;
 namespace FRSCtrl = Kvs::FRSCtrl;
 
 std::string element(const char* tag, const Attributes& attributes, const std::string& children = {}) {
@@ -26,29 +26,29 @@ std::string statusMessage(const ServiceState& state, std::int64_t requestId) {
     std::string proxies;
     for (const Proxy& proxy : state.proxies) {
         Attributes attributes;
-        attributes.set(FRSCtrl::Attr_Name, proxy.name.c_str());
-        attributes.set(FRSCtrl::Attr_Server, proxy.server.c_str());
-        attributes.set(FRSCtrl::Attr_Time, proxy.time.c_str());
-        attributes.set(FRSCtrl::Attr_Priority, proxy.priority.c_str());
-        attributes.set(FRSCtrl::Attr_Value, proxy.value.c_str());
+        attributes.set(FRSCtrl::Attr_Name, proxy.name);
+        attributes.set(FRSCtrl::Attr_Server, proxy.server);
+        attributes.set(FRSCtrl::Attr_Time, proxy.time);
+        attributes.set(FRSCtrl::Attr_Priority, proxy.priority);
+        attributes.set(FRSCtrl::Attr_Value, proxy.value);
         proxies += element(FRSCtrl::Tag_Proxy, attributes);
     }
     const std::string id = numberOrNothing(requestId);
     Attributes attributes;
-    attributes.set(FRSCtrl::Attr_Value, state.word.c_str());
-    attributes.set(FRSCtrl::Attr_RequestData, id.c_str());
-    attributes.set(FRSCtrl::Attr_Server, state.server.c_str());
-    attributes.set(FRSCtrl::Attr_Version, state.version.c_str());
-    attributes.set(FRSCtrl::Attr_LastError, state.lastError.c_str());
-    attributes.set(FRSCtrl::Attr_RemoteRegistrationName, state.registration.c_str());
-    attributes.set(FRSCtrl::Attr_SubProcessSessions, state.sessions.c_str());
+    attributes.set(FRSCtrl::Attr_Value, state.word);
+    attributes.set(FRSCtrl::Attr_RequestData, id);
+    attributes.set(FRSCtrl::Attr_Server, state.server);
+    attributes.set(FRSCtrl::Attr_Version, state.version);
+    attributes.set(FRSCtrl::Attr_LastError, state.lastError);
+    attributes.set(FRSCtrl::Attr_RemoteRegistrationName, state.registration);
+    attributes.set(FRSCtrl::Attr_SubProcessSessions, state.sessions);
     return element(FRSCtrl::Tag_Status, attributes, proxies);
 }
 
 std::string serverStatusMessage(const ServiceState& state) {
     Attributes attributes;
-    attributes.set(FRSCtrl::Attr_Value, state.word.c_str());
-    attributes.set(FRSCtrl::Attr_LastError, state.lastError.c_str());
+    attributes.set(FRSCtrl::Attr_Value, state.word);
+    attributes.set(FRSCtrl::Attr_LastError, state.lastError);
     return element(FRSCtrl::Tag_ServerStatus, attributes);
 }
 
@@ -56,17 +56,17 @@ std::string requestResultMessage(std::int64_t requestId, int statusCode) {
     const std::string id = numberOrNothing(requestId);
     const std::string code = std::to_string(statusCode);
     Attributes attributes;
-    attributes.set(FRSCtrl::Attr_RequestData, id.c_str());
-    attributes.set(FRSCtrl::Attr_StatusCode, code.c_str());
+    attributes.set(FRSCtrl::Attr_RequestData, id);
+    attributes.set(FRSCtrl::Attr_StatusCode, code);
     return element(FRSCtrl::Tag_RequestResult, attributes);
 }
 
 std::string serviceCommandMessage(const std::string& command, const std::string& executable,
                                   const std::string& parameters) {
     Attributes attributes;
-    attributes.set(FRSCtrl::Attr_Command, command.c_str());
-    attributes.set(FRSCtrl::Attr_Executable, executable.c_str());
-    attributes.set(FRSCtrl::Attr_Parameters, parameters.c_str());
+    attributes.set(FRSCtrl::Attr_Command, command);
+    attributes.set(FRSCtrl::Attr_Executable, executable);
+    attributes.set(FRSCtrl::Attr_Parameters, parameters);
     return element(FRSCtrl::Tag_ServiceCommand, attributes);
 }
 

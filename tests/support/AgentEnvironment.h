@@ -107,7 +107,8 @@ struct AgentEnvironment {
     host::XmlPropertyList propertyList;
     RemoteAppSuitePrefs preferences{"com.korvane.remote", propertyList};
     RemoteServiceSettings settings{preferences};
-    RemoteServiceConnector::Environment connector{loop, runner, bundle, system, session, sleepMonitor, settings};
+    RemoteServiceConnector::Environment connector{loop,    runner,       bundle,  system,
+                                                  session, sleepMonitor, settings};
 };
 
 } // namespace kvn::test

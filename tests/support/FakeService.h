@@ -33,8 +33,8 @@ public:
     /// Sends to all agents.
     void push(const std::string& text) {
         long written = 0;
-        pipe_.send(nullptr, reinterpret_cast<const unsigned char*>(text.data()), static_cast<long>(text.size()),
-                   written);
+        pipe_.send(nullptr, reinterpret_cast<const unsigned char*>(text.data()),
+                   static_cast<long>(text.size()), written);
     }
 
     /// Everything received so far, in order.
@@ -44,9 +44,7 @@ public:
     }
 
     /// How often the text was received.
-    std::size_t count(const std::string& text) const {
-        return Kvs::FGStr<char>(transcript()).count(text);
-    }
+    std::size_t count(const std::string& text) const { return Kvs::FGStr<char>(transcript()).count(text); }
 
 private:
     void received(Kvs::FComMessenger*, Kvs::FComMessenger::DataReceivedArg& arg) {
@@ -86,7 +84,8 @@ inline std::string answerAsOnlineService(const std::string& message) {
     std::string answers;
     if (message.find("<RegisterAgent") != std::string::npos) {
         const auto end = message.find("</RegisterAgent>");
-        answers += "<RequestResult RequestData=\"" + requestIdIn(message.substr(0, end)) + "\" StatusCode=\"0\"/>";
+        answers +=
+            "<RequestResult RequestData=\"" + requestIdIn(message.substr(0, end)) + "\" StatusCode=\"0\"/>";
     }
     if (message.find("<GetStatus") != std::string::npos) {
         answers += "<Status Value=\"online\" RequestData=\"" + requestIdIn(message) +

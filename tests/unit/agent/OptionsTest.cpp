@@ -20,9 +20,12 @@ TEST(Options, AreUnderstoodInAnyOrder) {
 
 TEST(Options, MistakesAreNamed) {
     const std::pair<std::vector<const char*>, const char*> cases[] = {
-        {{"--verbose"}, "unknown option: --verbose"}, {{"x"}, "unknown option: x"},
-        {{"--root"}, "--root needs a value"},         {{"--root", ""}, "--root needs a folder"},
-        {{"--ui", "gtk"}, "--ui takes"},              {{"--root", "/x", "--ui"}, "--ui needs a value"},
+        {{"--verbose"}, "unknown option: --verbose"},
+        {{"x"}, "unknown option: x"},
+        {{"--root"}, "--root needs a value"},
+        {{"--root", ""}, "--root needs a folder"},
+        {{"--ui", "gtk"}, "--ui takes"},
+        {{"--root", "/x", "--ui"}, "--ui needs a value"},
     };
     for (const auto& [arguments, problem] : cases) {
         const auto parsed = parse(arguments);

@@ -14,8 +14,12 @@ using namespace std::chrono_literals;
 
 class RecordingDelegate : public AgentControllerDelegate {
 public:
-    void notifyServiceStatus(const OFRServiceInfo* info) override { statuses.push_back(info ? info->status : -1); }
-    void notifyRequestFailedWithError(const std::string& text, std::int32_t) override { failures.push_back(text); }
+    void notifyServiceStatus(const OFRServiceInfo* info) override {
+        statuses.push_back(info ? info->status : -1);
+    }
+    void notifyRequestFailedWithError(const std::string& text, std::int32_t) override {
+        failures.push_back(text);
+    }
 
     std::vector<std::int32_t> statuses; // -1 for none
     std::vector<std::string> failures;
@@ -27,8 +31,8 @@ protected:
 
     std::size_t linesWith(const std::string& text) const {
         const auto lines = env.log.lines();
-        return static_cast<std::size_t>(
-            std::count_if(lines.begin(), lines.end(), [&](const auto& line) { return line.find(text) != line.npos; }));
+        return static_cast<std::size_t>(std::count_if(
+            lines.begin(), lines.end(), [&](const auto& line) { return line.find(text) != line.npos; }));
     }
     bool waitForRegistration(std::size_t times = 1) {
         return env.loop.runUntil([&] { return linesWith("Service agent registered.") >= times; });
@@ -90,8 +94,8 @@ TEST_F(Controller, ARefusedRegistrationIsLoggedAndRepeated) {
                "\" StatusCode=\"5\"/>";
     });
     controller.start();
-    ASSERT_TRUE(env.loop.runUntil(
-        [&] { return linesWith("Service agent registeration failed, status: 5") == 1; }));
+    ASSERT_TRUE(
+        env.loop.runUntil([&] { return linesWith("Service agent registeration failed, status: 5") == 1; }));
     env.loop.advance(5s);
     EXPECT_EQ(linesWith("Reregistering service agent..."), 1U);
 }
@@ -99,7 +103,8 @@ TEST_F(Controller, ARefusedRegistrationIsLoggedAndRepeated) {
 TEST_F(Controller, WithoutAServiceOneAttemptIsMadeEveryFiveSeconds) {
     controller.start();
     env.loop.runPending();
-    EXPECT_EQ(linesWith("RemoteServiceConnector reported error: -2147483648, registerServiceAgent failed."), 1U);
+    EXPECT_EQ(linesWith("RemoteServiceConnector reported error: -2147483648, registerServiceAgent failed."),
+              1U);
     EXPECT_EQ(delegate.statuses.back(), -1);
     for (std::size_t minute = 1; minute <= 10; ++minute) {
         env.loop.advance(1min);
@@ -144,8 +149,8 @@ TEST_F(Controller, StopWithdrawsAndStartRegistersAgain) {
 }
 
 std::size_t entriesOf(const char* folder) {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder),
-                                                  std::filesystem::directory_iterator()));
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator()));
 }
 
 TEST_F(Controller, AThousandReconnectsLeakNeitherDescriptorsNorThreads) {

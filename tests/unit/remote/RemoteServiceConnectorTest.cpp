@@ -38,8 +38,9 @@ public:
     int statusUpdates = 0;
 };
 
-constexpr char kExecute[] = "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"&quot;/opt/client&quot;\" "
-                            "Parameters=\" /sessionid:123 /transferlog:on\"/>";
+constexpr char kExecute[] =
+    "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"&quot;/opt/client&quot;\" "
+    "Parameters=\" /sessionid:123 /transferlog:on\"/>";
 
 class Connector : public testing::Test {
 protected:
@@ -114,8 +115,9 @@ TEST_F(Connector, MessagesOnTheWire) {
     connector->registerServiceAgent();
     connector->unregisterServiceAgent();
     const std::string agent = " SessionID=\"100008\" UserID=\"alice\" ProcessID=\"" + pid + "\" RequestData=";
-    const std::string expected = "<Pause /><GetStatus RequestData=\"1\" /><RebootSystem /><RegisterAgent" + agent +
-                                 "\"3\"></RegisterAgent><UnregisterAgent" + agent + "\"0\"></UnregisterAgent>";
+    const std::string expected = "<Pause /><GetStatus RequestData=\"1\" /><RebootSystem /><RegisterAgent" +
+                                 agent + "\"3\"></RegisterAgent><UnregisterAgent" + agent +
+                                 "\"0\"></UnregisterAgent>";
     EXPECT_TRUE(waitUntil([&] { return service.transcript() == expected; })) << service.transcript();
 }
 
@@ -162,7 +164,8 @@ TEST_F(Connector, WaitsLongerWhileTheSystemStarts) {
 TEST_F(Connector, LaunchesTheProgramInsideABundle) {
     FakeService service(answerAsOnlineService);
     connect();
-    pushAndWaitForLog(service, "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/Applications/C.app\"/>",
+    pushAndWaitForLog(service,
+                      "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/Applications/C.app\"/>",
                       "Launching client");
     env.loop.advance(1s);
     ASSERT_EQ(env.runner.launched.size(), 1U);
@@ -188,7 +191,8 @@ TEST_F(Connector, FailedLaunchIsLoggedAndNotReported) {
     connect();
     pushAndWaitForLog(service, kExecute, "Launching client");
     env.loop.advance(1s);
-    EXPECT_TRUE(env.log.contains("Failed to launch: /opt/client args: (-sid:123, -transferlog:on)\nException: "));
+    EXPECT_TRUE(
+        env.log.contains("Failed to launch: /opt/client args: (-sid:123, -transferlog:on)\nException: "));
     EXPECT_EQ(service.count("ClientLauched"), 0U);
     EXPECT_EQ(delegate.statusUpdates, 0);
     EXPECT_FALSE(env.preferences.stringForKey("LastClientProcessInfo"));
@@ -223,8 +227,14 @@ TEST_F(Connector, AFloodOfLaunchRequestsIsBounded) {
 TEST_F(Connector, NonsenseIsDroppedAndTheNextMessageUnderstood) {
     FakeService service;
     const std::string nonsense[] = {
-        "<Status RequestData=\"1\"", std::string("\0\0\0<", 4), "<?xml version=\"1.0\"?><Status RequestData=\"1\"/>",
-        "hello", "<Status></status>", std::string(3000, '<'), "<a>", "<Unknown RequestData=\"1\"/>",
+        "<Status RequestData=\"1\"",
+        std::string("\0\0\0<", 4),
+        "<?xml version=\"1.0\"?><Status RequestData=\"1\"/>",
+        "hello",
+        "<Status></status>",
+        std::string(3000, '<'),
+        "<a>",
+        "<Unknown RequestData=\"1\"/>",
     };
     int answers = 0;
     connector->requestServiceStatus([&](const auto*, std::int32_t) { ++answers; });

@@ -27,9 +27,17 @@ protected:
 
 TEST(LeadingNumber, StopsAtTheFirstOtherCharacter) {
     const std::pair<const char*, std::int64_t> cases[] = {
-        {"", 0},     {"17", 17}, {"-3", -3}, {"12abc", 12},
-        {"abc", 0},  {"-", 0},   {"+5", 0},  {" 5", 0},
-        {"--5", 0},  {"007", 7}, {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
+        {"", 0},
+        {"17", 17},
+        {"-3", -3},
+        {"12abc", 12},
+        {"abc", 0},
+        {"-", 0},
+        {"+5", 0},
+        {" 5", 0},
+        {"--5", 0},
+        {"007", 7},
+        {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
     };
     for (const auto& [text, number] : cases) {
         EXPECT_EQ(fLeadingNumber(text), number) << text;
@@ -50,10 +58,12 @@ TEST_F(ServiceMessages, StateWordIsComparedWhole) {
 
 TEST_F(ServiceMessages, StatusIsReadWhole) {
     const auto info = fReadServiceInfo(
-        load("<Status Value=\"online\" RequestData=\"17\" Server=\"relay&amp;01\" Version=\"5.0.1\" LastError=\"\" "
+        load("<Status Value=\"online\" RequestData=\"17\" Server=\"relay&amp;01\" Version=\"5.0.1\" "
+             "LastError=\"\" "
              "RemoteRegistrationName=\"B\xC3\xBCro\" SubProcessSessions=\"7,100008|alice|x\">"
              "<Proxy Name=\"a\" Server=\"s\" Time=\"12:00:00\" Priority=\"1\" Value=\"1\"/>"
-             "<Proxy Name=\"b\" Value=\"online\"/><Proxy Name=\"c\" Value=\"0\"/><Proxy Name=\"d\" Value=\"off\"/>"
+             "<Proxy Name=\"b\" Value=\"online\"/><Proxy Name=\"c\" Value=\"0\"/><Proxy Name=\"d\" "
+             "Value=\"off\"/>"
              "<Other><Proxy Name=\"deep\"/></Other></Status>"),
         kOwnSession);
     EXPECT_EQ(info.requestId, 17U);

@@ -1,0 +1,185 @@
+#include "core/events/FEvent.h"
+#include "core/events/FExecutor.h"
+#include "tests/support/WaitUntil.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace Kvs;
+
+struct Source {};
+using Event = FEvent<Source, std::string>;
+
+/// Appends its name to the argument and then does what the test wants.
+class Handler {
+public:
+    explicit Handler(std::string name, std::function<void()> then = {})
+        : name_(std::move(name)), then_(std::move(then)) {}
+    virtual ~Handler() = default;
+    virtual void handle(Source*, std::string& log) {
+        log += name_;
+        if (then_) {
+            then_();
+        }
+    }
+
+private:
+    std::string name_;
+    std::function<void()> then_;
+};
+
+class LoudHandler : public Handler {
+public:
+    using Handler::Handler;
+    void handle(Source* source, std::string& log) override {
+        Handler::handle(source, log);
+        log += "!";
+    }
+};
+
+std::string raised(Event& event) {
+    std::string log;
+    event.raise(nullptr, log);
+    return log;
+}
+
+TEST(FEvent, CallsHandlersInTheOrderOfAdd) {
+    Event event;
+    Handler a("a"), b("b");
+    LoudHandler c("c");
+    EXPECT_EQ(raised(event), "");
+    event.add(&b, &Handler::handle);
+    event.add(&a, &Handler::handle);
+    event.add(static_cast<Handler*>(&c), &Handler::handle);
+    event.add(&b, &Handler::handle);
+    EXPECT_EQ(raised(event), "bac!b");
+    event.remove(&b, &Handler::handle);
+    EXPECT_EQ(raised(event), "ac!");
+    event.add(&b, &Handler::handle);
+    EXPECT_EQ(raised(event), "ac!b");
+}
+
+TEST(FEvent, AHandlerMayRemoveAddAndRaise) {
+    Event event;
+    std::string nested;
+    Handler late("l");
+    Handler once("o", [&] { event.remove(&once, &Handler::handle); });
+    Handler adder("a", [&] {
+        event.remove(&adder, &Handler::handle);
+        for (int i = 0; i < 100; ++i) { // the list moves while it is being walked
+            event.add(&late, &Handler::handle);
+        }
+    });
+    Handler nester("n", [&] {
+        event.remove(&nester, &Handler::handle);
+        event.raise(nullptr, nested);
+    });
+    event.add(&once, &Handler::handle);
+    event.add(&nester, &Handler::handle);
+    event.add(&once, &Handler::handle); // removed by its first call
+    event.add(&adder, &Handler::handle);
+    EXPECT_EQ(raised(event), "on" + std::string(100, 'l'));
+    EXPECT_EQ(nested, "a" + std::string(100, 'l'));
+}
+
+TEST(FEvent, AHandlerMayDestroyTheEvent) {
+    auto event = std::make_unique<Event>();
+    Handler destroyer("d", [&] { event.reset(); });
+    Handler never("n");
+    event->add(&destroyer, &Handler::handle);
+    event->add(&never, &Handler::handle);
+    std::string log;
+    event->raise(nullptr, log);
+    EXPECT_EQ(log, "d");
+}
+
+TEST(FEvent, SerialisesThreads) {
+    Event event;
+    int inside = 0; // guarded by the event's own lock
+    int calls = 0;
+    Handler counter("", [&] {
+        ASSERT_EQ(++inside, 1);
+        ++calls;
+        --inside;
+    });
+    event.add(&counter, &Handler::handle);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            Handler own("x");
+            for (int n = 0; n < 200; ++n) {
+                event.add(&own, &Handler::handle);
+                raised(event);
+                event.remove(&own, &Handler::handle);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(calls, 800);
+    EXPECT_EQ(raised(event), "");
+}
+
+TEST(FEvent, RemoveWaitsForAHandlerOnAnotherThread) {
+    Event event;
+    std::atomic<bool> entered = false;
+    std::atomic<bool> removing = false;
+    std::atomic<bool> left = false;
+    Handler slow("s", [&] {
+        entered = true;
+        ASSERT_TRUE(kvn::test::waitUntil([&] { return removing.load(); }));
+        left = true;
+    });
+    event.add(&slow, &Handler::handle);
+    std::thread raiser([&] { raised(event); });
+    ASSERT_TRUE(kvn::test::waitUntil([&] { return entered.load(); }));
+    removing = true;
+    event.remove(&slow, &Handler::handle);
+    EXPECT_TRUE(left);
+    raiser.join();
+}
+
+struct Target {
+    void none() { calls += "none;"; }
+    int sum(int a, int b) { return a + b; }
+    void two(int number, std::string text) { calls += std::to_string(number) + text + ";"; }
+    std::string calls;
+};
+
+TEST(FDelegate, ComparesObjectAndMethod) {
+    Target a, b;
+    const FDelegator2<Target, int, int, int> sum(&a, &Target::sum);
+    EXPECT_EQ(sum(2, 3), 5);
+    EXPECT_EQ(sum.ParamCount(), 2);
+    EXPECT_TRUE(*sum.clone() == sum);
+    const FDelegator2<Target, int, int, int> another(&b, &Target::sum);
+    const FDelegate2<int, int, int>& other = another;
+    EXPECT_FALSE(sum == other);
+    EXPECT_TRUE(sum == static_cast<const void*>(&a));
+    EXPECT_FALSE(!sum);
+    EXPECT_TRUE((!FDelegator0V<Target>(nullptr, &Target::none)));
+    EXPECT_TRUE((!FDelegator0V<Target>(&a, nullptr)));
+}
+
+TEST(FExecutor, KeepsItsArguments) {
+    Target target;
+    auto executor = fMakeExecutor(&target, &Target::two, 7, std::string("x"));
+    const auto copy = executor->clone();
+    EXPECT_EQ(executor->ParamCount(), 2);
+    executor->invoke();
+    executor.reset();
+    copy->invoke();
+    fMakeExecutor(&target, &Target::none)->execute();
+    EXPECT_EQ(target.calls, "7x;7x;none;");
+}
+
+} // namespace

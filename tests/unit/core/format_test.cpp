@@ -1,0 +1,98 @@
+#include "core/logging/LineFormat.h"
+#include "core/logging/OCFormat.h"
+#include "core/text/FGStr.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Kvs;
+
+struct Described {
+    std::string description() const { return "object"; }
+};
+
+template <class... Args>
+std::string text(OCFormat<std::type_identity_t<Args>...> format, const Args&... args) {
+    return format.text(args...);
+}
+
+TEST(OCFormat, PrintsAnythingAsAnObject) {
+    const char* const null = nullptr;
+    EXPECT_EQ(text("%@|%@|%@|%@", "a", std::string("b"), std::string_view("c"), FGStr<char>("d")), "a|b|c|d");
+    EXPECT_EQ(text("%@|%@", FGStr<wchar_t>(L"\xC3\xBC"), null), "\xC3\xBC|(null)");
+    EXPECT_EQ(text("%@|%@|%@|%@", -1, 2U, 0.5, true), "-1|2|0.5|1");
+    EXPECT_EQ(text("%@|%@", Described(), std::optional<Described>()), "object|(null)");
+    EXPECT_EQ(
+        text("%@|%@|%@", std::vector<std::string>{"a", "b"}, std::vector<int>{}, std::vector<double>{1}),
+        "(a, b)|()|(1)");
+    const std::string large(100'000, 'x');
+    EXPECT_EQ(text("<%@>", large), "<" + large + ">");
+}
+
+TEST(OCFormat, PrintsAsPrintfDoes) {
+    EXPECT_EQ(text("100%% %s", "x"), "100% x");
+    EXPECT_EQ(text("%d %i %u %lld %llu", std::int8_t{-1}, std::int64_t{-2}, std::uint16_t{3}, 4, 5L),
+              "-1 -2 3 4 5");
+    EXPECT_EQ(text("%d", std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
+    EXPECT_EQ(text("%u %x", -1, std::int16_t{-1}), "4294967295 ffff");
+    EXPECT_EQ(text("%08lx %X %#x %zu", 0xBEEFUL, 255, 16, std::size_t{7}), "0000beef FF 0x10 7");
+    EXPECT_EQ(text("%c%5d|%-5d|%+d", 'c', 42, 42, 42), "c   42|42   |+42");
+    EXPECT_EQ(text("%f %.1f %g %6.2f", 1.5, 2.25F, 1e100, 3.14159), "1.500000 2.2 1e+100   3.14");
+    EXPECT_EQ(text("%5s|%-5s|%.2s|%s", "ab", "ab", "abc", FGStr<char>("")), "   ab|ab   |ab|");
+    EXPECT_EQ(text("%200d", 1), std::string(199, ' ') + "1");
+}
+
+// What does not fit is refused before anything runs.
+static_assert(OCFormat<int, std::string>::accepts("%d %s"));
+static_assert(OCFormat<int>::accepts("%@"));
+static_assert(!OCFormat<int>::accepts("%s"));
+static_assert(!OCFormat<int>::accepts("%f"));
+static_assert(!OCFormat<double>::accepts("%d"));
+static_assert(!OCFormat<const char*>::accepts("%d"));
+static_assert(!OCFormat<Described>::accepts("%s"));
+static_assert(!OCFormat<std::vector<int>>::accepts("%d"));
+static_assert(!OCFormat<>::accepts("%@"));
+static_assert(!OCFormat<int>::accepts("none"));
+static_assert(!OCFormat<int>::accepts("%d %"));
+static_assert(!OCFormat<int>::accepts("%n"));
+static_assert(!OCFormat<int>::accepts("%*d"));
+static_assert(!OCFormat<int>::accepts("%5@"));
+static_assert(!OCFormat<std::string>::accepts("%ls"));
+
+__attribute__((format(printf, 1, 2))) std::string line(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const LineFormat line(format, args);
+    va_end(args);
+    return std::string(line.text());
+}
+
+TEST(LineFormat, EqualsPrintf) {
+    const char* volatile null = nullptr; // keeps the compiler from checking the argument
+    EXPECT_EQ(line("plain"), "plain");
+    EXPECT_EQ(line("%s", ""), "");
+    EXPECT_EQ(line("%d%s%u.", std::numeric_limits<int>::min(), "|", std::numeric_limits<unsigned>::max()),
+              "-2147483648|4294967295.");
+    EXPECT_EQ(line("%s", static_cast<const char*>(null)), "(null)");
+    // The simple part comes first and is done again by the full formatter.
+    EXPECT_EQ(line("%s %d %% %5.1f %lu %x", "a", 1, 2.25, 3UL, 255U), "a 1 %   2.2 3 ff");
+}
+
+TEST(LineFormat, CutsAt4095Characters) {
+    const std::string large(5000, 'x');
+    EXPECT_EQ(line("%s", large.c_str()), std::string(4095, 'x'));
+    EXPECT_EQ(line("%6s", large.c_str()), std::string(4095, 'x'));
+    EXPECT_EQ(line("%s%d", large.substr(0, 4093).c_str(), 12345), large.substr(0, 4093) + "12");
+    EXPECT_EQ(line("%s%s", large.c_str(), large.c_str()), std::string(4095, 'x'));
+}
+
+} // namespace

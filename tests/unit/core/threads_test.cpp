@@ -1,0 +1,123 @@
+#include "core/threads/FThread.h"
+#include "core/threads/FThreadCondition.h"
+#include "tests/support/WaitUntil.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <thread>
+
+namespace {
+
+using namespace Kvs;
+using kvn::test::waitUntil;
+
+/// Runs a function and counts itself while it lives.
+class Work : public FInvokable<void> {
+public:
+    Work(std::function<void()> function, std::atomic<int>& living)
+        : function_(std::move(function)), living_(living) {
+        ++living_;
+    }
+    ~Work() override { --living_; }
+    void invoke() const override { function_(); }
+
+private:
+    std::function<void()> function_;
+    std::atomic<int>& living_;
+};
+
+class FThreadTest : public testing::Test {
+protected:
+    ~FThreadTest() override {
+        EXPECT_TRUE(waitUntil([&] { return living == 0; })) << "work was not deleted";
+    }
+
+    std::unique_ptr<Work> work(std::function<void()> function) {
+        return std::make_unique<Work>(std::move(function), living);
+    }
+
+    std::atomic<int> living = 0;
+};
+
+TEST_F(FThreadTest, JoinWaitsForAJoinableJob) {
+    FThread thread;
+    std::atomic<bool> go = false;
+    bool done = false; // joining orders the accesses
+    thread.setJoinable(true);
+    ASSERT_TRUE(thread.execute(work([&] {
+        EXPECT_TRUE(thread.isCurrent());
+        thread.join(); // on its own thread: must not wait for itself
+        EXPECT_TRUE(waitUntil([&] { return go.load(); }));
+        done = true;
+    })));
+    EXPECT_FALSE(thread.isCurrent());
+    go = true;
+    thread.join();
+    EXPECT_TRUE(done);
+    thread.join();
+    EXPECT_FALSE(thread.isCurrent());
+}
+
+TEST_F(FThreadTest, NewWorkAbandonsTheOldOne) {
+    FThread thread;
+    std::atomic<bool> go = false;
+    std::atomic<int> done = 0;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(thread.execute(work([&] {
+            EXPECT_TRUE(waitUntil([&] { return go.load(); }));
+            ++done;
+        })));
+    }
+    thread.join(); // not joinable: returns at once, while the jobs still wait
+    EXPECT_EQ(done, 0);
+    go = true;
+    EXPECT_TRUE(waitUntil([&] { return done == 3; }));
+}
+
+TEST_F(FThreadTest, TheRecordMayGoBeforeItsJob) {
+    std::atomic<bool> gone = false;
+    std::atomic<bool> done = false;
+    {
+        FThread thread;
+        ASSERT_TRUE(thread.execute(work([&] {
+            EXPECT_TRUE(waitUntil([&] { return gone.load(); }));
+            done = true;
+        })));
+    }
+    gone = true;
+    EXPECT_TRUE(waitUntil([&] { return done.load(); }));
+}
+
+TEST(FCondTimedWait, ZeroTestsTheFlag) {
+    FThreadCondition condition;
+    EXPECT_EQ(fCondTimedWait(condition.handle(), 0), kCondTimedOut);
+    condition.signal();
+    EXPECT_EQ(fCondTimedWait(condition.handle(), 0), kCondSignalled);
+    EXPECT_EQ(fCondTimedWait(condition.handle(), 60'000), kCondSignalled);
+    EXPECT_TRUE(condition.isSignalled());
+    condition.clear();
+    EXPECT_EQ(fCondTimedWait(condition.handle(), 0), kCondTimedOut);
+}
+
+TEST(FCondTimedWait, WaitsAtLeastTheTime) {
+    FThreadCondition condition;
+    // 999 ms carries into the next second nearly always.
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(fCondTimedWait(condition.handle(), 999), kCondTimedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(990));
+}
+
+TEST(FCondTimedWait, AnotherThreadWakesIt) {
+    for (int round = 0; round < 50; ++round) {
+        FThreadCondition condition;
+        std::thread other([&] { condition.signal(); });
+        EXPECT_EQ(fCondTimedWait(condition.handle(), 60'000), kCondSignalled);
+        other.join();
+    }
+}
+
+} // namespace
