@@ -3,12 +3,11 @@
 # scripts/setup.sh run|test|bench
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libexpat1-dev libplist-dev libsdbus-c++-dev nlohmann-json3-dev
-    libx11-dev python3)
+build=(g++ cmake ninja-build pkg-config libexpat1-dev libsdbus-c++-dev python3)
 
 case "${1:-}" in
 run) packages=("${build[@]}") ;;
-test) packages=("${build[@]}" libgtest-dev libgmock-dev dbus python3-dbusmock clang clang-format clang-tidy
+test) packages=("${build[@]}" libgtest-dev libgmock-dev dbus-daemon clang clang-format clang-tidy
     libclang-rt-14-dev) ;;
 bench) packages=("${build[@]}" libbenchmark-dev libpugixml-dev librapidxml-dev libboost-dev libspdlog-dev
     libzmq3-dev libfmt-dev) ;;

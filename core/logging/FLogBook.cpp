@@ -18,6 +18,12 @@ std::string orEmpty(const char* text) { return text ? text : ""; }
 
 bool FLogBook::add(const FLogRecord&) { return false; }
 
+bool FLogBook::addText(std::string_view text) {
+    FLogRecord record;
+    record << text;
+    return add(record);
+}
+
 void FLogBook::writeStream(std::uint8_t, std::int32_t, const void*, std::int64_t) {}
 
 void FLogBook::setLastError(std::int32_t code, const char* text1, const char* text2, std::int32_t result,

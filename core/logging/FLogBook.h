@@ -8,6 +8,7 @@
 #include "core/threads/FThreadLock.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace Kvs {
 
@@ -22,6 +23,9 @@ public:
 
     /// Whether the record was kept; one that was not is the caller's to put elsewhere.
     virtual bool add(const FLogRecord& record);
+
+    /// As `add` of a record with this one text, which most lines are; books may save themselves the record.
+    virtual bool addText(std::string_view text);
 
     /// Takes raw data of a channel, where a book has a use for it.
     virtual void writeStream(std::uint8_t channel, std::int32_t kind, const void* data, std::int64_t size);
@@ -47,12 +51,10 @@ public:
     /// The path of the session's transfer log, if the book keeps one.
     virtual bool getSessionTransferLog(FGStr<wchar_t>& path) const;
 
-protected:
-    FThreadLock lock_;
-
 private:
     FList<FRef<FLogLastError>> matching(std::int32_t code, pthread_t thread);
 
+    FThreadLock lock_;
     FList<FRef<FLogLastError>> lastErrors_ KVS_GUARDED_BY(lock_);
 };
 

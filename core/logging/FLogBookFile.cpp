@@ -38,15 +38,14 @@ void appendTime(std::string& line) {
     line.append(text, length).append(fraction, sizeof fraction);
 }
 
-std::string lineOf(const FLogRecord& record) {
+/// The line whose items `appendItems` adds, each behind a tab.
+template <class AppendItems>
+std::string makeLine(AppendItems appendItems) {
     std::string line;
     line.reserve(256);
     appendTime(line);
     line.append(" ").append(FLoggable::getLogThreadId()).append(":");
-    for (const TFValueBase& item : record) {
-        line += '\t';
-        item.appendTo(line);
-    }
+    appendItems(line);
     line += kLineEnd;
     return line;
 }
@@ -59,39 +58,48 @@ FLogBookFile::FLogBookFile(const FGStr<wchar_t>& path)
     if (!file_ || ::fstat(file_.get(), &status) != 0) {
         throw FException("Report file could not be opened", "FLogBookFile()");
     }
-    FLockGuard guard(lock_);
-    owed_ = status.st_size < 1 ? kHeader : kRunSeparator;
-    if (put(owed_)) {
-        owed_ = {};
-    }
+    owed_ = status.st_size < 1 ? Owed::Header : Owed::RunSeparator;
+    settle();
 }
 
 bool FLogBookFile::add(const FLogRecord& record) {
-    const std::string line = lineOf(record);
-    FLockGuard guard(lock_);
-    if (!owed_.empty()) {
-        if (!put(owed_)) {
-            return false;
+    return put(makeLine([&](std::string& line) {
+        for (const TFValueBase& item : record) {
+            line += '\t';
+            item.appendTo(line);
         }
-        owed_ = {};
-    }
-    return put(line);
+    }));
 }
 
-bool FLogBookFile::put(std::string_view text) {
-    std::string_view rest = text;
-    while (!rest.empty()) {
-        const ssize_t written = ::write(file_.get(), rest.data(), rest.size());
-        if (written > 0) {
-            rest.remove_prefix(static_cast<std::size_t>(written));
-        } else if (written == 0 || errno != EINTR) {
-            break;
-        }
+bool FLogBookFile::addText(std::string_view text) {
+    return put(makeLine([&](std::string& line) { line.append("\t").append(text); }));
+}
+
+bool FLogBookFile::put(std::string_view line) {
+    if (owed_ != Owed::Nothing && !settle()) {
+        return false;
     }
-    if (!rest.empty() && rest.size() < text.size()) {
-        owed_ = kLineEnd; // the torn line ends where it is, and the next one starts afresh
+    ssize_t written = 0;
+    do {
+        written = ::write(file_.get(), line.data(), line.size());
+    } while (written < 0 && errno == EINTR);
+    if (written > 0 && static_cast<std::size_t>(written) < line.size()) {
+        owed_ = Owed::LineEnd; // the torn line ends where it is, and the next one starts afresh
     }
-    return rest.empty();
+    return written == static_cast<ssize_t>(line.size());
+}
+
+bool FLogBookFile::settle() {
+    const Owed owed = owed_.exchange(Owed::Nothing);
+    const std::string_view text = owed == Owed::Header         ? kHeader
+                                  : owed == Owed::RunSeparator ? kRunSeparator
+                                  : owed == Owed::LineEnd      ? kLineEnd
+                                                               : std::string_view();
+    if (::write(file_.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
+        return true;
+    }
+    owed_ = owed;
+    return false;
 }
 
 void FLogBookFile::setLastError(std::int32_t code, const char* text1, const char* text2, std::int32_t result,

@@ -1,5 +1,7 @@
 #include "core/logging/FTransferLog.h"
 
+#include "core/logging/CNSLog.h"
+
 namespace Kvs {
 
 FTransferLog& FTransferLog::instance() {
@@ -28,6 +30,9 @@ bool FTransferLog::log(std::string_view text) {
     const FRef<FLogBook>& book = instance().currentLogBook();
     if (!book || book->isInactive()) {
         return false;
+    }
+    if (!CNSDbgLogEnabled()) {
+        return book->addText(text);
     }
     FLogRecord record;
     record << text;

@@ -12,7 +12,7 @@ LineReader::LineReader(host::MainLoop& loop, int descriptor,
       watch_(loop.watchReadable(descriptor, [this] { read(); })) {}
 
 void LineReader::read() {
-    constexpr std::size_t kLongestLine = 64 * 1024;
+    constexpr std::size_t kLongestLine = 65'536;
     char buffer[4096];
     const ssize_t count = ::read(descriptor_, buffer, sizeof buffer);
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) {

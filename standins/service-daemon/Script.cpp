@@ -12,7 +12,8 @@ Script::Script(host::MainLoop& loop, std::vector<std::string> lines, Perform per
 
 void Script::play() {
     while (next_ < lines_.size()) {
-        const auto [name, rest] = firstWord(lines_[next_++]);
+        const std::string& line = lines_[next_++];
+        const auto [name, rest] = firstWord(line);
         if (name.empty() || name.front() == '#') {
             continue;
         }
@@ -24,7 +25,7 @@ void Script::play() {
             loop_.postAfter(std::chrono::milliseconds(*pause), [this] { play(); });
             return;
         }
-        if (const std::string answer = perform_(name + " " + rest); answer.starts_with("error")) {
+        if (const std::string answer = perform_(line); answer.starts_with("error")) {
             fail_("script line " + std::to_string(next_) + ": " + answer);
             return;
         }

@@ -12,6 +12,7 @@ namespace {
 
 using namespace std::string_literals;
 using Kvs::FEncXml;
+using Kvs::FEncXmlAttributeMap;
 using Kvs::FEncXmlFragment;
 using Kvs::FMap;
 using Kvs::FMStr;
