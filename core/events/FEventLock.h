@@ -19,19 +19,21 @@ public:
 
     void lock() KVS_ACQUIRE() {
         const void* self = currentThread();
-        if (owner_.load(std::memory_order_relaxed) != self) {
-            if (claims_.fetch_add(1, std::memory_order_acquire) > 0) {
-                waitForTurn();
-            }
-            owner_.store(self, std::memory_order_relaxed);
+        if (owner_.load(std::memory_order_relaxed) == self) {
+            ++reentries_;
+            return;
         }
-        ++depth_;
+        if (claims_.fetch_add(1, std::memory_order_acquire) > 0) {
+            waitForTurn();
+        }
+        owner_.store(self, std::memory_order_relaxed);
     }
 
     /// True when no thread holds the lock or waits for it now; the caller may then delete it if it knows
     /// that no other thread can come.
     bool unlock() KVS_RELEASE() {
-        if (--depth_ > 0) {
+        if (reentries_ > 0) {
+            --reentries_;
             return false;
         }
         owner_.store(nullptr, std::memory_order_relaxed);
@@ -64,7 +66,7 @@ private:
 
     std::atomic<const void*> owner_{nullptr};
     std::atomic<int> claims_{0}; // threads that hold the lock or wait for it
-    int depth_ = 0;              // the owner's
+    int reentries_ = 0;          // of the owner, into what it holds already
     int turns_ = 0;              // given and not yet taken; guarded by mutex_
     std::mutex mutex_;
     std::condition_variable changed_;

@@ -5,6 +5,7 @@
 #include "core/text/Widening.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,24 +19,31 @@ constexpr std::string_view kHeader = "---- Alle Zeiten in UTC / all times are UT
 constexpr std::string_view kRunSeparator = "\n\n";
 constexpr std::string_view kLineEnd = "\n";
 
-/// Appends the current time, YYYY-MM-DDTHH:MM:SS.mmm; each thread keeps the text of the last second.
-void appendTime(std::string& line) {
-    thread_local time_t second = -1;
-    thread_local char text[32];
+/// "YYYY-MM-DDTHH:MM:SS.mmm Thread[...]:" for now and the calling thread, which keeps the text and renews
+/// what has changed of it; valid until the thread's next call.
+std::string_view linePrefix() {
+    thread_local char text[128];
     thread_local std::size_t length = 0;
+    thread_local time_t second = -1;
+    constexpr std::size_t kMilliseconds = std::string_view("YYYY-MM-DDTHH:MM:SS.").size();
+
     timeval now{};
     gettimeofday(&now, nullptr);
     if (now.tv_sec != second) {
         second = now.tv_sec;
         std::tm fields{};
         gmtime_r(&second, &fields);
-        length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &fields);
+        const std::size_t date = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S.", &fields);
+        const std::string_view thread = FLoggable::getLogThreadId();
+        length = date + static_cast<std::size_t>(std::snprintf(text + date, sizeof text - date,
+                                                               "mmm %.*s:", static_cast<int>(thread.size()),
+                                                               thread.data()));
     }
     const int milliseconds = static_cast<int>(now.tv_usec / 1000);
-    const char fraction[] = {'.', static_cast<char>('0' + milliseconds / 100),
-                             static_cast<char>('0' + milliseconds / 10 % 10),
-                             static_cast<char>('0' + milliseconds % 10)};
-    line.append(text, length).append(fraction, sizeof fraction);
+    text[kMilliseconds] = static_cast<char>('0' + milliseconds / 100);
+    text[kMilliseconds + 1] = static_cast<char>('0' + milliseconds / 10 % 10);
+    text[kMilliseconds + 2] = static_cast<char>('0' + milliseconds % 10);
+    return {text, length};
 }
 
 /// The line whose items `appendItems` adds, each behind a tab.
@@ -43,8 +51,7 @@ template <class AppendItems>
 std::string makeLine(AppendItems appendItems) {
     std::string line;
     line.reserve(256);
-    appendTime(line);
-    line.append(" ").append(FLoggable::getLogThreadId()).append(":");
+    line += linePrefix();
     appendItems(line);
     line += kLineEnd;
     return line;
