@@ -17,17 +17,21 @@ void GUIAgentController::showServiceStatus() {
     if (!statusView_) {
         return;
     }
-    if (lastServiceState_) {
-        statusView_->showStatus(OFRServiceInfo::serviceStateAsString(lastServiceState_->status, bundle_),
-                                &*lastServiceState_);
-    } else {
+    if (!anyStateArrived_) {
         statusView_->showStatus(bundle_.localizedString("StatusPending"), nullptr);
+        return;
     }
+    const OFRServiceInfo* info = lastServiceState_ ? &*lastServiceState_ : nullptr;
+    statusView_->showStatus(stateText(info), info);
+}
+
+std::string GUIAgentController::stateText(const OFRServiceInfo* info) const {
+    return OFRServiceInfo::serviceStateAsString(info ? info->status : OFRServiceInfo::Offline, bundle_);
 }
 
 void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
     const std::int32_t state = info ? info->status : OFRServiceInfo::Offline;
-    const std::string text = OFRServiceInfo::serviceStateAsString(state, bundle_);
+    const std::string text = stateText(info);
     if (statusView_) {
         statusView_->showStatus(text, info);
     }
@@ -40,6 +44,7 @@ void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
         OCNSLog("RemoteService status: %@", text);
     }
     lastServiceState_ = info ? std::optional(*info) : std::nullopt;
+    anyStateArrived_ = true;
 }
 
 void GUIAgentController::notifyRequestFailedWithError(const std::string& text, std::int32_t code) {

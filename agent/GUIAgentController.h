@@ -22,11 +22,13 @@ public:
 
 private:
     void notifyServiceStatus(const OFRServiceInfo* info) override;
+    std::string stateText(const OFRServiceInfo* info) const;
     void notifyRequestFailedWithError(const std::string& text, std::int32_t code) override;
 
     const host::Bundle& bundle_;
     ServiceStatusView* statusView_;
     std::optional<OFRServiceInfo> lastServiceState_;
+    bool anyStateArrived_ = false; // a failure to get one counts
 };
 
 } // namespace kvn

@@ -9,9 +9,20 @@ namespace kvn {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+constexpr char kLongestSocketPath[] = "/var/tmp/com.korvane/pipes/Kvn30RemoteServer";
+constexpr std::size_t kLongestSocketAddress = 103; // the path field of macOS's sockaddr_un, less its NUL
+
+} // namespace
+
 std::optional<std::string> prepareRoot(const std::string& folder, std::string& problem) {
     std::error_code error;
     const fs::path root = fs::weakly_canonical(fs::absolute(folder, error), error);
+    if (root.string().size() + std::strlen(kLongestSocketPath) > kLongestSocketAddress) {
+        problem = "the root " + folder + " is too long: socket paths have at most 103 bytes";
+        return std::nullopt;
+    }
     for (const char* part : {"var/log", "var/run", "var/tmp", "Library/LaunchAgents", "Library/LaunchDaemons",
                              "Library/Application Support/com.korvane.remote/config/KorvaneRemoteservice",
                              "Library/Application Support/com.korvane.remote/registry"}) {

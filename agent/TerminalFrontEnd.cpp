@@ -91,7 +91,9 @@ void TerminalFrontEnd::runCommand(std::string_view line) {
     }
     line = line.substr(begin, line.find_last_not_of(" \t\r") - begin + 1);
     if (const auto command = commands_.find(line); command != commands_.end()) {
-        print(command->second());
+        if (const std::string answer = command->second(); !answer.empty()) {
+            print(answer);
+        }
         return;
     }
     std::string known;

@@ -14,7 +14,7 @@ namespace kvn {
 /// standard input. Main thread.
 class TerminalFrontEnd final : public ServiceStatusView {
 public:
-    /// The commands by name; each gives the text that answers it.
+    /// The commands by name; each gives the text that answers it, or an empty one when it has answered.
     using Commands = std::map<std::string, std::function<std::string()>, std::less<>>;
 
     explicit TerminalFrontEnd(host::MainLoop& mainLoop) : mainLoop_(mainLoop) {}
@@ -24,6 +24,9 @@ public:
     void start(Commands commands, host::MainLoop::Task onEnd);
 
     void showStatus(const std::string& text, const OFRServiceInfo* details) override;
+
+    /// Makes the next `showStatus` print its line also when it says nothing new.
+    void forgetShownStatus() { lastStatusLine_.clear(); }
 
 private:
     void readInput();

@@ -36,12 +36,16 @@ int fail(int status, const std::string& problem) {
     return status;
 }
 
-TerminalFrontEnd::Commands terminalCommands(GUIAgentController& controller, host::MainLoop& mainLoop) {
+TerminalFrontEnd::Commands terminalCommands(GUIAgentController& controller, TerminalFrontEnd& terminal,
+                                            host::MainLoop& mainLoop) {
+    const auto answer = [](bool sent, const char* request) {
+        return sent ? std::string("ok: ") + request + " requested" : "error: the service cannot be reached";
+    };
     return {
-        {"status", [&] { return controller.showServiceStatus(), "ok"; }},
-        {"pause", [&] { return controller.requestServicePause(), "ok: pause requested"; }},
-        {"continue", [&] { return controller.requestServiceContinue(), "ok: continue requested"; }},
-        {"reboot", [&] { return controller.requestSystemReboot(), "ok: reboot requested"; }},
+        {"status", [&] { return terminal.forgetShownStatus(), controller.showServiceStatus(), ""; }},
+        {"pause", [&, answer] { return answer(controller.requestServicePause(), "pause"); }},
+        {"continue", [&, answer] { return answer(controller.requestServiceContinue(), "continue"); }},
+        {"reboot", [&, answer] { return answer(controller.requestSystemReboot(), "reboot"); }},
         {"quit", [&] { return mainLoop.quit(), "ok"; }},
     };
 }
@@ -51,6 +55,9 @@ int runAgent(host::Host& host, FrontEnd frontEnd) {
     SystemSleepMonitor sleepMonitor(*host.powerManagement, *host.pointer, mainLoop);
     RemoteAppSuitePrefs preferences(kPreferencesSuite, *host.propertyList);
     RemoteServiceSettings settings(preferences);
+    SystemSleepMonitor::setSharedInstance(&sleepMonitor);
+    RemoteAppSuitePrefs::setSharedInstance(&preferences);
+    RemoteServiceSettings::setSharedSettings(&settings);
 
     std::optional<TerminalFrontEnd> terminal;
     if (frontEnd == FrontEnd::Terminal) {
@@ -67,7 +74,7 @@ int runAgent(host::Host& host, FrontEnd frontEnd) {
     const auto onTerminate = mainLoop.onSignal(SIGTERM, terminate);
     const auto onInterrupt = mainLoop.onSignal(SIGINT, terminate);
     if (terminal) {
-        terminal->start(terminalCommands(controller, mainLoop), terminate);
+        terminal->start(terminalCommands(controller, *terminal, mainLoop), terminate);
     }
     controller.start();
     mainLoop.run();

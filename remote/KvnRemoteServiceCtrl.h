@@ -81,7 +81,7 @@ private:
     FList<Messenger> messengers_ KVS_GUARDED_BY(messengersLock_);
     const bool closeAfterReceive_;
     const kvn::host::SessionInfo& sessionInfo_;
-    std::atomic<bool> lastDeliveryWasBad_{false}; // a flood of nonsense is worth one log line
+    std::atomic<bool> lastDeliveryWasBad_{false}; // a run of nonsense is worth one log line
 };
 
 } // namespace Kvs

@@ -74,7 +74,9 @@ void parseSubProcessSessions(_FRServiceInfo& info, const FGStr<wchar_t>& session
     info.subProcessRunning = false;
     info.subProcessUser.clear();
     for (const FGStr<wchar_t>& item : sessions.split(L",")) {
-        if (static_cast<std::uint64_t>(fLeadingNumber(fNarrow(item))) != ownSession) {
+        const std::string text = fNarrow(item);
+        const bool numbered = text.find_first_of("-0123456789") == 0;
+        if (!numbered || static_cast<std::uint64_t>(fLeadingNumber(text)) != ownSession) {
             continue;
         }
         info.subProcessRunning = true;

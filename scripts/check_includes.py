@@ -15,6 +15,7 @@ HOUSE = [
     "privileged-helper/shared",
     "remote/platform",
     "remote",
+    "remote/config",
     "remote/xml",
     "basic",
     "host/BACKEND",

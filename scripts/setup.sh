@@ -3,7 +3,8 @@
 # scripts/setup.sh run|test|bench
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libexpat1-dev libsdbus-c++-dev python3)
+build=(g++ cmake ninja-build pkg-config libexpat1-dev libsdbus-c++-dev libsystemd-dev
+    python3)
 
 case "${1:-}" in
 run) packages=("${build[@]}") ;;

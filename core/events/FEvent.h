@@ -25,7 +25,7 @@ public:
     FEvent() : state_(new State) {}
 
     ~FEvent() {
-        const Use use(state_);
+        const SharedStatePtr use(state_);
         for (Entry& entry : state_->entries) {
             entry.active = false;
         }
@@ -37,7 +37,7 @@ public:
 
     /// Appends a handler; adding the same one twice calls it twice.
     void add(std::unique_ptr<Handler> handler) {
-        const Use use(state_);
+        const SharedStatePtr use(state_);
         state_->entries.push_back({std::move(handler), true});
     }
 
@@ -50,7 +50,7 @@ public:
     /// thread; on return no other thread is inside such a handler. Entries are marked and stay, since
     /// raises walk the list by index.
     void remove(const Handler& pattern) {
-        const Use use(state_);
+        const SharedStatePtr use(state_);
         for (Entry& entry : state_->entries) {
             if (*entry.handler == pattern) {
                 entry.active = false;
@@ -66,7 +66,7 @@ public:
     /// Calls every active handler, those appended during the raise included.
     void raise(Source* source, Arg& arg) {
         State* const state = state_; // a handler may destroy this event; the state lives until the raise ends
-        const Use use(state);
+        const SharedStatePtr use(state);
         for (std::size_t i = 0; i < state->entries.size(); ++i) {
             if (state->entries[i].active) {
                 // The delegate stays put when a handler's add() moves the entries.
@@ -87,18 +87,20 @@ private:
         bool ended KVS_GUARDED_BY(lock) = false; // the event is gone; who leaves last deletes the state
     };
 
-    /// Holds the lock for a scope.
-    class KVS_SCOPED_CAPABILITY Use {
+    /// Holds the lock for a scope, and deletes the state when the event is gone and nobody else wants it.
+    class KVS_SCOPED_CAPABILITY SharedStatePtr {
     public:
-        explicit Use(State* state) KVS_ACQUIRE(state->lock) : state_(state) { state_->lock.lock(); }
-        ~Use() KVS_RELEASE() {
+        explicit SharedStatePtr(State* state) KVS_ACQUIRE(state->lock) : state_(state) {
+            state_->lock.lock();
+        }
+        ~SharedStatePtr() KVS_RELEASE() {
             const bool ended = state_->ended;
             if (state_->lock.unlock() && ended) {
                 delete state_;
             }
         }
-        Use(const Use&) = delete;
-        Use& operator=(const Use&) = delete;
+        SharedStatePtr(const SharedStatePtr&) = delete;
+        SharedStatePtr& operator=(const SharedStatePtr&) = delete;
 
     private:
         State* state_;

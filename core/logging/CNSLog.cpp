@@ -21,14 +21,22 @@ constexpr double kMaxLogAgeMinutes = 720;
 
 std::atomic<const char*> theFacility{""};
 std::atomic<bool> debugLogging{false};
-std::atomic<int> theSysLogMode{kSysLogConsole};
+std::atomic<bool> sysLogClientIsOpen{false};
+std::atomic<bool> sysLogSuppressed{false};
 
 void tellConsole(std::string_view text) { writeConsole(theFacility.load(), text); }
 
-/// The text ends with a NUL.
+void logToSystem(std::string_view text) {
+    if (sysLogClientIsOpen) {
+        writeSystemLog(text);
+    } else if (!sysLogSuppressed) {
+        tellConsole(text);
+    }
+}
+
 void logText(std::string_view text) {
     if (!FTransferLog::log(text)) {
-        CNSSysLogMsg(text.data());
+        logToSystem(text);
     }
 }
 
@@ -55,8 +63,10 @@ void CNSInitLog(unsigned int mode, int sysLogMode, const char* facility, const c
     }
     if (sysLogMode == kSysLogClient) {
         openSystemLog(theFacility, traced);
+        sysLogClientIsOpen = true;
+    } else if (sysLogMode == kSysLogSuppressed) {
+        sysLogSuppressed = true;
     }
-    theSysLogMode = sysLogMode;
 }
 
 FRef<FLogBook> CNSUseNewLogBook() {
@@ -94,14 +104,8 @@ void CNSDbgLog(const char* format, ...) {
 bool CNSDbgLogEnabled() { return debugLogging; }
 
 void CNSSysLogMsg(const char* text) {
-    if (!text) {
-        return;
-    }
-    const int mode = theSysLogMode;
-    if (mode == kSysLogClient) {
-        writeSystemLog(text);
-    } else if (mode != kSysLogSuppressed) {
-        tellConsole(text);
+    if (text) {
+        logToSystem(text);
     }
 }
 

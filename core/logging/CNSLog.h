@@ -16,7 +16,8 @@ enum FLogMode : unsigned int {
     kLogModeNewLogBook = 0x100,
 };
 
-/// System-log modes of `CNSInitLog`; any other value leaves the console as the fallback.
+/// System-log modes of `CNSInitLog`; any other value changes nothing. A client, once opened, is used from
+/// then on; without one lines go to the console, unless that was suppressed once.
 enum FSysLogMode : int {
     kSysLogSuppressed = -1,
     kSysLogConsole = 0,

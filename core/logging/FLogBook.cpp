@@ -16,7 +16,7 @@ std::string orEmpty(const char* text) { return text ? text : ""; }
 
 } // namespace
 
-bool FLogBook::add(const FLogRecord&) { return false; }
+bool FLogBook::add(const FLogRecord&) { return true; }
 
 bool FLogBook::addText(std::string_view text) {
     FLogRecord record;
@@ -40,9 +40,7 @@ void FLogBook::setLastError(std::int32_t code, const char* text1, const char* te
     if (text3) {
         text.append(" - ").append(text3);
     }
-    FLogRecord record;
-    record << text;
-    add(record);
+    addText(text);
 }
 
 FList<FRef<FLogLastError>> FLogBook::matching(std::int32_t code, pthread_t thread) {

@@ -21,7 +21,8 @@ public:
     FLogBook(const FLogBook&) = delete;
     FLogBook& operator=(const FLogBook&) = delete;
 
-    /// Whether the record was kept; one that was not is the caller's to put elsewhere.
+    /// Whether the record was kept; one that was not is the caller's to put elsewhere. The base keeps none
+    /// and wants none kept: true.
     virtual bool add(const FLogRecord& record);
 
     /// As `add` of a record with this one text, which most lines are; books may save themselves the record.
@@ -59,9 +60,6 @@ private:
 };
 
 /// Swallows everything.
-class FLogBookDummy : public FLogBook {
-public:
-    bool add(const FLogRecord&) override { return true; }
-};
+class FLogBookDummy : public FLogBook {};
 
 } // namespace Kvs

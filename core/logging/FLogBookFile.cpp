@@ -65,7 +65,7 @@ FLogBookFile::FLogBookFile(const FGStr<wchar_t>& path)
     if (!file_ || ::fstat(file_.get(), &status) != 0) {
         throw FException("Report file could not be opened", "FLogBookFile()");
     }
-    owed_ = status.st_size < 1 ? Owed::Header : Owed::RunSeparator;
+    owe(status.st_size < 1 ? kHeader : kRunSeparator);
     settle();
 }
 
@@ -83,30 +83,43 @@ bool FLogBookFile::addText(std::string_view text) {
 }
 
 bool FLogBookFile::put(std::string_view line) {
-    if (owed_ != Owed::Nothing && !settle()) {
+    if (owes_ && !settle()) {
         return false;
     }
-    ssize_t written = 0;
-    do {
-        written = ::write(file_.get(), line.data(), line.size());
-    } while (written < 0 && errno == EINTR);
+    const ssize_t written = writeOnce(line);
     if (written > 0 && static_cast<std::size_t>(written) < line.size()) {
-        owed_ = Owed::LineEnd; // the torn line ends where it is, and the next one starts afresh
+        owe(kLineEnd); // the torn line ends where it is, and the next one starts afresh
     }
     return written == static_cast<ssize_t>(line.size());
 }
 
+/// Writes what is owed, or as much of it as there is room for. Whether nothing is owed any more.
 bool FLogBookFile::settle() {
-    const Owed owed = owed_.exchange(Owed::Nothing);
-    const std::string_view text = owed == Owed::Header         ? kHeader
-                                  : owed == Owed::RunSeparator ? kRunSeparator
-                                  : owed == Owed::LineEnd      ? kLineEnd
-                                                               : std::string_view();
-    if (::write(file_.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
-        return true;
+    FLockGuard guard(lock_);
+    while (!owed_.empty()) {
+        const ssize_t written = writeOnce(owed_);
+        if (written <= 0) {
+            return false;
+        }
+        owed_.remove_prefix(static_cast<std::size_t>(written));
     }
-    owed_ = owed;
-    return false;
+    owes_ = false;
+    return true;
+}
+
+void FLogBookFile::owe(std::string_view text) {
+    FLockGuard guard(lock_);
+    owed_ = text;
+    owes_ = true;
+}
+
+/// One write, repeated only when a signal interrupted it.
+ssize_t FLogBookFile::writeOnce(std::string_view text) const {
+    ssize_t written = 0;
+    do {
+        written = ::write(file_.get(), text.data(), text.size());
+    } while (written < 0 && errno == EINTR);
+    return written;
 }
 
 void FLogBookFile::setLastError(std::int32_t code, const char* text1, const char* text2, std::int32_t result,

@@ -34,9 +34,8 @@ FRef<FLogBook> FLoggable::detachLogBook() {
 void FLoggable::onLogBookAttached(const FRef<FLogBook>&) {}
 void FLoggable::onLogBookDetached() {}
 
-bool FLoggable::addLogRecord(const FLogRecord& record) { return addLogRecordTo(logBook(), record); }
-
-bool FLoggable::addLogRecordTo(const FRef<FLogBook>& book, const FLogRecord& record) {
+bool FLoggable::addLogRecord(const FLogRecord& record) {
+    const FRef<FLogBook> book = logBook();
     const bool kept = book && book->add(record);
     if (CNSDbgLogEnabled()) {
         std::string text = FTime(true).toCStringEx().str();

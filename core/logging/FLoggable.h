@@ -36,9 +36,6 @@ protected:
 
     FRef<FLogBook> logBook();
 
-    /// `addLogRecord` for a book that the caller has at hand.
-    static bool addLogRecordTo(const FRef<FLogBook>& book, const FLogRecord& record);
-
 private:
     FRef<FLogBook> exchangeLogBook(FRef<FLogBook> book);
 

@@ -16,18 +16,35 @@ FRef<FLogBook> FTransferLog::useLogBook(const FRef<FLogBook>& book) {
 void FTransferLog::onLogBookAttached(const FRef<FLogBook>&) { ++changes_; }
 void FTransferLog::onLogBookDetached() { ++changes_; }
 
+/// The book that a thread holds on to.
+struct FTransferLog::Cache {
+    ~Cache() { hasEnded = true; }
+
+    FRef<FLogBook> book;
+    unsigned int change = 0;
+
+    /// A thread may still log when its cache is gone: from the destructors of other objects of the thread,
+    /// and of static ones. The flag itself has no destructor.
+    static thread_local bool hasEnded;
+};
+
+thread_local bool FTransferLog::Cache::hasEnded = false;
+
 const FRef<FLogBook>& FTransferLog::currentLogBook() {
-    thread_local FRef<FLogBook> book;
-    thread_local unsigned int change = 0;
-    if (const unsigned int latest = changes_; latest != change) {
-        book = logBook();
-        change = latest;
+    thread_local Cache cache;
+    if (const unsigned int latest = changes_; latest != cache.change) {
+        cache.book = logBook();
+        cache.change = latest;
     }
-    return book;
+    return cache.book;
 }
 
 bool FTransferLog::log(std::string_view text) {
-    const FRef<FLogBook>& book = instance().currentLogBook();
+    FTransferLog& log = instance();
+    return Cache::hasEnded ? log.add(log.logBook(), text) : log.add(log.currentLogBook(), text);
+}
+
+bool FTransferLog::add(const FRef<FLogBook>& book, std::string_view text) {
     if (!book || book->isInactive()) {
         return false;
     }
@@ -36,7 +53,8 @@ bool FTransferLog::log(std::string_view text) {
     }
     FLogRecord record;
     record << text;
-    return addLogRecordTo(book, record);
+    addLogRecord(record); // to the system log at least
+    return true;
 }
 
 } // namespace Kvs

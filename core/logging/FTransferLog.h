@@ -15,8 +15,9 @@ public:
     /// just being written still goes there.
     static FRef<FLogBook> useLogBook(const FRef<FLogBook>& book);
 
-    /// Adds a line with one item. Whether it was kept: not without a book, with an inactive one or when
-    /// it could not be written.
+    /// Adds a line with one item. False when the caller should put it elsewhere: without a book, with an
+    /// inactive one, or when it could not be written and, since debug logging is off, is not in the system
+    /// log either.
     static bool log(std::string_view text);
 
 protected:
@@ -24,8 +25,12 @@ protected:
     void onLogBookDetached() override;
 
 private:
+    struct Cache;
+
+    FTransferLog() = default;
     static FTransferLog& instance();
     const FRef<FLogBook>& currentLogBook();
+    bool add(const FRef<FLogBook>& book, std::string_view text);
 
     std::atomic<unsigned int> changes_{1}; // of the attached book, so that threads notice
 };

@@ -1,5 +1,6 @@
 #include "core/logging/CNSLog.h"
 #include "core/system/PosixDifferences.h"
+#include "core/text/LowerAscii.h"
 
 #include <cerrno>
 #include <chrono>
@@ -16,10 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isLogFileName(std::string name) {
-    for (char& c : name) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
+bool isLogFileName(const std::string& fileName) {
+    const std::string name = fLowerAscii(fileName);
     return name.ends_with(".txt") || name.ends_with(".log") || name.ends_with(".zip");
 }
 

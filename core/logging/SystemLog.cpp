@@ -13,7 +13,9 @@ void openSystemLog(const char* facility, bool alsoConsole) {
     openlog(facility, alsoConsole ? LOG_PERROR : 0, LOG_USER);
 }
 
-void writeSystemLog(const char* text) { syslog(LOG_NOTICE, "%s", text); }
+void writeSystemLog(std::string_view text) {
+    syslog(LOG_NOTICE, "%.*s", static_cast<int>(text.size()), text.data());
+}
 
 void writeConsole(std::string_view facility, std::string_view text) {
     std::string line = FTime(true).toCStringEx().str();

@@ -31,9 +31,24 @@ FResult writeOnce(const PipeConnection& connection, const unsigned char* data, l
     return kSuccess;
 }
 
+/// `writeOnce` of a server end, which drops a peer that is out of step from now on.
+FResult writeToPeer(PipeConnection& peer, const unsigned char* data, long length, long& written) {
+    long count = 0;
+    const FResult result = writeOnce(peer, data, length, count);
+    if (result == kSuccess) {
+        written = count;
+    }
+    if (result == EAGAIN || (result == kSuccess && count < length)) {
+        CNSLog("FComMessengerPipe:: pipe: %d does not read, dropping it", peer.number());
+        peer.stop();
+    }
+    return result;
+}
+
+/// The end's socket; without one, a connection whose every operation fails with EBADF.
 PipeConnectionRef socketOf(FPipeState& state) {
     FLockGuard guard(state.lock);
-    return state.socket;
+    return state.socket ? state.socket : fMakeRef<PipeConnection>();
 }
 
 PipeConnectionRef peerOf(FPipeState& state, int number) {
@@ -73,7 +88,7 @@ FResult FComMessengerPipe::beginReceive() {
         phase = worker.state->phase;
         if (phase == kPipeIdle) {
             worker.state->phase = kPipeStarting;
-            worker.connection = worker.state->socket;
+            worker.connection = socketOf(*worker.state);
             started = worker.state->server ? fStartAcceptor(worker) : fStartReader(worker);
         }
     }
@@ -85,7 +100,7 @@ FResult FComMessengerPipe::beginReceive() {
 }
 
 FResult FComMessengerPipe::endReceive() {
-    auto socket = fMakeRef<PipeConnection>();
+    PipeConnectionRef socket;
     FMap<int, PipeConnectionRef> peers;
     FList<PipeConnectionRef> running;
     bool inHandler = false;
@@ -95,7 +110,9 @@ FResult FComMessengerPipe::endReceive() {
         std::swap(socket, state_->socket);
         std::swap(peers, state_->peers);
         running = state_->running;
-        socket->stop();
+        if (socket) {
+            socket->stop();
+        }
         for (const PipeConnectionRef& connection : running) {
             connection->stop();
             inHandler = inHandler || connection->thread().isCurrent();
@@ -131,10 +148,10 @@ FResult FComMessengerPipe::send(const wchar_t* target, const unsigned char* data
     }
     if (target && *target) {
         const PipeConnectionRef peer = peerOf(*state_, leadingNumber(target));
-        return peer ? writeOnce(*peer, data, length, written) : kFailure;
+        return peer ? writeToPeer(*peer, data, length, written) : kFailure;
     }
     for (const auto& [number, peer] : peersOf(*state_)) {
-        writeOnce(*peer, data, length, written);
+        writeToPeer(*peer, data, length, written);
     }
     return kSuccess;
 }

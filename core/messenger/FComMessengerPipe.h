@@ -31,14 +31,15 @@ public:
     FComMessengerPipe(bool server, bool second);
     ~FComMessengerPipe() override;
 
-    /// A null name is an empty one. A socket that is already open is let go, once nobody receives from it.
+    /// A null name is an empty one. Does not wait: a server that leaves its callers waiting is EAGAIN (on
+    /// some systems ECONNREFUSED). A socket that is already open is let go, once nobody receives from it.
     FResult open(const wchar_t* name) override;
 
     FResult close() override;
 
-    /// A client end may begin again after its reader has ended, on the same socket. An end that was
-    /// closed without having received, or whose thread could not be started, never becomes idle again:
-    /// make a new one.
+    /// A client end may begin again after its reader has ended, on the same socket. An end that is
+    /// closed while nothing receives (it never began, or its reader has ended), or whose thread could not
+    /// be started, never becomes idle again: make a new one.
     FResult beginReceive() override;
 
     FResult endReceive() override;
@@ -48,7 +49,8 @@ public:
     /// A client end ignores the target. A server end sends to the peer whose number the target begins
     /// with (kFailure when there is none), or, without a target, to all; `written` is then the count of
     /// the last write that succeeded, and the result 0. A peer that does not read makes the write fail
-    /// with EAGAIN after two seconds.
+    /// with EAGAIN, or end short, after two seconds; a server end then drops the peer, which would
+    /// otherwise take the next message for the rest of this one.
     FResult send(const wchar_t* target, const unsigned char* data, long length, long& written) override;
 
     /// Whether this is the name of the last `open`; a null or empty name is that of a closed pipe.

@@ -106,13 +106,17 @@ FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
     storeName(*state_, name);
     const std::string path = pipeFullPath(name, false);
     FileDescriptor socket = closeOnExecSocket(AF_UNIX, SOCK_STREAM);
-    if (!socket) {
+    // A server that accepts nobody must not hold up the caller, who may be a main thread.
+    if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
         return noSocket();
     }
-    PipeConnection::limitSending(socket); // and so the wait for a server that accepts nobody
     if (!withAddress(path, [&](auto... address) { return ::connect(socket.get(), address...); })) {
         return failed("connect error ");
     }
+    if (::fcntl(socket.get(), F_SETFL, 0) != 0) {
+        return noSocket();
+    }
+    PipeConnection::limitSending(socket);
     CNSDbgLog("FComMessengerPipe: connected %d", socket.get());
     storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket)));
     return kSuccess;

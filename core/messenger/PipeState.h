@@ -21,8 +21,8 @@ struct FPipeState {
     FThreadLock lock;
     FPipePhase phase KVS_GUARDED_BY(lock) = kPipeIdle;
     FGStr<wchar_t> name KVS_GUARDED_BY(lock);
-    /// The listening socket of a server end, the connected one of a client end.
-    PipeConnectionRef socket KVS_GUARDED_BY(lock) = fMakeRef<PipeConnection>();
+    /// The listening socket of a server end, the connected one of a client end; empty until opened.
+    PipeConnectionRef socket KVS_GUARDED_BY(lock);
     /// The accepted peers of a server end, by number, as long as they are read.
     FMap<int, PipeConnectionRef> peers KVS_GUARDED_BY(lock);
     /// Those whose thread runs, closed ones included: whom `endReceive` stops and waits for.

@@ -13,7 +13,8 @@ public:
     explicit FileDescriptor(int number) : number_(number) {}
     FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-        std::swap(number_, other.number_);
+        FileDescriptor taken(std::move(other));
+        std::swap(number_, taken.number_);
         return *this;
     }
     ~FileDescriptor() { reset(); }

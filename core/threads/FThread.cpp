@@ -26,7 +26,13 @@ void FThread::join() {
     pthread_t thread{};
     {
         FLockGuard guard(lock_);
-        if (!started_ || !joinable_ || pthread_equal(thread_, pthread_self())) {
+        if (!joinable_ || isCurrent()) {
+            return;
+        }
+        while (joining_) {
+            joined_.wait(lock_); // POSIX lets a thread be joined once only
+        }
+        if (!started_) {
             return;
         }
         thread = thread_;
@@ -36,6 +42,7 @@ void FThread::join() {
     pthread_join(thread, nullptr);
     FLockGuard guard(lock_);
     joining_ = false;
+    joined_.notify_all();
 }
 
 bool FThread::isCurrent() {

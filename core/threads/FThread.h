@@ -3,6 +3,7 @@
 #include "core/threads/FInvokable.h"
 #include "core/threads/FThreadLock.h"
 
+#include <condition_variable>
 #include <memory>
 #include <pthread.h>
 
@@ -27,7 +28,8 @@ public:
 
     void setJoinable(bool joinable);
 
-    /// Waits for the running job if the record is joinable. Does nothing on the job's own thread.
+    /// Waits for the running job if the record is joinable, as do others who join meanwhile; until they
+    /// have returned nobody may start new work. Does nothing on the job's own thread.
     void join();
 
     /// Whether the caller runs on this record's thread.
@@ -41,6 +43,7 @@ private:
     pthread_t thread_ KVS_GUARDED_BY(lock_){};
     bool started_ KVS_GUARDED_BY(lock_) = false; // thread_ is valid: neither joined nor detached yet
     bool joining_ KVS_GUARDED_BY(lock_) = false; // somebody waits for thread_ to end
+    std::condition_variable_any joined_;
     bool joinable_ KVS_GUARDED_BY(lock_) = false;
 };
 

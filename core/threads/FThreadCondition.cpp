@@ -1,8 +1,6 @@
 #include "core/threads/FThreadCondition.h"
 
 #include <cerrno>
-#include <ctime>
-#include <sys/time.h>
 
 namespace Kvs {
 
@@ -31,11 +29,7 @@ bool FThreadCondition::isSignalled() {
     return signalled;
 }
 
-namespace {
-
-timespec deadlineAfter(unsigned int milliseconds) {
-    timeval now{};
-    gettimeofday(&now, nullptr);
+timespec fDeadlineAfter(const timeval& now, unsigned int milliseconds) {
     timespec deadline{};
     deadline.tv_sec = now.tv_sec + static_cast<time_t>(milliseconds / 1000);
     long microseconds = static_cast<long>(now.tv_usec) + static_cast<long>(milliseconds % 1000) * 1000;
@@ -47,10 +41,10 @@ timespec deadlineAfter(unsigned int milliseconds) {
     return deadline;
 }
 
-} // namespace
-
 FCondWait fCondTimedWait(F_COND_HANDLE& condition, unsigned int milliseconds) {
-    const timespec deadline = deadlineAfter(milliseconds);
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    const timespec deadline = fDeadlineAfter(now, milliseconds);
     if (pthread_mutex_lock(&condition.mutex) != 0) {
         return kCondError;
     }

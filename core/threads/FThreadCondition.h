@@ -2,7 +2,9 @@
 
 #include "core/threads/ThreadAnnotations.h"
 
+#include <ctime>
 #include <pthread.h>
+#include <sys/time.h>
 
 namespace Kvs {
 
@@ -38,6 +40,9 @@ using FThreadCondition = FThreadCondition_T<F_COND_HANDLE>;
 
 /// Outcome of `fCondTimedWait`.
 enum FCondWait : unsigned int { kCondTimedOut = 0, kCondSignalled = 1, kCondError = 2 };
+
+/// The time of day that many milliseconds after `now`.
+timespec fDeadlineAfter(const timeval& now, unsigned int milliseconds);
 
 /// Waits until the condition is signalled or the time has passed; 0 ms is a test that does not wait.
 FCondWait fCondTimedWait(F_COND_HANDLE& condition, unsigned int milliseconds);

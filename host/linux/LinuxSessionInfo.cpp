@@ -1,6 +1,6 @@
 #include "host/linux/LinuxSessionInfo.h"
 
-#include "host/posix/ReadFile.h"
+#include "core/system/ReadFile.h"
 
 #include <charconv>
 #include <pwd.h>
@@ -37,7 +37,7 @@ std::optional<std::uint64_t> parseAuditSession(std::string_view text) {
 
 LinuxSessionInfo::LinuxSessionInfo() {
     constexpr std::size_t kLongestNumber = 64;
-    const auto audit = parseAuditSession(readFile("/proc/self/sessionid", kLongestNumber).value_or(""));
+    const auto audit = parseAuditSession(Kvs::fReadFile("/proc/self/sessionid", kLongestNumber).value_or(""));
     own_ = {audit.value_or(static_cast<std::uint64_t>(getsid(0))), ownUserName()};
 }
 

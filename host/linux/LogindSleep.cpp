@@ -42,10 +42,10 @@ bool LogindSleep::connect() {
         });
         proxy_->finishRegistration();
         takeInhibitor();
+        watch_ = mainLoop_.watchReadable(connection_->getEventLoopPollData().fd, [this] { receive(); });
     } catch (const sdbus::Error&) {
         return false;
     }
-    watch_ = mainLoop_.watchReadable(connection_->getEventLoopPollData().fd, [this] { receive(); });
     receive(); // a signal may have come in with the answers
     return true;
 }

@@ -4,6 +4,7 @@
 #include "host/posix/SignalsBlocked.h"
 
 #include <cerrno>
+#include <utility>
 
 namespace kvn::host {
 namespace {
@@ -42,14 +43,15 @@ std::int32_t ScreenSaver::unInhibit(std::uint32_t cookie) {
 std::int32_t ScreenSaver::call(const std::function<void(sdbus::IProxy&)>& method) {
     Kvs::FLockGuard guard(lock_);
     const SignalsBlocked blocked;
-    if (!connection_) {
-        connection_ = connectToBus(Bus::Session);
-        if (!connection_) {
-            return ENOTCONN;
-        }
-        proxy_ = sdbus::createProxy(*connection_, kName, kPath);
-    }
     try {
+        if (!connection_) {
+            auto connection = connectToBus(Bus::Session);
+            if (!connection) {
+                return ENOTCONN;
+            }
+            proxy_ = sdbus::createProxy(*connection, kName, kPath);
+            connection_ = std::move(connection);
+        }
         method(*proxy_);
         while (connection_->processPendingRequest()) { // the bus's notices, which nobody needs
         }

@@ -1,5 +1,6 @@
 #include "host/plist/PropertyListReader.h"
 
+#include "core/text/Trim.h"
 #include "host/plist/PropertyListText.h"
 
 #include <memory>
@@ -10,7 +11,7 @@ namespace kvn::host {
 
 namespace {
 
-bool isBlank(std::string_view text) { return text.find_first_not_of(" \t\r\n") == text.npos; }
+bool isBlank(std::string_view text) { return Kvs::fTrimmed(text).empty(); }
 
 bool isLeaf(std::string_view element) {
     for (const std::string_view known : {"string", "integer", "real", "true", "false", "date", "data"}) {

@@ -1,6 +1,8 @@
 #include "host/plist/PropertyListText.h"
 
 #include "core/text/DoubleText.h"
+#include "core/text/LowerAscii.h"
+#include "core/text/Trim.h"
 
 #include <charconv>
 #include <cmath>
@@ -11,14 +13,7 @@ namespace kvn::host {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kBase64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-std::string_view trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(kBlanks);
-    return first == text.npos ? std::string_view()
-                              : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 /// Takes a leading "+" or "-" off; whether it was "-".
 bool takeSign(std::string_view& text) {
@@ -40,7 +35,7 @@ std::optional<T> wholeNumber(std::string_view text, int base) {
 } // namespace
 
 std::optional<PropertyValue> integerFromText(std::string_view text) {
-    text = trimmed(text);
+    text = Kvs::fTrimmed(text);
     const bool negative = takeSign(text);
     int base = 10;
     if (text.starts_with("0x") || text.starts_with("0X")) {
@@ -62,16 +57,13 @@ std::optional<PropertyValue> integerFromText(std::string_view text) {
 }
 
 std::optional<double> realFromText(std::string_view text) {
-    text = trimmed(text);
+    text = Kvs::fTrimmed(text);
     double value = 0;
     if (!text.empty() && Kvs::fReadDouble(text, value) == text.size()) {
         return value;
     }
     const bool negative = takeSign(text);
-    std::string word(text);
-    for (char& c : word) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
+    const std::string word = Kvs::fLowerAscii(std::string(text));
     if (word == "inf" || word == "infinity") {
         constexpr double kInfinity = std::numeric_limits<double>::infinity();
         return negative ? -kInfinity : kInfinity;
@@ -91,7 +83,7 @@ std::string textOfReal(double value) {
 
 std::optional<PropertyValue::Date> dateFromText(std::string_view text) {
     constexpr std::string_view kShape = "0000-00-00T00:00:00Z";
-    text = trimmed(text);
+    text = Kvs::fTrimmed(text);
     if (text.size() != kShape.size()) {
         return std::nullopt;
     }
@@ -139,7 +131,7 @@ std::optional<PropertyValue::Data> dataFromText(std::string_view text) {
     unsigned digits = 0;
     unsigned padding = 0;
     for (const char c : text) {
-        if (kBlanks.find(c) != kBlanks.npos) {
+        if (Kvs::kBlanks.find(c) != Kvs::kBlanks.npos) {
             continue;
         }
         const auto digit = kBase64.find(c);

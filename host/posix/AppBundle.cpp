@@ -1,7 +1,7 @@
 #include "host/posix/AppBundle.h"
 
 #include "core/logging/CNSLog.h"
-#include "host/posix/ReadFile.h"
+#include "core/system/ReadFile.h"
 #include "host/posix/StringsTable.h"
 
 #include <filesystem>
@@ -16,7 +16,7 @@ constexpr std::size_t kFileLimit = 1024 * 1024; // far more than either file has
 AppBundle::AppBundle(const std::string& path, const PropertyList& propertyLists)
     : propertyLists_(propertyLists) {
     const std::string file = path + "/Contents/Resources/en.lproj/Localizable.strings";
-    const auto content = readFile(file, kFileLimit);
+    const auto content = Kvs::fReadFile(file, kFileLimit);
     if (!content) {
         Kvs::OCNSLog("Could not read the texts of %@", file);
         return;
@@ -41,7 +41,7 @@ std::optional<std::string> AppBundle::executableOf(const std::string& bundlePath
 
 std::string AppBundle::executableName(const std::string& bundlePath) const {
     const std::string ownName = std::filesystem::path(bundlePath).stem();
-    const auto content = readFile(bundlePath + "/Contents/Info.plist", kFileLimit);
+    const auto content = Kvs::fReadFile(bundlePath + "/Contents/Info.plist", kFileLimit);
     if (!content) {
         return ownName;
     }

@@ -2,8 +2,9 @@
 
 #include "core/base/FException.h"
 #include "core/system/FileDescriptor.h"
+#include "core/system/ReadFile.h"
+#include "core/text/LowerAscii.h"
 #include "core/text/Widening.h"
-#include "remote/config/BoundedRead.h"
 #include "remote/xml/FEncXml.h"
 
 #include <cerrno>
@@ -36,7 +37,7 @@ bool FXmlConfigFile::loadFromFile(const FGStr<wchar_t>& path) {
     if (!file) {
         return false;
     }
-    const auto bytes = fReadUpTo(kMaxBytes, file.get());
+    const auto bytes = fReadAll(file.get(), kMaxBytes);
     if (!bytes) {
         if (errno == EFBIG) {
             return false;
@@ -53,10 +54,7 @@ bool FXmlConfigFile::loadFromFile(const FGStr<wchar_t>& path) {
 }
 
 bool FXmlConfigFile::getBool(const wchar_t* name, bool defaultValue) const {
-    std::wstring text = getString(name, defaultValue ? L"1" : L"0").str();
-    for (wchar_t& c : text) {
-        c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
-    }
+    const std::wstring text = fLowerAscii(getString(name, defaultValue ? L"1" : L"0").str());
     return text == L"1" || text == L"true" || text == L"on";
 }
 

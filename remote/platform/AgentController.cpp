@@ -87,33 +87,34 @@ void AgentController::requestServiceStatus() {
     });
 }
 
-void AgentController::requestServicePause() {
-    if (rsConnector_) {
-        rsConnector_->sendServicePauseRequest(changeHandler());
-    }
+bool AgentController::requestServicePause() {
+    return requestChange(&RemoteServiceConnector::sendServicePauseRequest);
 }
 
-void AgentController::requestServiceContinue() {
-    if (rsConnector_) {
-        rsConnector_->sendServiceContinueRequest(changeHandler());
-    }
+bool AgentController::requestServiceContinue() {
+    return requestChange(&RemoteServiceConnector::sendServiceContinueRequest);
 }
 
-void AgentController::requestSystemReboot() {
-    if (const auto connector = rsConnector_) { // its failure makes us drop it
-        connector->sendSystemRebootRequest();
+bool AgentController::requestChange(ChangeRequest request) {
+    if (!rsConnector_) {
+        reportNoStatus(Kvs::kFailure);
+        return false;
     }
-}
-
-RemoteServiceConnector::Completion AgentController::changeHandler() {
-    return [this](const auto* response, std::int32_t result) {
+    const Kvs::FResult result = ((*rsConnector_).*request)([this](const auto* response, std::int32_t code) {
         const auto* info = response ? std::get_if<OFRServiceInfo>(response) : nullptr;
         if (!info) {
-            reportNoStatus(result);
+            agentIsReqistered_ = false; // the pipe went with the failed request
+            reportNoStatus(code);
         } else if (controllerDelegate_) {
             controllerDelegate_->notifyServiceStatus(info);
         }
-    };
+    });
+    return result >= 0;
+}
+
+bool AgentController::requestSystemReboot() {
+    const auto connector = rsConnector_; // its failure makes us drop it
+    return connector && connector->sendSystemRebootRequest() >= 0;
 }
 
 void AgentController::reportNoStatus(std::int32_t code) {

@@ -42,11 +42,10 @@ public:
 
     /// Does nothing while stopped.
     void requestServiceStatus();
-    void requestServicePause();
-    void requestServiceContinue();
-    void requestSystemReboot();
-
-    bool agentIsRegistered() const { return agentIsReqistered_; }
+    // False when the service cannot be reached.
+    bool requestServicePause();
+    bool requestServiceContinue();
+    bool requestSystemReboot();
 
     // RemoteServiceConnectorDelegate
     void serviceConnectorReceivedAgentRegistrationResult(RemoteServiceConnector& connector,
@@ -64,7 +63,8 @@ private:
     void restartConnector();
     void replaceConnector();
     void dropConnector();
-    RemoteServiceConnector::Completion changeHandler();
+    using ChangeRequest = Kvs::FResult (RemoteServiceConnector::*)(RemoteServiceConnector::Completion);
+    bool requestChange(ChangeRequest request);
     void reportNoStatus(std::int32_t code);
 
     RemoteServiceConnector::Environment environment_;

@@ -19,9 +19,8 @@ struct OFRProxyInfo {
 };
 
 struct OFRServiceInfo {
-    /// The values of `status`; any other value counts as offline. `StartFailed` is the application's
-    /// own: a start through the helper failed.
-    enum State : std::int32_t { Online = 0, Offline = 1, Paused = 2, Initial = 3, StartFailed = 4 };
+    /// The values of `status`; any other value counts as offline.
+    enum State : std::int32_t { Online = 0, Offline = 1, Paused = 2, Initial = 3 };
 
     std::uint32_t requestID = 0;
     std::int32_t status = Offline;

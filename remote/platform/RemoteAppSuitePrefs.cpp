@@ -4,8 +4,8 @@
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
+#include "core/system/ReadFile.h"
 #include "core/text/DoubleText.h"
-#include "remote/config/BoundedRead.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -30,12 +30,21 @@ namespace {
 
 RemoteAppSuitePrefs* installedInstance = nullptr;
 
+/// Waits for the others, but not for ever: everybody may lock the file, and the main thread waits here.
 bool lockFile(const FileDescriptor& file, int kind) {
-    int result = 0;
-    do {
-        result = ::flock(file.get(), kind);
-    } while (result != 0 && errno == EINTR);
-    return result == 0;
+    constexpr std::chrono::seconds kPatience(2);
+    constexpr std::chrono::milliseconds kPause(1);
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (::flock(file.get(), kind | LOCK_NB) != 0) {
+        const bool held = errno == EWOULDBLOCK;
+        if ((!held && errno != EINTR) || std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        if (held) {
+            std::this_thread::sleep_for(kPause);
+        }
+    }
+    return true;
 }
 
 /// The file is everybody's to write, whatever this process's umask says. O_NONBLOCK: what stands at the
@@ -220,7 +229,7 @@ void RemoteAppSuitePrefs::readPreferences() {
 }
 
 std::optional<std::string> RemoteAppSuitePrefs::readBytes(int file) const {
-    auto bytes = Kvs::fReadUpTo(host::PropertyList::kMaxBytes, file);
+    auto bytes = Kvs::fReadAll(file, host::PropertyList::kMaxBytes);
     if (!bytes) {
         Kvs::OCNSLog("Failed to deserialize prefs file, error: %@", systemError(errno));
     }

@@ -40,6 +40,7 @@ RemoteServiceConnector::RemoteServiceConnector(const Environment& environment,
 RemoteServiceConnector::~RemoteServiceConnector() { close(); }
 
 void RemoteServiceConnector::close() {
+    closed_ = true;
     ctrlDelegate_.close();
     serviceCtrl_.closePipes();
 }
@@ -69,7 +70,7 @@ RemoteServiceConnector::Completion RemoteServiceConnector::requestCompleted(std:
     return completion;
 }
 
-void RemoteServiceConnector::sendRequest(ClientRequest request, Completion completion) {
+Kvs::FResult RemoteServiceConnector::sendRequest(ClientRequest request, Completion completion) {
     const std::uint32_t requestId = prepareRequest(std::move(completion));
     const Kvs::FResult result = (serviceCtrl_.*request)(requestId);
     if (result < 0) {
@@ -77,22 +78,23 @@ void RemoteServiceConnector::sendRequest(ClientRequest request, Completion compl
             failed(nullptr, result);
         }
     }
+    return result;
 }
 
-void RemoteServiceConnector::requestServiceStatus(Completion completion) {
-    sendRequest(&Kvs::KvnRemoteServiceCtrl::requestServiceStatus, std::move(completion));
+Kvs::FResult RemoteServiceConnector::requestServiceStatus(Completion completion) {
+    return sendRequest(&Kvs::KvnRemoteServiceCtrl::requestServiceStatus, std::move(completion));
 }
 
-void RemoteServiceConnector::requestProxyStatus(Completion completion) {
-    sendRequest(&Kvs::KvnRemoteServiceCtrl::requestProxyStatus, std::move(completion));
+Kvs::FResult RemoteServiceConnector::requestProxyStatus(Completion completion) {
+    return sendRequest(&Kvs::KvnRemoteServiceCtrl::requestProxyStatus, std::move(completion));
 }
 
-void RemoteServiceConnector::sendServicePauseRequest(Completion completion) {
-    sendRequest(&Kvs::KvnRemoteServiceCtrl::sendServicePauseRequest, std::move(completion));
+Kvs::FResult RemoteServiceConnector::sendServicePauseRequest(Completion completion) {
+    return sendRequest(&Kvs::KvnRemoteServiceCtrl::sendServicePauseRequest, std::move(completion));
 }
 
-void RemoteServiceConnector::sendServiceContinueRequest(Completion completion) {
-    sendRequest(&Kvs::KvnRemoteServiceCtrl::sendServiceContinueRequest, std::move(completion));
+Kvs::FResult RemoteServiceConnector::sendServiceContinueRequest(Completion completion) {
+    return sendRequest(&Kvs::KvnRemoteServiceCtrl::sendServiceContinueRequest, std::move(completion));
 }
 
 Kvs::FResult RemoteServiceConnector::sendSystemRebootRequest() {
@@ -117,7 +119,7 @@ Kvs::FResult RemoteServiceConnector::registerServiceAgent() {
     const Kvs::FResult result = serviceCtrl_.registerServiceAgentRequest(requestId);
     if (result < 0) {
         // Told later, since the caller is not done with this connector.
-        environment_.mainLoop.post([self = shared_from_this(), failed = requestCompleted(requestId), result] {
+        postWhileOpen([failed = requestCompleted(requestId), result] {
             if (failed) {
                 failed(nullptr, result);
             }
@@ -133,24 +135,25 @@ Kvs::FResult RemoteServiceConnector::unregisterServiceAgent() {
 
 // MARK: Answers and commands
 
+void RemoteServiceConnector::postWhileOpen(host::MainLoop::Task task) {
+    environment_.mainLoop.post([connector = weak_from_this(), task = std::move(task)] {
+        if (const auto self = connector.lock(); self && !self->closed_) {
+            task();
+        }
+    });
+}
+
 void RemoteServiceConnector::processResponse(Response response) {
     const std::uint32_t requestId = std::visit([](const auto& answer) { return answer.requestID; }, response);
     if (Completion completion = requestCompleted(requestId)) {
-        environment_.mainLoop.post(
-            [connector = weak_from_this(), completion = std::move(completion), answer = std::move(response)] {
-                if (const auto self = connector.lock()) {
-                    completion(&answer, Kvs::kSuccess);
-                }
-            });
+        postWhileOpen([completion = std::move(completion), answer = std::move(response)] {
+            completion(&answer, Kvs::kSuccess);
+        });
     }
 }
 
 void RemoteServiceConnector::connectionLost() {
-    environment_.mainLoop.post([connector = weak_from_this()] {
-        if (const auto self = connector.lock()) {
-            self->delegate_.serviceConnectorLostConnection(*self);
-        }
-    });
+    postWhileOpen([this] { delegate_.serviceConnectorLostConnection(*this); });
 }
 
 void RemoteServiceConnector::processCommand(const OFRServiceCommand& command) {
@@ -170,7 +173,7 @@ void RemoteServiceConnector::processCommand(const OFRServiceCommand& command) {
         return;
     }
     if (std::string_view(executable).ends_with(".app")) {
-        executable = environment_.bundle.executableOf(executable).value_or(std::string());
+        executable = environment_.bundle.executableOf(executable).value_or(executable);
     }
     scheduleLaunch(std::move(executable), std::move(arguments));
 }
@@ -213,8 +216,12 @@ void RemoteServiceConnector::notifyClientLauchedWithProcessId(std::int64_t proce
     const std::string sessionId = std::to_string(session.identifier);
     environment_.settings.setLastClientProcessInfo(std::to_string(processId) + "|" + sessionId + "|" +
                                                    session.userName);
-    serviceCtrl_.clientLaunchedNotification(static_cast<unsigned long long>(processId), sessionId.c_str(),
-                                            session.userName.c_str());
+    const Kvs::FResult result = serviceCtrl_.clientLaunchedNotification(
+        static_cast<unsigned long long>(processId), sessionId.c_str(), session.userName.c_str());
+    if (result != Kvs::kSuccess) {
+        CNSLog("Failed to report the launched client: %d", result);
+        connectionLost(); // the pipe went with the failed message
+    }
 }
 
 } // namespace kvn

@@ -52,15 +52,16 @@ public:
     RemoteServiceConnector(const Environment& environment, RemoteServiceConnectorDelegate& delegate);
     ~RemoteServiceConnector();
 
-    /// Stops listening to the service and closes the pipes; on return no command is being processed. A
-    /// launch that is under way goes on, and is reported.
+    /// Stops listening to the service and closes the pipes; on return no command is being processed, and
+    /// no handler is called any more. A launch that is under way goes on, and is reported.
     void close();
 
-    void requestServiceStatus(Completion completion);
+    // Each returns the result of sending; a negative one has been told to the handler already.
+    Kvs::FResult requestServiceStatus(Completion completion);
     /// The service's answer to this request is not evaluated: the handler learns only of a failure to send.
-    void requestProxyStatus(Completion completion);
-    void sendServicePauseRequest(Completion completion);
-    void sendServiceContinueRequest(Completion completion);
+    Kvs::FResult requestProxyStatus(Completion completion);
+    Kvs::FResult sendServicePauseRequest(Completion completion);
+    Kvs::FResult sendServiceContinueRequest(Completion completion);
     Kvs::FResult sendSystemRebootRequest();
     Kvs::FResult registerServiceAgent();
     Kvs::FResult unregisterServiceAgent();
@@ -83,7 +84,9 @@ private:
 
     std::uint32_t prepareRequest(Completion completion);
     Completion requestCompleted(std::uint32_t requestId);
-    void sendRequest(ClientRequest request, Completion completion);
+    Kvs::FResult sendRequest(ClientRequest request, Completion completion);
+    /// Runs the task in the main loop, unless the connector is closed by then. Any thread.
+    void postWhileOpen(host::MainLoop::Task task);
     void scheduleLaunch(std::string executable, std::vector<std::string> arguments);
     void launchClient(const std::string& executable, const std::vector<std::string>& arguments);
 
@@ -96,6 +99,7 @@ private:
     std::map<std::uint32_t, Completion> pendingRequests_ KVS_GUARDED_BY(requestLock_);
 
     std::atomic<int> pendingLaunches_{0};
+    bool closed_ = false;
     RemoteServiceConnectorDelegate& delegate_;
 };
 

@@ -16,7 +16,7 @@ class RemoteAppSuitePrefs;
 /// read only) says which of them the user may change, the preferences hold the user's own values. What
 /// the policy forbids to change is not written.
 ///
-/// Main thread only, `setLastClientProcessInfo` aside, which any thread may call.
+/// Main thread only.
 class RemoteServiceSettings {
 public:
     using Date = std::chrono::system_clock::time_point;

@@ -1,33 +1,25 @@
 #include "standins/service-daemon/Words.h"
 
+#include "core/text/Trim.h"
+
 #include <algorithm>
 #include <charconv>
 #include <tuple>
 
 namespace kvn::daemon {
-namespace {
 
-constexpr std::string_view kWhite = " \t\r\n";
-
-std::string_view trimmed(std::string_view text) {
-    const auto begin = text.find_first_not_of(kWhite);
-    if (begin == text.npos) {
-        return {};
-    }
-    return text.substr(begin, text.find_last_not_of(kWhite) + 1 - begin);
-}
-
-} // namespace
+using Kvs::fTrimmed;
+using Kvs::kBlanks;
 
 std::pair<std::string, std::string> firstWord(std::string_view text) {
-    text = trimmed(text);
+    text = fTrimmed(text);
     bool quoted = false;
     const auto end = std::find_if(text.begin(), text.end(), [&](char c) {
         quoted ^= c == '"';
-        return !quoted && kWhite.find(c) != kWhite.npos;
+        return !quoted && kBlanks.find(c) != kBlanks.npos;
     });
     const auto length = static_cast<std::size_t>(end - text.begin());
-    return {std::string(text.substr(0, length)), std::string(trimmed(text.substr(length)))};
+    return {std::string(text.substr(0, length)), std::string(fTrimmed(text.substr(length)))};
 }
 
 std::vector<std::string> words(std::string_view text) {

@@ -5,6 +5,7 @@
 #include "tests/support/WaitUntil.h"
 
 #include <functional>
+#include <gtest/gtest.h>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -12,7 +13,7 @@
 
 namespace kvn::test {
 
-/// The service's end of the client pipe, in the test's own process: records what agents send, and
+/// The service's end of a pipe, in the test's own process: records what agents send, and
 /// answers as the test says. Deliveries are recorded as they come; agents send one message a write, but
 /// two quick ones may arrive glued.
 class FakeService {
@@ -20,15 +21,15 @@ public:
     using Answer = std::function<std::string(const std::string& message)>;
 
     /// `answer` runs on a reader thread; an empty text is no answer.
-    explicit FakeService(Answer answer = {}) : answer_(std::move(answer)), pipe_(true, false) {
+    explicit FakeService(Answer answer = {}, const wchar_t* pipe = Kvs::FRSCtrl::Pipe_RemoteClient)
+        : answer_(std::move(answer)), pipe_(true, false) {
         pipe_.DataReceived.add(this, &FakeService::received);
-        opened_ = pipe_.open(Kvs::FRSCtrl::Pipe_RemoteClient) == 0 && pipe_.beginReceive() == 0;
+        EXPECT_EQ(pipe_.open(pipe), Kvs::kSuccess);
+        EXPECT_EQ(pipe_.beginReceive(), Kvs::kSuccess);
     }
     ~FakeService() { pipe_.close(); }
     FakeService(const FakeService&) = delete;
     FakeService& operator=(const FakeService&) = delete;
-
-    bool opened() const { return opened_; }
 
     /// Sends to all agents.
     void push(const std::string& text) {
@@ -63,7 +64,6 @@ private:
 
     Answer answer_;
     Kvs::FComMessengerPipe pipe_;
-    bool opened_ = false;
     mutable std::mutex mutex_;
     std::string transcript_;
 };

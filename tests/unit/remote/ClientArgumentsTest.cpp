@@ -17,6 +17,9 @@ TEST(ClientArguments, AreSplitOutsideQuotesAndRewritten) {
         {"x\"a b\"y z", {"x\"a b\"y", "z"}},
         {"\"never closed a b", {"\"never closed a b"}},
         {"\"\" x", {"\"\"", "x"}},
+        {"a\xC2\xA0"
+         "b\xE3\x80\x80 c\xE2\x80\x8A",
+         {"a", "b", "c"}},
         {"/SessionId:1", {"/SessionId:1"}},
         {"B\xC3\xBCro \xE6\x97\xA5", {"B\xC3\xBCro", "\xE6\x97\xA5"}},
     };

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
@@ -102,12 +103,25 @@ TEST_F(CNSLogTest, CutsOnlyPrintfLines) {
 TEST_F(CNSLogTest, LinesWithoutABookAppearOnTheConsole) {
     init(0);
     EXPECT_THAT(console([] { CNSLog("no book %d", 1); }), MatchesRegex(consoleLine + "no book 1\n"));
-    init(0, kSysLogSuppressed);
-    EXPECT_EQ(console([] { CNSLog("suppressed"); }), "");
     const CapturedLog log;
     EXPECT_EQ(console([] { CNSSysLogMsg(nullptr); }), "");
     CNSLog("kept");
     EXPECT_TRUE(log.contains("kept"));
+}
+
+TEST_F(CNSLogTest, AClientOrSuppressionStays) {
+    for (const FSysLogMode first : {kSysLogClient, kSysLogSuppressed}) {
+        for (const int then : {0, -1, 7}) {
+            // In a process of its own, since there is no way back.
+            const auto silent = [&] {
+                init(0, first);
+                init(0, then);
+                CNSLog("line");
+                std::_Exit(0);
+            };
+            EXPECT_EXIT(silent(), testing::ExitedWithCode(0), "^$") << first << ", " << then;
+        }
+    }
 }
 
 TEST_F(CNSLogTest, LinesThatDoNotFitAppearOnTheConsole) {
@@ -122,6 +136,10 @@ TEST_F(CNSLogTest, LinesThatDoNotFitAppearOnTheConsole) {
                     OCNSLog("lost %@", 2);
                 }),
                 MatchesRegex(consoleLine + "lost 1\n" + consoleLine + "lost 2\n"));
+    init(kLogModeDebugOn);
+    EXPECT_THAT(console([] { CNSLog("lost %d", 3); }),
+                MatchesRegex(consoleLine + "[^ ]+ Thread\\[[0-9a-f]+\\]: lost 3\t\n"))
+        << "once, since debug logging has put it there";
 }
 
 TEST_F(CNSLogTest, AnInactiveBookIsPassedBy) {
@@ -155,6 +173,23 @@ TEST_F(CNSLogTest, GoesOnWhenTheFileCannotBeMade) {
                 MatchesRegex(consoleLine + "Failed to create LogBookFile[.]\n"));
     CNSLog("still there");
     EXPECT_TRUE(log.contains("still there")) << "the former book stays";
+}
+
+/// Logs when its thread ends, after what the thread has made later is gone.
+struct LastWords {
+    ~LastWords() { CNSLog("last words"); }
+};
+
+TEST_F(CNSLogTest, AThreadMayLogUntilItsVeryEnd) {
+    const CapturedLog log;
+    std::thread([] {
+        thread_local const LastWords lastWords;
+        static_cast<void>(&lastWords);
+        const auto captured = FTransferLog::useLogBook(FRef<FLogBook>(new FLogBookDummy));
+        CNSLog("swallowed by a book that only this thread holds on to");
+        FTransferLog::useLogBook(captured);
+    }).join();
+    EXPECT_EQ(log.lines(), std::vector<std::string>{"last words"});
 }
 
 TEST_F(CNSLogTest, ThreadsLogWhileTheBookIsReplaced) {

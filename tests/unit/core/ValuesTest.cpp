@@ -5,6 +5,7 @@
 #include "core/text/FGStr.h"
 #include "core/text/FGUID.h"
 #include "core/text/FMStr.h"
+#include "core/text/Widening.h"
 #include "core/time/FTime.h"
 
 #include <gtest/gtest.h>
@@ -220,15 +221,6 @@ TEST(FException, CarriesTextAndOrigin) {
     EXPECT_STREQ(error.what(), "text");
     EXPECT_STREQ(error.where(), "origin");
     EXPECT_EQ(error.why(), nullptr);
-}
-
-TEST(Conversions, WideStringsCarryUtf8Bytes) {
-    const std::string text = "Gr\xC3\xBC\xC3\x9F"
-                             "e";
-    const FGStr<wchar_t> wide = FWStringFromString(text);
-    EXPECT_EQ(wide.length(), 7U);
-    EXPECT_EQ(wide.str()[2], L'\xC3');
-    EXPECT_EQ(StringFromFWString(wide), text);
 }
 
 TEST(Conversions, DatesHaveWholeSeconds) {

@@ -2,7 +2,9 @@
 #include "core/system/FAppContext.h"
 #include "core/system/FOSXSystemConfig.h"
 #include "core/system/FSysInfoPaths.h"
+#include "core/system/FileDescriptor.h"
 #include "core/system/PosixDifferences.h"
+#include "core/system/ReadFile.h"
 #include "core/system/TFSysFile.h"
 #include "core/text/Widening.h"
 #include "tests/support/TemporaryFolder.h"
@@ -10,12 +12,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -42,7 +49,24 @@ TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
     FSysInfoPaths::setRoot("");
 }
 
+/// The former HOME comes back at the end of the scope.
+class HomeGuard {
+public:
+    HomeGuard() {
+        if (const char* home = std::getenv("HOME")) {
+            home_ = home;
+        }
+    }
+    ~HomeGuard() { home_ ? setenv("HOME", home_->c_str(), 1) : unsetenv("HOME"); }
+    HomeGuard(const HomeGuard&) = delete;
+    HomeGuard& operator=(const HomeGuard&) = delete;
+
+private:
+    std::optional<std::string> home_;
+};
+
 TEST(FSysInfoPaths, HomeEndsWithASlash) {
+    const HomeGuard guard;
     const auto homeFor = [](const char* value) {
         setenv("HOME", value, 1);
         return FSysInfoPaths::getHomeFolder().str();
@@ -55,16 +79,17 @@ TEST(FSysInfoPaths, HomeEndsWithASlash) {
     EXPECT_TRUE(FAppContext::getEnv("HOME").isEmpty());
 }
 
-// Runs in a process of its own, like every test that CTest starts: no log directory has been set.
-TEST(FSysInfoPaths, TheDefaultLogDirectoryIsMadeInTheHome) {
+bool logDirectoryIsMadeInTheHome() {
     const TemporaryFolder home;
-    if (fNarrow(FSysInfoPaths::getUserLogDirW()).find("KvLogs") == std::string::npos) {
-        GTEST_SKIP() << "an earlier test of this process has set a log directory";
-    }
     setenv("HOME", home.path().c_str(), 1);
-    EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), home.file("KvLogs/"));
-    EXPECT_TRUE(std::filesystem::is_directory(home.file("KvLogs")));
-    EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), home.file("KvLogs/"));
+    const std::string first = fNarrow(FSysInfoPaths::getUserLogDirW());
+    const std::string second = fNarrow(FSysInfoPaths::getUserLogDirW());
+    return first == home.file("KvLogs/") && second == first && std::filesystem::is_directory(first);
+}
+
+TEST(FSysInfoPathsDeathTest, TheDefaultLogDirectoryIsMadeInTheHome) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process of its own, where no directory has been set
+    EXPECT_EXIT(std::_Exit(logDirectoryIsMadeInTheHome() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 TEST(FSysInfoPaths, SetsTheLogDirectory) {
@@ -94,6 +119,34 @@ TEST(TFSysFile, MakesOneDirectory) {
     EXPECT_FALSE(TFSysFile::makeDirectory(fWiden(folder.file("a"))));
     EXPECT_TRUE(TFSysFile::exists(fWiden(folder.file("a"))));
     EXPECT_FALSE(TFSysFile::exists(fWiden(folder.file("b"))));
+}
+
+TEST(FileDescriptor, AssigningClosesTheFormerNumberAtOnce) {
+    FileDescriptor kept(::dup(0));
+    FileDescriptor other(::dup(0));
+    const int former = kept.get();
+    const int number = other.get();
+    kept = std::move(other);
+    EXPECT_EQ(kept.get(), number);
+    EXPECT_EQ(fcntl(former, F_GETFD), -1);
+    FileDescriptor& same = kept;
+    kept = std::move(same);
+    EXPECT_NE(fcntl(number, F_GETFD), -1);
+}
+
+TEST(fReadAll, StopsAtTheLimit) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("f");
+    writeFile(path, std::string(5000, 'x'));
+    EXPECT_EQ(fReadFile(path, 5000), std::string(5000, 'x'));
+    EXPECT_FALSE(fReadFile(path, 4999));
+    EXPECT_EQ(errno, EFBIG);
+    EXPECT_FALSE(fReadFile(folder.file("missing"), 1));
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_FALSE(fReadFile(folder.path(), 1));
+    EXPECT_EQ(errno, EISDIR);
+    ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(fReadFile(folder.file("pipe"), 1), "") << "waits for no writer";
 }
 
 TEST(PosixDifferences, SocketsAreNotInherited) {

@@ -1,11 +1,14 @@
-#include "remote/config/BoundedRead.h"
+#include "core/system/ReadFile.h"
+
+#include "core/system/FileDescriptor.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace Kvs {
 
-std::optional<std::string> fReadUpTo(std::size_t limit, int descriptor) {
+std::optional<std::string> fReadAll(int descriptor, std::size_t limit) {
     std::string bytes;
     char chunk[4096];
     for (;;) {
@@ -25,6 +28,11 @@ std::optional<std::string> fReadUpTo(std::size_t limit, int descriptor) {
             return std::nullopt;
         }
     }
+}
+
+std::optional<std::string> fReadFile(const std::string& path, std::size_t limit) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    return file ? fReadAll(file.get(), limit) : std::nullopt;
 }
 
 } // namespace Kvs

@@ -172,16 +172,30 @@ TEST_F(FLogBookFileTest, ATornLineEndsBeforeTheNext) {
     EXPECT_THAT(items(), testing::MatchesRegex(kHeader + "\twhole\n\tx+\n\tafter\n"));
 }
 
-TEST_F(FLogBookFileTest, TheHeaderComesAsSoonAsThereIsRoom) {
-    writeFile(folder.file("log.txt"), "");
-    std::unique_ptr<FLogBookFile> book;
-    {
-        const FileSizeLimit limit(0);
-        book = std::make_unique<FLogBookFile>(path());
-        EXPECT_FALSE(book->add(recordOf("lost")));
+TEST_F(FLogBookFileTest, TheHeaderComesOnceAndFirstAsSoonAsThereIsRoom) {
+    for (const rlim_t room : {0U, 10U}) {
+        writeFile(folder.file("log.txt"), "");
+        std::unique_ptr<FLogBookFile> book;
+        {
+            const FileSizeLimit limit(room);
+            book = std::make_unique<FLogBookFile>(path());
+            EXPECT_FALSE(book->add(recordOf("lost")));
+            EXPECT_EQ(content(), kHeader.substr(0, room));
+        }
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&] { EXPECT_TRUE(book->add(recordOf("kept"))); });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(items(), kHeader + "\tkept\n\tkept\n\tkept\n\tkept\n");
     }
-    EXPECT_TRUE(book->add(recordOf("kept")));
-    EXPECT_EQ(items(), kHeader + "\tkept\n");
+}
+
+TEST(FLogBook, TheBaseLosesNothing) {
+    FLogBook book;
+    EXPECT_TRUE(book.add(recordOf("x")) && book.addText("x"));
 }
 
 TEST(FLogBook, KeepsErrorsUntilTheyAreCleared) {

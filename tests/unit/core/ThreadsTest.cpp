@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -62,6 +63,33 @@ TEST_F(FThreadTest, JoinWaitsForAJoinableJob) {
     EXPECT_FALSE(thread.isCurrent());
 }
 
+TEST_F(FThreadTest, EveryJoinWaits) {
+    FThread thread;
+    std::atomic<bool> go = false;
+    std::atomic<bool> done = false;
+    std::atomic<int> joined = 0;
+    thread.setJoinable(true);
+    ASSERT_TRUE(thread.execute(work([&] {
+        EXPECT_TRUE(waitUntil([&] { return go.load(); }));
+        EXPECT_TRUE(thread.isCurrent()); // also while others join it
+        thread.join();
+        done = true;
+    })));
+    std::vector<std::thread> joiners;
+    for (int i = 0; i < 3; ++i) {
+        joiners.emplace_back([&] {
+            ++joined;
+            thread.join();
+            EXPECT_TRUE(done);
+        });
+    }
+    EXPECT_TRUE(waitUntil([&] { return joined == 3; }));
+    go = true;
+    for (std::thread& joiner : joiners) {
+        joiner.join();
+    }
+}
+
 TEST_F(FThreadTest, NewWorkAbandonsTheOldOne) {
     FThread thread;
     std::atomic<bool> go = false;
@@ -105,10 +133,24 @@ TEST(FCondTimedWait, ZeroTestsTheFlag) {
 
 TEST(FCondTimedWait, WaitsAtLeastTheTime) {
     FThreadCondition condition;
-    // 999 ms carries into the next second nearly always.
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(fCondTimedWait(condition.handle(), 999), kCondTimedOut);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(990));
+    EXPECT_EQ(fCondTimedWait(condition.handle(), 20), kCondTimedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(19)); // clocks differ
+}
+
+TEST(FCondTimedWait, TheDeadlineCarriesIntoSeconds) {
+    struct Case {
+        timeval now;
+        unsigned int milliseconds;
+        timespec deadline;
+    };
+    for (const Case& c : {Case{{7, 0}, 0, {7, 0}}, Case{{7, 600'000}, 1500, {9, 100'000'000}},
+                          Case{{7, 1'000}, 999, {8, 0}}, Case{{7, 999}, 999, {7, 999'999'000}},
+                          Case{{7, 999'999}, 4'294'967'295, {4'294'975, 294'999'000}}}) {
+        const timespec deadline = fDeadlineAfter(c.now, c.milliseconds);
+        EXPECT_EQ(deadline.tv_sec, c.deadline.tv_sec) << c.milliseconds;
+        EXPECT_EQ(deadline.tv_nsec, c.deadline.tv_nsec) << c.milliseconds;
+    }
 }
 
 TEST(FCondTimedWait, AnotherThreadWakesIt) {

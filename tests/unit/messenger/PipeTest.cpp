@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -106,6 +107,34 @@ TEST_F(PipeTest, TellsWhyItCannotBeOpened) {
     EXPECT_TRUE(log.contains("Failed to create directory for Unix domain sockets, errno: 2, "));
 }
 
+TEST_F(PipeTest, DoesNotWaitForAServerThatAcceptsNobody) {
+    Listening frozen(true);
+    ASSERT_EQ(frozen.pipe->open(L"Frozen"), Kvs::kSuccess);
+    std::vector<Kvs::FileDescriptor> waiting;
+    int error = 0;
+    while (error == 0 && waiting.size() < 1000) { // until the backlog is full
+        waiting.push_back(rawSocket());
+        ASSERT_EQ(::fcntl(waiting.back().get(), F_SETFL, O_NONBLOCK), 0);
+        error = connectRaw(waiting.back(), L"Frozen") ? 0 : errno;
+    }
+    ASSERT_TRUE(error == EAGAIN || error == ECONNREFUSED) << error; // the system decides
+    for (int i = 0; i < 3; ++i) {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(Listening(false).pipe->open(L"Frozen"), error);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+    }
+}
+
+TEST_F(PipeTest, AClientBlocksOnceItIsConnected) {
+    Listening server(true);
+    Listening client(false);
+    ASSERT_TRUE(server.start(L"Slow") && client.pipe->open(L"Slow") == Kvs::kSuccess);
+    // More than sockets hold, so that the sending has to wait for the server.
+    const std::string message(5'000'000, 'm');
+    EXPECT_EQ(client.send(message), Kvs::kSuccess);
+    EXPECT_TRUE(waitUntil([&] { return server.bytes().size() == message.size(); }));
+}
+
 TEST_F(PipeTest, ReceivesOnceAtATime) {
     Listening server(true);
     Listening client(false);
@@ -132,6 +161,12 @@ TEST_F(PipeTest, ReceivesOnceAtATime) {
     neverReceived.pipe->close();
     EXPECT_FALSE(neverReceived.start(L"Once"));
     EXPECT_TRUE(log.contains("FComMessengerPipe can't begin receiving, invalid state: 2"));
+
+    server.pipe->close();
+    ASSERT_TRUE(waitUntil([&] { return !client.pipe->isReceiving(); })) << "its reader ends";
+    client.pipe->close();
+    ASSERT_TRUE(server.start(L"Once"));
+    EXPECT_FALSE(client.start(L"Once"));
 }
 
 TEST_F(PipeTest, ReportsAPeerThatClosesOnce) {
@@ -176,6 +211,17 @@ TEST_F(PipeTest, AClientOutlivesItsServerOnTheSameSocket) {
     EXPECT_TRUE(waitUntil([&] { return client.errors() == std::vector(2, Kvs::kPeerClosedError); }));
 }
 
+/// Checks the server's limit for the peer and shortens it, to spare the tests the wait.
+void limitSendingTo(const std::wstring& peer) {
+    const int socket = std::stoi(peer);
+    timeval limit{};
+    socklen_t size = sizeof limit;
+    ASSERT_EQ(::getsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, &size), 0);
+    EXPECT_EQ(limit.tv_sec, 2);
+    limit = {0, 50'000};
+    ASSERT_EQ(::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit), 0);
+}
+
 TEST_F(PipeTest, GivesUpOnAPeerThatDoesNotRead) {
     Listening server(true);
     ASSERT_TRUE(server.start(L"Stalled"));
@@ -186,11 +232,36 @@ TEST_F(PipeTest, GivesUpOnAPeerThatDoesNotRead) {
 
     const std::string block(1000, ' ');
     const std::wstring peer = server.lastSender();
+    limitSendingTo(peer);
     Kvs::FResult result = Kvs::kSuccess;
     for (int i = 0; i < 10'000 && result == Kvs::kSuccess; ++i) {
         result = server.send(block, peer.c_str());
     }
     EXPECT_EQ(result, EAGAIN);
+    // What it missed could not be told from what comes next.
+    const std::string number = Kvs::fNarrow(Kvs::FGStr<wchar_t>(peer));
+    EXPECT_TRUE(waitUntil([&] { return logged({"FComMessengerPipe closed: " + number}); }));
+    EXPECT_EQ(server.send("?", peer.c_str()), Kvs::kFailure);
+    EXPECT_EQ(server.errors(), std::vector<int>());
+}
+
+TEST_F(PipeTest, DropsAPeerThatGetsPartOfABroadcast) {
+    Listening server(true);
+    Listening client(false);
+    ASSERT_TRUE(server.start(L"Stalled") && client.start(L"Stalled"));
+    const Kvs::FileDescriptor stalled = rawSocket();
+    ASSERT_TRUE(connectRaw(stalled, L"Stalled"));
+    EXPECT_EQ(::write(stalled.get(), "x", 1), 1);
+    ASSERT_TRUE(waitUntil([&] { return server.bytes() == "x"; }));
+    limitSendingTo(server.lastSender());
+
+    const std::vector<unsigned char> block(10'000'000, 'b'); // more than sockets hold
+    long written = 0;
+    EXPECT_EQ(server.pipe->send(nullptr, block.data(), static_cast<long>(block.size()), written),
+              Kvs::kSuccess);
+    const std::string number = Kvs::fNarrow(Kvs::FGStr<wchar_t>(server.lastSender()));
+    EXPECT_TRUE(waitUntil([&] { return logged({"FComMessengerPipe closed: " + number}); }));
+    EXPECT_TRUE(waitUntil([&] { return client.bytes().size() == block.size(); })) << "the other stays";
 }
 
 /// Leaves the process no descriptor number beyond those in use.
