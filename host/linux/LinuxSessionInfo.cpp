@@ -14,7 +14,8 @@ constexpr std::uint32_t kUnsetSession = 4294967295; // AUDIT_SID_UNSET, linux/au
 
 std::string ownUserName() {
     const uid_t user = getuid();
-    std::vector<char> texts(16 * 1024);
+    constexpr std::size_t kRoomForTexts = 16384;
+    std::vector<char> texts(kRoomForTexts);
     passwd entry{};
     passwd* found = nullptr;
     if (getpwuid_r(user, &entry, texts.data(), texts.size(), &found) == 0 && found) {

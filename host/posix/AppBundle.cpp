@@ -9,7 +9,7 @@
 namespace kvn::host {
 namespace {
 
-constexpr std::size_t kFileLimit = 1024 * 1024; // far more than either file has
+constexpr std::size_t kFileLimit = std::size_t{1} << 20; // far more than either file has
 
 } // namespace
 
@@ -40,7 +40,7 @@ std::optional<std::string> AppBundle::executableOf(const std::string& bundlePath
 }
 
 std::string AppBundle::executableName(const std::string& bundlePath) const {
-    const std::string ownName = std::filesystem::path(bundlePath).stem();
+    std::string ownName = std::filesystem::path(bundlePath).stem();
     const auto content = Kvs::fReadFile(bundlePath + "/Contents/Info.plist", kFileLimit);
     if (!content) {
         return ownName;

@@ -3,12 +3,13 @@
 
 import random
 import signal
+import socket
 import time
 
 from agent_process import processor_seconds_of, resources_of
 from harness import expect, main
 from sandbox import wait_until
-from wire import WireDaemon, answer_all, answer_nothing
+from wire import CLIENT, WireDaemon, answer_all, answer_nothing
 
 POLL = 5.0
 
@@ -69,9 +70,9 @@ def deaths_at_any_moment_are_survived(box):
         time.sleep(moments.uniform(0, 1.5))
         service = WireDaemon(box, moments.choice([answer_all, answer_nothing]))
     # Two that die in the middle of a conversation.
-    for tag in (b"GetStatus", b"GetStatus"):
+    for tag in ("RegisterAgent", "GetStatus"):
         service.answer = answer_all
-        expect(service.record.wait(tag.decode(), 30, len(service.record)), "the agent does not come back")
+        expect(service.record.wait(f"<{tag}", 30, len(service.record)), "the agent does not come back")
         service.push(b'<Status Value="onl')
         service.die()
         service = WireDaemon(box)
@@ -100,5 +101,27 @@ def nonsense_and_floods_are_survived(box):
     ends_well(box)
 
 
+def a_frozen_service_holds_nothing_up(box):
+    """Its socket listens, but nobody accepts: there is room for a connection, and later for none."""
+    box.pipes.mkdir(parents=True)
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(str(box.pipes / CLIENT))
+        listener.listen(0)
+        box.start_agent("terminal")
+        expect(box.log.record.wait("Registering service agent", 20), "the agent does not try")
+        for situation in ("connected", "refused"):
+            if situation == "refused":
+                expect(box.log.record.wait("connect error", 30), "the agent connects ever again")
+            for command in ("pause", "status"):
+                seen, said = len(box.agent.record), time.monotonic()
+                expect(box.agent.say(command), "the agent does not listen")
+                line = box.agent.record.wait("^(ok|error|status)", 20, seen)
+                expect(line and line.time - said < 1, f"{situation}, {command}: answered with {line}, asked at {said}")
+        told = time.monotonic()
+        box.agent.signal(signal.SIGTERM)
+        expect(box.agent.wait(20) == 0, "the agent's exit status is not 0")
+        expect(time.monotonic() - told < 1, f"the agent ended after {time.monotonic() - told:.1f} s")
+
+
 main([an_absent_service_is_awaited, a_silent_service_is_tried_again, deaths_at_any_moment_are_survived,
-      nonsense_and_floods_are_survived])
+      nonsense_and_floods_are_survived, a_frozen_service_holds_nothing_up])

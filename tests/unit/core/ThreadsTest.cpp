@@ -66,24 +66,24 @@ TEST_F(FThreadTest, JoinWaitsForAJoinableJob) {
 TEST_F(FThreadTest, EveryJoinWaits) {
     FThread thread;
     std::atomic<bool> go = false;
-    std::atomic<bool> done = false;
+    std::atomic<int> joining = 0;
     std::atomic<int> joined = 0;
     thread.setJoinable(true);
     ASSERT_TRUE(thread.execute(work([&] {
         EXPECT_TRUE(waitUntil([&] { return go.load(); }));
         EXPECT_TRUE(thread.isCurrent()); // also while others join it
         thread.join();
-        done = true;
     })));
     std::vector<std::thread> joiners;
     for (int i = 0; i < 3; ++i) {
         joiners.emplace_back([&] {
-            ++joined;
+            ++joining;
             thread.join();
-            EXPECT_TRUE(done);
+            ++joined;
         });
     }
-    EXPECT_TRUE(waitUntil([&] { return joined == 3; }));
+    EXPECT_TRUE(waitUntil([&] { return joining == 3; }));
+    EXPECT_FALSE(waitUntil([&] { return joined > 0; }, std::chrono::milliseconds(20)));
     go = true;
     for (std::thread& joiner : joiners) {
         joiner.join();

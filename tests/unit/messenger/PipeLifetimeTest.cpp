@@ -89,12 +89,12 @@ TEST_F(PipeTest, WaitsForAHandlerThatHasClosedThePipeItself) {
 TEST_F(PipeTest, EveryCloseWaitsForABusyHandler) {
     std::atomic<bool> busy = false;
     std::atomic<int> closing = 0;
-    std::atomic<bool> returned = false;
+    std::atomic<int> closed = 0;
     Listening server(true);
     server.onData = [&] {
         busy = true;
         waitUntil([&] { return closing == 2; });
-        returned = true;
+        EXPECT_FALSE(waitUntil([&] { return closed > 0; }, std::chrono::milliseconds(30)));
     };
     Listening client(false);
     ASSERT_TRUE(server.start(L"Busy") && client.start(L"Busy"));
@@ -103,7 +103,7 @@ TEST_F(PipeTest, EveryCloseWaitsForABusyHandler) {
     const auto close = [&] {
         ++closing;
         server.pipe->close();
-        EXPECT_TRUE(returned);
+        ++closed;
     };
     std::thread other(close);
     close();

@@ -38,11 +38,12 @@ TEST(LeadingNumber, StopsAtTheFirstOtherCharacter) {
         {"--5", 0},
         {"007", 7},
         {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
+        {"9223372036854775808", std::numeric_limits<std::int64_t>::min()},
+        {"99999999999999999999999999999999", -8814407033341083649}, // 10^32 - 1, in 64 bits
     };
     for (const auto& [text, number] : cases) {
         EXPECT_EQ(fLeadingNumber(text), number) << text;
     }
-    fLeadingNumber("99999999999999999999999999999999"); // must not be undefined behaviour
 }
 
 TEST_F(ServiceMessages, StateWordIsComparedWhole) {

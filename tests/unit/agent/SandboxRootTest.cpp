@@ -1,0 +1,50 @@
+#include "agent/SandboxRoot.h"
+
+#include "tests/support/TemporaryFolder.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace kvn::test {
+namespace {
+
+TEST(SandboxRoot, HasTheFoldersOfASystem) {
+    TemporaryFolder folder;
+    std::string problem;
+    for (int time = 0; time < 2; ++time) { // also when they are there
+        EXPECT_EQ(prepareRoot(folder.file("a/../new root/"), problem), folder.file("new root/"));
+    }
+    for (const char* part : {"var/log", "var/tmp", "Library/LaunchAgents",
+                             "Library/Application Support/com.korvane.remote/registry"}) {
+        EXPECT_TRUE(std::filesystem::is_directory(folder.file("new root/") + part)) << part;
+    }
+    EXPECT_EQ(problem, "");
+}
+
+TEST(SandboxRoot, AFileInPlaceOfAFolderIsNamed) {
+    TemporaryFolder folder;
+    writeFile(folder.file("var"), "");
+    writeFile(folder.file("root"), "");
+    for (const std::string& root : {folder.path(), folder.file("root")}) {
+        std::string problem;
+        EXPECT_EQ(prepareRoot(root, problem), std::nullopt);
+        EXPECT_EQ(problem, "the root " + root + " is not usable: Not a directory");
+    }
+}
+
+TEST(SandboxRoot, MustLeaveRoomForTheNamesOfSockets) {
+    constexpr std::size_t kLongestRoot =
+        103 - std::string_view("/var/tmp/com.korvane/pipes/Kvn30RemoteServer").size();
+    TemporaryFolder folder;
+    std::string root = folder.file("");
+    root.resize(kLongestRoot, 'x');
+    std::string problem;
+    EXPECT_EQ(prepareRoot(root, problem), root);
+    root += "x";
+    EXPECT_EQ(prepareRoot(root, problem), std::nullopt);
+    EXPECT_EQ(problem, "the root " + root + " is too long: socket paths have at most 103 bytes");
+    EXPECT_FALSE(std::filesystem::exists(root));
+}
+
+} // namespace
+} // namespace kvn::test
