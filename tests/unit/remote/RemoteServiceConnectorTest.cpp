@@ -106,6 +106,7 @@ TEST_F(Connector, ForgetsTheOldestOfTooManyRequests) {
     for (int i = 1; i <= 257; ++i) {
         connector->requestServiceStatus([&answered, i](const auto*, std::int32_t) { answered.push_back(i); });
     }
+    ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 257; }));
     service.push("<Status RequestData=\"1\"/><Status RequestData=\"2\"/><Status RequestData=\"257\"/>");
     ASSERT_TRUE(env.loop.runUntil([&] { return answered.size() >= 2; }));
     EXPECT_THAT(answered, ElementsAre(2, 257));
