@@ -33,6 +33,10 @@ public:
         const std::lock_guard<std::mutex> guard(mutex_);
         return events_;
     }
+    std::string last() const {
+        const auto all = events();
+        return all.empty() ? "" : all.back();
+    }
 
 private:
     void take(std::string event) {
@@ -118,10 +122,10 @@ TEST_F(ServiceCtrl, RequestsShareAPipeUntilItFails) {
         ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 2; }));
         EXPECT_EQ(linesWith("connection accepted"), 1U);
     }
-    ASSERT_TRUE(waitUntil([&] { return recorder.events().back() == "error 54"; }));
+    ASSERT_TRUE(waitUntil([&] { return recorder.last() == "error 54"; }));
     FakeService service(answerAsOnlineService);
     EXPECT_EQ(client.requestServiceStatus(3), kSuccess);
-    EXPECT_TRUE(waitUntil([&] { return recorder.events().back() == "status 3"; }));
+    EXPECT_TRUE(waitUntil([&] { return recorder.last() == "status 3"; }));
 }
 
 TEST_F(ServiceCtrl, ProxyStatusHasAPipeOfItsOwn) {
