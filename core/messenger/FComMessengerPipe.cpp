@@ -48,7 +48,10 @@ FResult writeToPeer(PipeConnection& peer, const unsigned char* data, long length
 /// The end's socket; without one, a connection whose every operation fails with EBADF.
 PipeConnectionRef socketOf(FPipeState& state) {
     FLockGuard guard(state.lock);
-    return state.socket ? state.socket : fMakeRef<PipeConnection>();
+    if (!state.socket) {
+        return fMakeRef<PipeConnection>();
+    }
+    return state.socket;
 }
 
 PipeConnectionRef peerOf(FPipeState& state, int number) {
