@@ -207,9 +207,12 @@ void KvnRemoteServiceCtrl::unsubscribe(FComMessenger& messenger) {
 }
 
 void KvnRemoteServiceCtrl::Messenger_Error(FComMessenger* messenger, int& code) {
-    releaseSender(messenger);
+    // Nameless, so that the next request opens a new pipe; but listed until the event has been raised,
+    // so that closePipes() waits for this handler.
+    messenger->close();
     _FRConnectionError error{code, {}};
     EventConnectionError.raise(this, error);
+    releaseSender(messenger);
 }
 
 // MARK: Messages of the service

@@ -128,6 +128,31 @@ TEST_F(ServiceCtrl, RequestsShareAPipeUntilItFails) {
     EXPECT_TRUE(waitUntil([&] { return recorder.last() == "status 3"; }));
 }
 
+TEST_F(ServiceCtrl, ClosingWaitsForTheReportOfAnError) {
+    struct SlowListener {
+        void take(KvnRemoteServiceCtrl*, Kvs::_FRConnectionError&) {
+            entered = true;
+            waitUntil([this] { return closing.load(); });
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(50)); // a closing that does not wait is done
+            left = true;
+        }
+        std::atomic<bool> entered{false};
+        std::atomic<bool> closing{false};
+        std::atomic<bool> left{false};
+    } listener;
+    client.EventConnectionError.add(&listener, &SlowListener::take);
+    {
+        FakeService service;
+        EXPECT_EQ(client.requestServiceStatus(1), kSuccess);
+        ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 1; }));
+    }
+    ASSERT_TRUE(waitUntil([&] { return listener.entered.load(); }));
+    listener.closing = true;
+    client.closePipes();
+    EXPECT_TRUE(listener.left);
+}
+
 TEST_F(ServiceCtrl, ProxyStatusHasAPipeOfItsOwn) {
     FakeService service(
         [](const std::string&) { return "<ServerStatus Value=\"online\" LastError=\"a &lt; b\"/>"; },
