@@ -74,13 +74,17 @@ void TerminalFrontEnd::readInput() {
     }
     unfinishedLine_.append(buffer, static_cast<std::size_t>(count));
     for (auto end = unfinishedLine_.find('\n'); end != std::string::npos; end = unfinishedLine_.find('\n')) {
-        runCommand(std::string_view(unfinishedLine_).substr(0, end));
+        if (!std::exchange(skippingLine_, false)) {
+            runCommand(std::string_view(unfinishedLine_).substr(0, end));
+        }
         unfinishedLine_.erase(0, end + 1);
         prompt();
     }
     if (unfinishedLine_.size() > kLongestLine) {
         unfinishedLine_.clear();
-        print("error: line too long");
+        if (!std::exchange(skippingLine_, true)) {
+            print("error: line too long");
+        }
     }
 }
 

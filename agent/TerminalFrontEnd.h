@@ -38,6 +38,7 @@ private:
     Commands commands_;
     host::MainLoop::Task onEnd_;
     std::string unfinishedLine_;
+    bool skippingLine_ = false; // the line was too long: what is left of it is no command
     std::string lastStatusLine_;
 };
 
