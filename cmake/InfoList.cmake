@@ -1,0 +1,28 @@
+# Property lists inside executables, where a program that knows only the file can read them.
+
+if(NOT APPLE)
+    enable_language(ASM)
+endif()
+
+# kvs_embed_info_list(TARGET FILE)
+# Puts the property list into the section __info_plist of an executable (in the segment __TEXT, where there
+# are segments with names). A change of the file links the executable again.
+function(kvs_embed_info_list target file)
+    cmake_path(ABSOLUTE_PATH file)
+    if(APPLE)
+        target_link_options(${target} PRIVATE LINKER:-sectcreate,__TEXT,__info_plist,${file})
+        set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${file})
+        return()
+    endif()
+    # "a" without "w": loaded and not writable; "R": kept, though nothing refers to it.
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_info_list.s)
+    file(CONFIGURE OUTPUT ${source} @ONLY CONTENT [[
+    .section __info_plist, "aR", %progbits
+    .incbin "@file@"
+    .section .note.GNU-stack, "", %progbits
+]])
+    set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS ${file})
+    # A library of its own: the compiler's warnings and sanitizers are nothing to the assembler.
+    add_library(${target}_info_list OBJECT ${source})
+    target_sources(${target} PRIVATE $<TARGET_OBJECTS:${target}_info_list>)
+endfunction()
