@@ -3,11 +3,15 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <utility>
 
 #if defined(__APPLE__)
 #include <mach/mach_init.h>
 #include <pthread.h>
+#include <sys/event.h>
 #include <sys/sysctl.h>
+#include <sys/un.h>
+#include <unistd.h>
 #else
 #include <fstream>
 #include <string>
@@ -87,6 +91,57 @@ int spawnWithStandardDescriptorsOnly(posix_spawn_file_actions_t& actions, posix_
 #else
     static_cast<void>(attributes);
     return posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+#endif
+}
+
+FileDescriptor watchChildEnd(pid_t child) {
+#if defined(__APPLE__)
+    FileDescriptor queue(::kqueue());
+    struct kevent change {};
+    EV_SET(&change, child, EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
+    if (!queue || ::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) == 0) {
+        return queue;
+    }
+    // A child that ended before can no longer be watched; the queue is made readable in its place.
+    EV_SET(&change, 0, EVFILT_USER, EV_ADD, 0, 0, nullptr);
+    struct kevent trigger {};
+    EV_SET(&trigger, 0, EVFILT_USER, 0, NOTE_TRIGGER, 0, nullptr);
+    const bool ended = errno == ESRCH && ::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) == 0 &&
+                       ::kevent(queue.get(), &trigger, 1, nullptr, 0, nullptr) == 0;
+    return ended ? std::move(queue) : FileDescriptor();
+#else
+    return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+#endif
+}
+
+std::optional<PeerCredentials> peerCredentialsOf(int socket) {
+#if defined(__APPLE__)
+    PeerCredentials peer{};
+    gid_t group{};
+    socklen_t size = sizeof peer.process;
+    if (::getpeereid(socket, &peer.user, &group) != 0 ||
+        ::getsockopt(socket, SOL_LOCAL, LOCAL_PEERPID, &peer.process, &size) != 0) {
+        return std::nullopt;
+    }
+    return peer;
+#else
+    // One option tells both, and there is no getpeereid.
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+        return std::nullopt;
+    }
+    return PeerCredentials{peer.uid, peer.pid};
+#endif
+}
+
+int preventSigPipe(int socket) {
+#if defined(SO_NOSIGPIPE)
+    const int on = 1;
+    return ::setsockopt(socket, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on) == 0 ? 0 : errno;
+#else
+    static_cast<void>(socket);
+    return 0;
 #endif
 }
 

@@ -2,30 +2,66 @@
 
 #include "core/logging/CNSLog.h"
 #include "core/system/ReadFile.h"
+#include "host/executable/EmbeddedInfoList.h"
 #include "host/posix/StringsTable.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <utility>
 
 namespace kvn::host {
 namespace {
 
 constexpr std::size_t kFileLimit = std::size_t{1} << 20; // far more than either file has
+constexpr char kDefaultLanguage[] = "en";
+
+bool isFile(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(path, ignored);
+}
 
 } // namespace
 
-AppBundle::AppBundle(const std::string& path, const PropertyList& propertyLists)
-    : propertyLists_(propertyLists) {
-    const std::string file = path + "/Contents/Resources/en.lproj/Localizable.strings";
+AppBundle::AppBundle(const std::string& path, const PropertyList& propertyLists,
+                     const std::vector<std::string>& preferredLanguages)
+    : path_(path), propertyLists_(propertyLists) {
+    const std::string language = localization(preferredLanguages);
+    texts_ = readTexts(language);
+    if (language != kDefaultLanguage) {
+        texts_.merge(readTexts(kDefaultLanguage));
+    }
+}
+
+std::string AppBundle::tableOf(const std::string& language) const {
+    return path_ + "/Contents/Resources/" + language + ".lproj/Localizable.strings";
+}
+
+/// A tag finds a table of its own, else that of its beginning up to a "-", the longest first.
+std::string AppBundle::localization(const std::vector<std::string>& preferredLanguages) const {
+    for (std::string tag : preferredLanguages) {
+        while (!tag.empty()) {
+            if (isFile(tableOf(tag))) {
+                return tag;
+            }
+            const std::size_t end = tag.rfind('-');
+            tag.resize(end == tag.npos ? 0 : end);
+        }
+    }
+    return kDefaultLanguage;
+}
+
+AppBundle::Texts AppBundle::readTexts(const std::string& language) const {
+    const std::string file = tableOf(language);
     const auto content = Kvs::fReadFile(file, kFileLimit);
     if (!content) {
         Kvs::OCNSLog("Could not read the texts of %@", file);
-        return;
+        return {};
     }
     StringsTable table = parseStringsTable(*content);
     for (const std::size_t line : table.brokenLines) {
         Kvs::OCNSLog("Skipped the broken line %lu of %@", static_cast<unsigned long>(line), file);
     }
-    texts_ = std::move(table.texts);
+    return std::move(table.texts);
 }
 
 std::string AppBundle::localizedString(const std::string& key) const {
@@ -33,29 +69,65 @@ std::string AppBundle::localizedString(const std::string& key) const {
     return found == texts_.end() ? key : found->second;
 }
 
-std::optional<std::string> AppBundle::executableOf(const std::string& bundlePath) const {
-    const std::string path = bundlePath + "/Contents/MacOS/" + executableName(bundlePath);
-    std::error_code ignored;
-    return std::filesystem::is_regular_file(path, ignored) ? std::optional(path) : std::nullopt;
+std::optional<std::string> AppBundle::infoValue(const std::string& key) const {
+    return infoValueOf(path_, key);
 }
 
-std::string AppBundle::executableName(const std::string& bundlePath) const {
-    std::string ownName = std::filesystem::path(bundlePath).stem();
+std::optional<std::string> AppBundle::resourcePath(const std::string& name, const std::string& type) const {
+    const std::string path = path_ + "/Contents/Resources/" + name + "." + type;
+    return isFile(path) ? std::optional(path) : std::nullopt;
+}
+
+std::optional<std::string> AppBundle::executableOf(const std::string& bundlePath) const {
+    const std::string ownName = std::filesystem::path(bundlePath).stem();
+    const std::string path =
+        bundlePath + "/Contents/MacOS/" + infoValueOf(bundlePath, "CFBundleExecutable").value_or(ownName);
+    return isFile(path) ? std::optional(path) : std::nullopt;
+}
+
+std::optional<std::string> AppBundle::auxiliaryExecutable(const std::string& path) const {
+    const std::filesystem::path below(path);
+    if (below.is_absolute() || std::find(below.begin(), below.end(), "..") != below.end()) {
+        return std::nullopt;
+    }
+    const std::string whole = path_ + "/Contents/" + path;
+    return isFile(whole) ? std::optional(whole) : std::nullopt;
+}
+
+std::variant<PropertyValue::Dictionary, Error>
+AppBundle::embeddedInfoList(const std::string& executable) const {
+    const auto bytes = readEmbeddedInfoList(executable);
+    if (const auto* error = std::get_if<Error>(&bytes)) {
+        return *error;
+    }
+    auto parsed = propertyLists_.parse(std::get<std::string>(bytes));
+    if (auto* error = std::get_if<Error>(&parsed)) {
+        return std::move(*error);
+    }
+    auto* entries = std::get_if<PropertyValue::Dictionary>(&std::get<PropertyValue>(parsed).value);
+    if (!entries) {
+        return Error{"PropertyList", 0, "not a dictionary"};
+    }
+    return std::move(*entries);
+}
+
+std::optional<std::string> AppBundle::infoValueOf(const std::string& bundlePath,
+                                                  const std::string& key) const {
     const auto content = Kvs::fReadFile(bundlePath + "/Contents/Info.plist", kFileLimit);
     if (!content) {
-        return ownName;
+        return std::nullopt;
     }
     const auto parsed = propertyLists_.parse(*content);
     if (const auto* error = std::get_if<Error>(&parsed)) {
         Kvs::OCNSLog("Could not read Info.plist of %@: %@", bundlePath, *error);
-        return ownName;
+        return std::nullopt;
     }
     const auto* entries = std::get<PropertyValue>(parsed).as<PropertyValue::Dictionary>();
-    if (!entries || !entries->contains("CFBundleExecutable")) {
-        return ownName;
+    if (!entries || !entries->contains(key)) {
+        return std::nullopt;
     }
-    const auto* name = entries->at("CFBundleExecutable").as<std::string>();
-    return name ? *name : ownName;
+    const auto* text = entries->find(key)->second.as<std::string>();
+    return text ? std::optional(*text) : std::nullopt;
 }
 
 } // namespace kvn::host

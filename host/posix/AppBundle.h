@@ -4,27 +4,45 @@
 #include "host/PropertyList.h"
 
 #include <map>
+#include <vector>
 
 namespace kvn::host {
 
-/// A bundle directory: Contents/Info.plist, Contents/MacOS/ and
-/// Contents/Resources/en.lproj/Localizable.strings, which is read once.
+/// A bundle directory: Contents/Info.plist, Contents/MacOS/, Contents/Resources/, and there
+/// LANGUAGE.lproj/Localizable.strings: the table of the first preferred language that has one is read
+/// once, and the English one fills its gaps.
 class AppBundle final : public Bundle {
 public:
-    /// `path` is the bundle of this process; the property lists outlive the bundle.
-    AppBundle(const std::string& path, const PropertyList& propertyLists);
+    /// `path` is the bundle of this process; the property lists outlive the bundle. The languages are
+    /// tags, the best first.
+    AppBundle(const std::string& path, const PropertyList& propertyLists,
+              const std::vector<std::string>& preferredLanguages = {});
 
     std::string localizedString(const std::string& key) const override;
+    std::map<std::string, std::string, std::less<>> localizedStrings() const override { return texts_; }
+    std::optional<std::string> infoValue(const std::string& key) const override;
+    std::optional<std::string> resourcePath(const std::string& name, const std::string& type) const override;
 
     /// The executable that the information list names, else the one that is named as the bundle;
     /// nothing when there is no such file.
     std::optional<std::string> executableOf(const std::string& bundlePath) const override;
 
-private:
-    std::string executableName(const std::string& bundlePath) const;
+    /// Nothing, too, for a path that leads out of the folder.
+    std::optional<std::string> auxiliaryExecutable(const std::string& path) const override;
+    std::variant<PropertyValue::Dictionary, Error>
+    embeddedInfoList(const std::string& executable) const override;
 
+private:
+    using Texts = std::map<std::string, std::string, std::less<>>;
+
+    std::string tableOf(const std::string& language) const;
+    std::string localization(const std::vector<std::string>& preferredLanguages) const;
+    Texts readTexts(const std::string& language) const;
+    std::optional<std::string> infoValueOf(const std::string& bundlePath, const std::string& key) const;
+
+    const std::string path_;
     const PropertyList& propertyLists_;
-    std::map<std::string, std::string, std::less<>> texts_;
+    Texts texts_;
 };
 
 } // namespace kvn::host

@@ -102,13 +102,19 @@ void PollMainLoop::quit() {
 }
 
 PollMainLoop::Key PollMainLoop::schedule(Instant due, Task task) {
-    Kvs::FLockGuard guard(lock_);
-    const auto added = scheduled_.emplace(Key(due, sequence_++), std::move(task)).first;
-    if (sleeping_ && added == scheduled_.begin()) {
-        sleeping_ = false;
-        wakePipe_.wake();
+    bool asleep = false;
+    Key key;
+    {
+        Kvs::FLockGuard guard(lock_);
+        const auto added = scheduled_.emplace(Key(due, sequence_++), std::move(task)).first;
+        asleep = sleeping_ && added == scheduled_.begin();
+        sleeping_ = sleeping_ && !asleep;
+        key = added->first;
     }
-    return added->first;
+    if (asleep) {
+        wakePipe_.wake(); // outside the lock, which the loop wants as soon as it is awake
+    }
+    return key;
 }
 
 void PollMainLoop::unschedule(Key key) {

@@ -1,69 +1,76 @@
 #include "host/posix/PosixProcessRunner.h"
 
 #include "core/system/PosixDifferences.h"
+#include "host/posix/Pipe.h"
+#include "host/posix/PollUntil.h"
+#include "host/posix/PosixError.h"
+#include "host/posix/SpawnPlan.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
-#include <memory>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
-
-extern char** environ;
+#include <utility>
 
 namespace kvn::host {
+
+using Kvs::FileDescriptor;
+using Kvs::FLockGuard;
+
 namespace {
 
-/// What the child starts with, in place of what it would inherit.
-class SpawnPlan {
-public:
-    SpawnPlan() {
-        note(posix_spawn_file_actions_init(&actions_));
-        note(posix_spawnattr_init(&attributes_));
-        note(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+/// What a child writes into a pipe, cut at the limit; the rest is read and dropped, so that the child
+/// does not block.
+struct Stream {
+    FileDescriptor readEnd;
+    std::size_t limit;
+    std::string text = {};
 
-        sigset_t none;
-        sigemptyset(&none);
-        note(posix_spawnattr_setsigmask(&attributes_, &none));
-        sigset_t all;
-        sigfillset(&all);
-        sigdelset(&all, SIGKILL);
-        sigdelset(&all, SIGSTOP);
-        note(posix_spawnattr_setsigdefault(&attributes_, &all));
-        note(posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
-        note(Kvs::spawnWithStandardDescriptorsOnly(actions_, attributes_));
-    }
-    ~SpawnPlan() {
-        posix_spawnattr_destroy(&attributes_);
-        posix_spawn_file_actions_destroy(&actions_);
-    }
-    SpawnPlan(const SpawnPlan&) = delete;
-    SpawnPlan& operator=(const SpawnPlan&) = delete;
-
-    /// 0, or why not.
-    int run(const std::string& path, const std::vector<std::string>& arguments, pid_t& pid) const {
-        if (error_ != 0) {
-            return error_;
+    void read() {
+        char chunk[16384];
+        const ssize_t count = ::read(readEnd.get(), chunk, sizeof chunk);
+        if (count > 0) {
+            text.append(chunk, std::min(static_cast<std::size_t>(count), limit - text.size()));
+        } else if (count == 0 || errno != EINTR) {
+            readEnd.reset();
         }
-        std::vector<char*> argv;
-        argv.reserve(arguments.size() + 2);
-        argv.push_back(const_cast<char*>(path.c_str())); // the interface is older than const
-        for (const std::string& argument : arguments) {
-            argv.push_back(const_cast<char*>(argument.c_str()));
-        }
-        argv.push_back(nullptr);
-        return posix_spawn(&pid, path.c_str(), &actions_, &attributes_, argv.data(), environ);
     }
-
-private:
-    void note(int result) { error_ = error_ != 0 ? error_ : result; }
-
-    posix_spawn_file_actions_t actions_;
-    posix_spawnattr_t attributes_;
-    int error_ = 0;
 };
+
+/// Reads both streams until the child has ended: 0, or why it is to be killed.
+int collect(const FileDescriptor& childEnd, const EndSignal& end, Deadline deadline, Stream& output,
+            Stream& errors) {
+    bool ended = false;
+    for (;;) {
+        pollfd polled[] = {{ended ? -1 : childEnd.get(), POLLIN, 0},
+                           {end.descriptor(), POLLIN, 0},
+                           {output.readEnd.get(), POLLIN, 0},
+                           {errors.readEnd.get(), POLLIN, 0}};
+        // What the child had written when it ended is there to be read at once; what comes later is
+        // somebody else's.
+        const int ready = pollUntil(polled, ended ? deadlineIn({}) : deadline);
+        const bool tooLate = std::chrono::steady_clock::now() >= *deadline;
+        if (ready < 0) {
+            return errno;
+        }
+        if (ended && (ready == 0 || tooLate)) {
+            return 0;
+        }
+        if (polled[1].revents != 0) {
+            return ECANCELED;
+        }
+        ended = ended || polled[0].revents != 0;
+        if (tooLate && !ended) {
+            return ETIMEDOUT;
+        }
+        for (const auto& [stream, slot] : {std::pair(&output, &polled[2]), std::pair(&errors, &polled[3])}) {
+            if (slot->revents != 0) {
+                stream->read();
+            }
+        }
+    }
+}
 
 } // namespace
 
@@ -71,16 +78,55 @@ PosixProcessRunner::PosixProcessRunner(MainLoop& mainLoop)
     : childSignal_(mainLoop.onSignal(SIGCHLD, [this] { reap(); })) {}
 
 std::variant<pid_t, Error> PosixProcessRunner::launch(const std::string& path,
-                                                      const std::vector<std::string>& arguments) {
+                                                      const std::vector<std::string>& arguments,
+                                                      Session session) {
+    SpawnPlan plan(session == Session::Own ? SpawnPlan::Group::OwnSession : SpawnPlan::Group::Inherited);
     pid_t pid = 0;
-    if (const int error = SpawnPlan().run(path, arguments, pid); error != 0) {
-        return Error{"posix", error, std::generic_category().message(error)};
+    FLockGuard guard(lock_); // a child that ends at once is not looked for before it is listed
+    if (const int error = plan.start(path, arguments, pid); error != 0) {
+        return posixError(error);
     }
     children_.insert(pid);
     return pid;
 }
 
+std::variant<ProcessRunner::Outcome, Error>
+PosixProcessRunner::run(const std::string& path, const std::vector<std::string>& arguments, Limits limits) {
+    if (end_.isRaised()) {
+        return posixError(ECANCELED);
+    }
+    const Deadline deadline = deadlineIn(limits.time);
+    auto output = makePipe();
+    auto errors = output ? makePipe() : std::nullopt;
+    if (!errors) {
+        return posixError(errno);
+    }
+    SpawnPlan plan(SpawnPlan::Group::Own);
+    plan.connect(output->writeEnd.get(), STDOUT_FILENO);
+    plan.connect(errors->writeEnd.get(), STDERR_FILENO);
+    pid_t pid = 0;
+    if (const int error = plan.start(path, arguments, pid); error != 0) {
+        return posixError(error);
+    }
+    output->writeEnd.reset();
+    errors->writeEnd.reset();
+
+    Stream outputText{std::move(output->readEnd), limits.bytes};
+    Stream errorText{std::move(errors->readEnd), limits.bytes};
+    const FileDescriptor childEnd = Kvs::watchChildEnd(pid);
+    const int problem = childEnd ? collect(childEnd, end_, deadline, outputText, errorText) : errno;
+    if (problem != 0) {
+        ::kill(-pid, SIGKILL);
+    }
+    const int exitStatus = reapChild(pid);
+    if (problem != 0) {
+        return posixError(problem);
+    }
+    return Outcome{exitStatus, std::move(outputText.text), std::move(errorText.text)};
+}
+
 void PosixProcessRunner::reap() {
+    FLockGuard guard(lock_);
     // One signal may stand for several ends.
     std::erase_if(children_, [](pid_t child) {
         const pid_t result = waitpid(child, nullptr, WNOHANG);

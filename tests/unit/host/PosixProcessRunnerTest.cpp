@@ -3,11 +3,19 @@
 #include "host/posix/PollMainLoop.h"
 #include "tests/support/PumpUntil.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitUntil.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace kvn::test {
@@ -31,6 +39,18 @@ protected:
         }
         EXPECT_TRUE(pumpUntil(loop_, [pid] { return kill(*pid, 0) != 0 && errno == ESRCH; }));
         return readFile(folder_.file("out.part"));
+    }
+
+    using Outcome = host::ProcessRunner::Outcome;
+    static constexpr host::ProcessRunner::Limits kGenerous{std::chrono::minutes(1), 100};
+
+    static int errorOf(const std::variant<Outcome, host::Error>& result) {
+        const auto* error = std::get_if<host::Error>(&result);
+        return error ? error->code : 0;
+    }
+
+    static auto openDescriptors() {
+        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
     }
 
     TemporaryFolder folder_;
@@ -94,15 +114,84 @@ TEST_F(PosixProcessRunner, LeavesOtherChildrenToTheirParents) {
     EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
-TEST_F(PosixProcessRunner, ReapsManyAtOnce) {
-    std::vector<pid_t> pids;
-    for (int i = 0; i < 20; ++i) {
-        const auto result = runner_.launch("/bin/sh", {"-c", "exit 0"});
-        pids.push_back(std::get<pid_t>(result));
+TEST_F(PosixProcessRunner, ReapsWhatManyThreadsLaunch) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([this] {
+            for (int j = 0; j < 10; ++j) {
+                EXPECT_TRUE(std::holds_alternative<pid_t>(runner_.launch("/bin/true", {})));
+                EXPECT_TRUE(std::holds_alternative<Outcome>(runner_.run("/bin/true", {}, kGenerous)));
+            }
+        });
     }
-    EXPECT_TRUE(pumpUntil(loop_, [&] {
-        return std::all_of(pids.begin(), pids.end(), [](pid_t pid) { return kill(pid, 0) != 0; });
-    }));
+    std::atomic<bool> launched = false;
+    std::thread joiner([&] {
+        std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
+        launched = true;
+    });
+    // No child is left, not even a zombie: nobody else has any here.
+    EXPECT_TRUE(pumpUntil(loop_, [&] { return launched && waitpid(-1, nullptr, WNOHANG) < 0; }));
+    joiner.join();
+}
+
+TEST_F(PosixProcessRunner, LaunchesIntoTheSessionAskedFor) {
+    for (const auto session : {host::ProcessRunner::Session::Agent, host::ProcessRunner::Session::Own}) {
+        const pid_t pid = std::get<pid_t>(runner_.launch("/bin/sleep", {"600"}, session));
+        EXPECT_EQ(getsid(pid), session == host::ProcessRunner::Session::Own ? pid : getsid(0));
+        kill(pid, SIGKILL);
+        EXPECT_TRUE(pumpUntil(loop_, [pid] { return kill(pid, 0) != 0; }));
+    }
+}
+
+TEST_F(PosixProcessRunner, RunsAndCollects) {
+    const auto megabytes = [](char c) { return std::string(100'000, c); };
+    struct Case {
+        std::string script;
+        int exitStatus;
+        std::string output;
+        std::string errors;
+    };
+    const Case cases[] = {
+        {"echo out; echo err >&2; exit 3", 3, "out\n", "err\n"},
+        {"printf partly; kill -KILL $$", 128 + SIGKILL, "partly", ""},
+        {"exec >&- 2>&-; exit 1", 1, "", ""},
+        {"cat; head -c 5000000 /dev/zero | tr '\\0' x; head -c 3000000 /dev/zero | tr '\\0' y >&2", 0,
+         megabytes('x'), megabytes('y')}, // cut at the limit, and the child not blocked
+        {"sleep 600 & echo $! >" + folder_.file("left") + "; echo gone", 0, "gone\n", ""},
+    };
+    const auto before = openDescriptors();
+    for (const Case& expected : cases) {
+        const auto result =
+            runner_.run("/bin/sh", {"-c", expected.script}, {std::chrono::minutes(1), 100'000});
+        const auto* outcome = std::get_if<Outcome>(&result);
+        ASSERT_TRUE(outcome) << expected.script << ": " << std::get<host::Error>(result).description();
+        EXPECT_EQ(outcome->exitStatus, expected.exitStatus) << expected.script;
+        EXPECT_TRUE(outcome->output == expected.output) << expected.script << outcome->output.size();
+        EXPECT_TRUE(outcome->errors == expected.errors) << expected.script << outcome->errors.size();
+    }
+    kill(std::stoi(readFile(folder_.file("left"))), SIGKILL);
+
+    EXPECT_EQ(errorOf(runner_.run(folder_.file("missing"), {}, kGenerous)), ENOENT);
+    EXPECT_EQ(errorOf(runner_.run("/bin/sleep", {"600"}, {std::chrono::milliseconds(100), 1})), ETIMEDOUT);
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_LT(waitpid(-1, nullptr, WNOHANG), 0);
+}
+
+TEST_F(PosixProcessRunner, EndsRunsWithTheirProcessGroups) {
+    const std::string fifo = folder_.file("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const Kvs::FileDescriptor reader(open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    pollfd polled{reader.get(), POLLIN, 0};
+    std::thread ender([&] {
+        EXPECT_EQ(poll(&polled, 1, 20'000), 1); // the grandchild runs
+        runner_.endRuns();
+    });
+    const auto result =
+        runner_.run("/bin/sh", {"-c", "(echo; exec sleep 600) >" + fifo + " & wait"}, kGenerous);
+    ender.join();
+    EXPECT_EQ(errorOf(result), ECANCELED);
+    EXPECT_TRUE(waitUntil([&] { return poll(&polled, 1, 0) == 1 && (polled.revents & POLLHUP) != 0; }));
+    EXPECT_EQ(errorOf(runner_.run("/bin/true", {}, kGenerous)), ECANCELED);
 }
 
 } // namespace

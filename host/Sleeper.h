@@ -1,0 +1,16 @@
+#pragma once
+
+#include <chrono>
+
+namespace kvn::host {
+
+/// Lets a thread that may block wait for a while. Any thread but the main one.
+class Sleeper {
+public:
+    virtual ~Sleeper() = default;
+
+    /// Blocks the caller for the duration; returns early when the program is about to end.
+    virtual void sleepFor(std::chrono::milliseconds duration) = 0;
+};
+
+} // namespace kvn::host

@@ -1,0 +1,68 @@
+#include "host/posix/SpawnPlan.h"
+
+#include "core/system/PosixDifferences.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace kvn::host {
+
+SpawnPlan::SpawnPlan(Group group) {
+    note(posix_spawn_file_actions_init(&actions_));
+    note(posix_spawnattr_init(&attributes_));
+    note(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+
+    sigset_t none;
+    sigemptyset(&none);
+    note(posix_spawnattr_setsigmask(&attributes_, &none));
+    sigset_t all;
+    sigfillset(&all);
+    sigdelset(&all, SIGKILL);
+    sigdelset(&all, SIGSTOP);
+    note(posix_spawnattr_setsigdefault(&attributes_, &all));
+    int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+    if (group == Group::Own) {
+        flags |= POSIX_SPAWN_SETPGROUP; // the attribute's group is 0, one of the child's own
+    } else if (group == Group::OwnSession) {
+        flags |= POSIX_SPAWN_SETSID;
+    }
+    note(posix_spawnattr_setflags(&attributes_, static_cast<short>(flags)));
+}
+
+SpawnPlan::~SpawnPlan() {
+    posix_spawnattr_destroy(&attributes_);
+    posix_spawn_file_actions_destroy(&actions_);
+}
+
+void SpawnPlan::connect(int descriptor, int standardDescriptor) {
+    note(posix_spawn_file_actions_adddup2(&actions_, descriptor, standardDescriptor));
+}
+
+int SpawnPlan::start(const std::string& path, const std::vector<std::string>& arguments, pid_t& pid) {
+    note(Kvs::spawnWithStandardDescriptorsOnly(actions_, attributes_)); // after those that are connected
+    if (error_ != 0) {
+        return error_;
+    }
+    std::vector<char*> argv;
+    argv.reserve(arguments.size() + 2);
+    argv.push_back(const_cast<char*>(path.c_str())); // the interface is older than const
+    for (const std::string& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    return posix_spawn(&pid, path.c_str(), &actions_, &attributes_, argv.data(), environ);
+}
+
+int reapChild(pid_t child) {
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+} // namespace kvn::host

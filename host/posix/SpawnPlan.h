@@ -1,0 +1,40 @@
+#pragma once
+
+#include <spawn.h>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace kvn::host {
+
+/// What a child process starts with, in place of what it would inherit: an empty standard input, this
+/// process's standard output and error and no other descriptor, default signal handling. One start.
+class SpawnPlan {
+public:
+    /// The process group that the child runs in: this process's, one of its own, or one of its own in a
+    /// session of its own.
+    enum class Group { Inherited, Own, OwnSession };
+
+    explicit SpawnPlan(Group group);
+    ~SpawnPlan();
+    SpawnPlan(const SpawnPlan&) = delete;
+    SpawnPlan& operator=(const SpawnPlan&) = delete;
+
+    /// Gives the child this open descriptor, which is none of 0 to 2, as one of those.
+    void connect(int descriptor, int standardDescriptor);
+
+    /// 0, or an `errno` value. The caller reaps the child.
+    int start(const std::string& path, const std::vector<std::string>& arguments, pid_t& pid);
+
+private:
+    void note(int result) { error_ = error_ != 0 ? error_ : result; }
+
+    posix_spawn_file_actions_t actions_;
+    posix_spawnattr_t attributes_;
+    int error_ = 0;
+};
+
+/// Waits for the end of the child: its exit status, or 128 + the number of the signal that ended it.
+int reapChild(pid_t child);
+
+} // namespace kvn::host
