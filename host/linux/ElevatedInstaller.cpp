@@ -1,0 +1,97 @@
+#include "host/linux/ElevatedInstaller.h"
+
+#include "core/logging/CNSLog.h"
+#include "core/system/FSysInfoPaths.h"
+#include "core/system/FileDescriptor.h"
+#include "core/system/PosixDifferences.h"
+#include "host/linux/AuthorizationCodes.h"
+#include "host/linux/helper-installer/HelperFiles.h"
+#include "host/posix/Pipe.h"
+#include "host/posix/PosixError.h"
+#include "host/posix/SpawnPlan.h"
+
+#include <cerrno>
+#include <csignal>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace kvn::host {
+
+ElevatedInstaller::~ElevatedInstaller() { finish(); }
+
+std::int32_t ElevatedInstaller::start(const std::string& program) {
+    constexpr int kDismissed = 126; // pkexec's exit status when the dialog was closed
+    const std::string pkexec = Kvs::FSysInfoPaths::underRoot("/usr/bin/pkexec");
+    auto requests = makePipe();
+    auto answers = requests ? makePipe() : std::nullopt;
+    if (!answers) {
+        Kvs::OCNSLog("Failed to make the pipes to %@: %@", pkexec, posixError(errno));
+        return kAuthorizationInternal;
+    }
+    SpawnPlan plan(SpawnPlan::Group::Inherited);
+    plan.connect(requests->readEnd.get(), STDIN_FILENO);
+    plan.connect(answers->writeEnd.get(), STDOUT_FILENO);
+    std::vector<std::string> arguments = helperArguments();
+    arguments.insert(arguments.begin(), program);
+    if (const int error = plan.start(pkexec, arguments, process_); error != 0) {
+        process_ = 0;
+        Kvs::OCNSLog("Failed to start %@: %@", pkexec, posixError(error));
+        return kAuthorizationInternal;
+    }
+    pipe_ = LinePipe(std::move(answers->readEnd), std::move(requests->writeEnd));
+    requests.reset();
+    answers.reset();
+    if (pipe_.read({}, end_.descriptor()) == "ready") {
+        return 0;
+    }
+    const auto exitStatus = finish();
+    return exitStatus == kDismissed || end_.isRaised() ? PrivilegedJobs::kCanceled : kAuthorizationDenied;
+}
+
+std::optional<Error> ElevatedInstaller::bless(const std::string& source, const std::string& label) {
+    constexpr std::chrono::seconds kPatience(60); // far more than its own waits take together
+    if (const int error = pipe_.write({"bless", source, label}); error != 0) {
+        return posixError(error, "The installer");
+    }
+    const Deadline deadline = deadlineIn(kPatience);
+    const auto next = [&] { return pipe_.read(deadline, end_.descriptor()); };
+    const auto answer = next();
+    if (answer == "ok") {
+        return std::nullopt;
+    }
+    const auto domain = answer == "error" ? next() : std::nullopt;
+    const auto code = domain ? next() : std::nullopt;
+    const auto reason = code ? next() : std::nullopt;
+    if (!reason) {
+        return posixError(EPIPE, "The installer");
+    }
+    return Error{*domain, std::atoi(code->c_str()), *reason};
+}
+
+/// Takes the rights back and reaps the process: its exit status, or nothing when it had to be left behind.
+std::optional<int> ElevatedInstaller::finish() {
+    pipe_ = {}; // the installer ends with its input
+    const pid_t process = std::exchange(process_, 0);
+    if (process == 0) {
+        return std::nullopt;
+    }
+    const Kvs::FileDescriptor processEnd = Kvs::watchChildEnd(process);
+    pollfd polled{processEnd.get(), POLLIN, 0};
+    // One that still asks the user does not look at its input. It may be out of our reach, being root's.
+    constexpr std::pair<int, std::chrono::seconds> kSteps[] = {{SIGTERM, std::chrono::seconds(3)},
+                                                               {SIGKILL, std::chrono::seconds(1)}};
+    if (!end_.isRaised() && pollUntil({&polled, 1}, deadlineIn(std::chrono::seconds(3))) > 0) {
+        return reapChild(process);
+    }
+    for (const auto& [signal, patience] : kSteps) {
+        ::kill(process, signal);
+        if (pollUntil({&polled, 1}, deadlineIn(patience)) > 0) {
+            return reapChild(process);
+        }
+    }
+    Kvs::CNSLog("The installer of privileged helpers does not end: %d", static_cast<int>(process));
+    return std::nullopt;
+}
+
+} // namespace kvn::host

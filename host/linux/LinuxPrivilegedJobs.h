@@ -1,0 +1,39 @@
+#pragma once
+
+#include "host/Bundle.h"
+#include "host/PrivilegedJobs.h"
+#include "host/linux/helper-installer/HelperInstallation.h"
+#include "host/posix/EndSignal.h"
+
+namespace kvn::host {
+
+/// Helpers are files in the folders that macOS has for them, and processes that bless starts. Where this
+/// process may write there, that is all; else a program does it that pkexec starts as root after it has
+/// asked the user. pkexec takes no user name and password, and shows a text of its own: the prompt goes to
+/// the presenter.
+class LinuxPrivilegedJobs final : public PrivilegedJobs {
+public:
+    /// All outlive the jobs.
+    LinuxPrivilegedJobs(const Bundle& bundle, ProcessRunner& runner, const PropertyList& propertyLists)
+        : bundle_(bundle), propertyLists_(propertyLists), installation_(runner, propertyLists) {}
+
+    void presentPromptsWith(PromptPresenter presenter) override { presenter_ = std::move(presenter); }
+    std::int32_t createAuthorization(const Environment& environment, std::uint32_t flags,
+                                     std::unique_ptr<Authorization>& authorization) override;
+    std::int32_t copyRights(Authorization& authorization, const std::string& right,
+                            const Environment& environment, std::uint32_t flags) override;
+    std::optional<Error> bless(const std::string& label, Authorization& authorization) override;
+    std::optional<PropertyValue::Dictionary> jobDictionary(const std::string& label) const override;
+
+    /// Ends a question in progress and all later ones: they count as dismissed. Any thread.
+    void interrupt() { end_.raise(); }
+
+private:
+    const Bundle& bundle_;
+    const PropertyList& propertyLists_;
+    const HelperInstallation installation_;
+    PromptPresenter presenter_;
+    EndSignal end_;
+};
+
+} // namespace kvn::host

@@ -1,0 +1,152 @@
+#include "host/linux/helper-installer/HelperProcess.h"
+
+#include "core/system/FSysInfoPaths.h"
+#include "core/system/FileDescriptor.h"
+#include "host/linux/helper-installer/HelperFiles.h"
+#include "host/posix/PollUntil.h"
+#include "host/posix/PosixError.h"
+
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <filesystem>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace kvn::host {
+
+namespace fs = std::filesystem;
+using Kvs::FileDescriptor;
+
+namespace {
+
+// The C library's own declarations of these two are not for C++ everywhere.
+FileDescriptor openProcess(pid_t pid) {
+    return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+}
+
+bool sendSignal(const FileDescriptor& process, int signal) {
+    return ::syscall(SYS_pidfd_send_signal, process.get(), signal, nullptr, 0) == 0 || errno == ESRCH;
+}
+
+/// The processes that run the file, each by a descriptor, which does not come to mean another process.
+std::vector<FileDescriptor> processesOf(const std::string& tool) {
+    std::error_code error;
+    // The kernel tells the path without symbolic links, and marks one that has been replaced.
+    const std::string program = fs::canonical(tool, error);
+    std::vector<FileDescriptor> found;
+    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
+        const std::string name = entry->path().filename();
+        pid_t pid = 0;
+        if (std::from_chars(name.data(), name.data() + name.size(), pid).ptr != name.data() + name.size()) {
+            continue;
+        }
+        FileDescriptor process = openProcess(pid); // before the look, which then is at this process
+        std::error_code unreadable;
+        const std::string runs = fs::read_symlink(entry->path() / "exe", unreadable);
+        if (process && !unreadable && (runs == program || runs == program + " (deleted)")) {
+            found.push_back(std::move(process));
+        }
+    }
+    return found;
+}
+
+bool endsBy(const FileDescriptor& process, Deadline deadline) {
+    pollfd polled{process.get(), POLLIN, 0};
+    return pollUntil({&polled, 1}, deadline) > 0;
+}
+
+/// Sees a socket appear in place of what is there at first.
+class SocketWatch {
+public:
+    explicit SocketWatch(std::string path)
+        : path_(std::move(path)), before_(identity()), notices_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+        const std::string folder = fs::path(path_).parent_path();
+        ::inotify_add_watch(notices_.get(), folder.c_str(), IN_CREATE | IN_MOVED_TO);
+    }
+
+    bool hasAppeared() const {
+        const Identity now = identity();
+        return now.isSocket && now != before_;
+    }
+
+    /// Readable when something has happened in the folder since `drain`.
+    int descriptor() const { return notices_.get(); }
+    void drain() const {
+        alignas(inotify_event) char notices[4096];
+        while (::read(notices_.get(), notices, sizeof notices) > 0) {
+        }
+    }
+
+private:
+    /// The number of a file alone is soon used again.
+    struct Identity {
+        bool isSocket = false;
+        ino_t file = 0;
+        time_t seconds = 0;
+        long nanoseconds = 0;
+        bool operator==(const Identity&) const = default;
+    };
+    Identity identity() const {
+        struct stat status {};
+        if (::lstat(path_.c_str(), &status) != 0) {
+            return {};
+        }
+        return {S_ISSOCK(status.st_mode), status.st_ino, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+    }
+
+    const std::string path_;
+    const Identity before_;
+    const FileDescriptor notices_;
+};
+
+} // namespace
+
+std::optional<Error> endHelper(const std::string& tool) {
+    constexpr std::pair<int, std::chrono::seconds> kSteps[] = {{SIGTERM, std::chrono::seconds(3)},
+                                                               {SIGKILL, std::chrono::seconds(3)}};
+    std::vector<FileDescriptor> running = processesOf(tool);
+    for (const auto& [signal, patience] : kSteps) {
+        for (const FileDescriptor& process : running) {
+            if (!sendSignal(process, signal)) {
+                return posixError(errno, "The running helper");
+            }
+        }
+        const Deadline deadline = deadlineIn(patience);
+        std::erase_if(running, [&](const FileDescriptor& process) { return endsBy(process, deadline); });
+        if (running.empty()) {
+            return std::nullopt;
+        }
+    }
+    return posixError(ETIMEDOUT, "The running helper");
+}
+
+std::optional<Error> startHelper(const std::string& tool, const std::string& identifier,
+                                 ProcessRunner& runner) {
+    const SocketWatch socket(Kvs::FSysInfoPaths::underRoot("/var/run/" + identifier + ".socket"));
+    const auto launched = runner.launch(tool, helperArguments(), ProcessRunner::Session::Own);
+    if (const auto* error = std::get_if<Error>(&launched)) {
+        return *error;
+    }
+    const FileDescriptor process = openProcess(std::get<pid_t>(launched)); // none once it has been reaped
+    const Deadline deadline = deadlineIn(std::chrono::seconds(2));
+    bool ended = !process;
+    while (!socket.hasAppeared()) {
+        if (ended) {
+            return posixError(ECHILD, "The helper " + identifier + " ended at once");
+        }
+        pollfd polled[] = {{socket.descriptor(), POLLIN, 0}, {process.get(), POLLIN, 0}};
+        if (pollUntil(polled, deadline) <= 0) {
+            break;
+        }
+        ended = polled[1].revents != 0;
+        socket.drain();
+    }
+    return std::nullopt;
+}
+
+} // namespace kvn::host

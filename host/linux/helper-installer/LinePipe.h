@@ -1,0 +1,42 @@
+#pragma once
+
+#include "core/system/FileDescriptor.h"
+#include "host/posix/PollUntil.h"
+
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace kvn::host {
+
+/// Lines of text to and from the other end of two pipes. What the agent and its installer say:
+///
+///     installer: ready
+///     agent:     bless, source, label                 (a line each)
+///     installer: ok, or: error, domain, code, reason  (a line each)
+///
+/// The installer ends with its input. One thread.
+class LinePipe {
+public:
+    static constexpr std::size_t kMaxLine = 8192; // longer than any path
+
+    LinePipe() = default;
+    LinePipe(Kvs::FileDescriptor input, Kvs::FileDescriptor output)
+        : input_(std::move(input)), output_(std::move(output)) {}
+
+    /// 0, or an `errno` value; EINVAL when a line has a line end in it.
+    int write(std::initializer_list<std::string_view> lines) const;
+
+    /// The next line; nothing at the end of the input, after a line that is too long or the deadline, or
+    /// once the descriptor `interruption` is readable.
+    std::optional<std::string> read(Deadline deadline = {}, int interruption = -1);
+
+private:
+    Kvs::FileDescriptor input_;
+    Kvs::FileDescriptor output_;
+    std::string received_;
+};
+
+} // namespace kvn::host

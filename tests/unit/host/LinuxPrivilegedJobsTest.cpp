@@ -1,0 +1,223 @@
+#include "host/linux/LinuxPrivilegedJobs.h"
+#include "core/system/FSysInfoPaths.h"
+#include "host/linux/helper-installer/HelperProcess.h"
+#include "host/plist/XmlPropertyList.h"
+#include "host/posix/AppBundle.h"
+#include "host/posix/PollMainLoop.h"
+#include "host/posix/PosixProcessRunner.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/PumpUntil.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitUntil.h"
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace kvn::test {
+namespace {
+
+namespace fs = std::filesystem;
+using host::Error;
+using host::PrivilegedJobs;
+using host::PropertyValue;
+
+constexpr char kLabel[] = "com.korvane.remote.KvnServiceController";
+constexpr std::uint32_t kAsk = 19;
+constexpr std::uint32_t kDoNotAsk = 18;
+
+class LinuxPrivilegedJobs : public testing::Test {
+protected:
+    LinuxPrivilegedJobs() {
+        signal(SIGPIPE, SIG_IGN); // as the program does
+        Kvs::FSysInfoPaths::setRoot(root_);
+        fs::create_directories(folder_.file("a root/var/run"));
+        fs::create_directories(folder_.file("a root/usr/bin"));
+        fs::create_directories(folder_.file("Agent.app/Contents/MacOS"));
+        fs::create_directories(folder_.file("Agent.app/Contents/Library/LaunchServices"));
+        fs::copy_file(SAMPLE_HELPER, source_);
+        fs::create_symlink(INSTALLER, folder_.file("Agent.app/Contents/MacOS/KvnHelperInstaller"));
+    }
+    ~LinuxPrivilegedJobs() override {
+        host::endHelper(tool_);
+        authorization_.reset();
+        EXPECT_TRUE(pumpUntil(loop_, [] { return waitpid(-1, nullptr, WNOHANG) < 0; })); // no child is left
+        Kvs::FSysInfoPaths::setRoot("");
+    }
+
+    std::int32_t copyRights(std::uint32_t flags = kAsk) {
+        EXPECT_EQ(jobs_.createAuthorization({}, flags, authorization_), 0);
+        return jobs_.copyRights(*authorization_, "com.apple.ServiceManagement.blesshelper",
+                                {{"prompt", "May I?\n\n"}}, flags);
+    }
+    Error bless(const std::string& label = kLabel) {
+        return jobs_.bless(label, *authorization_).value_or(Error{});
+    }
+    pid_t helper() const { return std::stoi(readFile(root_ + "/helper.log")); }
+    bool isGone(pid_t pid) {
+        return pumpUntil(loop_, [pid] { return kill(pid, 0) != 0; });
+    }
+    std::size_t filesIn(const std::string& folder) const {
+        std::error_code none;
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(root_ + folder, none), {}));
+    }
+    /// Makes it impossible to install, for root too, until somebody removes the file in the way.
+    void blockFolders() const { writeFile(root_ + "/Library", "in the way"); }
+    void makePkexec(const std::string& body) const {
+        writeFile(root_ + "/usr/bin/pkexec", "#!/bin/sh\ncd '" + root_ + "'\n" + body + "\n");
+        chmod((root_ + "/usr/bin/pkexec").c_str(), 0755);
+    }
+
+    TemporaryFolder folder_;
+    const std::string root_ = folder_.file("a root");
+    const std::string tool_ = root_ + "/Library/PrivilegedHelperTools/" + kLabel;
+    const std::string job_ = root_ + "/Library/LaunchDaemons/" + kLabel + ".plist";
+    const std::string source_ = folder_.file("Agent.app/Contents/Library/LaunchServices/") + kLabel;
+    CapturedLog log_;
+    host::PollMainLoop loop_;
+    host::PosixProcessRunner runner_{loop_};
+    host::XmlPropertyList propertyLists_;
+    host::AppBundle bundle_{folder_.file("Agent.app"), propertyLists_};
+    host::LinuxPrivilegedJobs jobs_{bundle_, runner_, propertyLists_};
+    std::unique_ptr<PrivilegedJobs::Authorization> authorization_;
+};
+
+TEST_F(LinuxPrivilegedJobs, InstallsStartsAndReplaces) {
+    std::string prompt;
+    jobs_.presentPromptsWith([&](const std::string& text) { prompt = text; });
+    EXPECT_EQ(jobs_.jobDictionary(kLabel), std::nullopt);
+    umask(077);
+    ASSERT_EQ(copyRights(kDoNotAsk), 0);
+    ASSERT_EQ(bless().reason, "");
+    umask(022);
+    EXPECT_EQ(prompt, "May I?");
+    EXPECT_EQ(fs::status(tool_).permissions(), fs::perms(0755));
+    EXPECT_EQ(fs::status(job_).permissions(), fs::perms(0644));
+    EXPECT_EQ(fs::status(root_ + "/Library").permissions(), fs::perms(0755));
+    const PropertyValue::Array arguments{{tool_}, {std::string("--root")}, {root_}};
+    EXPECT_EQ(jobs_.jobDictionary(kLabel), (PropertyValue::Dictionary{{"Label", {std::string(kLabel)}},
+                                                                      {"ProgramArguments", {arguments}}}));
+    const pid_t first = helper();
+    EXPECT_EQ(getsid(first), first);
+
+    writeFile(root_ + "/helper.mode", "stubborn");
+    ASSERT_EQ(bless().reason, "");
+    EXPECT_TRUE(isGone(first));
+    const pid_t second = helper();
+    writeFile(root_ + "/helper.mode", "");
+    ASSERT_EQ(bless().reason, ""); // after the 3 seconds that the second one lets pass
+    EXPECT_TRUE(isGone(second));
+    EXPECT_EQ(kill(helper(), 0), 0);
+    EXPECT_EQ(filesIn("/Library/PrivilegedHelperTools"), 1);
+    EXPECT_EQ(filesIn("/Library/LaunchDaemons"), 1);
+}
+
+TEST_F(LinuxPrivilegedJobs, TellsWhyAHelperIsNotInstalled) {
+    const std::string other = folder_.file("Agent.app/Contents/Library/LaunchServices/other");
+    struct Case {
+        std::string label;
+        std::function<void()> prepare;
+        int code;
+    };
+    const Case cases[] = {
+        {"", [] {}, ENOENT},
+        {"missing", [] {}, ENOENT},
+        {"../LaunchServices/" + std::string(kLabel), [] {}, ENOENT},
+        {".hidden",
+         [&] { fs::copy_file(source_, folder_.file("Agent.app/Contents/Library/LaunchServices/.hidden")); },
+         ENOENT},
+        {"other", [&] { fs::copy_file(source_, other); }, EINVAL}, // not what it says it is
+        {"other", [&] { fs::remove(other), fs::create_symlink(source_, other); }, ELOOP},
+        {"other", [&] { fs::remove(other), writeFile(other, "#!/bin/sh\n"); }, 1},
+    };
+    EXPECT_EQ(jobs_.createAuthorization({}, kAsk, authorization_), 0);
+    EXPECT_EQ(bless().code, -60005); // no right to anything yet
+    ASSERT_EQ(copyRights(), 0);
+    for (const Case& expected : cases) {
+        expected.prepare();
+        EXPECT_EQ(bless(expected.label).code, expected.code) << expected.label;
+        EXPECT_EQ(filesIn("/Library/PrivilegedHelperTools") + filesIn("/Library/LaunchDaemons"), 0);
+    }
+
+    const host::HelperInstallation installation(runner_, propertyLists_);
+    const std::string fifo = folder_.file("fifo"); // must not make anyone wait for a writer
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(installation.bless(fifo, kLabel, std::nullopt).value_or(Error{}).code, EINVAL);
+    const uid_t owner = geteuid() == 0 ? 12346 : geteuid(); // root's programs are anybody's to install
+    ASSERT_EQ(chown(source_.c_str(), owner, getegid()), 0);
+    EXPECT_EQ(installation.bless(source_, kLabel, owner + 1).value_or(Error{}).code, EPERM);
+    EXPECT_EQ(installation.bless(source_, std::string(kLabel) + "/", owner).value_or(Error{}).code, EINVAL);
+    EXPECT_EQ(installation.bless(source_, kLabel, owner).value_or(Error{}).reason, "");
+
+    writeFile(root_ + "/helper.mode", "ends");
+    EXPECT_EQ(bless().code, ECHILD);
+}
+
+TEST_F(LinuxPrivilegedJobs, CountsABrokenJobAsNone) {
+    fs::create_directories(fs::path(job_).parent_path());
+    for (const char* text : {"<plist><dict>", "<plist version=\"1.0\"><string>text</string></plist>"}) {
+        writeFile(job_, text);
+        const auto before = log_.lines().size();
+        EXPECT_EQ(jobs_.jobDictionary(kLabel), std::nullopt);
+        EXPECT_EQ(log_.lines().size(), before + 1);
+    }
+    EXPECT_EQ(jobs_.jobDictionary("../LaunchDaemons/" + std::string(kLabel)), std::nullopt);
+}
+
+TEST_F(LinuxPrivilegedJobs, AsksForRightsThatItDoesNotHave) {
+    blockFolders();
+    EXPECT_EQ(copyRights(kDoNotAsk), -60007);
+    EXPECT_EQ(copyRights(), -60008); // no pkexec
+    const std::pair<const char*, std::int32_t> refusals[] = {
+        {"exit 126", -60006}, {"exit 127", -60005}, {"exit 0", -60005}, {"echo nonsense; exec cat", -60005}};
+    for (const auto& [body, code] : refusals) {
+        makePkexec(body);
+        EXPECT_EQ(copyRights(), code) << body;
+    }
+    EXPECT_EQ(bless().code, -60005);
+    fs::remove(folder_.file("Agent.app/Contents/MacOS/KvnHelperInstaller"));
+    EXPECT_EQ(copyRights(), -60008);
+}
+
+TEST_F(LinuxPrivilegedJobs, InstallsThroughTheInstaller) {
+    blockFolders();
+    makePkexec("rm Library; export SECRET=1; exec \"$@\""); // what is impossible here is possible there
+    ASSERT_EQ(copyRights(), 0);
+    writeFile(root_ + "/helper.mode", "ends");
+    const Error error = bless();
+    EXPECT_EQ(error.code, ECHILD) << error.description();
+    EXPECT_EQ(error.domain, "posix");
+    writeFile(root_ + "/helper.mode", "");
+    ASSERT_EQ(bless().reason, "");
+    const std::string environment = readFile("/proc/" + std::to_string(helper()) + "/environ");
+    EXPECT_EQ(environment.find("SECRET"), environment.npos);
+    EXPECT_NE(environment.find("PATH="), environment.npos);
+    authorization_.reset(); // the rights end, the helper goes on
+    EXPECT_LT(waitpid(-1, nullptr, WNOHANG), 0);
+    EXPECT_EQ(kill(helper(), 0), 0);
+}
+
+TEST_F(LinuxPrivilegedJobs, OutlivesAnInstallerThatDies) {
+    blockFolders();
+    makePkexec("echo ready; exec true");
+    ASSERT_EQ(copyRights(), 0);
+    EXPECT_EQ(bless().code, EPIPE);
+}
+
+TEST_F(LinuxPrivilegedJobs, GivesUpAskingWhenTheProgramEnds) {
+    blockFolders();
+    makePkexec("touch asked; exec sleep 600");
+    std::thread asking([this] { EXPECT_EQ(copyRights(), PrivilegedJobs::kCanceled); });
+    EXPECT_TRUE(waitUntil([this] { return fs::exists(root_ + "/asked"); }));
+    jobs_.interrupt();
+    asking.join();
+}
+
+} // namespace
+} // namespace kvn::test
