@@ -1,0 +1,147 @@
+// A command to the privileged helper and its completion event, beside the same bytes on a bare socket. Ours
+// goes the agent's way: the client's frame, the event thread, a task in the main loop. The helper, the same
+// bare thread for both, answers each command. To compare the work and not the scheduler's choices, run the
+// program on one core: taskset -c 0 helper_bench.
+
+#include "core/logging/CNSLog.h"
+#include "core/system/FileDescriptor.h"
+#include "host/plist/XmlPropertyList.h"
+#include "host/posix/AppBundle.h"
+#include "host/posix/PollMainLoop.h"
+#include "privileged-helper/client/PHAgentClient.h"
+#include "tests/support/FakePrivilegedJobs.h"
+#include "tests/support/FakeSleeper.h"
+
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cstdlib>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <sys/socket.h>
+#include <thread>
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr int kRoundTrips = 200; // a batch, so that starting and noticing its end do not count
+
+constexpr auto kCommand = "F7100016{\"Cmd\":\"StartService\"}"sv;
+constexpr auto kCompletion =
+    "F710003C{\"Event\":\"CommandCompleted\",\"Cmd\":\"StartService\",\"status\":0}"sv;
+
+void check(bool condition) {
+    if (!condition) {
+        std::abort();
+    }
+}
+
+void write(const Kvs::FileDescriptor& socket, std::string_view bytes) {
+    check(::write(socket.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
+}
+
+/// False at the end of the connection.
+bool read(const Kvs::FileDescriptor& socket, std::string_view expected) {
+    std::array<char, 128> buffer;
+    const ssize_t count = ::read(socket.get(), buffer.data(), expected.size());
+    check(count <= 0 || std::string_view(buffer.data(), static_cast<std::size_t>(count)) == expected);
+    return count > 0;
+}
+
+class Helper {
+public:
+    Helper() {
+        int ends[2];
+        check(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
+        agentsEnd = Kvs::FileDescriptor(ends[0]);
+        thread_ = std::thread([socket = Kvs::FileDescriptor(ends[1])] {
+            while (read(socket, kCommand)) {
+                write(socket, kCompletion);
+            }
+        });
+    }
+    ~Helper() {
+        agentsEnd.reset();
+        thread_.join();
+    }
+
+    Kvs::FileDescriptor agentsEnd;
+
+private:
+    std::thread thread_;
+};
+
+class Ours {
+public:
+    Ours() {
+        Kvs::CNSInitLog(Kvs::kLogModeDebugOff, Kvs::kSysLogSuppressed, "helper_bench", nullptr);
+        client_->startEventThread();
+    }
+
+    void roundTrips() {
+        client_->left = kRoundTrips;
+        client_->sendCommand();
+        loop_.run();
+    }
+
+private:
+    /// Sends the next command when the one before is completed, on the main thread.
+    struct Client : kvn::PHAgentClient {
+        Client(const Environment& environment, Kvs::FileDescriptor connection)
+            : PHAgentClient(environment, std::move(connection), "", false), loop(environment.loop) {}
+
+        void sendCommand() { check(sendMessage(kvn::PHMessage::object({{"Cmd", "StartService"}}))); }
+        bool dispatchAgentEvent(const kvn::PHMessage& event) override {
+            PHAgentClient::dispatchAgentEvent(event);
+            check(kvn::integerIn(event, "status") == 0);
+            if (--left > 0) {
+                sendCommand();
+            } else {
+                loop.quit();
+            }
+            return false;
+        }
+        void eventThreadTerminatedWithError(const kvn::host::Error*) override { std::abort(); }
+
+        kvn::host::MainLoop& loop;
+        int left = 0;
+    };
+
+    Helper helper_;
+    kvn::host::PollMainLoop loop_;
+    kvn::host::XmlPropertyList propertyLists_;
+    kvn::host::AppBundle bundle_{"", propertyLists_};
+    kvn::test::FakeSleeper sleeper_;
+    kvn::test::FakePrivilegedJobs jobs_;
+    const std::shared_ptr<Client> client_ = std::make_shared<Client>(
+        kvn::PHAgentClient::Environment{loop_, sleeper_, bundle_, jobs_}, std::move(helper_.agentsEnd));
+};
+
+class Raw {
+public:
+    void roundTrips() {
+        for (int i = 0; i < kRoundTrips; ++i) {
+            write(helper_.agentsEnd, kCommand);
+            check(read(helper_.agentsEnd, kCompletion));
+        }
+    }
+
+private:
+    Helper helper_;
+};
+
+template <class Contender>
+void roundTrip(benchmark::State& state) {
+    Contender contender;
+    for ([[maybe_unused]] auto _ : state) {
+        contender.roundTrips();
+    }
+    state.SetItemsProcessed(state.iterations() * kRoundTrips);
+}
+
+BENCHMARK(roundTrip<Ours>)->Name("helper_roundtrip/ours")->MeasureProcessCPUTime();
+BENCHMARK(roundTrip<Raw>)->Name("helper_roundtrip/raw")->MeasureProcessCPUTime();
+
+} // namespace

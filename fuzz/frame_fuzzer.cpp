@@ -1,0 +1,72 @@
+#include "core/logging/CNSLog.h"
+#include "fuzz/FuzzTarget.h"
+#include "privileged-helper/shared/PHProtocolHandler.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+void require(bool holds, const char* what) {
+    if (!holds) {
+        std::fprintf(stderr, "frame_fuzzer: %s\n", what);
+        std::abort();
+    }
+}
+
+class Reports : public kvn::PHConnectionDelegate {
+public:
+    void connctionFailedWithError(kvn::PHProtocolHandler& handler, const kvn::host::Error&) override {
+        connectionClosed(handler);
+    }
+    void connectionClosed(kvn::PHProtocolHandler& handler) override {
+        require(!handler.isConnected(), "a report before the connection is closed");
+        ++count;
+    }
+    int count = 0;
+};
+
+/// Well below what a socket holds, so that one thread can write all and then read.
+constexpr std::size_t kMost = 32768;
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const bool quiet =
+        (Kvs::CNSInitLog(Kvs::kLogModeDebugOff, Kvs::kSysLogSuppressed, "frame_fuzzer", nullptr), true);
+    static_cast<void>(quiet);
+    int ends[2];
+    require(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "no sockets");
+    Kvs::FileDescriptor peer(ends[1]);
+    Reports reports;
+    kvn::PHProtocolHandler handler(Kvs::FileDescriptor(ends[0]), true);
+    handler.setDelegate(&reports);
+    const std::size_t length = std::min(size, kMost);
+    require(length == 0 || ::write(peer.get(), data, length) == static_cast<ssize_t>(length),
+            "a short write");
+    ::shutdown(peer.get(), SHUT_WR);
+
+    std::size_t messages = 0;
+    while (const auto message = handler.readMessage()) {
+        ++messages;
+        require(message->is_structured(), "a message that is no object or array");
+        kvn::stringIn(*message, "version");
+        kvn::integerIn(*message, "status");
+        if (handler.sendMessage(*message)) { // back to where it came from: it can be sent and read again
+            std::string header(8, '\0');
+            require(::read(peer.get(), header.data(), header.size()) == 8, "no frame was sent");
+            std::string body(std::strtoul(header.c_str() + 3, nullptr, 16), '\0');
+            require(::read(peer.get(), body.data(), body.size()) == static_cast<ssize_t>(body.size()),
+                    "the frame's length is wrong");
+            require(kvn::PHMessage::parse(body) == *message, "a message changes on its way");
+        }
+    }
+    require(messages <= length / 10, "more messages than frames");
+    require(reports.count == 1 || reports.count == 2, "the end is not told");
+    return 0;
+}

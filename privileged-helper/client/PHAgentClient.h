@@ -1,0 +1,151 @@
+#pragma once
+
+#include "core/threads/FThreadCondition.h"
+#include "host/Bundle.h"
+#include "host/MainLoop.h"
+#include "host/PrivilegedJobs.h"
+#include "host/Sleeper.h"
+#include "privileged-helper/client/PHAgentEventHandler.h"
+#include "privileged-helper/client/PHClientProtocolHandler.h"
+#include "privileged-helper/client/PHEventThread.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace kvn {
+
+/// A synchronous read while the event thread is reading.
+class PHAgentClientInvalidState : public std::logic_error {
+public:
+    using std::logic_error::logic_error;
+};
+
+/// The agent's client of one privileged helper, which is embedded in the application bundle: connects to
+/// it, installs it or replaces it when its version is not the embedded one, and brings its events to the
+/// main thread. Held by a shared pointer, which may be dropped on any thread. Connecting, installing and
+/// the synchronous uninstall block: they are for one background thread at a time.
+class PHAgentClient : public PHEventThreadClient, public std::enable_shared_from_this<PHAgentClient> {
+public:
+    /// What a client works with; all of it outlives the client.
+    struct Environment {
+        host::MainLoop& loop;
+        host::Sleeper& sleeper;
+        const host::Bundle& bundle;
+        host::PrivilegedJobs& jobs;
+        /// For how long `uninstallPrivilegedAgent` waits for the helper's completion event.
+        std::chrono::milliseconds uninstallTimeout = std::chrono::seconds(10);
+    };
+
+    enum InstallResult : std::int32_t {
+        kInstalled = 1,
+        kInstallSkipped = 0, // after too many failures
+        kInstallFailed = -1,
+        kNotAuthorized = host::PrivilegedJobs::kCanceled,
+    };
+
+    /// `agentPath` is the helper's path in the bundle's Contents folder. The bundle is read here.
+    PHAgentClient(const Environment& environment, Kvs::FileDescriptor connection,
+                  const std::string& agentPath, bool trace);
+    /// Not connected; `eventHandler` lives until `dropEventHandler` has been called, or the client is gone.
+    PHAgentClient(const Environment& environment, PHAgentEventHandler& eventHandler,
+                  const std::string& agentPath, bool trace);
+    ~PHAgentClient() override;
+    PHAgentClient(const PHAgentClient&) = delete;
+    PHAgentClient& operator=(const PHAgentClient&) = delete;
+
+    /// When it returns, the event handler is not being called and will not be any more. Main thread.
+    void dropEventHandler();
+
+    /// Whether a helper is connected; connects to one of the embedded version if that is worth trying.
+    /// A connection to a helper of another version is left open, so a second call finds it.
+    bool verifyAgentConnection();
+
+    /// Puts the embedded helper in place of an installed one and connects to it. With an empty user the
+    /// system asks the person at the screen for the authorization, showing the prompt.
+    InstallResult installPrivilegedAgent(const std::string& label, const std::string& asUser,
+                                         const std::string& withPassword,
+                                         const std::string& authorizationPrompt);
+
+    /// Empty when the user refused or the system gave none.
+    std::unique_ptr<host::PrivilegedJobs::Authorization>
+    createAuthorizationForUser(const std::string& user, const std::string& password,
+                               const std::string& authorizationPrompt);
+
+    /// Whether the installed helper is newer than the embedded one.
+    bool downgradeRequiredForAgent(const std::string& label) const;
+
+    /// Any thread.
+    bool sendMessage(const PHMessage& message) { return protocolHandler_->sendMessage(message); }
+
+    /// Reads one message. Throws PHAgentClientInvalidState while an event thread runs.
+    std::optional<PHMessage> readMessage();
+
+    /// The version that the helper told last.
+    std::optional<std::string> getAgentVersion() const;
+
+    /// Whether connecting is worth trying.
+    bool tryToConnect() const { return tryToConnect_; }
+
+    /// Failed installs so far; the fifth is the last.
+    std::int32_t installErrorCount() const { return installErrorCount_; }
+
+    /// Begins to read events, unless a thread does already. Without a connection the thread reports that
+    /// as its end.
+    void startEventThread();
+    /// Closes the connection that the thread reads.
+    void stopEventThread();
+    void verifyEventThreadRunning() { startEventThread(); }
+
+    /// Tells the helper to end and, 250 ms later on the main thread, ends the connection of this moment.
+    void terminatePrivilegedAgent();
+    /// Tells the helper to uninstall itself, waits until it has, and ends the connection. The completion
+    /// comes through the main thread, which therefore would wait in vain.
+    void uninstallPrivilegedAgent();
+
+    bool dispatchAgentEvent(const PHMessage& message) override;
+    void eventThreadTerminatedWithError(const host::Error* error) override;
+
+private:
+    struct Embedded {
+        std::string bundleId;
+        std::string version;
+    };
+
+    static Embedded readEmbedded(const host::Bundle& bundle, const std::string& agentPath);
+
+    bool isAgentEmbedded() const;
+    std::string agentName() const;
+    void setInstalledToolVersion(const std::string& version);
+    std::optional<std::string> connect();
+    void uninstallNewerAgent();
+    InstallResult verifyInstalledVersion();
+    InstallResult installFailed(const std::optional<host::Error>& error);
+    std::shared_ptr<PHEventThread> eventThread() const;
+    void stop(const std::shared_ptr<PHEventThread>& thread);
+    void endConnection(const PHProtocolHandler::Connection& connection);
+
+    const Environment environment_;
+    const std::shared_ptr<PHClientProtocolHandler> protocolHandler_;
+    const Embedded embedded_;
+    std::atomic<bool> tryToConnect_ = true;
+    std::atomic<std::int32_t> installErrorCount_ = 0;
+
+    mutable Kvs::FThreadLock lock_; // not held during a call of anybody else
+    std::string agentName_ KVS_GUARDED_BY(lock_);
+    std::optional<std::string> installedToolVersion_ KVS_GUARDED_BY(lock_);
+    std::shared_ptr<PHEventThread> eventThread_ KVS_GUARDED_BY(lock_);
+    PHAgentEventHandler* myEventHandler_ KVS_GUARDED_BY(lock_) = nullptr;
+    std::thread::id terminalReporter_ KVS_GUARDED_BY(lock_); // while it calls the event handler
+    std::condition_variable_any terminalReported_;
+    bool waitingForCommandCompletion_ KVS_GUARDED_BY(lock_) = false;
+    Kvs::FThreadCondition commandCompleted_;
+};
+
+} // namespace kvn

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "core/system/FSysInfoPaths.h"
+#include "core/system/PosixDifferences.h"
+#include "privileged-helper/shared/PHProtocolHandler.h"
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <vector>
+
+namespace kvn::test {
+
+/// A privileged helper in the test's own process, which serves one connection after the other.
+class FakeHelper {
+public:
+    using Answer = std::function<std::optional<PHMessage>(const PHMessage& message)>;
+
+    /// `answer` runs on the helper's thread.
+    FakeHelper(const std::string& bundleIdentifier, Answer answer)
+        : path_(Kvs::FSysInfoPaths::underRoot("/var/run/" + bundleIdentifier + ".socket")),
+          answer_(std::move(answer)), listener_(Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM)) {
+        std::filesystem::create_directories(std::filesystem::path(path_).parent_path());
+        EXPECT_EQ(withAddress(::bind, listener_), 0);
+        EXPECT_EQ(::listen(listener_.get(), 5), 0);
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~FakeHelper() {
+        stopping_ = true;
+        connection_.closeConnection();
+        const auto waker = Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM);
+        withAddress(::connect, waker);
+        thread_.join();
+        std::filesystem::remove(path_);
+    }
+    FakeHelper(const FakeHelper&) = delete;
+    FakeHelper& operator=(const FakeHelper&) = delete;
+
+    void push(const PHMessage& message) { EXPECT_TRUE(connection_.sendMessage(message)); }
+    void hangUp() { connection_.closeConnection(); }
+
+    /// Every message received so far, as text.
+    std::vector<std::string> transcript() const {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return transcript_;
+    }
+    /// How many connections were ended by the agent or `hangUp`.
+    int endedConnections() const { return ended_; }
+
+private:
+    template <class Call>
+    int withAddress(Call call, const Kvs::FileDescriptor& socket) const {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path_.copy(address.sun_path, sizeof address.sun_path - 1);
+        return call(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    }
+
+    void serve() {
+        for (;;) {
+            Kvs::FileDescriptor accepted(::accept(listener_.get(), nullptr, nullptr));
+            connection_.setConnection(std::move(accepted));
+            if (stopping_) {
+                return;
+            }
+            while (const auto message = connection_.readMessage()) {
+                {
+                    const std::lock_guard<std::mutex> guard(mutex_);
+                    transcript_.push_back(message->dump());
+                }
+                if (const auto answer = answer_(*message)) {
+                    connection_.sendMessage(*answer);
+                }
+            }
+            ++ended_;
+        }
+    }
+
+    const std::string path_;
+    const Answer answer_;
+    const Kvs::FileDescriptor listener_;
+    PHProtocolHandler connection_{Kvs::FileDescriptor(), false};
+    std::atomic<bool> stopping_ = false;
+    std::atomic<int> ended_ = 0;
+    mutable std::mutex mutex_;
+    std::vector<std::string> transcript_;
+    std::thread thread_;
+};
+
+} // namespace kvn::test

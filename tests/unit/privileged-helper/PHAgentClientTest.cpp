@@ -1,0 +1,316 @@
+#include "privileged-helper/client/PHAgentClient.h"
+
+#include "tests/support/AgentEnvironment.h"
+#include "tests/support/FakeHelper.h"
+#include "tests/support/FakePrivilegedJobs.h"
+#include "tests/support/FakeSleeper.h"
+
+#include <gmock/gmock.h>
+#include <mutex>
+#include <thread>
+
+namespace kvn::test {
+namespace {
+
+using testing::ElementsAre;
+using Texts = std::vector<std::string>;
+using namespace std::chrono_literals;
+
+const char* const kPath = "Library/LaunchServices/helper";
+const char* const kInstalledTool = "/Library/PrivilegedHelperTools/helper";
+const char* const kLabel = "label";
+const char* const kGetVersion = "{\"Ctrl\":\"getVersion\"}";
+const char* const kBye = "{\"Ctrl\":\"bye\"}";
+const char* const kUninstall = "{\"Cmd\":\"UninstallInstallerAgent\"}";
+const PHMessage kCompleted = {{"Event", "CommandCompleted"}, {"Cmd", "StartService"}, {"status", 0}};
+
+class EventHandler : public PHAgentEventHandler {
+public:
+    bool processAgentEvent(const PHMessage& event) override {
+        events.push_back(event.dump());
+        return true;
+    }
+    void processErrorEvent(const host::Error* error) override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        errors_.push_back(error ? error->reason : "closed");
+        client.reset();
+    }
+    Texts errors() const {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return errors_;
+    }
+    Texts events;
+    std::shared_ptr<PHAgentClient> client; // dropped with the error
+
+private:
+    mutable std::mutex mutex_;
+    Texts errors_;
+};
+
+class PHAgentClientTest : public testing::Test {
+protected:
+    PHAgentClientTest() {
+        std::signal(SIGPIPE, SIG_IGN);
+        setEmbeddedVersion("2.0");
+    }
+
+    void setEmbeddedVersion(const std::string& version) {
+        bundle.embedded[*bundle.auxiliaryExecutable(kPath)] = {
+            {"CFBundleIdentifier", {std::string("helper")}}, {"CFBundleVersion", {version}}};
+    }
+    void setInstalledVersion(const std::string& version) {
+        jobs.job = {{"ProgramArguments",
+                     {host::PropertyValue::Array{{std::string(kInstalledTool)}, {std::string("-x")}}}}};
+        bundle.embedded[kInstalledTool] = {{"CFBundleVersion", {version}}};
+    }
+    std::shared_ptr<PHAgentClient> makeClient() {
+        return std::make_shared<PHAgentClient>(environment, handler, kPath, false);
+    }
+    void startHelper() {
+        helper = std::make_unique<FakeHelper>("helper", [this](const PHMessage& message) {
+            const std::lock_guard<std::mutex> guard(versionMutex);
+            return message.contains("Ctrl") ? message["Ctrl"] == "bye"
+                                                  ? std::nullopt
+                                                  : std::optional(PHMessage{{"version", helperVersion}})
+                                            : PHMessage{{"Event", "CommandCompleted"}, {"status", 0}};
+        });
+    }
+    void setVersion(const std::string& text) {
+        const std::lock_guard<std::mutex> guard(versionMutex);
+        helperVersion = text;
+    }
+
+    TemporaryRoot root;
+    CapturedLog log;
+    FakeClock clock;
+    ManualMainLoop loop{clock};
+    FakeSleeper sleeper;
+    FakeBundle bundle;
+    FakePrivilegedJobs jobs;
+    EventHandler handler;
+    PHAgentClient::Environment environment{loop, sleeper, bundle, jobs};
+    std::mutex versionMutex;
+    std::string helperVersion = "2.0";
+    std::unique_ptr<FakeHelper> helper;
+};
+
+TEST_F(PHAgentClientTest, VerifiesTheVersionExactly) {
+    startHelper();
+    auto current = makeClient();
+    EXPECT_TRUE(current->verifyAgentConnection());
+    EXPECT_EQ(current->getAgentVersion(), "2.0");
+    current->stopEventThread();
+    EXPECT_TRUE(current->verifyAgentConnection());
+    EXPECT_EQ(helper->transcript().size(), 1U); // no second handshake
+    current.reset();
+
+    setVersion("2.0.0");
+    const auto other = makeClient();
+    EXPECT_FALSE(other->verifyAgentConnection());
+    EXPECT_FALSE(other->tryToConnect());
+    EXPECT_TRUE(log.contains("Privileged helper:Library/LaunchServices/helper must be updated, installed "
+                             "version: 2.0.0, current: 2.0\n"));
+    EXPECT_TRUE(other->verifyAgentConnection()); // left open
+}
+
+TEST_F(PHAgentClientTest, DoesNothingWithAnUnknownHelper) {
+    for (const char* missing : {"CFBundleIdentifier", "CFBundleVersion", ""}) {
+        setEmbeddedVersion("2.0");
+        bundle.embedded[*bundle.auxiliaryExecutable(kPath)].erase(missing);
+        if (!*missing) {
+            bundle.embedded.clear();
+        }
+        const auto client = makeClient();
+        EXPECT_FALSE(client->verifyAgentConnection());
+        EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstallFailed);
+    }
+    EXPECT_TRUE(log.contains("is missing in the application bundle"));
+    EXPECT_TRUE(jobs.creations.empty());
+}
+
+TEST_F(PHAgentClientTest, InstallsAndConnects) {
+    jobs.onBless = [this] { startHelper(); };
+    const auto client = makeClient();
+    EXPECT_FALSE(client->verifyAgentConnection());
+    EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstalled);
+    EXPECT_THAT(jobs.blessed, ElementsAre(kLabel));
+    EXPECT_TRUE(log.contains("Privileged helper label is up-to-date, version: 2.0"));
+    EXPECT_TRUE(client->tryToConnect());
+    client->startEventThread();
+    EXPECT_THROW(client->readMessage(), PHAgentClientInvalidState);
+}
+
+TEST_F(PHAgentClientTest, CountsFailedInstallsUpToFive) {
+    const auto client = makeClient();
+    const auto install = [&] { return client->installPrivilegedAgent(kLabel, "", "", ""); };
+    jobs.rightsError = host::PrivilegedJobs::kCanceled;
+    EXPECT_EQ(install(), PHAgentClient::kNotAuthorized);
+    EXPECT_TRUE(log.contains("PHProtocolHandler AuthorizationCopyRights request canceled by user"));
+    jobs.creationError = -60008;
+    EXPECT_EQ(install(), PHAgentClient::kNotAuthorized);
+    EXPECT_TRUE(log.contains("PHProtocolHandler failed to create Authorization: -60008"));
+    EXPECT_EQ(client->installErrorCount(), 0);
+
+    jobs.creationError = 0;
+    jobs.rightsError = -60005;
+    jobs.blessError = host::Error{"CFErrorDomainLaunchd", 4, "no"};
+    EXPECT_EQ(install(), PHAgentClient::kInstallFailed); // the blessing judges
+    EXPECT_TRUE(log.contains("PHProtocolHandler AuthorizationCopyRights failed with error: -60005"));
+    EXPECT_TRUE(
+        log.contains("Failed to install privileged helper tool: label: error:no (CFErrorDomainLaunchd 4)"));
+
+    jobs.blessError.reset();
+    EXPECT_EQ(install(), PHAgentClient::kInstallFailed);
+    EXPECT_TRUE(log.contains("Failed to get version of privileged helper tool: label"));
+    setVersion("1.9");
+    startHelper();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(install(), PHAgentClient::kInstallFailed);
+    }
+    EXPECT_FALSE(client->tryToConnect());
+    EXPECT_TRUE(log.contains("Failed to update privileged helper tool: label"));
+    EXPECT_TRUE(log.contains("Failed to install privileged helper tool: label: error:(null)"));
+
+    EXPECT_EQ(install(), PHAgentClient::kInstallSkipped);
+    EXPECT_EQ(jobs.blessed.size(), 5U);
+    EXPECT_TRUE(
+        log.contains("Too many install errors of privileged agent: label, skipping installation in this "
+                     "session"));
+}
+
+TEST_F(PHAgentClientTest, AsksForTheRightWithUserOrPrompt) {
+    const struct {
+        std::string user, password, prompt;
+        std::uint32_t creationFlags, flags;
+        Texts environment;
+        std::string line;
+    } cases[] = {
+        {"ann", "pw", "?", 0, 18, {"username=ann", "password=pw"}, ", flags: 18, env items: 2, 3, ann"},
+        {"", "", "Allow?", 19, 19, {"prompt=Allow?\n\n"}, ", flags: 19, env items: 1, 8, Allow?\n\n"},
+        {"", "pw", "", 19, 19, {}, ", flags: 19, env items: 0"},
+    };
+    const auto client = makeClient();
+    for (const auto& [user, password, prompt, creationFlags, flags, expected, line] : cases) {
+        EXPECT_TRUE(client->createAuthorizationForUser(user, password, prompt));
+        const auto& [right, request] = jobs.rights.back();
+        EXPECT_EQ(right, "com.apple.ServiceManagement.blesshelper");
+        EXPECT_EQ(jobs.creations.back().flags, creationFlags);
+        EXPECT_EQ(request.flags, flags);
+        for (const auto& environmentItems : {jobs.creations.back().environment, request.environment}) {
+            Texts items;
+            for (const auto& [name, value] : environmentItems) {
+                items.push_back(name + "=" + value);
+            }
+            EXPECT_EQ(items, expected);
+        }
+        EXPECT_TRUE(log.contains(line)) << line;
+    }
+    EXPECT_TRUE(log.contains("AuthorizationCreate: flags: 19"));
+}
+
+TEST_F(PHAgentClientTest, DowngradesOnlyFromANewerVersion) {
+    const struct {
+        const char *embedded, *installed;
+        bool required;
+    } cases[] = {
+        {"2.10.0", "2.9.5", false}, {"2.9", "2.9.1", true},  {"2.9", "2.9.0", false},
+        {"1.99", "2", true},        {"2.x.1", "2.0", false}, {"2", "99999999999999999999999", true},
+        {"2.0", "", false},         {"2..0", "2.0.1", true},
+    };
+    EXPECT_FALSE(makeClient()->downgradeRequiredForAgent(kLabel));
+    for (const auto& [embedded, installed, required] : cases) {
+        setEmbeddedVersion(embedded);
+        setInstalledVersion(installed);
+        EXPECT_EQ(makeClient()->downgradeRequiredForAgent(kLabel), required) << embedded << " " << installed;
+    }
+    EXPECT_TRUE(log.contains("Must downgrade label from version: 2.9.1 to version:2.9"));
+    jobs.job = host::PropertyValue::Dictionary{};
+    EXPECT_FALSE(makeClient()->downgradeRequiredForAgent(kLabel));
+}
+
+TEST_F(PHAgentClientTest, UninstallsANewerHelperBeforeItBlesses) {
+    setVersion("3.0");
+    setInstalledVersion("3.0");
+    startHelper();
+    Texts beforeBlessing;
+    jobs.onBless = [&] {
+        beforeBlessing = helper->transcript();
+        EXPECT_THAT(sleeper.slept(), ElementsAre(4000ms));
+        setVersion("2.0");
+    };
+    const auto client = makeClient();
+    EXPECT_FALSE(client->verifyAgentConnection());
+    EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstalled);
+    EXPECT_THAT(beforeBlessing, ElementsAre(kGetVersion, kBye, kGetVersion, kUninstall));
+    EXPECT_TRUE(log.contains("Privileged helper tool version: 3.0, uninstalled: 0"));
+    loop.advance(250ms); // the leave that was taken is of a former connection
+    EXPECT_TRUE(client->sendMessage(PHMessage::object()));
+}
+
+TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
+    startHelper();
+    const auto client = makeClient();
+    const auto connect = [&](int connections) {
+        EXPECT_TRUE(client->verifyAgentConnection());
+        client->verifyEventThreadRunning();
+        helper->push(kCompleted);
+        EXPECT_TRUE(waitUntil([&] { return loop.scheduledCount() > 0; }));
+        loop.runPending();
+        helper->hangUp();
+        EXPECT_TRUE(waitUntil([&] { return helper->endedConnections() == connections; }));
+        EXPECT_TRUE(waitUntil([&] { return !client->sendMessage(PHMessage::object()); }));
+    };
+    connect(1);
+    connect(2);
+    EXPECT_TRUE(waitUntil([&] { return !handler.errors().empty(); }));
+    EXPECT_EQ(handler.errors(), Texts{"closed"});
+    EXPECT_EQ(handler.events, Texts{kCompleted.dump()});
+}
+
+TEST_F(PHAgentClientTest, MayBeDroppedByItsOwnEventThread) {
+    startHelper();
+    handler.client = makeClient();
+    const std::weak_ptr<PHAgentClient> weak = handler.client;
+    EXPECT_TRUE(handler.client->verifyAgentConnection());
+    handler.client->startEventThread();
+    helper->hangUp();
+    EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
+    EXPECT_EQ(handler.errors(), Texts{"closed"});
+}
+
+TEST_F(PHAgentClientTest, TakesItsLeaveAQuarterOfASecondLong) {
+    startHelper();
+    const auto client = makeClient();
+    EXPECT_TRUE(client->verifyAgentConnection());
+    client->startEventThread();
+    client->terminatePrivilegedAgent();
+    loop.advance(249ms);
+    EXPECT_TRUE(client->sendMessage(PHMessage::object()));
+    loop.advance(1ms);
+    EXPECT_FALSE(client->sendMessage(PHMessage::object()));
+    EXPECT_TRUE(handler.errors().empty());
+}
+
+TEST_F(PHAgentClientTest, WaitsForTheUninstallToComplete) {
+    startHelper();
+    for (const bool answers : {true, false}) {
+        environment.uninstallTimeout = answers ? 1h : 10ms;
+        const auto client = makeClient();
+        EXPECT_TRUE(client->verifyAgentConnection());
+        if (answers) {
+            client->startEventThread();
+        }
+        std::atomic<bool> done = false;
+        std::thread worker([&] {
+            client->uninstallPrivilegedAgent();
+            done = true;
+        });
+        EXPECT_TRUE(loop.runUntil([&] { return done.load(); }));
+        worker.join();
+        EXPECT_FALSE(client->sendMessage(PHMessage::object()));
+    }
+    EXPECT_EQ(handler.events.size(), 1U);
+}
+
+} // namespace
+} // namespace kvn::test
