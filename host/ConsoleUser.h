@@ -1,0 +1,31 @@
+#pragma once
+
+#include "host/MainLoop.h"
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+namespace kvn::host {
+
+/// The user in front of the screen. Main thread.
+class ConsoleUser {
+public:
+    struct Owner {
+        /// Nothing while there is nobody or nobody knows; "loginwindow" while the system waits for
+        /// somebody to log in.
+        std::optional<std::string> name;
+        uid_t uid = 0; // 0 without a name
+    };
+
+    virtual ~ConsoleUser() = default;
+
+    /// Who owns the console now.
+    virtual Owner current() = 0;
+
+    /// Runs the task in the main loop after each change of the owner, until the registration ends. One
+    /// registration at a time.
+    [[nodiscard]] virtual MainLoop::Handle onChange(MainLoop::Task task) = 0;
+};
+
+} // namespace kvn::host

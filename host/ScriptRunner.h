@@ -1,0 +1,20 @@
+#pragma once
+
+#include "host/Error.h"
+
+#include <string>
+#include <variant>
+
+namespace kvn::host {
+
+/// Runs scripts that ask other applications for something, in the AppleScript language.
+class ScriptRunner {
+public:
+    virtual ~ScriptRunner() = default;
+
+    /// Runs the source to its end. Returns a description of its result, or why it failed. Any thread that
+    /// may block.
+    virtual std::variant<std::string, Error> run(const std::string& source) = 0;
+};
+
+} // namespace kvn::host

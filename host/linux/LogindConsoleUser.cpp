@@ -1,0 +1,145 @@
+#include "host/linux/LogindConsoleUser.h"
+
+#include "core/logging/CNSLog.h"
+#include "host/linux/BusConnection.h"
+#include "host/posix/SignalsBlocked.h"
+
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace kvn::host {
+namespace {
+
+constexpr const char* kName = "org.freedesktop.login1";
+constexpr const char* kSeatPath = "/org/freedesktop/login1/seat/seat0";
+constexpr const char* kSeatInterface = "org.freedesktop.login1.Seat";
+constexpr const char* kSessionInterface = "org.freedesktop.login1.Session";
+constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
+constexpr const char* kActiveSession = "ActiveSession";
+constexpr const char* kNoObject = "/";
+
+using Properties = std::map<std::string, sdbus::Variant>;
+
+template <class T>
+T valueOf(const Properties& properties, const char* name) {
+    const auto found = properties.find(name);
+    if (found == properties.end()) {
+        throw sdbus::Error("org.freedesktop.DBus.Error.UnknownProperty", name);
+    }
+    return found->second.get<T>();
+}
+
+} // namespace
+
+/// Lets its holder be told of changes.
+class LogindConsoleUser::Observer final : public MainLoop::Registration {
+public:
+    explicit Observer(std::shared_ptr<MainLoop::Task> task) : task_(std::move(task)) {}
+
+private:
+    const std::shared_ptr<MainLoop::Task> task_;
+};
+
+LogindConsoleUser::LogindConsoleUser(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
+LogindConsoleUser::~LogindConsoleUser() = default;
+
+MainLoop::Handle LogindConsoleUser::onChange(MainLoop::Task task) {
+    auto shared = std::make_shared<MainLoop::Task>(std::move(task));
+    observer_ = shared;
+    connect();
+    return std::make_unique<Observer>(std::move(shared));
+}
+
+ConsoleUser::Owner LogindConsoleUser::current() {
+    if (!connect()) {
+        return {};
+    }
+    Owner owner;
+    try {
+        const SignalsBlocked blocked;
+        owner = askForOwner();
+        failureTold_ = false;
+    } catch (const sdbus::Error& error) {
+        tellFailure(error.getMessage());
+    }
+    receive(); // a signal may have come in with the answers
+    return owner;
+}
+
+bool LogindConsoleUser::connect() {
+    if (std::exchange(connectingTried_, true)) {
+        return watch_ != nullptr;
+    }
+    const SignalsBlocked blocked;
+    connection_ = connectToBus(Bus::System);
+    if (!connection_) {
+        tellFailure("no system bus");
+        return false;
+    }
+    try {
+        seat_ = sdbus::createProxy(*connection_, kName, kSeatPath);
+        seat_->uponSignal("PropertiesChanged")
+            .onInterface(kPropertiesInterface)
+            .call([this](const std::string&, const Properties& changed, const std::vector<std::string>&) {
+                if (changed.count(kActiveSession) != 0) {
+                    tellChange();
+                }
+            });
+        seat_->finishRegistration();
+    } catch (const sdbus::Error& error) {
+        tellFailure(error.getMessage());
+        return false;
+    }
+    watch_ = mainLoop_.watchReadable(connection_->getEventLoopPollData().fd, [this] { receive(); });
+    return true;
+}
+
+ConsoleUser::Owner LogindConsoleUser::askForOwner() {
+    const sdbus::Variant active = seat_->getProperty(kActiveSession).onInterface(kSeatInterface);
+    const auto path = active.get<sdbus::Struct<std::string, sdbus::ObjectPath>>().get<1>();
+    if (path == kNoObject) {
+        return {};
+    }
+    const auto session = sdbus::createProxy(*connection_, kName, path);
+    Properties properties;
+    session->callMethod("GetAll")
+        .onInterface(kPropertiesInterface)
+        .withTimeout(kBusTimeLimit)
+        .withArguments(kSessionInterface)
+        .storeResultsTo(properties);
+    Owner owner;
+    owner.name = valueOf<std::string>(properties, "Class") == "greeter"
+                     ? "loginwindow"
+                     : valueOf<std::string>(properties, "Name");
+    owner.uid = valueOf<sdbus::Struct<std::uint32_t, sdbus::ObjectPath>>(properties, "User").get<0>();
+    return owner;
+}
+
+void LogindConsoleUser::receive() {
+    const SignalsBlocked blocked;
+    try {
+        while (connection_->processPendingRequest()) {
+        }
+    } catch (const sdbus::Error& error) {
+        watch_.reset();
+        tellFailure(error.getMessage());
+    }
+}
+
+void LogindConsoleUser::tellChange() {
+    // Later: the observer asks for the owner, which needs the connection, in use here.
+    mainLoop_.post([weak = observer_] {
+        if (const auto task = weak.lock()) {
+            (*task)();
+        }
+    });
+}
+
+void LogindConsoleUser::tellFailure(const std::string& reason) {
+    if (!std::exchange(failureTold_, true)) {
+        Kvs::OCNSLog("The console user is not known: %@", reason);
+    }
+}
+
+} // namespace kvn::host

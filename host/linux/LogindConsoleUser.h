@@ -1,0 +1,47 @@
+#pragma once
+
+#include "host/ConsoleUser.h"
+
+#include <memory>
+#include <string>
+
+namespace sdbus {
+class IConnection;
+class IProxy;
+} // namespace sdbus
+
+namespace kvn::host {
+
+/// The user of the session in the foreground of the first seat (org.freedesktop.login1 on the system
+/// bus); a greeter's session is the login window. Connects when it is first used. Without a bus or
+/// logind, or once the bus is lost, which is logged once, there is no user and no change. Calls take a
+/// few times `kBusTimeLimit` at most.
+class LogindConsoleUser final : public ConsoleUser {
+public:
+    explicit LogindConsoleUser(MainLoop& mainLoop);
+    ~LogindConsoleUser() override;
+    LogindConsoleUser(const LogindConsoleUser&) = delete;
+    LogindConsoleUser& operator=(const LogindConsoleUser&) = delete;
+
+    Owner current() override;
+    [[nodiscard]] MainLoop::Handle onChange(MainLoop::Task task) override;
+
+private:
+    class Observer;
+
+    bool connect();
+    Owner askForOwner();
+    void receive();
+    void tellChange();
+    void tellFailure(const std::string& reason);
+
+    MainLoop& mainLoop_;
+    bool connectingTried_ = false;
+    bool failureTold_ = false;
+    std::unique_ptr<sdbus::IConnection> connection_;
+    std::unique_ptr<sdbus::IProxy> seat_;
+    MainLoop::Handle watch_; // none without a working connection
+    std::weak_ptr<MainLoop::Task> observer_;
+};
+
+} // namespace kvn::host

@@ -1,0 +1,102 @@
+#include "host/linux/LogindConsoleUser.h"
+#include "host/posix/SignalsBlocked.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/PrivateBus.h"
+
+#include <atomic>
+#include <sdbus-c++/sdbus-c++.h>
+
+namespace kvn::test {
+namespace {
+
+template <class T>
+using Reference = sdbus::Struct<T, sdbus::ObjectPath>;
+
+const std::string kLogin = "org.freedesktop.login1";
+
+/// A logind with a seat and the sessions "a" and "g", on a connection and thread of its own.
+struct FakeLogind {
+    FakeLogind() {
+        describe(*alice, "user", "alice", 501);
+        describe(*greeter, "greeter", "gdm", 117);
+        seat->registerProperty("ActiveSession").onInterface(kLogin + ".Seat").withGetter([this] {
+            const std::string path = active == '/' ? "/" : std::string("/session/") + active.load();
+            return Reference<std::string>("id", sdbus::ObjectPath(path));
+        });
+        seat->finishRegistration();
+        connection->requestName(kLogin);
+        connection->enterEventLoopAsync();
+        blocked.reset();
+    }
+    static void describe(sdbus::IObject& session, std::string kind, std::string name, std::uint32_t uid) {
+        const auto add = [&](const char* property, auto value) {
+            const auto get = [value] { return value; };
+            session.registerProperty(property).onInterface(kLogin + ".Session").withGetter(get);
+        };
+        add("Class", kind);
+        add("Name", name);
+        add("User", Reference<std::uint32_t>(uid, sdbus::ObjectPath("/user")));
+        session.finishRegistration();
+    }
+
+    std::optional<host::SignalsBlocked> blocked{std::in_place}; // until the thread has started
+    std::atomic<char> active = 'g';
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSystemBusConnection();
+    std::unique_ptr<sdbus::IObject> alice = sdbus::createObject(*connection, "/session/a");
+    std::unique_ptr<sdbus::IObject> greeter = sdbus::createObject(*connection, "/session/g");
+    std::unique_ptr<sdbus::IObject> seat =
+        sdbus::createObject(*connection, "/org/freedesktop/login1/seat/seat0");
+};
+
+TEST(LogindConsoleUser, FollowsTheForegroundSession) {
+    const CapturedLog log;
+    PrivateBus bus;
+    EXPECT_EQ(host::LogindConsoleUser(bus.loop()).current().name, std::nullopt);
+    bus.start(); // with nobody on it
+    EXPECT_EQ(host::LogindConsoleUser(bus.loop()).current().name, std::nullopt);
+    EXPECT_EQ(log.lines().size(), 2U);
+
+    std::optional<FakeLogind> logind(std::in_place);
+    host::LogindConsoleUser console(bus.loop());
+    host::ConsoleUser::Owner owner;
+    int changes = 0;
+    const auto registration = console.onChange([&] {
+        owner = console.current();
+        ++changes;
+    });
+    EXPECT_EQ(console.current().name, "loginwindow");
+    const std::tuple<char, std::optional<std::string>, uid_t> cases[] = {
+        {'a', "alice", 501},
+        {'/', std::nullopt, 0},
+        {'x', std::nullopt, 0}, // ended before it was asked for
+        {'g', "loginwindow", 117},
+    };
+    for (const auto& [session, name, uid] : cases) {
+        const int before = changes;
+        logind->active = session;
+        logind->seat->emitPropertiesChangedSignal(kLogin + ".Seat", {"ActiveSession"});
+        ASSERT_TRUE(pumpUntil(bus.loop(), [&] { return changes > before; }));
+        EXPECT_EQ(std::pair(owner.name, owner.uid), std::pair(name, uid));
+    }
+    EXPECT_EQ(log.lines().size(), 3U);
+
+    logind.reset();
+    bus.stop();
+    ASSERT_TRUE(pumpUntil(bus.loop(), [&] { return log.lines().size() == 4; }));
+    EXPECT_EQ(console.current().name, std::nullopt);
+    EXPECT_EQ(log.lines().size(), 4U); // told once
+}
+
+TEST(LogindConsoleUser, DoesNotWaitLongForAnAnswer) {
+    PrivateBus bus;
+    bus.start();
+    host::LogindConsoleUser console(bus.loop());
+    const auto registration = console.onChange([] {});
+    bus.freeze();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(console.current().name, std::nullopt);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15)); // the library's limit: 25
+}
+
+} // namespace
+} // namespace kvn::test
