@@ -1,7 +1,12 @@
 #pragma once
 
+#include "host/Error.h"
+#include "host/PropertyList.h"
+
+#include <map>
 #include <optional>
 #include <string>
+#include <variant>
 
 namespace kvn::host {
 
@@ -13,8 +18,27 @@ public:
     /// The text of the bundle's string table for `key`, or the key itself when there is none.
     virtual std::string localizedString(const std::string& key) const = 0;
 
+    /// The bundle's whole string table, by key. Any thread.
+    virtual std::map<std::string, std::string, std::less<>> localizedStrings() const = 0;
+
+    /// A text of the bundle's information property list; nothing when there is none. Any thread.
+    virtual std::optional<std::string> infoValue(const std::string& key) const = 0;
+
+    /// The path of a resource file, given without and with the extension apart; nothing when there is
+    /// none. Any thread.
+    virtual std::optional<std::string> resourcePath(const std::string& name,
+                                                    const std::string& type) const = 0;
+
     /// The executable inside another application bundle (a path that ends in ".app"). Any thread.
     virtual std::optional<std::string> executableOf(const std::string& bundlePath) const = 0;
+
+    /// The path of another program in this bundle, given below its Contents folder; nothing when there is
+    /// none. Any thread.
+    virtual std::optional<std::string> auxiliaryExecutable(const std::string& path) const = 0;
+
+    /// The information property list embedded in an executable file. Any thread.
+    virtual std::variant<PropertyValue::Dictionary, Error>
+    embeddedInfoList(const std::string& executable) const = 0;
 };
 
 } // namespace kvn::host

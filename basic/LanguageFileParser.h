@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kvn {
+
+using TextMap = std::map<std::string, std::string, std::less<>>; ///< Text by key.
+using LanguageMap = std::map<std::string, TextMap, std::less<>>; ///< Texts by language code.
+
+/// Reads a language file: elements "Language" with a Windows language id as "langKey", and behind each its
+/// "KeyPair" elements with "key" and "value". Everything else in the file is ignored.
+///
+/// Of languages that the user does not prefer only the keys required for all languages are kept. A file
+/// with entities or default attributes of its own is refused, so that it cannot swell in memory.
+class LanguageFileParser {
+public:
+    static constexpr std::size_t kMaxBytes = std::size_t{4} << 20; // several times what the texts need
+
+    /// The tags of the preferred languages, the best first, and where the texts go; both outlive this.
+    LanguageFileParser(const std::vector<std::string>& preferredLanguages, LanguageMap& languageMap);
+
+    /// Adds the languages of one file. A failure is logged; what was read before it stays.
+    void parseLanguageData(const std::string& path);
+
+    /// A start tag; `attributes` are names and values in turn, up to a null.
+    void didStartElement(const char* element, const char* const* attributes);
+
+private:
+    bool parserCanSkipLanguage(std::string_view code);
+    void startLanguage(const char* id);
+
+    const std::vector<std::string>& preferredLanguages_;
+    LanguageMap& languageMap_;
+    bool skipLang_ = false;
+    bool haveLang_ = false; ///< The user's first preferred language, exactly.
+    bool haveDefaultLang_ = false;
+    TextMap* currentParserMap_ = nullptr; ///< Null outside of the languages that the product knows.
+};
+
+} // namespace kvn

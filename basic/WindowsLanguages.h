@@ -1,0 +1,51 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string_view>
+
+namespace kvn {
+
+/// A language as language.xml names it, by the id that the product's Windows programs use, and the code
+/// that this system knows it by.
+struct WindowsLanguage {
+    std::string_view id;
+    std::string_view code;
+};
+
+inline constexpr std::string_view kDefaultLanguage = "en";
+
+/// Every language of the product; the default one has an empty id.
+inline constexpr std::array<WindowsLanguage, 18> kWindowsLanguages{{
+    {"", kDefaultLanguage},
+    {"22-01", "pt-BR"},
+    {"22-02", "pt"},
+    {"10", "es"},
+    {"3", "ca"},
+    {"7", "de"},
+    {"19", "nl"},
+    {"25", "ru"},
+    {"16", "it"},
+    {"5", "cs"},
+    {"4", "zh-Hans"},
+    {"17", "ja"},
+    {"24", "ro"},
+    {"21", "pl"},
+    {"8", "el"},
+    {"12", "fr"},
+    {"31", "tr"},
+    {"27", "sk"},
+}};
+
+/// The code of a Windows language id; nothing for an id that the product does not have.
+inline std::optional<std::string_view> languageCodeOfWindowsId(std::string_view id) {
+    const auto found = std::find_if(kWindowsLanguages.begin(), kWindowsLanguages.end(),
+                                    [id](const WindowsLanguage& language) { return language.id == id; });
+    return found == kWindowsLanguages.end() ? std::nullopt : std::optional(found->code);
+}
+
+/// The part of a language tag before its first "-".
+inline std::string_view primaryLanguage(std::string_view tag) { return tag.substr(0, tag.find('-')); }
+
+} // namespace kvn

@@ -1,0 +1,126 @@
+#!/usr/bin/env python3
+"""Fails when a text that the user sees is missing, left in English, or damaged in one of the languages."""
+
+import pathlib
+import re
+import sys
+import unicodedata
+import xml.etree.ElementTree as ElementTree
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+RESOURCES = ROOT / "resources"
+
+# What is the same in English and in these languages.
+SAME_AS_ENGLISH = {
+    "Online": "cs de it nl pl pt pt-BR ro sk",
+    "Offline": "cs de it nl pl pt pt-BR ro sk",
+    "Status:": "de nl pt-BR",
+    "Server:": "cs de it nl ro sk",
+    "Server": "cs de it nl ro sk",
+    "Version:": "de",
+    "Proxies:": "es pt pt-BR",
+    "Name": "de",
+    "No": "ca es it",
+    "Minutes": "fr",
+}
+
+ENTRY = re.compile(r'\s*(?:/\*.*?\*/\s*)*"((?:[^"\\\n]|\\.)+)"\s*=\s*"((?:[^"\\\n]|\\.)+)"\s*;\s*', re.DOTALL)
+USE = re.compile(r'(?:localizedString|[sS]tringForKey\w*)\(\s*"([^"]+)"')
+faults = []
+
+
+def fault(where, text):
+    faults.append(f"{where}: {text}")
+
+
+def collect(where, pairs):
+    """A dictionary of the pairs; one key twice is a fault."""
+    texts = {}
+    for key, text in pairs:
+        if key in texts:
+            fault(where, f"{key} is there twice")
+        texts[key] = text
+    return texts
+
+
+def languages_of_the_product():
+    """{Windows id: code}, as the program knows them."""
+    header = (ROOT / "basic/WindowsLanguages.h").read_text(encoding="utf-8")
+    default = re.search(r'kDefaultLanguage = "(.+?)"', header).group(1)
+    return {identifier: code or default
+            for identifier, code in re.findall(r'^    \{"(.*?)", (?:"(.+?)"|kDefaultLanguage)\},', header, re.M)}
+
+
+def read_language_file(codes):
+    pairs = []
+    for language in ElementTree.parse(RESOURCES / "language.xml").getroot():
+        identifier = language.get("langKey")
+        where = f"language.xml, {codes.get(identifier, f'unknown langKey {identifier}')}"
+        pairs.append((identifier, collect(where, ((pair.get("key"), pair.get("value")) for pair in language))))
+    texts = collect("language.xml", pairs)
+    return {codes.get(identifier): texts[identifier] for identifier in texts}
+
+
+def read_string_table(path):
+    text, pairs, at = path.read_bytes().decode("utf-8"), [], 0
+    while entry := ENTRY.match(text, at):
+        pairs.append(entry.groups())
+        at = entry.end()
+    if at != len(text):
+        fault(path.parent.name, f"not understood from {text[at:at + 40]!r} on")
+    return collect(path.parent.name, pairs)
+
+
+def alphabets(word):
+    """Latin, Cyrillic or Greek: letters of two of them look alike and must not stand in one word."""
+    return {unicodedata.name(letter).split()[0] for letter in word} & {"LATIN", "CYRILLIC", "GREEK"}
+
+
+def shape(text):
+    """What a translation has to keep: placeholders and the way that a text ends."""
+    last = text.replace("：", ":").replace("。", ".")[-1]
+    return sorted(re.findall(r"#\w+#|%\S", text)), last if last in ":….#" else ""
+
+
+def check(where, texts, english, code, same):
+    for key in sorted(texts.keys() ^ english.keys()):
+        fault(where, f"{key} is {'not in English' if key in texts else 'missing'}")
+    for key in sorted(texts.keys() & english.keys()):
+        text = texts[key]
+        if shape(text) != shape(english[key]):
+            fault(where, f"{key} has other placeholders or another end than in English: {text}")
+        if text != unicodedata.normalize("NFC", text) or text != text.strip() or "  " in text:
+            fault(where, f"{key} has odd spaces or letters apart from their accents")
+        if any(len(alphabets(word)) > 1 for word in re.findall(r"[^\W\d_]+", text)):
+            fault(where, f"{key} mixes alphabets in a word: {text}")
+        if code != "en" and text == english[key]:
+            same.setdefault(text, set()).add(code)
+
+
+def main():
+    codes = languages_of_the_product()
+    menu = read_language_file(codes)
+    tables = {path.parent.stem: read_string_table(path) for path in RESOURCES.glob("*.lproj/Localizable.strings")}
+    same = {}
+    for name, source in (("language.xml", menu), ("Localizable.strings", tables)):
+        for code in sorted(set(codes.values()) ^ source.keys(), key=str):
+            fault(name, f"{code} is {'missing' if code in codes.values() else 'no language of the product'}")
+        for code, texts in source.items():
+            check(f"{name}, {code}", texts, source["en"], code, same)
+    for text in sorted(same.keys() | SAME_AS_ENGLISH.keys()):
+        expected = set(SAME_AS_ENGLISH.get(text, "").split())
+        for code in sorted(same.get(text, set()) ^ expected):
+            fault(code, f"{text!r} is {'no longer' if code in expected else 'left in'} English")
+    used = set()
+    for folder in ("agent", "remote", "privileged-helper", "basic"):
+        for path in (ROOT / folder).rglob("*.cpp"):
+            used |= set(USE.findall(path.read_text(encoding="utf-8")))
+    for key in sorted(used - menu["en"].keys() - tables["en"].keys()):
+        fault("English", f"{key} is used and has no text")
+
+    print("\n".join(faults) or f"{len(codes)} languages, {len(menu['en']) + len(tables['en'])} texts each")
+    return 1 if faults or len(codes) != 18 or not used else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
