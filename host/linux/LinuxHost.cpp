@@ -1,17 +1,28 @@
 #include "host/Host.h"
 
 #include "host/linux/LinuxPowerManagement.h"
+#include "host/linux/LinuxPrivilegedJobs.h"
 #include "host/linux/LinuxSessionInfo.h"
 #include "host/linux/LinuxSystemInfo.h"
+#include "host/linux/LinuxWorkspace.h"
+#include "host/linux/LogindConsoleUser.h"
+#include "host/linux/NoHotKeys.h"
 #include "host/linux/NoPointer.h"
+#include "host/linux/NoScriptRunner.h"
+#include "host/linux/ProcessTable.h"
+#include "host/linux/SandboxPrivacy.h"
+#include "host/linux/SessionBusNotifications.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/AppBundle.h"
+#include "host/posix/InterruptibleSleeper.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
 #include "host/posix/SystemClock.h"
+#include "host/posix/ThreadWorkQueue.h"
 
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace kvn::host {
 namespace {
@@ -31,11 +42,37 @@ Host makeHost() {
     host.clock = std::make_unique<SystemClock>();
     host.systemInfo = std::make_unique<LinuxSystemInfo>();
     host.sessionInfo = std::make_unique<LinuxSessionInfo>();
-    host.processRunner = std::make_unique<PosixProcessRunner>(*host.mainLoop);
+    auto runner = std::make_unique<PosixProcessRunner>(*host.mainLoop);
     host.propertyList = std::make_unique<XmlPropertyList>();
-    host.bundle = std::make_unique<AppBundle>(ownBundlePath(), *host.propertyList);
+    host.bundle = std::make_unique<AppBundle>(ownBundlePath(), *host.propertyList,
+                                              host.systemInfo->preferredLanguages());
     host.powerManagement = std::make_unique<LinuxPowerManagement>(*host.mainLoop);
     host.pointer = std::make_unique<NoPointer>();
+    auto sleeper = std::make_unique<InterruptibleSleeper>();
+    auto jobs = std::make_unique<LinuxPrivilegedJobs>(*host.bundle, *runner, *host.propertyList);
+    auto queue = std::make_unique<ThreadWorkQueue>();
+    auto toolQueue = std::make_unique<ThreadWorkQueue>();
+    host.endBackgroundWork = [runner = runner.get(), sleeper = sleeper.get(), jobs = jobs.get(),
+                              queue = queue.get(), toolQueue = toolQueue.get()] {
+        runner->endRuns();
+        sleeper->interrupt();
+        jobs->interrupt();
+        queue->end();
+        toolQueue->end();
+    };
+    host.processRunner = std::move(runner);
+    host.sleeper = std::move(sleeper);
+    host.privilegedJobs = std::move(jobs);
+    host.scriptRunner = std::make_unique<NoScriptRunner>();
+    host.workQueue = std::move(queue);
+    host.toolQueue = std::move(toolQueue);
+    host.consoleUser = std::make_unique<LogindConsoleUser>(*host.mainLoop);
+    host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner);
+    host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop);
+    host.runningApplications =
+        std::make_unique<ProcessTable>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
+    host.hotKeys = std::make_unique<NoHotKeys>();
+    host.privacyPermissions = std::make_unique<SandboxPrivacy>("KvnGUIAgent", *host.propertyList);
     return host;
 }
 

@@ -72,6 +72,39 @@ TEST_F(AppBundle, FindsTextsAndElseTheKey) {
     EXPECT_EQ(none.localizedString("StatusOnline"), "StatusOnline");
 }
 
+TEST_F(AppBundle, ChoosesTheTextsOfTheFirstPreferredLanguageThatHasSome) {
+    for (const std::string language : {"en", "pt", "pt-BR", "zh-Hans"}) {
+        add("Own.app/Contents/Resources/" + language + ".lproj/Localizable.strings",
+            "\"a\" = \"" + language + "\";\n" + (language == "en" ? "\"b\" = \"b of en\";\n" : ""));
+    }
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{}, "en"},
+        {{"pt-BR"}, "pt-BR"},
+        {{"pt-PT", "pt-BR"}, "pt"},
+        {{"zh-Hans-CN"}, "zh-Hans"},
+        {{"zh-Hant-TW", "sv", "pt-BR"}, "pt-BR"},
+        {{"sv"}, "en"},
+    };
+    for (const auto& [preferred, chosen] : cases) {
+        const host::AppBundle bundle(folder_.file("Own.app"), propertyLists_, preferred);
+        EXPECT_EQ(bundle.localizedStrings(), (Texts{{"a", chosen}, {"b", "b of en"}}));
+        EXPECT_EQ(bundle.localizedString("b"), "b of en");
+    }
+}
+
+TEST_F(AppBundle, FindsItsInformationAndResources) {
+    add("Own.app/Contents/Info.plist",
+        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>1.2</string>"
+        "<key>LSUIElement</key><true/></dict></plist>");
+    const std::string language = add("Own.app/Contents/Resources/language.xml", "");
+    const host::AppBundle bundle(folder_.file("Own.app"), propertyLists_);
+    EXPECT_EQ(bundle.infoValue("CFBundleVersion"), "1.2");
+    EXPECT_EQ(bundle.infoValue("LSUIElement"), std::nullopt);
+    EXPECT_EQ(bundle.infoValue("missing"), std::nullopt);
+    EXPECT_EQ(bundle.resourcePath("language", "xml"), language);
+    EXPECT_EQ(bundle.resourcePath("language", "txt"), std::nullopt);
+}
+
 TEST_F(AppBundle, FindsTheExecutableOfAnotherBundle) {
     const auto list = [](const std::string& entries) {
         return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + entries + "</dict></plist>";

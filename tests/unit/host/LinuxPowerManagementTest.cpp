@@ -1,134 +1,18 @@
 #include "host/linux/LinuxPowerManagement.h"
-#include "core/system/FileDescriptor.h"
-#include "host/linux/BusConnection.h"
-#include "host/posix/PollMainLoop.h"
-#include "host/posix/PosixProcessRunner.h"
-#include "host/posix/SignalsBlocked.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/PumpUntil.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/PrivateBus.h"
 #include "tests/support/WaitUntil.h"
+#include "tests/unit/host/FakeServices.h"
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
-#include <filesystem>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 namespace kvn::test {
 namespace {
 
 using host::PowerManagement;
-
-/// A bus of the test's own, which plays both the session's and the system's.
-class PrivateBus {
-public:
-    PrivateBus() {
-        const std::string address = "unix:path=" + folder_.file("bus");
-        setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
-        setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-    }
-    ~PrivateBus() { stop(); }
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
-
-    void start() {
-        writeFile(
-            folder_.file("bus.conf"),
-            "<busconfig><type>session</type><listen>unix:path=" + folder_.file("bus") +
-                "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
-        const auto result =
-            runner_.launch("/usr/bin/dbus-daemon", {"--nofork", "--config-file=" + folder_.file("bus.conf")});
-        ASSERT_TRUE(std::holds_alternative<pid_t>(result)) << "the dbus package is missing";
-        pid_ = std::get<pid_t>(result);
-        ASSERT_TRUE(pumpUntil(loop_, [] { return host::connectToBus(host::Bus::Session) != nullptr; }));
-    }
-    void stop() {
-        if (pid_ != 0) {
-            kill(pid_, SIGKILL);
-            pid_ = 0;
-            std::filesystem::remove(folder_.file("bus"));
-        }
-    }
-    void freeze() const { kill(pid_, SIGSTOP); }
-
-    host::PollMainLoop& loop() { return loop_; }
-
-private:
-    TemporaryFolder folder_;
-    host::PollMainLoop loop_;
-    host::PosixProcessRunner runner_{loop_};
-    pid_t pid_ = 0;
-};
-
-/// The services that the desktop and logind offer, on a connection and thread of their own.
-class FakeServices {
-public:
-    FakeServices() {
-        const std::string screenSaver = "org.freedesktop.ScreenSaver";
-        screenSaver_->registerMethod("SimulateUserActivity").onInterface(screenSaver).implementedAs([this] {
-            ++activities;
-        });
-        screenSaver_->registerMethod("Inhibit")
-            .onInterface(screenSaver)
-            .implementedAs([this](const std::string& application, const std::string& reason) {
-                inhibitions += application + ": " + reason;
-                return std::uint32_t{0xBEEF};
-            });
-        screenSaver_->registerMethod("UnInhibit")
-            .onInterface(screenSaver)
-            .implementedAs([](const std::uint32_t& cookie) {
-                if (cookie != 0xBEEF) {
-                    throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "no such cookie");
-                }
-            });
-        screenSaver_->finishRegistration();
-
-        manager_->registerMethod("Inhibit").onInterface(kManager).implementedAs(
-            [this](const std::string& what, const std::string&, const std::string&, const std::string& mode) {
-                EXPECT_EQ(what + " " + mode, "sleep delay");
-                int ends[2];
-                EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-                inhibitor_.emplace(ends[0]);
-                ++inhibitorsTaken;
-                return sdbus::UnixFd(ends[1], sdbus::adopt_fd);
-            });
-        manager_->registerSignal("PrepareForSleep").onInterface(kManager).withParameters<bool>();
-        manager_->finishRegistration();
-        connection_->requestName("org.freedesktop.ScreenSaver");
-        connection_->requestName("org.freedesktop.login1");
-        connection_->enterEventLoopAsync();
-        blocked_.reset();
-    }
-
-    void prepareForSleep(bool goesToSleep) {
-        manager_->emitSignal("PrepareForSleep").onInterface(kManager).withArguments(goesToSleep);
-    }
-
-    /// Whether nobody holds the latest inhibitor any more. Not while one is being taken.
-    bool inhibitorReleased() const {
-        pollfd end{inhibitor_->get(), POLLIN, 0};
-        return poll(&end, 1, 0) == 1;
-    }
-
-    std::atomic<int> activities = 0;
-    std::atomic<int> inhibitorsTaken = 0;
-    std::string inhibitions;
-
-private:
-    static constexpr const char* kManager = "org.freedesktop.login1.Manager";
-
-    std::optional<host::SignalsBlocked> blocked_{std::in_place}; // until the thread has started
-    std::optional<Kvs::FileDescriptor> inhibitor_;
-    std::unique_ptr<sdbus::IConnection> connection_ = sdbus::createSessionBusConnection();
-    std::unique_ptr<sdbus::IObject> screenSaver_ =
-        sdbus::createObject(*connection_, "/org/freedesktop/ScreenSaver");
-    std::unique_ptr<sdbus::IObject> manager_ = sdbus::createObject(*connection_, "/org/freedesktop/login1");
-};
 
 class LinuxPowerManagement : public testing::Test {
 protected:

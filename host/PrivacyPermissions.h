@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace kvn::host {
+
+/// A window on the screen. Its name is known only to those who may see it.
+struct ScreenWindow {
+    std::optional<std::string> name;
+    int layer = 0;
+    pid_t owner = 0;
+};
+
+/// What the user lets this program do. Main thread.
+class PrivacyPermissions {
+public:
+    virtual ~PrivacyPermissions() = default;
+
+    /// The windows on the screen, from front to back; nothing when there is no list of them.
+    virtual std::optional<std::vector<ScreenWindow>> onScreenWindows() const = 0;
+
+    /// Begins to capture the screen for a moment, which makes the system ask the user; whether it could.
+    virtual bool requestScreenCapture() = 0;
+
+    /// Whether this program may control the computer; with `prompt` the system asks the user.
+    virtual bool isAccessibilityTrusted(bool prompt) = 0;
+};
+
+} // namespace kvn::host

@@ -1,0 +1,85 @@
+#include "host/linux/LinuxWorkspace.h"
+
+#include "core/logging/CNSLog.h"
+#include "host/linux/LogindSleep.h"
+#include "host/posix/KeepAlive.h"
+#include "host/posix/PosixError.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <sstream>
+#include <unistd.h>
+#include <utility>
+
+namespace kvn::host {
+namespace {
+
+constexpr const char* kOpener = "xdg-open";
+
+struct Observer {
+    std::function<void(Workspace::Event)> handler;
+    std::shared_ptr<LogindSleep> sleep;
+};
+
+std::optional<std::string> findInPath(const std::string& name) {
+    const char* path = std::getenv("PATH");
+    std::istringstream folders(path ? path : "/usr/bin:/bin");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        const std::string program = folder + "/" + name;
+        if (folder.starts_with('/') && ::access(program.c_str(), X_OK) == 0) {
+            return program;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+LinuxWorkspace::LinuxWorkspace(MainLoop& mainLoop, ProcessRunner& processRunner)
+    : mainLoop_(mainLoop), processRunner_(processRunner) {}
+
+MainLoop::Handle LinuxWorkspace::observe(std::function<void(Event)> handler) {
+    auto observer = std::make_shared<Observer>(Observer{std::move(handler), nullptr});
+    observer->sleep =
+        LogindSleep::start(mainLoop_, [weak = std::weak_ptr<Observer>(observer)](bool goesToSleep) {
+            const auto told = weak.lock(); // stays while it is told, whatever it ends
+            if (!told) {
+                return;
+            }
+            told->handler(goesToSleep ? Event::WillSleep : Event::DidWake);
+            if (goesToSleep) {
+                told->sleep->letSleep();
+            }
+        });
+    if (!observer->sleep) {
+        Kvs::CNSLog("Sleep and wake are not announced: there is no system bus, or no logind on it");
+    }
+    return keepAlive(std::move(observer));
+}
+
+std::optional<Error> LinuxWorkspace::openUrl(const std::string& url) { return open(url); }
+
+std::optional<Error> LinuxWorkspace::openFolder(const std::string& path) { return open(path); }
+
+std::optional<Error> LinuxWorkspace::launchApplication(const std::string& executable,
+                                                       const std::vector<std::string>& arguments) {
+    auto result = processRunner_.launch(executable, arguments, ProcessRunner::Session::Own);
+    if (auto* error = std::get_if<Error>(&result)) {
+        return std::move(*error);
+    }
+    return std::nullopt;
+}
+
+std::optional<Error> LinuxWorkspace::open(const std::string& what) {
+    const auto opener = findInPath(kOpener);
+    if (opener) {
+        return launchApplication(*opener, {what});
+    }
+    Error error = posixError(ENOENT, kOpener);
+    if (!std::exchange(openerMissed_, true)) {
+        Kvs::OCNSLog("Links and folders cannot be opened: %@", error.reason);
+    }
+    return error;
+}
+
+} // namespace kvn::host

@@ -1,0 +1,114 @@
+#include "host/linux/ProcessTable.h"
+
+#include "core/system/FSysInfoPaths.h"
+#include "core/system/FileDescriptor.h"
+#include "core/system/ReadFile.h"
+
+#include <charconv>
+#include <csignal>
+#include <string_view>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace kvn::host {
+namespace fs = std::filesystem;
+namespace {
+
+const fs::path kSelf = "/proc/self";
+
+fs::path entryOf(pid_t process) { return fs::path("/proc") / std::to_string(process); }
+
+/// Where the process's executable stands, or stood before it was deleted.
+std::string executableOf(const fs::path& entry) {
+    constexpr std::string_view kDeleted = " (deleted)"; // proc(5)
+    std::error_code ignored;
+    std::string path = fs::read_symlink(entry / "exe", ignored).string();
+    if (path.ends_with(kDeleted)) {
+        path.resize(path.size() - kDeleted.size());
+    }
+    return path;
+}
+
+bool runsOurExecutable(const fs::path& entry) {
+    struct stat own {};
+    struct stat other {};
+    if (::stat((kSelf / "exe").c_str(), &own) != 0 || ::stat((entry / "exe").c_str(), &other) != 0) {
+        return false;
+    }
+    return (own.st_dev == other.st_dev && own.st_ino == other.st_ino) ||
+           executableOf(entry) == executableOf(kSelf);
+}
+
+/// The root that the process serves, by its arguments; empty for the real file system. Nothing when that
+/// cannot be known.
+std::optional<fs::path> rootOf(const fs::path& entry) {
+    constexpr std::size_t kLongestArguments = std::size_t{2} << 20; // what the system allows by default
+    const auto arguments = Kvs::fReadFile((entry / "cmdline").string(), kLongestArguments);
+    if (!arguments) {
+        return std::nullopt;
+    }
+    fs::path root;
+    std::string_view previous;
+    std::string_view rest = *arguments;
+    while (!rest.empty()) {
+        const std::string_view argument = rest.substr(0, rest.find('\0'));
+        if (previous == "--root") {
+            root = argument;
+        }
+        previous = argument;
+        rest.remove_prefix(std::min(argument.size() + 1, rest.size()));
+    }
+    if (root.empty()) {
+        return root;
+    }
+    std::error_code error;
+    root = fs::weakly_canonical(fs::read_symlink(entry / "cwd", error) / root, error);
+    return error ? std::nullopt : std::optional(root);
+}
+
+} // namespace
+
+ProcessTable::ProcessTable(std::string bundleIdentifier)
+    : bundleIdentifier_(std::move(bundleIdentifier)), root_(Kvs::FSysInfoPaths::underRoot("")) {}
+
+std::vector<pid_t> ProcessTable::instancesOf(const std::string& bundleIdentifier) const {
+    std::vector<pid_t> instances;
+    if (bundleIdentifier != bundleIdentifier_) {
+        return instances;
+    }
+    std::error_code error;
+    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        pid_t process = 0;
+        const auto [rest, problem] = std::from_chars(name.data(), name.data() + name.size(), process);
+        if (problem == std::errc() && *rest == '\0' && isInstance(process)) {
+            instances.push_back(process);
+        }
+    }
+    return instances;
+}
+
+bool ProcessTable::forceTerminate(pid_t process) {
+    // Opened before the check: the descriptor stays with the process that is checked, while its number may
+    // go to another one.
+    const Kvs::FileDescriptor handle(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+    if (!isInstance(process)) {
+        return false;
+    }
+    if (!handle) { // a kernel older than 5.3
+        return ::kill(process, SIGKILL) == 0;
+    }
+    return ::syscall(SYS_pidfd_send_signal, handle.get(), SIGKILL, nullptr, 0) == 0;
+}
+
+bool ProcessTable::isInstance(pid_t process) const {
+    const fs::path entry = entryOf(process);
+    struct stat status {};
+    return ::stat(entry.c_str(), &status) == 0 && status.st_uid == ::geteuid() && runsOurExecutable(entry) &&
+           rootOf(entry) == root_;
+}
+
+} // namespace kvn::host

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "host/RunningApplications.h"
+
+#include <filesystem>
+#include <string>
+
+namespace kvn::host {
+
+/// The instances of this process's own program: processes of the same user that run the same executable
+/// file, or one that stood at its path before an update, and that serve the same root. A root stands for a
+/// machine, so agents of two roots know nothing of each other. Other bundles have no instances.
+class ProcessTable final : public RunningApplications {
+public:
+    /// The identifier of this process's bundle. After the root was set.
+    explicit ProcessTable(std::string bundleIdentifier);
+
+    std::vector<pid_t> instancesOf(const std::string& bundleIdentifier) const override;
+
+    /// By SIGKILL; false also for a process that is no instance (any more).
+    bool forceTerminate(pid_t process) override;
+
+private:
+    bool isInstance(pid_t process) const;
+
+    const std::string bundleIdentifier_;
+    const std::filesystem::path root_;
+};
+
+} // namespace kvn::host

@@ -1,0 +1,197 @@
+#include "host/linux/SessionBusNotifications.h"
+
+#include "core/logging/CNSLog.h"
+#include "host/linux/BusConnection.h"
+#include "host/posix/KeepAlive.h"
+#include "host/posix/SignalsBlocked.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <utility>
+
+namespace kvn::host {
+namespace {
+
+constexpr const char* kPath = "/com/korvane/DistributedNotifications";
+constexpr const char* kInterface = "com.korvane.DistributedNotifications";
+constexpr const char* kMember = "Posted";
+constexpr const char* kMatch = "type='signal',path='/com/korvane/DistributedNotifications',"
+                               "interface='com.korvane.DistributedNotifications',member='Posted'";
+
+/// How many messages are taken before others have their turn in the main loop.
+constexpr int kMessagesAtOnce = 32;
+
+using Texts = std::map<std::string, std::string, std::less<>>;
+
+template <class... Numbers>
+std::optional<std::string> numberText(const sdbus::Variant& value) {
+    std::optional<std::string> text;
+    ((value.containsValueOfType<Numbers>() ? void(text = std::to_string(value.get<Numbers>())) : void()),
+     ...);
+    return text;
+}
+
+/// The text of a value; nothing for a type that has none here.
+std::optional<std::string> textOf(const sdbus::Variant& value) {
+    if (value.containsValueOfType<std::string>()) {
+        return value.get<std::string>();
+    }
+    return numberText<bool, std::uint8_t, std::int16_t, std::uint16_t, std::int32_t, std::uint32_t,
+                      std::int64_t, std::uint64_t>(value);
+}
+
+/// Throws sdbus::Error when the message is not of the form.
+Notification read(sdbus::Message& message) {
+    Notification notification;
+    message >> notification.name >> notification.object;
+    std::string type;
+    std::string contents;
+    message.peekType(type, contents);
+    if (contents == "{sv}") {
+        std::map<std::string, sdbus::Variant> values;
+        message >> values;
+        for (const auto& [key, value] : values) {
+            if (auto text = textOf(value)) {
+                notification.userInfo.emplace(key, std::move(*text));
+            }
+        }
+    } else {
+        std::map<std::string, std::string> texts;
+        message >> texts;
+        notification.userInfo = Texts(texts.begin(), texts.end());
+    }
+    return notification;
+}
+
+} // namespace
+
+struct SessionBusNotifications::Observer {
+    const std::string name;
+    const std::optional<std::string> object;
+    const std::function<void(const Notification&)> handler;
+};
+
+SessionBusNotifications::SessionBusNotifications(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
+SessionBusNotifications::~SessionBusNotifications() = default;
+
+MainLoop::Handle SessionBusNotifications::observe(const std::string& name,
+                                                  const std::optional<std::string>& object,
+                                                  std::function<void(const Notification&)> handler) {
+    auto observer = std::make_shared<Observer>(Observer{name, object, std::move(handler)});
+    std::erase_if(*observers_, [](const auto& weak) { return weak.expired(); });
+    observers_->push_back(observer);
+    connect();
+    return keepAlive(std::move(observer));
+}
+
+bool SessionBusNotifications::post(const Notification& notification) {
+    // The second attempt is for a bus that was restarted unnoticed.
+    for (int attempt = 0; attempt < 2 && connect(); ++attempt) {
+        const SignalsBlocked blocked;
+        try {
+            const std::map<std::string, std::string> userInfo(notification.userInfo.begin(),
+                                                              notification.userInfo.end());
+            sender_->emitSignal(kMember)
+                .onInterface(kInterface)
+                .withArguments(notification.name, notification.object, userInfo);
+            return true;
+        } catch (const sdbus::Error& error) {
+            if (busErrorCode(error) != ENOTCONN) {
+                Kvs::OCNSLog("Failed to post %@: %@", notification.name, error.getMessage());
+                return false;
+            }
+            giveUp(error.getMessage());
+        }
+    }
+    return false;
+}
+
+bool SessionBusNotifications::connect() {
+    if (watch_) {
+        return true;
+    }
+    try {
+        const SignalsBlocked blocked;
+        auto connection = connectToBus(Bus::Session);
+        if (!connection) {
+            giveUp("no bus answers");
+            return false;
+        }
+        connection->addMatch(
+            kMatch, [this](sdbus::Message& message) { take(message); }, sdbus::floating_slot);
+        sender_ = sdbus::createObject(*connection, kPath);
+        watch_ = mainLoop_.watchReadable(connection->getEventLoopPollData().fd, [this] { receive(); });
+        connection_ = std::move(connection);
+    } catch (const sdbus::Error& error) {
+        giveUp(error.getMessage());
+        return false;
+    }
+    retry_.reset();
+    if (std::exchange(failureTold_, false)) {
+        Kvs::CNSLog("The session bus is there again");
+    }
+    receive(); // a signal may have come in with the answers
+    return true;
+}
+
+void SessionBusNotifications::receive() {
+    if (!watch_) {
+        return;
+    }
+    const SignalsBlocked blocked;
+    try {
+        for (int i = 0; i < kMessagesAtOnce; ++i) {
+            if (!connection_->processPendingRequest()) {
+                return;
+            }
+        }
+    } catch (const sdbus::Error& error) {
+        giveUp(error.getMessage());
+        return;
+    }
+    // The watch does not see what the connection has read already.
+    mainLoop_.post([this, alive = std::weak_ptr(observers_)] {
+        if (!alive.expired()) {
+            receive();
+        }
+    });
+}
+
+void SessionBusNotifications::take(sdbus::Message& message) {
+    try {
+        // Later: the observer may post, and so lose the connection, which is in use here.
+        mainLoop_.post([weak = std::weak_ptr(observers_), notification = read(message)] {
+            if (const auto observers = weak.lock()) {
+                tell(*observers, notification);
+            }
+        });
+    } catch (const sdbus::Error& error) {
+        Kvs::OCNSDbgLog("A notification has an unknown form: %@", error.getMessage());
+    }
+}
+
+void SessionBusNotifications::tell(const Observers& observers, const Notification& notification) {
+    const Observers those(observers); // a handler may add observers
+    for (const auto& weak : those) {
+        const auto observer = weak.lock(); // stays while it is told, whatever it ends
+        if (observer && observer->name == notification.name &&
+            (!observer->object || *observer->object == notification.object)) {
+            observer->handler(notification);
+        }
+    }
+}
+
+void SessionBusNotifications::giveUp(const std::string& reason) {
+    watch_.reset();
+    sender_.reset();
+    connection_.reset();
+    if (!retry_) {
+        retry_ = mainLoop_.startTimer(kRetryInterval, [this] { connect(); });
+    }
+    if (!std::exchange(failureTold_, true)) {
+        Kvs::OCNSLog("No session bus, notifications are neither sent nor received: %@", reason);
+    }
+}
+
+} // namespace kvn::host

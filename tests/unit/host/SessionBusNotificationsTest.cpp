@@ -1,0 +1,175 @@
+#include "host/linux/SessionBusNotifications.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/ManualMainLoop.h"
+#include "tests/support/PrivateBus.h"
+
+#include <cstdlib>
+#include <sdbus-c++/sdbus-c++.h>
+
+namespace kvn::test {
+namespace {
+
+using host::Notification;
+
+/// Posts a signal of any form, as another program may.
+template <class... Arguments>
+void emitSignal(const Arguments&... arguments) {
+    const auto connection = host::connectToBus(host::Bus::Session);
+    ASSERT_TRUE(connection);
+    sdbus::createObject(*connection, "/com/korvane/DistributedNotifications")
+        ->emitSignal("Posted")
+        .onInterface("com.korvane.DistributedNotifications")
+        .withArguments(arguments...);
+}
+
+/// Its main loop runs only here, so that the tries of every 30 seconds need no waiting.
+class SessionBusNotifications : public testing::Test {
+protected:
+    host::MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object = {}) {
+        return notifications_.observe(name, object, [this, name](const Notification& notification) {
+            EXPECT_EQ(notification.name, name);
+            received_.push_back(notification);
+        });
+    }
+    /// Waits for so many notifications, and drops them.
+    std::vector<Notification> take(std::size_t count) {
+        EXPECT_TRUE(waitUntil([&] {
+            runLoop();
+            return received_.size() >= count;
+        }));
+        return std::exchange(received_, {});
+    }
+    void runLoop() {
+        for (int descriptor = 0; descriptor < 64; ++descriptor) {
+            loop_.fireReadable(descriptor); // the watched one blocks nobody when there is nothing
+        }
+        loop_.runPending();
+    }
+
+    PrivateBus bus_;
+    CapturedLog log_;
+    FakeClock clock_;
+    ManualMainLoop loop_{clock_};
+    host::SessionBusNotifications notifications_{loop_};
+    std::vector<Notification> received_;
+};
+
+TEST_F(SessionBusNotifications, TellsThoseWhoObserveTheNameAndTheObject) {
+    bus_.start();
+    const auto any = observe("name");
+    const auto fromMe = observe("name", "me");
+    auto ended = observe("name");
+    ended.reset();
+    const auto last = observe("last");
+
+    // Its own, and in both forms that others use; what has no text, and what has no form, is left out.
+    EXPECT_TRUE(notifications_.post({"name", "me", {{"key", "\xC3\xA4"}}}));
+    using Texts = std::map<std::string, std::string>;
+    emitSignal(std::string("name"), std::string("you"), Texts{{"a", "1"}, {"b", ""}});
+    emitSignal(std::string("other"), std::string("me"), Texts{});
+    emitSignal(std::int32_t{7});
+    emitSignal(std::string("name"), std::string("you"), std::string("text"));
+    using Values = std::map<std::string, sdbus::Variant>;
+    emitSignal(std::string("name"), std::string("you"),
+               Values{{"bool", true}, {"int", std::int32_t{-4}}, {"text", std::string("x")}, {"real", 0.5}});
+    EXPECT_FALSE(notifications_.post({"last", "\xFF", {}}));
+    EXPECT_TRUE(notifications_.post({"last", "", {}}));
+
+    const auto received = take(5);
+    std::vector<std::pair<std::string, decltype(Notification::userInfo)>> contents;
+    for (const auto& notification : received) {
+        contents.emplace_back(notification.object, notification.userInfo);
+    }
+    const decltype(contents) expected = {{"me", {{"key", "\xC3\xA4"}}},
+                                         {"me", {{"key", "\xC3\xA4"}}},
+                                         {"you", {{"a", "1"}, {"b", ""}}},
+                                         {"you", {{"bool", "1"}, {"int", "-4"}, {"text", "x"}}},
+                                         {"", {}}};
+    EXPECT_EQ(contents, expected);
+}
+
+TEST_F(SessionBusNotifications, HandlersMayEndObserversAndPost) {
+    bus_.start();
+    const auto answers = observe("answer");
+    std::vector<host::MainLoop::Handle> both(2);
+    for (auto& handle : both) {
+        handle = notifications_.observe("name", {}, [&](const Notification&) {
+            both.clear();
+            for (int i = 0; i < 500; ++i) { // more than are taken at once
+                EXPECT_TRUE(notifications_.post({"answer", std::to_string(i), {}}));
+            }
+        });
+    }
+    EXPECT_TRUE(notifications_.post({"name", "", {}}));
+    EXPECT_TRUE(notifications_.post({"name", "", {}}));
+    emitSignal(std::string("answer"), std::string("last"), std::map<std::string, std::string>());
+    std::vector<std::string> objects;
+    for (const auto& notification : take(501)) {
+        objects.push_back(notification.object);
+    }
+    EXPECT_EQ(objects.size(), 501U);
+    EXPECT_EQ(std::count(objects.begin(), objects.end(), "499"), 1);
+}
+
+TEST_F(SessionBusNotifications, SurvivesItsBus) {
+    const auto observer = observe("name");
+    EXPECT_FALSE(notifications_.post({"name", "", {}}));
+    EXPECT_EQ(log_.lines().size(), 1U);
+
+    // Found again by time, and by the next post; lost once noticed, and once not.
+    for (int round = 0; round < 2; ++round) {
+        bus_.start();
+        loop_.advance(host::SessionBusNotifications::kRetryInterval);
+        EXPECT_TRUE(log_.contains("there again"));
+        EXPECT_TRUE(host::SessionBusNotifications(loop_).post({"name", "other", {}}));
+        EXPECT_EQ(take(1).front().object, "other");
+
+        bus_.stop();
+        EXPECT_TRUE(waitUntil([this] {
+            runLoop();
+            return log_.lines().back().find("No session bus") != std::string::npos;
+        }));
+        loop_.advance(std::chrono::hours(1));
+        EXPECT_EQ(log_.lines().size(), round == 0 ? 3U : 5U);
+    }
+    bus_.start();
+    EXPECT_TRUE(notifications_.post({"name", "found", {}}));
+    EXPECT_EQ(take(1).size(), 1U);
+    bus_.stop();
+    bus_.start();
+    EXPECT_TRUE(notifications_.post({"name", "not lost", {}}));
+    EXPECT_EQ(take(1).front().object, "not lost");
+}
+
+/// The script in the bundle, the stand-in that it finds under the root, and what that is said to have.
+TEST_F(SessionBusNotifications, BringTheAnswerOfThePreLoginAgent) {
+    const TemporaryFolder root;
+    setenv("KVN_REMOTE_ROOT", root.path().c_str(), 1);
+    const std::string errors = root.file("errors");
+    const auto check = [&] { return std::system(("'" VERIFY_PERMISSIONS "' 2>" + errors).c_str()); };
+    EXPECT_NE(check(), 0);
+    EXPECT_NE(readFile(errors).find("not installed"), std::string::npos);
+
+    const std::string programs =
+        root.file("Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app/Contents/MacOS");
+    std::filesystem::create_directories(programs);
+    std::filesystem::create_symlink(PRE_LOGIN_AGENT, programs + "/KvnPreLoginAgent");
+    EXPECT_NE(check(), 0); // without a bus
+    EXPECT_NE(readFile(errors), "");
+
+    bus_.start();
+    std::filesystem::create_directories(root.file("var/db"));
+    writeFile(root.file("var/db/com.korvane.remote.privacy.plist"),
+              "<plist version=\"1.0\"><dict><key>KvnPreLoginAgent</key><dict>"
+              "<key>screenRecording</key><false/></dict></dict></plist>");
+    const auto observer = observe("com.korvane.remote.Permissions");
+    EXPECT_EQ(check(), 0);
+    EXPECT_EQ(readFile(errors), "");
+    EXPECT_EQ(take(1).front().userInfo,
+              (decltype(Notification::userInfo){{"accessibility", "1"}, {"recording", "0"}}));
+    unsetenv("KVN_REMOTE_ROOT");
+}
+
+} // namespace
+} // namespace kvn::test

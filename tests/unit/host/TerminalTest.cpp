@@ -1,0 +1,286 @@
+#include "host/terminal/Terminal.h"
+#include "core/system/FileDescriptor.h"
+#include "host/terminal/TerminalDialogWindow.h"
+#include "host/terminal/TerminalStatusBar.h"
+#include "tests/support/ManualMainLoop.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace kvn::test {
+namespace {
+
+using namespace host;
+
+/// A pipe in place of standard input.
+class TerminalTest : public testing::Test {
+protected:
+    TerminalTest() {
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        EXPECT_EQ(dup2(ends[0], STDIN_FILENO), STDIN_FILENO);
+        close(ends[0]);
+        input = Kvs::FileDescriptor(ends[1]);
+    }
+    ~TerminalTest() override { dup2(realInput_.get(), STDIN_FILENO); }
+
+    void start() {
+        terminal.start({{"quit", [this](const std::string&) { return ++quits, "ok"; }},
+                        {"quiet", [](const std::string&) { return ""; }},
+                        {"say", [](const std::string& rest) { return "said " + rest; }}},
+                       [this] { ++inputEnds; });
+        loop.runPending();
+    }
+
+    /// Types the text; what is printed to it.
+    std::string answerTo(const std::string& text) {
+        return printedBy([&] {
+            EXPECT_EQ(write(input.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
+            pollfd readable{STDIN_FILENO, POLLIN, 0};
+            while (poll(&readable, 1, 0) == 1 && (readable.revents & POLLIN) &&
+                   loop.fireReadable(STDIN_FILENO)) {
+            }
+        });
+    }
+    /// What is printed to the action, and to what it posts.
+    template <class Action>
+    std::string printedBy(Action action) {
+        testing::internal::CaptureStdout();
+        action();
+        loop.runPending();
+        return testing::internal::GetCapturedStdout();
+    }
+
+    FakeClock clock;
+    ManualMainLoop loop{clock};
+    Terminal terminal{loop};
+    TerminalStatusBar bar{terminal};
+    TerminalDialogWindow dialog{terminal};
+    TerminalDialogWindow permissions{terminal};
+    int quits = 0;
+    int inputEnds = 0;
+    Kvs::FileDescriptor input;
+
+private:
+    Kvs::FileDescriptor realInput_{dup(STDIN_FILENO)};
+};
+
+TEST_F(TerminalTest, TakesOneCommandALine) {
+    start();
+    const std::string unknown = " (there are: close help menu quiet quit say set)\n";
+    const std::pair<const char*, std::string> cases[] = {
+        {"say\n", "said \n"},
+        {"  say  a word \t\r\n", "said a word\n"},
+        {"say a\nquit\n\n \nsay b\n", "said a\nok\nsaid b\n"},
+        {"say \033[2J\n", "said \uFFFD[2J\n"},
+        {"quiet\n", ""},
+        {"sa", ""},
+        {"y x\nqu", "said x\n"},
+        {"it\n", "ok\n"},
+        {"Say it\n", "error: unknown command: Say it" + unknown},
+        {"\033c\n", "error: unknown command: \uFFFDc" + unknown},
+        {"1 2\n", "error: unknown command: 1 2" + unknown},
+        {"1\n", "error: nothing is shown to choose from\n"},
+        {"set 1 on\n", "error: nothing is shown to choose from\n"},
+        {"set 1\n", "error: set takes a number and a value\n"},
+        {"set on 1\n", "error: set takes a number and a value\n"},
+        {"close\n", "error: no dialog is open\n"},
+        {"menu\n", "error: there is no menu while the status item is hidden\n"},
+    };
+    for (const auto& [typed, answer] : cases) {
+        EXPECT_EQ(answerTo(typed), answer) << typed;
+    }
+    EXPECT_EQ(quits, 2);
+    EXPECT_NE(answerTo("help\n").find("\ncommands: close help menu quiet quit say set\n"), std::string::npos);
+}
+
+TEST_F(TerminalTest, DropsALineThatIsTooLong) {
+    start();
+    const std::string error = "error: line too long\n";
+    const std::string longest = "say " + std::string(4092, 'x');
+    EXPECT_EQ(answerTo(longest + "\n"), "said " + std::string(4092, 'x') + "\n");
+    EXPECT_EQ(answerTo(longest + "x\nsay y\n"), error + "said y\n");
+    EXPECT_EQ(answerTo(std::string(20000, 'x')), error);
+    EXPECT_EQ(answerTo("quit\nsay y\n"), "said y\n"); // the rest of the long line is no command
+    EXPECT_EQ(quits, 0);
+}
+
+TEST_F(TerminalTest, TheEndOfAScriptIsNotTheEndOfTheProgram) {
+    start();
+    input.reset();
+    EXPECT_TRUE(loop.fireReadable(STDIN_FILENO));
+    EXPECT_FALSE(loop.fireReadable(STDIN_FILENO)); // watched no more, else it would be readable for ever
+    EXPECT_EQ(inputEnds, 0);
+}
+
+TEST_F(TerminalTest, PrintsTheStateOnceForEachChange) {
+    using Look = StatusImage::Look;
+    const StateDetails details{{"server", "re\nlay"}, {"last error", ""}, {"proxies", "2"}};
+    const Menu menu;
+    EXPECT_EQ(printedBy([&] { start(); }), "");
+    EXPECT_EQ(printedBy([&] { bar.updateItem({"ConnectedStatusIcon", Look::Template}); }), ""); // no item
+    EXPECT_EQ(printedBy([&] {
+                  bar.showItem(menu);
+                  bar.updateItem({"ConnectedStatusIcon", Look::DisabledTemplate});
+                  terminal.showState("Starting", {});
+              }),
+              "status: Starting | icon: not connected\n");
+    EXPECT_EQ(printedBy([&] {
+                  bar.updateItem({"ConnectedStatusIcon", Look::Template});
+                  terminal.showState("Online", details);
+              }),
+              "status: Online | server: re lay | proxies: 2 | icon: connected\n");
+    EXPECT_EQ(printedBy([&] { terminal.showState("Online", details); }), "");
+    EXPECT_EQ(printedBy([&] {
+                  bar.updateItem({"ControlledStatusIcon", Look::Plain});
+              }),
+              "status: Online | server: re lay | proxies: 2 | icon: controlled\n");
+    EXPECT_EQ(printedBy([&] { terminal.showState("Offline", {}), bar.removeItem(); }),
+              "status: Offline | icon: hidden\n");
+    EXPECT_EQ(printedBy([&] { terminal.repeatState(); }), "status: Offline | icon: hidden\n");
+    EXPECT_EQ(printedBy([&] { bar.showItem(menu); }), "status: Offline | icon: blank\n");
+    EXPECT_EQ(printedBy([&] { terminal.message("start: failed\033"); }), "start: failed\uFFFD\n");
+}
+
+TEST_F(TerminalTest, ChoosesFromTheMenu) {
+    std::string chosen;
+    Menu menu;
+    menu.push_back({"Status", [&] { chosen += "status "; }});
+    menu.push_back({});
+    menu.push_back({"Start", [&] { chosen += "start "; }, false});
+    menu.push_back({"Hide", [&] { bar.removeItem(); }});
+    start();
+    bar.showItem(menu);
+    loop.runPending();
+    EXPECT_EQ(answerTo("1\nmenu\n"), "error: nothing is shown to choose from\n"
+                                     "== Menu ==\n 1  Status\n ---\n 2  Start (disabled)\n 3  Hide\n");
+    EXPECT_EQ(answerTo("1\n2\n"), "ok: Status\nerror: Start: is disabled\n");
+    menu[2].enabled = true;
+    EXPECT_EQ(answerTo("2\n0\n4\n99999999999999999999\n"), "ok: Start\n"
+                                                           "error: the menu has no such number\n"
+                                                           "error: the menu has no such number\n"
+                                                           "error: the menu has no such number\n");
+    EXPECT_EQ(answerTo("set 1 on\n"), "error: items of the menu take no value\n");
+    EXPECT_EQ(chosen, "status start ");
+    EXPECT_EQ(answerTo("3\n3\n"), "ok: Hide\nicon: hidden\nerror: nothing is shown to choose from\n");
+}
+
+TEST_F(TerminalTest, ChangesTheControlsOfADialog) {
+    bool log = true;
+    std::string folder = "/";
+    std::chrono::system_clock::time_point date;
+    int presses = 0;
+    const auto rows = [&] {
+        const auto redraw = [&] { return dialog.update({DialogText{log ? "logging" : "silent"}}); };
+        return DialogRows{
+            DialogText{"Settings of the agent"},
+            DialogCheckBox{"Log", true, log, [&, redraw](bool on) { log = on, redraw(); }},
+            DialogCheckBox{"Share", false, false, [&](bool) { ADD_FAILURE() << "disabled"; }},
+            DialogFolder{"Folder:", true, folder, [&](const std::string& path) { folder = path; }},
+            DialogDate{"From", true, date, [&](auto time) { date = time; }},
+            DialogButton{"Ask", [&] { ++presses; }},
+        };
+    };
+    start();
+    dialog.show("Settings", rows(), {});
+    loop.runPending();
+    const std::pair<const char*, const char*> cases[] = {
+        {"2\n", "error: Share: is disabled\n"},
+        {"set 2 on\n", "error: Share: is disabled\n"},
+        {"3\n", "error: Folder: set it to the whole path of a folder that exists\n"},
+        {"set 3 tmp\n", "error: Folder: set it to the whole path of a folder that exists\n"},
+        {"set 3 /no/such folder\n", "error: Folder: set it to the whole path of a folder that exists\n"},
+        {"set 3 /usr/../tmp\n", "ok: Folder: /usr/../tmp\n"},
+        {"set 4 tomorrow\n", "error: From: set it to a local time, YYYY-MM-DD HH:MM\n"},
+        {"set 4  2026-07-23 18:30 \n", "ok: From: 2026-07-23 18:30\n"},
+        {"5\n", "ok: Ask\n"},
+        {"set 5 on\n", "error: this takes no value\n"},
+        {"6\n", "error: the dialog has no such number\n"},
+        {"set 1 maybe\n", "error: Log: set it to on or off\n"},
+        {"1\n", "ok: Log: off\n== Settings ==\n  silent\n"}, // a handler that replaces its own row
+    };
+    for (const auto& [typed, answer] : cases) {
+        EXPECT_EQ(answerTo(typed), answer) << typed;
+    }
+    EXPECT_FALSE(log);
+    EXPECT_EQ(folder, "/usr/../tmp");
+    EXPECT_NE(date, std::chrono::system_clock::time_point());
+    EXPECT_EQ(presses, 1);
+}
+
+TEST_F(TerminalTest, ShowsTheDialogInFront) {
+    start();
+    int closed = 0;
+    const Menu menu{{"Item", [] {}}};
+    bar.showItem(menu);
+    loop.runPending();
+    const auto rows = [](const char* title) { return DialogRows{DialogButton{title, [] {}}}; };
+    dialog.onClose([&] { ++closed; });
+    EXPECT_EQ(printedBy([&] { dialog.update(rows("x")); }), ""); // is closed
+    EXPECT_EQ(printedBy([&] {
+                  permissions.show("Permissions", rows("Ask"), {});
+                  dialog.show("Settings", rows("x"), {});
+                  dialog.update(rows("Log"));
+              }),
+              "== Permissions ==\n 1  <Ask>\n== Settings ==\n 1  <Log>\n");
+    EXPECT_EQ(printedBy([&] { dialog.update(rows("Log")); }), "");
+    EXPECT_EQ(answerTo("1\n"), "ok: Log\n");
+    EXPECT_EQ(printedBy([&] { permissions.update(rows("Go")); }), "== Permissions ==\n 1  <Go>\n");
+    EXPECT_EQ(answerTo("1\nmenu\n1\n"), "ok: Go\n== Menu ==\n 1  Item\nok: Item\n");
+    EXPECT_EQ(answerTo("close\n1\n"), "ok\n== Permissions ==\n 1  <Go>\nok: Go\n");
+    EXPECT_FALSE(dialog.isVisible());
+    EXPECT_TRUE(permissions.isVisible());
+    EXPECT_EQ(answerTo("close\n1\nclose\n"),
+              "ok\nerror: nothing is shown to choose from\nerror: no dialog is open\n");
+    EXPECT_EQ(printedBy([&] { dialog.show("Settings", rows("Log"), {}); }), "== Settings ==\n 1  <Log>\n");
+    EXPECT_EQ(printedBy([&] { dialog.close(), dialog.close(); }), "");
+    EXPECT_EQ(closed, 2);
+}
+
+TEST_F(TerminalTest, TalksToAPersonAtATerminal) {
+    Kvs::FileDescriptor person(posix_openpt(O_RDWR | O_NOCTTY));
+    ASSERT_TRUE(person && grantpt(person.get()) == 0 && unlockpt(person.get()) == 0);
+    const Kvs::FileDescriptor tty(open(ptsname(person.get()), O_RDWR | O_NOCTTY));
+    const winsize size{.ws_row = 20, .ws_col = 30, .ws_xpixel = 0, .ws_ypixel = 0};
+    ASSERT_EQ(ioctl(tty.get(), TIOCSWINSZ, &size), 0);
+    const Kvs::FileDescriptor realOutput(dup(STDOUT_FILENO));
+    dup2(tty.get(), STDIN_FILENO);
+    dup2(tty.get(), STDOUT_FILENO);
+    setenv("TERM", "xterm", 1);
+    unsetenv("NO_COLOR");
+    std::string seen;
+    {
+        Terminal talk(loop);
+        TerminalStatusBar icon(talk);
+        const Menu menu;
+        icon.showItem(menu);
+        icon.updateItem({"ConnectedStatusIcon", StatusImage::Look::Template});
+        talk.start({}, [this] { ++inputEnds; });
+        TerminalDialogWindow window(talk);
+        window.show("T", {DialogText{"words that go on and on and on"}}, {});
+        loop.runPending();
+        talk.message("note");
+        loop.runPending();
+        EXPECT_EQ(write(person.get(), "close\n\x04", 7), 7);
+        loop.fireReadable(STDIN_FILENO);
+        loop.runPending();
+        loop.fireReadable(STDIN_FILENO); // at the end now
+    }
+    dup2(realOutput.get(), STDOUT_FILENO);
+    char buffer[1024];
+    for (pollfd readable{person.get(), POLLIN, 0}; poll(&readable, 1, 0) == 1;) {
+        const ssize_t count = read(person.get(), buffer, sizeof buffer);
+        ASSERT_GT(count, 0);
+        seen.append(buffer, static_cast<std::size_t>(count));
+    }
+    EXPECT_EQ(inputEnds, 1);
+    EXPECT_EQ(seen, "icon: \033[32mconnected\033[0m\r\n== T ==\r\n  words that go on and on and\r\n  on\r\n"
+                    "> \r\nnote\r\n> close\r\nok\r\n> ");
+}
+
+} // namespace
+} // namespace kvn::test
