@@ -1,0 +1,222 @@
+#include "host/terminal/Terminal.h"
+
+#include "core/text/Trim.h"
+#include "host/terminal/TextLayout.h"
+
+#include <algorithm>
+#include <charconv>
+#include <unistd.h>
+#include <utility>
+
+namespace kvn::host {
+
+namespace {
+
+constexpr char kHelp[] = "menu         prints the menu\n"
+                         "N            chooses number N of the menu or dialog that was printed last\n"
+                         "set N VALUE  sets number N of that dialog: on or off, a folder, YYYY-MM-DD HH:MM\n"
+                         "close        closes the dialog in front\n"
+                         "commands:";
+
+/// The first word of a trimmed line, and what follows it.
+std::pair<std::string_view, std::string_view> splitWord(std::string_view line) {
+    const auto end = std::min(line.find_first_of(Kvs::kBlanks), line.size());
+    return {line.substr(0, end), Kvs::fTrimmed(line.substr(end))};
+}
+
+bool isNumber(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+} // namespace
+
+void Terminal::start(Commands commands, MainLoop::Task onEnd) {
+    commands_ = std::move(commands);
+    addOwnCommands();
+    // Asked now: a terminal that has gone away is none any more.
+    const bool fromPerson = isatty(STDIN_FILENO);
+    input_.emplace(mainLoop_, LineReader::Handlers{[this](std::string_view line) { runLine(line); },
+                                                   [this] { print("error: line too long"); },
+                                                   [fromPerson, onEnd = std::move(onEnd)] {
+                                                       if (fromPerson) {
+                                                           onEnd();
+                                                       }
+                                                   }});
+    drawSoon();
+}
+
+void Terminal::showState(const std::string& text, StateDetails details) {
+    state_.text = text;
+    state_.details = std::move(details);
+    drawSoon();
+}
+
+void Terminal::repeatState() {
+    printedState_.clear();
+    drawSoon();
+}
+
+void Terminal::message(std::string_view text) {
+    output_.print(harmless(text));
+    drawSoon();
+}
+
+void Terminal::showIcon(IconState icon) {
+    state_.icon = icon;
+    drawSoon();
+}
+
+void Terminal::setMenu(const TerminalPane* menu) {
+    if (printedLast_ == menu_) {
+        printedLast_ = nullptr;
+    }
+    menu_ = menu;
+}
+
+void Terminal::open(const TerminalPane& dialog, MainLoop::Task close) {
+    std::erase_if(dialogs_, [&](const Dialog& open) { return open.pane == &dialog; });
+    dialogs_.push_back({&dialog, std::move(close), ""});
+    drawSoon();
+}
+
+bool Terminal::isOpen(const TerminalPane& dialog) const {
+    return std::any_of(dialogs_.begin(), dialogs_.end(),
+                       [&](const Dialog& open) { return open.pane == &dialog; });
+}
+
+void Terminal::remove(const TerminalPane& dialog) {
+    const bool inFront = !dialogs_.empty() && dialogs_.back().pane == &dialog;
+    std::erase_if(dialogs_, [&](const Dialog& open) { return open.pane == &dialog; });
+    if (printedLast_ == &dialog) {
+        printedLast_ = nullptr;
+    }
+    if (inFront && !dialogs_.empty()) {
+        dialogs_.back().printed.clear();
+        drawSoon();
+    }
+}
+
+// MARK: Commands
+
+void Terminal::addOwnCommands() {
+    commands_.try_emplace("menu", [this](const std::string&) { return printMenu(); });
+    commands_.try_emplace("set", [this](const std::string& rest) { return set(rest); });
+    commands_.try_emplace("close", [this](const std::string&) { return closeFront(); });
+    commands_.try_emplace("help", [this](const std::string&) {
+        std::string text = kHelp;
+        for (const auto& [name, action] : commands_) {
+            text += " " + name;
+        }
+        return text;
+    });
+}
+
+void Terminal::runLine(std::string_view line) {
+    output_.lineEntered();
+    draw();
+    line = Kvs::fTrimmed(line);
+    const auto [name, rest] = splitWord(line);
+    if (const auto command = commands_.find(name); command != commands_.end()) {
+        print(command->second(std::string(rest)));
+    } else if (isNumber(line)) {
+        print(carryOut(choiceOf(line, nullptr)));
+    } else if (!line.empty()) {
+        print(unknownCommand(line));
+    }
+    drawSoon(); // prompts
+}
+
+std::string Terminal::unknownCommand(std::string_view line) const {
+    std::string known;
+    for (const auto& [name, action] : commands_) {
+        known += " " + name;
+    }
+    return "error: unknown command: " + std::string(line) + " (there are:" + known + ")";
+}
+
+/// Prints the lines of an answer, if there is one.
+void Terminal::print(std::string_view text) {
+    if (!text.empty()) {
+        for (const std::string& line : wrapped(text, text.npos)) {
+            output_.print(line);
+        }
+    }
+}
+
+std::string Terminal::printMenu() {
+    if (!menu_) {
+        return "error: there is no menu while the status item is hidden";
+    }
+    output_.print(menu_->text(output_.style()));
+    printedLast_ = menu_;
+    return {};
+}
+
+std::string Terminal::set(std::string_view rest) {
+    const auto [number, value] = splitWord(rest);
+    if (!isNumber(number) || value.empty()) {
+        return "error: set takes a number and a value";
+    }
+    const std::string text(value);
+    return carryOut(choiceOf(number, &text));
+}
+
+std::string Terminal::closeFront() {
+    if (dialogs_.empty()) {
+        return "error: no dialog is open";
+    }
+    return carryOut({"ok", dialogs_.back().close});
+}
+
+/// What the number means, pressed, or set to the value if there is one.
+Choice Terminal::choiceOf(std::string_view number, const std::string* value) const {
+    if (!printedLast_) {
+        return {"error: nothing is shown to choose from", nullptr};
+    }
+    std::size_t index = 0; // stays so for a number that is too large
+    std::from_chars(number.data(), number.data() + number.size(), index);
+    return value ? printedLast_->set(index, *value) : printedLast_->choose(index);
+}
+
+/// Answers, and only then acts: what the action prints comes below its reason.
+std::string Terminal::carryOut(const Choice& choice) {
+    output_.print(harmless(choice.answer));
+    if (choice.action) {
+        choice.action();
+    }
+    return {};
+}
+
+// MARK: Drawing
+
+void Terminal::drawSoon() {
+    if (std::exchange(*drawingPosted_, true)) {
+        return;
+    }
+    mainLoop_.post([this, posted = std::weak_ptr<bool>(drawingPosted_)] {
+        if (const auto here = posted.lock()) {
+            *here = false;
+            draw();
+            if (input_) {
+                output_.prompt();
+            }
+        }
+    });
+}
+
+void Terminal::draw() {
+    const Style style = output_.style();
+    if (std::string line = stateLine(state_, style); line != printedState_) {
+        output_.print(line);
+        printedState_ = std::move(line);
+    }
+    for (Dialog& dialog : dialogs_) {
+        if (std::string text = dialog.pane->text(style); text != dialog.printed) {
+            output_.print(text);
+            dialog.printed = std::move(text);
+            printedLast_ = dialog.pane;
+        }
+    }
+}
+
+} // namespace kvn::host

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "host/DialogWindow.h"
+#include "host/terminal/Terminal.h"
+#include "host/terminal/TerminalPane.h"
+
+namespace kvn::host {
+
+/// A dialog in a terminal, printed when it opens and whenever its text has changed. The terminal outlives
+/// it.
+class TerminalDialogWindow final : public DialogWindow, private TerminalPane {
+public:
+    explicit TerminalDialogWindow(Terminal& terminal) : terminal_(terminal) {}
+    ~TerminalDialogWindow() override { terminal_.remove(*this); }
+    TerminalDialogWindow(const TerminalDialogWindow&) = delete;
+    TerminalDialogWindow& operator=(const TerminalDialogWindow&) = delete;
+
+    Rect visibleScreen() const override { return {}; }
+    void show(const std::string& title, DialogRows rows, const Rect& content) override;
+    void update(DialogRows rows) override;
+    bool isVisible() const override { return terminal_.isOpen(*this); }
+    void close() override;
+    void onClose(std::function<void()> handler) override { onClose_ = std::move(handler); }
+
+private:
+    std::string text(const Style& style) const override;
+    Choice choose(std::size_t number) const override;
+    Choice set(std::size_t number, const std::string& value) const override;
+
+    Terminal& terminal_;
+    std::string title_;
+    DialogRows rows_;
+    std::function<void()> onClose_;
+};
+
+} // namespace kvn::host

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "host/terminal/Style.h"
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+namespace kvn::host {
+
+/// What a person's choice leads to: the answer in a line, and what is done after it, if anything.
+struct Choice {
+    std::string answer;
+    std::function<void()> action;
+};
+
+/// A part of the user interface that is shown as text, with numbers from 1 to choose by. Main thread.
+class TerminalPane {
+public:
+    virtual ~TerminalPane() = default;
+
+    /// In harmless lines, without the last line's end.
+    virtual std::string text(const Style& style) const = 0;
+
+    virtual Choice choose(std::size_t number) const = 0;
+    virtual Choice set(std::size_t number, const std::string& value) const = 0;
+};
+
+} // namespace kvn::host

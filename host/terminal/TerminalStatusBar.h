@@ -1,0 +1,32 @@
+#pragma once
+
+#include "host/StatusBar.h"
+#include "host/terminal/Terminal.h"
+#include "host/terminal/TerminalPane.h"
+
+namespace kvn::host {
+
+/// The status item in a terminal: its picture is a word in the state's line, its menu a command. The
+/// terminal outlives it.
+class TerminalStatusBar final : public StatusBar, private TerminalPane {
+public:
+    explicit TerminalStatusBar(Terminal& terminal) : terminal_(terminal) {}
+    ~TerminalStatusBar() override { removeItem(); }
+    TerminalStatusBar(const TerminalStatusBar&) = delete;
+    TerminalStatusBar& operator=(const TerminalStatusBar&) = delete;
+
+    bool itemHasButton() const override { return true; }
+    void showItem(const Menu& menu) override;
+    void removeItem() override;
+    void updateItem(const StatusImage& image) override;
+
+private:
+    std::string text(const Style& style) const override;
+    Choice choose(std::size_t number) const override;
+    Choice set(std::size_t number, const std::string& value) const override;
+
+    Terminal& terminal_;
+    const Menu* menu_ = nullptr; // while there is an item
+};
+
+} // namespace kvn::host

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Text in the columns of a terminal: UTF-8 in any script, whatever the locale is.
+
+namespace kvn::host {
+
+/// The text as one line that does nothing to a terminal but show itself: line ends and tabs become blanks;
+/// other control characters, those that turn the direction of writing and bytes that are no UTF-8 become
+/// U+FFFD.
+std::string harmless(std::string_view text);
+
+/// The columns that a harmless text takes: two for a wide character, none for a combining mark.
+std::size_t displayWidth(std::string_view harmlessText);
+
+/// The harmless text with blanks behind it up to the width.
+std::string padded(std::string harmlessText, std::size_t width);
+
+/// The text in harmless lines: one for each of its own, those too long for the width broken between words,
+/// or within a word that is too long itself. At least one line.
+std::vector<std::string> wrapped(std::string_view text, std::size_t width);
+
+} // namespace kvn::host
