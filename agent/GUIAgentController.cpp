@@ -1,50 +1,55 @@
 #include "agent/GUIAgentController.h"
 
+#include "agent/PermissionDialog.h"
 #include "core/logging/CNSLog.h"
 
 namespace kvn {
 
 using Kvs::OCNSLog;
 
-GUIAgentController::GUIAgentController(const RemoteServiceConnector::Environment& environment,
-                                       const host::Clock& clock, ServiceStatusView* statusView)
-    : AgentController(environment, clock), bundle_(environment.bundle), statusView_(statusView) {
+GUIAgentController::GUIAgentController(const Environment& environment, AgentApplication& application)
+    : AgentController(environment.connector, environment.clock), environment_(environment),
+      appDelegate_(application) {
     setControllerDelegate(this);
+    appDelegate_.dialogWindow().onClose([this] { windowWillClose(); });
 }
 
-void GUIAgentController::showServiceStatus() {
-    requestServiceStatus();
-    if (!statusView_) {
-        return;
+GUIAgentController::~GUIAgentController() {
+    appDelegate_.dialogWindow().onClose(nullptr);
+    if (svcCtrlClient_) {
+        svcCtrlClient_->dropEventHandler();
     }
-    if (!anyStateArrived_) {
-        statusView_->showStatus(bundle_.localizedString("StatusPending"), nullptr);
-        return;
-    }
-    const OFRServiceInfo* info = lastServiceState_ ? &*lastServiceState_ : nullptr;
-    statusView_->showStatus(stateText(info), info);
 }
 
-std::string GUIAgentController::stateText(const OFRServiceInfo* info) const {
-    return OFRServiceInfo::serviceStateAsString(info ? info->status : OFRServiceInfo::Offline, bundle_);
-}
+// MARK: Status
 
 void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
+    using AppState = AgentApplication::AppState;
     const std::int32_t state = info ? info->status : OFRServiceInfo::Offline;
-    const std::string text = stateText(info);
+    AppState appState = AppState::NotOnline;
+    if (state == OFRServiceInfo::Online) {
+        appState = info->subProcessRunning ? AppState::Controlled : AppState::Online;
+    }
+    lastStateText_ = stateText(appDelegate_.updateAppState(appState, state));
     if (statusView_) {
-        statusView_->showStatus(text, info);
+        statusView_->showStatus(lastStateText_, info);
     }
     // No previous state counts as online, so that a first "online" is not worth a line.
     const std::int32_t previous = lastServiceState_ ? lastServiceState_->status : OFRServiceInfo::Online;
     if (state != previous && info) {
-        OCNSLog("RemoteService status: %@, server:%@, registration:%@", text, info->server,
+        OCNSLog("RemoteService status: %@, server:%@, registration:%@", lastStateText_, info->server,
                 info->registration);
     } else if (state != previous) {
-        OCNSLog("RemoteService status: %@", text);
+        OCNSLog("RemoteService status: %@", lastStateText_);
     }
     lastServiceState_ = info ? std::optional(*info) : std::nullopt;
-    anyStateArrived_ = true;
+    if (observer_) {
+        observer_->statusShown(lastStateText_, info);
+    }
+}
+
+std::string GUIAgentController::stateText(std::int32_t state) const {
+    return OFRServiceInfo::serviceStateAsString(state, environment_.connector.bundle);
 }
 
 void GUIAgentController::notifyRequestFailedWithError(const std::string& text, std::int32_t code) {
@@ -55,5 +60,55 @@ void GUIAgentController::notifyRequestFailedWithError(const std::string& text, s
         OCNSLog("%@ (%d)", text, code);
     }
 }
+
+// MARK: Dialogs
+
+void GUIAgentController::showServiceStatus() {
+    requestServiceStatus();
+    const host::Bundle& bundle = environment_.connector.bundle;
+    if (!statusView_) {
+        statusView_ = std::make_unique<ServiceStatusView>(bundle);
+    }
+    const OFRServiceInfo* details = lastServiceState_ ? &*lastServiceState_ : nullptr;
+    statusView_->showStatus(lastStateText_.empty() ? bundle.localizedString("StatusPending") : lastStateText_,
+                            details);
+    showContentView(*statusView_, "StatusDialogTitle");
+}
+
+void GUIAgentController::showPreferences() {
+    if (!prefsView_) {
+        prefsView_ =
+            std::make_unique<PreferencesView>(environment_.connector.settings, environment_.connector.bundle);
+    }
+    prefsView_->updateControls();
+    showContentView(*prefsView_, "SettingsDialogTitle");
+}
+
+void GUIAgentController::showContentView(DialogContentView& view, const char* titleKey) {
+    constexpr double kTopMargin = 32.0;
+    host::DialogWindow& window = appDelegate_.dialogWindow();
+    const host::Rect screen = window.visibleScreen();
+    const host::Rect place{screen.x + (screen.width - view.width()) * 0.5,
+                           screen.y + screen.height - view.height() - kTopMargin, view.width(),
+                           view.height()};
+    contentView_ = &view;
+    view.onChange([this, &window, &view] {
+        if (contentView_ == &view) {
+            window.update(view.rows());
+        }
+    });
+    window.show(environment_.connector.bundle.localizedString(titleKey), view.rows(), place);
+}
+
+void GUIAgentController::windowWillClose() {
+    if (prefsView_ && contentView_ == prefsView_.get()) {
+        prefsView_->saveCurrentSettings();
+        appDelegate_.settingsUpdated();
+    }
+}
+
+void GUIAgentController::checkPermissions() { appDelegate_.permissionDialog().checkPermissions(); }
+
+void GUIAgentController::showPermissions() { appDelegate_.permissionDialog().showPermissions(); }
 
 } // namespace kvn

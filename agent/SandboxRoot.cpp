@@ -1,5 +1,7 @@
 #include "agent/SandboxRoot.h"
 
+#include "core/system/FSysInfoPaths.h"
+
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -11,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kLongestSocketPath[] = "/var/tmp/com.korvane/pipes/Kvn30RemoteServer";
+constexpr char kLongestSocketPath[] = "/var/run/com.korvane.remote.KvnServiceController.socket";
 constexpr std::size_t kLongestSocketAddress = 103; // the path field of macOS's sockaddr_un, less its NUL
 
 } // namespace
@@ -29,6 +31,10 @@ std::optional<std::string> prepareRoot(const std::string& folder, std::string& p
         if (!error) {
             fs::create_directories(root / part, error);
         }
+    }
+    if (!error) { // the user's home below the root stands for the real one
+        fs::create_directories(root / fs::path(Kvs::FSysInfoPaths::getHomeFolder().str()).relative_path(),
+                               error);
     }
     if (!error && access((root / "var/log").c_str(), W_OK) != 0) {
         error = std::error_code(errno, std::generic_category());

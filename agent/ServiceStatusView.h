@@ -1,18 +1,30 @@
 #pragma once
 
+#include "agent/DialogContentView.h"
+#include "host/Bundle.h"
 #include "remote/platform/OFRRecords.h"
 
+#include <optional>
 #include <string>
 
 namespace kvn {
 
-/// Where the user sees the service's state. Main thread.
-class ServiceStatusView {
+/// The service's state and what is known of its connections. Main thread.
+class ServiceStatusView final : public DialogContentView {
 public:
-    virtual ~ServiceStatusView() = default;
+    explicit ServiceStatusView(const host::Bundle& bundle);
 
-    /// `details` is null when there are none; it is valid for the call.
-    virtual void showStatus(const std::string& text, const OFRServiceInfo* details) = 0;
+    /// `details` may be null.
+    void showStatus(const std::string& text, const OFRServiceInfo* details);
+
+    host::DialogRows rows() override;
+
+private:
+    host::DialogTable proxyTable() const;
+
+    const host::Bundle& bundle_;
+    std::string text_;
+    std::optional<OFRServiceInfo> details_;
 };
 
 } // namespace kvn

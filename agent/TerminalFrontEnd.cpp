@@ -1,110 +1,116 @@
 #include "agent/TerminalFrontEnd.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <unistd.h>
+#include "core/system/FSysInfoPaths.h"
+
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <utility>
+#include <vector>
 
 namespace kvn {
 
 namespace {
 
-/// No command is that long; what goes on without a line end is not one.
-constexpr std::size_t kLongestLine = 4096;
+const std::string kDone = "ok";
 
-void print(const std::string& line) {
-    std::printf("%s\n", line.c_str());
-    std::fflush(stdout);
+std::string requested(const char* what) { return std::string("ok: ") + what + " requested"; }
+
+std::string sent(bool reached, const char* what) {
+    return reached ? requested(what) : "error: the service cannot be reached";
 }
 
-std::string statusLine(const std::string& text, const OFRServiceInfo* details) {
-    std::string line = "status: " + text;
-    const auto add = [&](const char* name, const std::string& value) {
-        if (!value.empty()) {
-            line += std::string(" | ") + name + ": " + value;
-        }
-    };
-    if (details) {
-        add("server", details->server);
-        add("registration", details->registration);
-        add("version", details->version);
-        add("last error", details->lastError);
-        add("proxies", details->proxyInfos.empty() ? "" : std::to_string(details->proxyInfos.size()));
-        add("session", details->subProcessRunning ? "running" : "");
-    }
-    return line;
+/// The command as the person gave it.
+std::string commandName(const std::string& command) {
+    static const std::map<std::string, std::string> names{{"StartService", "start"},
+                                                          {"StopService", "stop"},
+                                                          {"RestartService", "restart"},
+                                                          {"ExecuteTask", "task"}};
+    const auto found = names.find(command);
+    return found == names.end() ? command : found->second;
 }
 
 } // namespace
 
-void TerminalFrontEnd::start(Commands commands, host::MainLoop::Task onEnd) {
-    commands_ = std::move(commands);
-    onEnd_ = std::move(onEnd);
-    input_ = mainLoop_.watchReadable(STDIN_FILENO, [this] { readInput(); });
-    prompt();
+TerminalFrontEnd::TerminalFrontEnd(host::Host& host)
+    : mainLoop_(*host.mainLoop), terminal_(mainLoop_), workspace_(std::move(host.workspace)) {
+    host.privilegedJobs->presentPromptsWith([this](const std::string& prompt) {
+        mainLoop_.post([this, prompt] { terminal_.message("Authorization: " + prompt); });
+    });
 }
 
-void TerminalFrontEnd::showStatus(const std::string& text, const OFRServiceInfo* details) {
-    std::string line = statusLine(text, details);
-    if (line != lastStatusLine_) {
-        print(line);
-        lastStatusLine_ = std::move(line);
-    }
+void TerminalFrontEnd::start(AppDelegate& application) {
+    GUIAgentController& controller = application.mainController();
+    controller.setObserver(this);
+    using Event = host::Workspace::Event;
+    const auto announce = [this](Event event) {
+        return workspace_.announce(event) ? kDone : "error: no one listens";
+    };
+    terminal_.start(
+        {
+            {"status", [&](auto&) { return terminal_.repeatState(), controller.showServiceStatus(), ""; }},
+            {"logs",
+             [&](auto&) {
+                 application.showLogFiles();
+                 return "log files: " + Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
+             }},
+            {"settings", [&](auto&) { return controller.showPreferences(), ""; }},
+            {"permissions", [&](auto&) { return controller.showPermissions(), ""; }},
+            {"start", [&](auto&) { return controller.startService(), requested("start"); }},
+            {"stop", [&](auto&) { return controller.stopService(), requested("stop"); }},
+            {"restart", [&](auto&) { return controller.restartService(), requested("restart"); }},
+            {"task", [&](auto& commandLine) { return runTask(controller, commandLine); }},
+            {"pause", [&](auto&) { return sent(controller.requestServicePause(), "pause"); }},
+            {"continue", [&](auto&) { return sent(controller.requestServiceContinue(), "continue"); }},
+            {"reboot", [&](auto&) { return sent(controller.requestSystemReboot(), "reboot"); }},
+            {"hide", [&](auto&) { return application.hideStatusItem(), kDone; }},
+            {"show", [&](auto&) { return application.showStatusBarItem(), kDone; }},
+            {"hotkey", [&](auto&) { return hotKeys_.press() ? kDone : "error: no hot key is registered"; }},
+            {"sleep", [=](auto&) { return announce(Event::WillSleep); }},
+            {"wake", [=](auto&) { return announce(Event::DidWake); }},
+            {"quit", [&](auto&) { return application.terminate(), kDone; }},
+        },
+        [&application] { application.terminate(); });
 }
 
-void TerminalFrontEnd::prompt() const {
-    if (isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
-        std::printf("> ");
-        std::fflush(stdout);
+std::string TerminalFrontEnd::runTask(GUIAgentController& controller, const std::string& commandLine) {
+    std::istringstream words(commandLine);
+    std::string task;
+    words >> task;
+    if (task.empty()) {
+        return "error: task needs a program";
     }
+    std::vector<std::string> arguments;
+    for (std::string argument; words >> argument;) {
+        arguments.push_back(argument);
+    }
+    controller.executeTask(task, arguments, [this](const PHMessage* result) {
+        terminal_.message("task: " + (result ? "result " + result->dump() : "no result"));
+    });
+    return requested("task");
 }
 
-void TerminalFrontEnd::readInput() {
-    char buffer[512];
-    const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
-    if (count < 0 && (errno == EINTR || errno == EAGAIN)) {
-        return;
+void TerminalFrontEnd::statusShown(const std::string& text, const OFRServiceInfo* details) {
+    host::StateDetails shown;
+    if (details) {
+        shown = {{"server", details->server},
+                 {"registration", details->registration},
+                 {"version", details->version},
+                 {"last error", details->lastError},
+                 {"proxies", details->proxyInfos.empty() ? "" : std::to_string(details->proxyInfos.size())},
+                 {"session", details->subProcessRunning ? "running" : ""}};
     }
-    if (count <= 0) {
-        input_.reset();
-        if (isatty(STDIN_FILENO)) {
-            onEnd_();
-        }
-        return;
-    }
-    unfinishedLine_.append(buffer, static_cast<std::size_t>(count));
-    for (auto end = unfinishedLine_.find('\n'); end != std::string::npos; end = unfinishedLine_.find('\n')) {
-        if (!std::exchange(skippingLine_, false)) {
-            runCommand(std::string_view(unfinishedLine_).substr(0, end));
-        }
-        unfinishedLine_.erase(0, end + 1);
-        prompt();
-    }
-    if (unfinishedLine_.size() > kLongestLine) {
-        unfinishedLine_.clear();
-        if (!std::exchange(skippingLine_, true)) {
-            print("error: line too long");
-        }
-    }
+    terminal_.showState(text, std::move(shown));
 }
 
-void TerminalFrontEnd::runCommand(std::string_view line) {
-    const auto begin = line.find_first_not_of(" \t\r");
-    if (begin == line.npos) {
-        return;
+void TerminalFrontEnd::commandCompleted(const std::string& command, std::int32_t status,
+                                        const std::string& details) {
+    std::string outcome = "completed";
+    if (status != 0) {
+        outcome = "failed (" + std::to_string(status) + ")" + (details.empty() ? "" : ": " + details);
     }
-    line = line.substr(begin, line.find_last_not_of(" \t\r") - begin + 1);
-    if (const auto command = commands_.find(line); command != commands_.end()) {
-        if (const std::string answer = command->second(); !answer.empty()) {
-            print(answer);
-        }
-        return;
-    }
-    std::string known;
-    for (const auto& [name, action] : commands_) {
-        known += " " + name;
-    }
-    print("error: unknown command: " + std::string(line) + " (there are:" + known + ")");
+    terminal_.message(commandName(command) + ": " + outcome);
 }
+
+void TerminalFrontEnd::requestFailed(const std::string& text) { terminal_.message("error: " + text); }
 
 } // namespace kvn

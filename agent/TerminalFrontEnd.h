@@ -1,45 +1,51 @@
 #pragma once
 
-#include "agent/ServiceStatusView.h"
-#include "host/MainLoop.h"
+#include "agent/AgentObserver.h"
+#include "agent/AppDelegate.h"
+#include "host/Host.h"
+#include "host/terminal/Terminal.h"
+#include "host/terminal/TerminalDialogWindow.h"
+#include "host/terminal/TerminalHotKeys.h"
+#include "host/terminal/TerminalStatusBar.h"
+#include "host/terminal/TerminalWorkspace.h"
 
-#include <functional>
-#include <map>
+#include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace kvn {
 
-/// Shows the status as a line on standard output whenever it changes, and takes one command a line on
-/// standard input. Main thread.
-class TerminalFrontEnd final : public ServiceStatusView {
+/// The agent in a terminal: shows its models there, and turns commands into what the menu, the system and
+/// the keyboard would do. Main thread.
+class TerminalFrontEnd final : public AgentObserver {
 public:
-    /// The commands by name; each gives the text that answers it, or an empty one when it has answered.
-    using Commands = std::map<std::string, std::function<std::string()>, std::less<>>;
+    /// Takes the host's workspace over, and shows the prompts of its authorizations.
+    explicit TerminalFrontEnd(host::Host& host);
 
-    explicit TerminalFrontEnd(host::MainLoop& mainLoop) : mainLoop_(mainLoop) {}
+    host::StatusBar& statusBar() { return statusBar_; }
+    host::DialogWindow& dialogWindow() { return dialogWindow_; }
+    host::DialogWindow& permissionWindow() { return permissionWindow_; }
+    host::Workspace& workspace() { return workspace_; }
+    host::HotKeys& hotKeys() { return hotKeys_; }
 
-    /// Begins to read commands. At the end of the input `onEnd` is called, if that input was a person's;
-    /// a script that has no more to say leaves the program running.
-    void start(Commands commands, host::MainLoop::Task onEnd);
+    /// Begins to take commands for the application, which has launched.
+    void start(AppDelegate& application);
 
-    void showStatus(const std::string& text, const OFRServiceInfo* details) override;
-
-    /// Makes the next `showStatus` print its line also when it says nothing new.
-    void forgetShownStatus() { lastStatusLine_.clear(); }
+    // AgentObserver
+    void statusShown(const std::string& text, const OFRServiceInfo* details) override;
+    void commandCompleted(const std::string& command, std::int32_t status,
+                          const std::string& details) override;
+    void requestFailed(const std::string& text) override;
 
 private:
-    void readInput();
-    void runCommand(std::string_view line);
-    void prompt() const;
+    std::string runTask(GUIAgentController& controller, const std::string& commandLine);
 
     host::MainLoop& mainLoop_;
-    host::MainLoop::Handle input_;
-    Commands commands_;
-    host::MainLoop::Task onEnd_;
-    std::string unfinishedLine_;
-    bool skippingLine_ = false; // the line was too long: what is left of it is no command
-    std::string lastStatusLine_;
+    host::Terminal terminal_;
+    host::TerminalStatusBar statusBar_{terminal_};
+    host::TerminalDialogWindow dialogWindow_{terminal_};
+    host::TerminalDialogWindow permissionWindow_{terminal_};
+    host::TerminalWorkspace workspace_;
+    host::TerminalHotKeys hotKeys_;
 };
 
 } // namespace kvn

@@ -1,17 +1,23 @@
-#include "agent/GUIAgentController.h"
+#include "agent/AppDelegate.h"
 #include "agent/Options.h"
 #include "agent/SandboxRoot.h"
 #include "agent/TerminalFrontEnd.h"
+#include "basic/FFLocalizedText.h"
 #include "basic/SystemSleepMonitor.h"
 #include "core/base/FException.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "host/Host.h"
+#include "host/terminal/NoUserInterface.h"
+#include "remote/platform/LaunchdController.h"
+#include "remote/platform/LoginSessionMonitor.h"
+#include "remote/platform/PrivacyChecks.h"
 #include "remote/platform/RemoteAppSuitePrefs.h"
 #include "remote/platform/RemoteServiceSettings.h"
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <unistd.h>
@@ -25,7 +31,6 @@ using namespace kvn;
 
 constexpr char kProgram[] = "KvnGUIAgent";
 constexpr char kBundleIdentifier[] = "com.korvane.remote.KvnGUIAgent";
-constexpr char kLogDirectory[] = "/var/log/com.korvane.remote";
 constexpr char kPreferencesSuite[] = "com.korvane.remote";
 
 constexpr int kExitFailure = 1;
@@ -36,19 +41,22 @@ int fail(int status, const std::string& problem) {
     return status;
 }
 
-TerminalFrontEnd::Commands terminalCommands(GUIAgentController& controller, TerminalFrontEnd& terminal,
-                                            host::MainLoop& mainLoop) {
-    const auto answer = [](bool sent, const char* request) {
-        return sent ? std::string("ok: ") + request + " requested" : "error: the service cannot be reached";
-    };
-    return {
-        {"status", [&] { return terminal.forgetShownStatus(), controller.showServiceStatus(), ""; }},
-        {"pause", [&, answer] { return answer(controller.requestServicePause(), "pause"); }},
-        {"continue", [&, answer] { return answer(controller.requestServiceContinue(), "continue"); }},
-        {"reboot", [&, answer] { return answer(controller.requestSystemReboot(), "reboot"); }},
-        {"quit", [&] { return mainLoop.quit(), "ok"; }},
-    };
-}
+/// How the user sees the agent: in a terminal, or not at all.
+struct UserInterface {
+    explicit UserInterface(host::Host& host) : workspace(*host.workspace), hotKeys(*host.hotKeys) {}
+    explicit UserInterface(TerminalFrontEnd& terminal)
+        : statusBar(terminal.statusBar()), dialogWindow(terminal.dialogWindow()),
+          permissionWindow(terminal.permissionWindow()), workspace(terminal.workspace()),
+          hotKeys(terminal.hotKeys()) {}
+
+    host::NoStatusBar noStatusBar;
+    host::NoDialogWindow noWindow;
+    host::StatusBar& statusBar = noStatusBar;
+    host::DialogWindow& dialogWindow = noWindow;
+    host::DialogWindow& permissionWindow = noWindow;
+    host::Workspace& workspace;
+    host::HotKeys& hotKeys;
+};
 
 int runAgent(host::Host& host, FrontEnd frontEnd) {
     host::MainLoop& mainLoop = *host.mainLoop;
@@ -58,27 +66,42 @@ int runAgent(host::Host& host, FrontEnd frontEnd) {
     SystemSleepMonitor::setSharedInstance(&sleepMonitor);
     RemoteAppSuitePrefs::setSharedInstance(&preferences);
     RemoteServiceSettings::setSharedSettings(&settings);
+    FFLocalizedText::setSharedSources(host.bundle.get(), host.systemInfo.get());
 
     std::optional<TerminalFrontEnd> terminal;
     if (frontEnd == FrontEnd::Terminal) {
-        terminal.emplace(mainLoop);
+        terminal.emplace(host);
     }
-    GUIAgentController controller({mainLoop, *host.processRunner, *host.bundle, *host.systemInfo,
-                                   *host.sessionInfo, sleepMonitor, settings},
-                                  *host.clock, terminal ? &*terminal : nullptr);
+    UserInterface user = terminal ? UserInterface(*terminal) : UserInterface(host);
+    PrivacyChecks privacyChecks(*host.privacyPermissions, *host.systemInfo);
+    LaunchdController launchd(*host.processRunner, *host.scriptRunner, *host.sleeper, *host.systemInfo);
+    LoginSessionMonitor loginSessions(*host.consoleUser, mainLoop, *host.toolQueue, launchd);
+    AppDelegate application(
+        {.controller = {.connector = {mainLoop, *host.processRunner, *host.bundle, *host.systemInfo,
+                                      *host.sessionInfo, sleepMonitor, settings},
+                        .helper = {mainLoop, *host.sleeper, *host.bundle, *host.privilegedJobs},
+                        .clock = *host.clock,
+                        .workQueue = *host.workQueue},
+         .statusBar = user.statusBar,
+         .dialogWindow = user.dialogWindow,
+         .permissionWindow = user.permissionWindow,
+         .workspace = user.workspace,
+         .notifications = *host.notifications,
+         .runningApplications = *host.runningApplications,
+         .hotKeys = user.hotKeys,
+         .toolQueue = *host.toolQueue,
+         .privacyChecks = privacyChecks},
+        kProgram, host.bundle->infoValue("CFBundleIdentifier").value_or(kBundleIdentifier));
 
-    const auto terminate = [&] {
-        Kvs::CNSLog("Terminating agent: %s", kBundleIdentifier);
-        mainLoop.quit();
-    };
-    const auto onTerminate = mainLoop.onSignal(SIGTERM, terminate);
-    const auto onInterrupt = mainLoop.onSignal(SIGINT, terminate);
+    const auto onInterrupt = mainLoop.onSignal(SIGINT, [&] { application.terminate(); });
+    application.applicationDidFinishLaunching();
+    loginSessions.systemMonitorStartedMonitoring();
     if (terminal) {
-        terminal->start(terminalCommands(controller, *terminal, mainLoop), terminate);
+        terminal->start(application);
     }
-    controller.start();
     mainLoop.run();
-    Kvs::CNSLog("Application will terminate: %s", kProgram);
+    application.applicationWillTerminate();
+    host.endBackgroundWork();
     return 0;
 }
 
@@ -101,18 +124,16 @@ int main(int argc, char** argv) {
             return fail(kExitFailure, problem);
         }
         Kvs::FSysInfoPaths::setRoot(*root);
+        setenv("KVN_REMOTE_ROOT", root->c_str(), 1); // for the product's programs that the agent starts
     }
 
     // Writes to a closed socket must fail, not kill.
     std::signal(SIGPIPE, SIG_IGN);
-    const std::string logDirectory = Kvs::FSysInfoPaths::underRoot(kLogDirectory);
+    const std::string logDirectory = Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
     Kvs::CNSInitLog(Kvs::kLogModeNewLogBook | Kvs::kLogModeDebugOff, Kvs::kSysLogConsole, kProgram,
                     logDirectory.c_str());
     try {
         host::Host host = host::makeHost();
-        const std::string user = host.sessionInfo->ownSession().userName;
-        Kvs::CNSLog("Launched: %s version: %s for user: %s(%d)", kProgram, KVN_VERSION, user.c_str(),
-                    static_cast<int>(geteuid()));
         const FrontEnd fallback = isatty(STDIN_FILENO) ? FrontEnd::Terminal : FrontEnd::None;
         return runAgent(host, options.frontEnd.value_or(fallback));
     } catch (const std::exception& exception) {

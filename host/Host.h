@@ -2,14 +2,25 @@
 
 #include "host/Bundle.h"
 #include "host/Clock.h"
+#include "host/ConsoleUser.h"
+#include "host/DistributedNotifications.h"
+#include "host/HotKeys.h"
 #include "host/MainLoop.h"
 #include "host/Pointer.h"
 #include "host/PowerManagement.h"
+#include "host/PrivacyPermissions.h"
+#include "host/PrivilegedJobs.h"
 #include "host/ProcessRunner.h"
 #include "host/PropertyList.h"
+#include "host/RunningApplications.h"
+#include "host/ScriptRunner.h"
 #include "host/SessionInfo.h"
+#include "host/Sleeper.h"
 #include "host/SystemInfo.h"
+#include "host/WorkQueue.h"
+#include "host/Workspace.h"
 
+#include <functional>
 #include <memory>
 
 namespace kvn::host {
@@ -26,6 +37,22 @@ struct Host {
     std::unique_ptr<Bundle> bundle;
     std::unique_ptr<PowerManagement> powerManagement;
     std::unique_ptr<Pointer> pointer;
+    std::unique_ptr<Sleeper> sleeper;
+    std::unique_ptr<PrivilegedJobs> privilegedJobs;
+    std::unique_ptr<ScriptRunner> scriptRunner;
+    std::unique_ptr<WorkQueue> workQueue; // for the helper, whose installation may wait for the user
+    std::unique_ptr<WorkQueue> toolQueue; // for short runs of tools
+    std::unique_ptr<ConsoleUser> consoleUser;
+    std::unique_ptr<Workspace> workspace;
+    std::unique_ptr<DistributedNotifications> notifications;
+    std::unique_ptr<RunningApplications> runningApplications;
+    std::unique_ptr<HotKeys> hotKeys;
+    std::unique_ptr<PrivacyPermissions> privacyPermissions;
+
+    /// Ends what goes on away from the main thread: sleeps, runs of programs and questions for rights end at
+    /// once, jobs of the queues that have not begun and later ones are dropped, and those in progress
+    /// are waited for. Main thread; after the main loop, before anything goes that jobs use.
+    std::function<void()> endBackgroundWork;
 };
 
 /// Builds the host of this process; each backend defines it. Throws FException when the process has no

@@ -11,8 +11,10 @@
 #include "tests/support/ManualMainLoop.h"
 #include "tests/support/TemporaryFolder.h"
 
+#include <array>
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,12 +24,17 @@ namespace kvn::test {
 class FakeProcessRunner : public host::ProcessRunner {
 public:
     std::variant<pid_t, host::Error> launch(const std::string& path,
-                                            const std::vector<std::string>& arguments) override {
+                                            const std::vector<std::string>& arguments,
+                                            Session = Session::Agent) override {
         launched.emplace_back(path, arguments);
         if (fails) {
             return host::Error{"posix", 2, "No such file or directory"};
         }
         return 4300;
+    }
+    std::variant<Outcome, host::Error> run(const std::string&, const std::vector<std::string>&,
+                                           Limits) override {
+        return host::Error{"posix", 2, "No such file or directory"};
     }
 
     bool fails = false;
@@ -37,15 +44,46 @@ public:
 class FakeBundle : public host::Bundle {
 public:
     std::string localizedString(const std::string& key) const override { return key; }
+    std::map<std::string, std::string, std::less<>> localizedStrings() const override { return texts; }
+    std::optional<std::string> infoValue(const std::string& key) const override {
+        const auto found = info.find(key);
+        return found == info.end() ? std::nullopt : std::optional(found->second);
+    }
+    std::optional<std::string> resourcePath(const std::string& name, const std::string& type) const override {
+        const auto found = resources.find(name + "." + type);
+        return found == resources.end() ? std::nullopt : std::optional(found->second);
+    }
     std::optional<std::string> executableOf(const std::string& bundlePath) const override {
         return bundlePath + "/Contents/MacOS/Inner";
     }
+    std::optional<std::string> auxiliaryExecutable(const std::string& path) const override {
+        return "/Agent.app/Contents/" + path;
+    }
+    std::variant<host::PropertyValue::Dictionary, host::Error>
+    embeddedInfoList(const std::string& executable) const override {
+        const auto found = embedded.find(executable);
+        if (found == embedded.end()) {
+            return host::Error{"posix", 2, "No such file or directory"};
+        }
+        return found->second;
+    }
+
+    std::map<std::string, host::PropertyValue::Dictionary> embedded; // by the executable's path
+    std::map<std::string, std::string, std::less<>> texts;
+    std::map<std::string, std::string> info;
+    std::map<std::string, std::string> resources; // paths by file name
 };
 
 class FakeSystemInfo : public host::SystemInfo {
 public:
     std::chrono::seconds upTime() const override { return up; }
+    std::vector<std::string> preferredLanguages() const override { return languages; }
+    bool isOperatingSystemAtLeast(int major, int minor, int patch) const override {
+        return release >= std::array{major, minor, patch};
+    }
     std::chrono::seconds up{3600};
+    std::vector<std::string> languages{"en"};
+    std::array<int, 3> release{11, 0, 0};
 };
 
 class FakeSessionInfo : public host::SessionInfo {

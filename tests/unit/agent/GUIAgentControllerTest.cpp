@@ -1,7 +1,7 @@
 #include "agent/GUIAgentController.h"
 
-#include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeService.h"
+#include "tests/unit/agent/ApplicationFixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,75 +11,119 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
-class RecordingView : public ServiceStatusView {
+class RecordingObserver : public AgentObserver {
 public:
-    void showStatus(const std::string& text, const OFRServiceInfo* details) override {
+    void statusShown(const std::string& text, const OFRServiceInfo* details) override {
         shown.push_back(text + (details ? " " + details->server : ""));
     }
+    void commandCompleted(const std::string&, std::int32_t, const std::string&) override {}
+    void requestFailed(const std::string&) override {}
 
     std::vector<std::string> shown;
 };
 
-class GUIController : public testing::Test {
+class GUIController : public Application {
 protected:
-    std::vector<std::string> linesWith(const std::string& text) const {
-        std::vector<std::string> found = env.log.lines();
-        std::erase_if(found, [&](const auto& line) { return line.find(text) == line.npos; });
-        return found;
-    }
+    GUIController() { app.applicationDidFinishLaunching(); }
+
     /// Polls until that many more answers were shown.
     testing::AssertionResult poll() {
-        const auto known = view.shown.size();
+        const auto known = observer.shown.size();
         env.loop.advance(5s);
-        return env.loop.runUntil([&] { return view.shown.size() > known; }) ? testing::AssertionSuccess()
-                                                                            : testing::AssertionFailure();
+        return env.loop.runUntil([&] { return observer.shown.size() > known; }) ? testing::AssertionSuccess()
+                                                                                : testing::AssertionFailure();
+    }
+    void become(const std::string& next) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        state_ = next;
+    }
+    std::string answerTo(const std::string& message) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return "<RequestResult RequestData=\"1\" StatusCode=\"0\"/><Status RequestData=\"" +
+               requestIdIn(message) + "\" Server=\"relay\" RemoteRegistrationName=\"Office\" " + state_ +
+               "/>";
     }
 
-    AgentEnvironment env;
-    RecordingView view;
-    GUIAgentController controller{env.connector, env.clock, &view};
+    RecordingObserver observer;
+
+private:
+    std::mutex mutex_;
+    std::string state_ = "Value=\"online\"";
 };
 
 TEST_F(GUIController, AChangeOfStateIsLoggedOnceAndEveryAnswerShown) {
-    std::mutex mutex;
-    std::string state = "online";
-    const auto become = [&](const char* next) {
-        const std::lock_guard<std::mutex> guard(mutex);
-        state = next;
-    };
-    FakeService service([&](const std::string& message) {
-        const std::lock_guard<std::mutex> guard(mutex);
-        return "<RequestResult RequestData=\"1\" StatusCode=\"0\"/><Status Value=\"" + state +
-               "\" RequestData=\"" + requestIdIn(message) +
-               "\" Server=\"relay\" RemoteRegistrationName=\"Office\"/>";
-    });
-    controller.showServiceStatus();
-    EXPECT_THAT(view.shown, ElementsAre("StatusPending"));
-    controller.start();
-    ASSERT_TRUE(env.loop.runUntil([&] { return view.shown.size() == 2; }));
+    app.mainController().showServiceStatus();
+    EXPECT_THAT(dialog.all<host::DialogText>().at(0).text, "StatusInitial"); // the failure of the start
+    app.mainController().setObserver(&observer);
+    FakeService service([this](const auto& message) { return answerTo(message); });
+    env.clock.advance(16s);
+    ASSERT_TRUE(poll());
     for (const char* next : {"paused", "paused", "online", "offline"}) {
-        become(next);
+        become(std::string("Value=\"") + next + "\"");
         ASSERT_TRUE(poll());
     }
-    EXPECT_THAT(view.shown, ElementsAre("StatusPending", "StatusOnline relay", "StatusPaused relay",
-                                        "StatusPaused relay", "StatusOnline relay", "StatusOffline relay"));
-    EXPECT_THAT(linesWith("RemoteService status: "),
-                ElementsAre("RemoteService status: StatusPaused, server:relay, registration:Office",
-                            "RemoteService status: StatusOnline, server:relay, registration:Office",
-                            "RemoteService status: StatusOffline, server:relay, registration:Office"));
-    controller.showServiceStatus(); // asks, and shows what is known
-    EXPECT_EQ(view.shown.back(), "StatusOffline relay");
+    EXPECT_EQ(observer.shown.at(observer.shown.size() - 5), "StatusOnline relay");
+    EXPECT_EQ(observer.shown.back(), "StatusOffline relay");
+    EXPECT_THAT(
+        linesWith("RemoteService status: Status"),
+        testing::IsSupersetOf({"RemoteService status: StatusPaused, server:relay, registration:Office",
+                               "RemoteService status: StatusOnline, server:relay, registration:Office",
+                               "RemoteService status: StatusOffline, server:relay, "
+                               "registration:Office"}));
+    EXPECT_EQ(linesWith("RemoteService status: StatusPaused").size(), 1U);
+    EXPECT_EQ(bar.image.look, host::StatusImage::Look::DisabledTemplate);
 }
 
-TEST_F(GUIController, AnAbsentServiceIsOfflineAndItsFailureHasNoNumber) {
-    controller.start();
-    env.loop.runPending();
-    EXPECT_EQ(view.shown.back(), "StatusOffline");
-    EXPECT_THAT(linesWith("RemoteService status: "), ElementsAre("RemoteService status: StatusOffline"));
-    EXPECT_THAT(linesWith("Failed to get"), ElementsAre("Failed to get RemoteService status."));
-    EXPECT_THAT(linesWith("RemoteServiceConnector: "),
-                ElementsAre("RemoteServiceConnector: registerServiceAgent failed."));
+TEST_F(GUIController, ARunningSessionShowsTheControlledIconAndTheDialogItsRows) {
+    app.mainController().setObserver(&observer);
+    FakeService service([this](const auto& message) { return answerTo(message); });
+    ASSERT_TRUE(poll());
+    EXPECT_EQ(bar.image.name, "ConnectedStatusIcon");
+    app.mainController().showServiceStatus();
+    become("Value=\"online\" SubProcessSessions=\"100008\" Version=\"5\" LastError=\"none yet\"");
+    env.loop.advance(5s);
+    EXPECT_TRUE(env.loop.runUntil([&] { return bar.image.name == "ControlledStatusIcon"; }));
+    EXPECT_EQ(dialog.title, "StatusDialogTitle");
+    EXPECT_EQ(dialog.frame.x, (1440 - 400) / 2);
+    EXPECT_EQ(dialog.frame.y, 900 - 160 - 32);
+    std::vector<std::string> values;
+    for (const auto& field : dialog.all<host::DialogField>()) {
+        values.push_back(field.label + "=" + field.value);
+    }
+    EXPECT_THAT(values, testing::Contains("StatusServerLabel=relay"));
+    EXPECT_THAT(values, testing::Contains("StatusRegistrationLabel=Office"));
+}
+
+TEST_F(GUIController, PreferencesAreKeptWhenTheWindowClosesIfThePolicyLetsThem) {
+    app.mainController().showPreferences();
+    EXPECT_EQ(dialog.frame.height, 178);
+    auto boxes = dialog.all<host::DialogCheckBox>();
+    ASSERT_EQ(boxes.size(), 3U);
+    EXPECT_FALSE(boxes[0].enabled); // no policy: nothing may be changed but the menu
+    EXPECT_TRUE(boxes[0].checked);
+    EXPECT_TRUE(boxes[2].enabled);
+    boxes[2].onChange(true);
+    EXPECT_TRUE(dialog.all<host::DialogCheckBox>()[2].checked);
+    EXPECT_FALSE(env.settings.showStatusBarMenu());
+    dialog.close();
+    EXPECT_TRUE(env.settings.showStatusBarMenu());
+    EXPECT_NE(bar.menu, nullptr);
+
+    const std::string policy =
+        Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/config/KorvaneRemoteservice";
+    std::filesystem::create_directories(policy);
+    writeFile(policy + "/settings.xml", "<Settings><EnableTransferLog>0</EnableTransferLog></Settings>");
+    env.settings.updateSettings();
+    app.mainController().showPreferences();
+    boxes = dialog.all<host::DialogCheckBox>();
+    EXPECT_TRUE(boxes[0].enabled);
+    boxes[0].onChange(true);
+    dialog.all<host::DialogFolder>().at(0).onChange(Kvs::FSysInfoPaths::underRoot("/var/tmp/sessions"));
+    dialog.close();
+    EXPECT_TRUE(env.settings.transferLogEnabled());
+    EXPECT_EQ(env.settings.sessionLogPath(), Kvs::FSysInfoPaths::underRoot("/var/tmp/sessions"));
 }
 
 } // namespace

@@ -34,7 +34,7 @@ TEST(SandboxRoot, AFileInPlaceOfAFolderIsNamed) {
 
 TEST(SandboxRoot, MustLeaveRoomForTheNamesOfSockets) {
     constexpr std::size_t kLongestRoot =
-        103 - std::string_view("/var/tmp/com.korvane/pipes/Kvn30RemoteServer").size();
+        103 - std::string_view("/var/run/com.korvane.remote.KvnServiceController.socket").size();
     TemporaryFolder folder;
     std::string root = folder.file("");
     root.resize(kLongestRoot, 'x');

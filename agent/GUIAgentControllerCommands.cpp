@@ -1,0 +1,141 @@
+#include "agent/GUIAgentController.h"
+
+#include "core/logging/CNSLog.h"
+
+#include <nlohmann/json.hpp>
+#include <utility>
+
+// What the user has the privileged helper do. A command goes to the work queue, since connecting to the
+// helper, and installing it before, may take long; what became of it comes back as an event.
+
+namespace kvn {
+
+using Kvs::OCNSLog;
+
+namespace {
+
+constexpr char kHelperNotAvailable[] = "Can't start/stop service, priviliged helper tool not available";
+constexpr std::int32_t kHelperNotAvailableCode = -2;
+
+const PHMessage kNothing; // null
+
+const PHMessage& valueIn(const PHMessage& message, const char* key) {
+    const auto found = message.find(key); // an array has no keys
+    return found == message.end() ? kNothing : *found;
+}
+
+} // namespace
+
+void GUIAgentController::startService() {
+    sendServiceCtrlCommand([](ServiceCtrlClient& client) { client.sendStartCommand(); });
+}
+
+void GUIAgentController::stopService() {
+    sendServiceCtrlCommand([](ServiceCtrlClient& client) { client.sendStopCommand(); });
+}
+
+void GUIAgentController::restartService() {
+    sendServiceCtrlCommand([](ServiceCtrlClient& client) { client.sendRestartCommand(); });
+}
+
+void GUIAgentController::executeTask(const std::string& task, const std::vector<std::string>& arguments,
+                                     TaskCompletion onCompletion) {
+    std::optional<std::uint64_t> taskId;
+    if (onCompletion) {
+        taskId = ++lastExeutedTaskId_;
+        pendingTasks_.emplace(*taskId, std::move(onCompletion));
+    }
+    sendServiceCtrlCommand(
+        [=](ServiceCtrlClient& client) { client.sendExecuteCommand(task, arguments, taskId); }, taskId);
+}
+
+void GUIAgentController::verifyServiceCtrlClient() {
+    if (!svcCtrlClient_) {
+        PHAgentEventHandler& events = *this;
+        svcCtrlClient_ = std::make_shared<ServiceCtrlClient>(environment_.helper, events);
+    }
+}
+
+void GUIAgentController::sendServiceCtrlCommand(HelperCommand command, std::optional<std::uint64_t> taskId) {
+    verifyServiceCtrlClient();
+    environment_.workQueue.post([this, client = svcCtrlClient_, command = std::move(command), taskId] {
+        if (client->verifyAgentConnection()) {
+            client->verifyEventThreadRunning();
+        } else if (!client->installAgent()) {
+            notifyRequestFailedWithError(kHelperNotAvailable, kHelperNotAvailableCode);
+            environment_.helper.loop.post([this, taskId] {
+                if (taskId) {
+                    abandonTask(*taskId);
+                }
+                if (observer_) {
+                    observer_->requestFailed(kHelperNotAvailable);
+                }
+            });
+            return;
+        }
+        command(*client);
+    });
+}
+
+bool GUIAgentController::processAgentEvent(const PHMessage& event) {
+    if (stringIn(event, "Event") != "CommandCompleted") {
+        return false;
+    }
+    const std::string command = stringIn(event, "Cmd").value_or("");
+    const std::int32_t status = integerIn(event, "status").value_or(0);
+    const std::string details = stringIn(event, "ErrorDetails").value_or("");
+    if (status != 0 && !details.empty()) {
+        OCNSLog("Command %@ failed, status: %d\nDetails: %@", command, status, details);
+    } else if (status != 0) {
+        OCNSLog("Command %@ failed, status: %d", command, status);
+    }
+    if (command == "StartService") {
+        appDelegate_.startServiceCompletedWithStatus(status);
+    } else if (command == "StopService") {
+        appDelegate_.stopServiceCompletedWithStatus(status);
+    } else if (command == "ExecuteTask") {
+        executedTaskCompletedWithResult(event);
+    }
+    if (observer_) {
+        observer_->commandCompleted(command, status, details);
+    }
+    return false;
+}
+
+void GUIAgentController::executedTaskCompletedWithResult(const PHMessage& event) {
+    const PHMessage& response = valueIn(event, "Response");
+    const PHMessage& requestId = valueIn(response, "requestId");
+    const PHMessage& result = valueIn(response, "result");
+    const auto pending = requestId.is_number_unsigned() ? pendingTasks_.find(requestId.get<std::uint64_t>())
+                                                        : pendingTasks_.end();
+    if (pending == pendingTasks_.end()) {
+        const auto text = [](const PHMessage& value) {
+            return value.is_null() ? "(null)"
+                                   : value.dump(-1, ' ', false, PHMessage::error_handler_t::replace);
+        };
+        OCNSLog("Received response: %@ for unknown request: %@", text(result), text(requestId));
+        return;
+    }
+    const TaskCompletion onCompletion = std::move(pending->second);
+    pendingTasks_.erase(pending);
+    onCompletion(&result);
+}
+
+void GUIAgentController::processErrorEvent(const host::Error* error) {
+    OCNSLog("ServiceCrtlClient error: %@", error ? error->description() : "(null)");
+    environment_.workQueue.post([client = svcCtrlClient_] { client->terminatePrivilegedAgent(); });
+    environment_.helper.loop.post([this] {
+        // What the helper was doing has no end that we shall learn of.
+        while (!pendingTasks_.empty()) {
+            abandonTask(pendingTasks_.begin()->first);
+        }
+    });
+}
+
+void GUIAgentController::abandonTask(std::uint64_t taskId) {
+    if (const auto node = pendingTasks_.extract(taskId)) {
+        node.mapped()(nullptr);
+    }
+}
+
+} // namespace kvn

@@ -1,0 +1,79 @@
+#include "agent/PreferencesView.h"
+
+namespace kvn {
+
+namespace {
+
+constexpr double kWidth = 440.0;
+constexpr double kHeight = 178.0;
+constexpr double kHeightWithInterval = 264.0;
+
+} // namespace
+
+PreferencesView::PreferencesView(RemoteServiceSettings& settings, const host::Bundle& bundle)
+    : DialogContentView(kWidth, settings.changeRemoteAccessIntervalAllowed() ? kHeightWithInterval : kHeight),
+      settings_(settings), bundle_(bundle) {}
+
+PreferencesView::Values PreferencesView::currentSettings() const {
+    return {.transferLog = settings_.transferLogEnabled(),
+            .sessionLog = settings_.sessionLogEnabled(),
+            .sessionLogPath = settings_.sessionLogPath(),
+            .intervalBegin = settings_.remoteAccessIntervalBegin(),
+            .intervalEnd = settings_.remoteAccessIntervalEnd(),
+            .showInMenuBar = settings_.showStatusBarMenu()};
+}
+
+void PreferencesView::updateControls() {
+    shown_ = saved_ = currentSettings();
+    changed();
+}
+
+void PreferencesView::saveCurrentSettings() {
+    // What the user left alone may have been changed by another program meanwhile.
+    if (shown_.transferLog != saved_.transferLog) {
+        settings_.setTransferLogEnabled(shown_.transferLog);
+    }
+    if (shown_.sessionLog != saved_.sessionLog || shown_.sessionLogPath != saved_.sessionLogPath) {
+        settings_.setSessionLogEnabled(shown_.sessionLog, shown_.sessionLogPath);
+    }
+    if (shown_.intervalBegin != saved_.intervalBegin || shown_.intervalEnd != saved_.intervalEnd) {
+        settings_.setRemoteAccessIntervalBegin(shown_.intervalBegin, shown_.intervalEnd);
+    }
+    if (shown_.showInMenuBar != saved_.showInMenuBar) {
+        settings_.setShowStatusBarMenu(shown_.showInMenuBar);
+    }
+    saved_ = shown_;
+}
+
+template <class Value>
+std::function<void(Value)> PreferencesView::setter(std::remove_cvref_t<Value> Values::*value) {
+    return [this, value](Value chosen) {
+        shown_.*value = chosen;
+        changed();
+    };
+}
+
+host::DialogRows PreferencesView::rows() {
+    const auto label = [&](const char* key) { return bundle_.localizedString(key); };
+    const bool sessionLogAllowed = settings_.changeSessionLogAllowed();
+    host::DialogRows rows{
+        host::DialogCheckBox{label("PrefsTransferLog"), settings_.changeTransferLogAllowed(),
+                             shown_.transferLog, setter<bool>(&Values::transferLog)},
+        host::DialogCheckBox{label("PrefsSessionLog"), sessionLogAllowed, shown_.sessionLog,
+                             setter<bool>(&Values::sessionLog)},
+        host::DialogFolder{label("PrefsSessionLogFolder"), sessionLogAllowed, shown_.sessionLogPath,
+                           setter<const std::string&>(&Values::sessionLogPath)},
+    };
+    if (settings_.changeRemoteAccessIntervalAllowed()) {
+        using Date = RemoteServiceSettings::Date;
+        rows.emplace_back(host::DialogDate{label("PrefsAccessIntervalBegin"), true, shown_.intervalBegin,
+                                           setter<Date>(&Values::intervalBegin)});
+        rows.emplace_back(host::DialogDate{label("PrefsAccessIntervalEnd"), true, shown_.intervalEnd,
+                                           setter<Date>(&Values::intervalEnd)});
+    }
+    rows.emplace_back(host::DialogCheckBox{label("PrefsShowInMenuBar"), true, shown_.showInMenuBar,
+                                           setter<bool>(&Values::showInMenuBar)});
+    return rows;
+}
+
+} // namespace kvn

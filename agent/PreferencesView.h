@@ -1,0 +1,47 @@
+#pragma once
+
+#include "agent/DialogContentView.h"
+#include "host/Bundle.h"
+#include "remote/platform/RemoteServiceSettings.h"
+
+#include <string>
+
+namespace kvn {
+
+/// The settings that the user may look at and, where the policy allows, change. What is changed here is
+/// kept by `saveCurrentSettings` only. Main thread.
+class PreferencesView final : public DialogContentView {
+public:
+    /// Both outlive the view. The view has room for the remote access interval where it may be changed.
+    PreferencesView(RemoteServiceSettings& settings, const host::Bundle& bundle);
+
+    /// Shows the settings as they are now.
+    void updateControls();
+
+    /// Writes what the user has changed since `updateControls`.
+    void saveCurrentSettings();
+
+    host::DialogRows rows() override;
+
+private:
+    /// What the controls show.
+    struct Values {
+        bool transferLog = false;
+        bool sessionLog = false;
+        std::string sessionLogPath;
+        RemoteServiceSettings::Date intervalBegin;
+        RemoteServiceSettings::Date intervalEnd;
+        bool showInMenuBar = false;
+    };
+
+    Values currentSettings() const;
+    template <class Value>
+    std::function<void(Value)> setter(std::remove_cvref_t<Value> Values::*value);
+
+    RemoteServiceSettings& settings_;
+    const host::Bundle& bundle_;
+    Values shown_;
+    Values saved_;
+};
+
+} // namespace kvn

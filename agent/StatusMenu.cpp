@@ -1,0 +1,38 @@
+#include "agent/StatusMenu.h"
+
+#include "remote/platform/OFRRecords.h"
+
+#include <utility>
+
+namespace kvn {
+
+StatusMenu::StatusMenu(const Actions& actions, const Text& text, const std::string& permissionsTitle) {
+    add(text("TRAY_STATUS_FRM_SERVICE"), actions.getServiceStatus);
+    add(text("TRAY_STATUS_MNU_LOGFILES"), actions.showLogFiles);
+    addSeparator();
+    add(text("COMBO_SETTINGS"), actions.showSettings);
+    if (!permissionsTitle.empty()) {
+        addSeparator();
+        add(permissionsTitle, actions.showPermissions);
+    }
+    addSeparator();
+    startMenuItem_ = add(text("TRAY_STATUS_MNU_STARTCLIENT"), actions.startService);
+    stopMenuItem_ = add(text("TRAY_STATUS_MNU_STOPCLIENT"), actions.stopService);
+    addSeparator();
+    add(text("LV_FORM_HIDE"), actions.hideStatusItem);
+}
+
+std::size_t StatusMenu::add(std::string title, Action action) {
+    items_.push_back({std::move(title), std::move(action)});
+    return items_.size() - 1;
+}
+
+void StatusMenu::addSeparator() { items_.push_back({}); }
+
+void StatusMenu::enableFor(std::int32_t serviceState, bool startAttemptDidFail) {
+    const bool stopped = serviceState == OFRServiceInfo::Offline || serviceState > OFRServiceInfo::Initial;
+    items_[startMenuItem_].enabled = stopped && !startAttemptDidFail;
+    items_[stopMenuItem_].enabled = serviceState == OFRServiceInfo::Online || startAttemptDidFail;
+}
+
+} // namespace kvn

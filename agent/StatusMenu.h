@@ -1,0 +1,47 @@
+#pragma once
+
+#include "host/StatusBar.h"
+
+#include <cstdint>
+#include <functional>
+
+namespace kvn {
+
+/// The menu of the status item. Main thread.
+class StatusMenu {
+public:
+    using Action = std::function<void()>;
+
+    /// What the items do.
+    struct Actions {
+        Action getServiceStatus;
+        Action showLogFiles;
+        Action showSettings;
+        Action showPermissions;
+        Action startService;
+        Action stopService;
+        Action hideStatusItem;
+    };
+
+    using Text = std::function<std::string(const char* key)>;
+
+    /// `text` gives the items' titles but one, which the bundle has: an empty title of the permissions
+    /// leaves that item out.
+    StatusMenu(const Actions& actions, const Text& text, const std::string& permissionsTitle);
+
+    const host::Menu& items() const { return items_; }
+
+    /// Sets what can be chosen while the service is in this state (OFRServiceInfo's values, and 4 for a
+    /// failed start).
+    void enableFor(std::int32_t serviceState, bool startAttemptDidFail);
+
+private:
+    std::size_t add(std::string title, Action action);
+    void addSeparator();
+
+    host::Menu items_;
+    std::size_t startMenuItem_ = 0;
+    std::size_t stopMenuItem_ = 0;
+};
+
+} // namespace kvn

@@ -1,0 +1,202 @@
+#pragma once
+
+#include "host/DialogWindow.h"
+#include "host/DistributedNotifications.h"
+#include "host/HotKeys.h"
+#include "host/PrivacyPermissions.h"
+#include "host/RunningApplications.h"
+#include "host/StatusBar.h"
+#include "host/WorkQueue.h"
+#include "host/Workspace.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What the agent asks of a desktop, each noting what it was asked and doing what the test says.
+namespace kvn::test {
+
+class FakeRegistration : public host::MainLoop::Registration {
+public:
+    explicit FakeRegistration(std::function<void()> end) : end_(std::move(end)) {}
+    ~FakeRegistration() override { end_(); }
+
+private:
+    const std::function<void()> end_;
+};
+
+class FakeStatusBar : public host::StatusBar {
+public:
+    bool itemHasButton() const override { return hasButton; }
+    void showItem(const host::Menu& shown) override {
+        menu = &shown;
+        image = {};
+    }
+    void removeItem() override { menu = nullptr; }
+    void updateItem(const host::StatusImage& shown) override { image = shown; }
+
+    bool hasButton = true;
+    const host::Menu* menu = nullptr; // while there is an item
+    host::StatusImage image;
+};
+
+class FakeWindow : public host::DialogWindow {
+public:
+    host::Rect visibleScreen() const override { return screen; }
+    void show(const std::string& shownTitle, host::DialogRows shownRows, const host::Rect& place) override {
+        visible = true;
+        ++shows;
+        title = shownTitle;
+        rows = std::move(shownRows);
+        frame = place;
+    }
+    void update(host::DialogRows shownRows) override {
+        if (visible) {
+            rows = std::move(shownRows);
+        }
+    }
+    bool isVisible() const override { return visible; }
+    void close() override {
+        if (std::exchange(visible, false) && onClose_) {
+            onClose_();
+        }
+    }
+    void onClose(std::function<void()> handler) override { onClose_ = std::move(handler); }
+
+    /// The rows of one kind.
+    template <class Row>
+    std::vector<Row> all() const {
+        std::vector<Row> found;
+        for (const host::DialogRow& row : rows) {
+            if (const auto* match = std::get_if<Row>(&row)) {
+                found.push_back(*match);
+            }
+        }
+        return found;
+    }
+
+    host::Rect screen{0, 0, 1440, 900};
+    bool visible = false;
+    int shows = 0;
+    std::string title;
+    host::DialogRows rows;
+    host::Rect frame;
+
+private:
+    std::function<void()> onClose_;
+};
+
+class FakeWorkspace : public host::Workspace {
+public:
+    host::MainLoop::Handle observe(std::function<void(Event)> handler) override {
+        handler_ = std::move(handler);
+        return std::make_unique<FakeRegistration>([this] { handler_ = nullptr; });
+    }
+    std::optional<host::Error> openUrl(const std::string& url) override { return open(url); }
+    std::optional<host::Error> openFolder(const std::string& path) override { return open(path); }
+    std::optional<host::Error> launchApplication(const std::string& executable,
+                                                 const std::vector<std::string>& arguments) override {
+        return open(executable + " " + arguments.at(0));
+    }
+    void announce(Event event) {
+        if (handler_) {
+            handler_(event);
+        }
+    }
+
+    bool fails = false;
+    std::vector<std::string> opened;
+
+private:
+    std::optional<host::Error> open(const std::string& what) {
+        opened.push_back(what);
+        return fails ? std::optional(host::Error{"posix", 2, "No such file or directory"}) : std::nullopt;
+    }
+
+    std::function<void(Event)> handler_;
+};
+
+class FakeNotifications : public host::DistributedNotifications {
+public:
+    host::MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object,
+                                   std::function<void(const host::Notification&)> handler) override {
+        observers.push_back({name, object, std::move(handler)});
+        return nullptr;
+    }
+    bool post(const host::Notification& notification) override {
+        for (const Observer& observer : observers) {
+            if (observer.name == notification.name &&
+                observer.object.value_or(notification.object) == notification.object) {
+                observer.handler(notification);
+            }
+        }
+        return true;
+    }
+
+    struct Observer {
+        std::string name;
+        std::optional<std::string> object;
+        std::function<void(const host::Notification&)> handler;
+    };
+    std::vector<Observer> observers;
+};
+
+class FakeRunningApplications : public host::RunningApplications {
+public:
+    std::vector<pid_t> instancesOf(const std::string&) const override { return processes; }
+    bool forceTerminate(pid_t process) override { return terminated.push_back(process), true; }
+
+    std::vector<pid_t> processes;
+    std::vector<pid_t> terminated;
+};
+
+class FakeHotKeys : public host::HotKeys {
+public:
+    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), result; }
+    std::int32_t registerHotKey(const Key& asked, Reference& reference) override {
+        key = asked;
+        reference = 7;
+        return result;
+    }
+    void unregisterHotKey(Reference) override {}
+
+    std::int32_t result = 0;
+    Handler handler;
+    Key key{};
+};
+
+class FakePrivacy : public host::PrivacyPermissions {
+public:
+    std::optional<std::vector<host::ScreenWindow>> onScreenWindows() const override { return windows; }
+    bool requestScreenCapture() override { return ++captureRequests, capture; }
+    bool isAccessibilityTrusted(bool prompt) override { return prompts += prompt, trusted; }
+
+    std::optional<std::vector<host::ScreenWindow>> windows;
+    bool capture = false;
+    int captureRequests = 0;
+    bool trusted = false;
+    int prompts = 0;
+};
+
+/// Runs jobs when the test says so, on its thread.
+class ManualWorkQueue : public host::WorkQueue {
+public:
+    void post(Job job) override { jobs_.push_back(std::move(job)); }
+    int runAll() {
+        int count = 0;
+        for (; !jobs_.empty(); ++count) {
+            const auto jobs = std::exchange(jobs_, {});
+            for (const Job& job : jobs) {
+                job();
+            }
+        }
+        return count;
+    }
+
+private:
+    std::vector<Job> jobs_;
+};
+
+} // namespace kvn::test

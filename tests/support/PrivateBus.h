@@ -1,0 +1,58 @@
+#pragma once
+
+#include "host/linux/BusConnection.h"
+#include "host/posix/PollMainLoop.h"
+#include "host/posix/PosixProcessRunner.h"
+#include "tests/support/PumpUntil.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace kvn::test {
+
+/// A bus of the test's own, which plays both the session's and the system's.
+class PrivateBus {
+public:
+    PrivateBus() {
+        const std::string address = "unix:path=" + folder_.file("bus");
+        setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+    }
+    ~PrivateBus() { stop(); }
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    void start() {
+        writeFile(
+            folder_.file("bus.conf"),
+            "<busconfig><type>session</type><listen>unix:path=" + folder_.file("bus") +
+                "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
+        const auto result =
+            runner_.launch("/usr/bin/dbus-daemon", {"--nofork", "--config-file=" + folder_.file("bus.conf")});
+        ASSERT_TRUE(std::holds_alternative<pid_t>(result)) << "the dbus package is missing";
+        pid_ = std::get<pid_t>(result);
+        ASSERT_TRUE(pumpUntil(loop_, [] { return host::connectToBus(host::Bus::Session) != nullptr; }));
+    }
+    void stop() {
+        if (pid_ != 0) {
+            kill(pid_, SIGKILL);
+            pid_ = 0;
+            std::filesystem::remove(folder_.file("bus"));
+        }
+    }
+    void freeze() const { kill(pid_, SIGSTOP); }
+
+    host::PollMainLoop& loop() { return loop_; }
+
+private:
+    TemporaryFolder folder_;
+    host::PollMainLoop loop_;
+    host::PosixProcessRunner runner_{loop_};
+    pid_t pid_ = 0;
+};
+
+} // namespace kvn::test

@@ -1,0 +1,210 @@
+#include "agent/PermissionDialog.h"
+
+#include "tests/unit/agent/ApplicationFixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace kvn::test {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class PermissionDialogTest : public Application {
+protected:
+    PermissionDialogTest() {
+        env.bundle.texts.clear();
+        panel.begin();
+    }
+
+    /// Everything that this agent lacks is granted.
+    void grantOwn() {
+        privacy.trusted = true;
+        privacy.windows = {{"Mail", 0, 1}};
+    }
+    void answer(const char* accessibility, const char* recording,
+                const char* name = "com.korvane.remote.Permissions") {
+        notifications.observers.at(0).handler(
+            {name, "", {{"accessibility", accessibility}, {"recording", recording}}});
+    }
+    /// What stands before each button that asks for a permission, as its row's number: 1 to 4.
+    std::vector<int> requestButtons() const {
+        std::vector<int> buttons;
+        int row = 0;
+        for (const host::DialogRow& any : permissions.rows) {
+            if (const auto* text = std::get_if<host::DialogText>(&any)) {
+                row += text->text.find("Status") != std::string::npos;
+            } else if (std::get<host::DialogButton>(any).title == "RequestPermission") {
+                buttons.push_back(row);
+            }
+        }
+        return buttons;
+    }
+    void press(const std::string& title) {
+        for (const auto& button : permissions.all<host::DialogButton>()) {
+            if (button.title == title) {
+                return button.onPress();
+            }
+        }
+        FAIL() << "no button " << title;
+    }
+
+    bool terminated = false;
+    PermissionDialog panel{{env.loop, env.clock, env.bundle, permissions, workspace, notifications,
+                            env.runner, toolQueue, checks},
+                           [this] { terminated = true; }};
+};
+
+TEST_F(PermissionDialogTest, WithEverythingGrantedItNeverShows) {
+    grantOwn();
+    answer("1", "1");
+    panel.checkPermissions();
+    panel.checkPermissions();
+    EXPECT_EQ(permissions.shows, 0);
+    env.loop.advance(60s);
+    EXPECT_EQ(permissions.shows, 0);
+}
+
+TEST_F(PermissionDialogTest, PopsUpTwiceBeforeTheUserHasToOpenIt) {
+    panel.checkPermissions(); // the very first check only begins to watch
+    EXPECT_EQ(permissions.shows, 0);
+    env.loop.advance(10s);
+    EXPECT_EQ(permissions.shows, 1);
+    EXPECT_EQ(permissions.title, "PermissionsPanelTitle");
+    EXPECT_EQ(permissions.frame.x, 1440 - 480 - 100);
+    EXPECT_EQ(permissions.frame.y + permissions.frame.height, 900 - 100);
+    permissions.close();
+    env.loop.advance(10s);
+    EXPECT_EQ(permissions.shows, 2);
+    permissions.close();
+    env.loop.advance(10min);
+    panel.checkPermissions();
+    EXPECT_EQ(permissions.shows, 2);
+    panel.showPermissions();
+    for (int i = 0; i < 3; ++i) {
+        permissions.close();
+        env.loop.advance(10min);
+    }
+    EXPECT_EQ(permissions.shows, 5); // and twice more
+    EXPECT_THAT(linesWith("Show permission dialog: "),
+                ElementsAre("Show permission dialog: reset count=0, remaining=1",
+                            "Show permission dialog: reset count=0, remaining=0",
+                            "Show permission dialog: reset count=1, remaining=2",
+                            "Show permission dialog: reset count=0, remaining=1",
+                            "Show permission dialog: reset count=0, remaining=0"));
+}
+
+TEST_F(PermissionDialogTest, OneRequestIsOfferedAtATime) {
+    panel.showPermissions();
+    EXPECT_THAT(requestButtons(), ElementsAre(1));
+    answer("1", "4"); // 4: nothing is known of it
+    EXPECT_THAT(requestButtons(), ElementsAre(2));
+    answer("4", "1");
+    EXPECT_THAT(requestButtons(), ElementsAre(3));
+    privacy.trusted = true;
+    press("RequestPermission");
+    EXPECT_EQ(privacy.prompts, 1);
+    env.loop.advance(10s);
+    EXPECT_THAT(requestButtons(), ElementsAre(4));
+    press("RequestPermission");
+    EXPECT_EQ(privacy.captureRequests, 1);
+    grantOwn();
+    env.loop.advance(10s);
+    EXPECT_THAT(requestButtons(), IsEmpty());
+    EXPECT_THAT(workspace.opened, IsEmpty());
+}
+
+TEST_F(PermissionDialogTest, ThePreLoginAgentIsAskedThroughItsProgram) {
+    panel.showPermissions();
+    press("RequestPermission");
+    workspace.fails = true;
+    answer("1", "0");
+    press("RequestPermission");
+    const std::string agent = Kvs::FSysInfoPaths::underRoot(
+        "/Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app/Contents/MacOS/"
+        "KvnPreLoginAgent");
+    EXPECT_THAT(workspace.opened, ElementsAre(agent + " -requestAccessibilityPermission",
+                                              agent + " -requestRecordingPermission"));
+    EXPECT_THAT(linesWith("Failed to launch PreLoginAgent, error: "), SizeIs(1));
+}
+
+TEST_F(PermissionDialogTest, AnswersAreObservedUnderOneNameAndAcceptedUnderAnother) {
+    EXPECT_EQ(notifications.observers.at(0).name, "com.korvane.remote.PermissionInfo");
+    panel.showPermissions();
+    answer("1", "1", "com.korvane.remote.PermissionInfo");
+    EXPECT_THAT(requestButtons(), ElementsAre(1));
+    EXPECT_THAT(linesWith("Ignoring notification: "),
+                ElementsAre("Ignoring notification: com.korvane.remote.PermissionInfo with info: "
+                            "{accessibility = 1; recording = 1}"));
+    answer("nonsense", "7"); // as 0, and a state that nobody knows
+    EXPECT_THAT(requestButtons(), ElementsAre(1));
+}
+
+TEST_F(PermissionDialogTest, ThePreLoginCheckIsNotHurried) {
+    const auto check = [&](std::chrono::milliseconds later) {
+        env.clock.advance(later);
+        panel.checkPermissions();
+        return toolQueue.runAll();
+    };
+    const std::pair<std::chrono::milliseconds, int> cases[] = {
+        {0ms, 1}, {2999ms, 0}, {1ms, 1}, {6s, 1}, {6001ms, 1}};
+    for (const auto& [later, runs] : cases) {
+        EXPECT_EQ(check(later), runs) << later.count();
+        permissions.visible = true; // by itself it would forget the last check
+    }
+    EXPECT_THAT(linesWith("received no answer for previous request"), SizeIs(1));
+    EXPECT_THAT(linesWith("verifyPreLoginPermissions failed with error: No such file"), SizeIs(4));
+}
+
+TEST_F(PermissionDialogTest, ClosingItAfterTheSystemSettingsWereOpenEndsTheAgent) {
+    panel.showPermissions();
+    permissions.close();
+    env.loop.runPending();
+    EXPECT_FALSE(terminated);
+    panel.showPermissions();
+    press("OpenAccessibilitySettings");
+    panel.showPermissions(); // forgets it
+    permissions.close();
+    env.loop.runPending();
+    EXPECT_FALSE(terminated);
+    panel.showPermissions();
+    press("OpenRecordingSettings");
+    permissions.close();
+    EXPECT_FALSE(terminated);
+    env.loop.runPending();
+    EXPECT_TRUE(terminated);
+    EXPECT_THAT(workspace.opened,
+                ElementsAre("x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility",
+                            "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture"));
+}
+
+TEST_F(PermissionDialogTest, AForeignWindowsNameProvesThatTheScreenMayBeRecorded) {
+    const std::pair<host::ScreenWindow, bool> cases[] = {
+        {{"Mail", 0, 1}, true},
+        {{"Wallpaper", -2147483623, 1}, true},
+        {{"Below", -2147483624, 1}, false},
+        {{"Menu bar", 24, 1}, false},
+        {{"Dock", -20, 1}, false},
+        {{"Panel", 25, 1}, true},
+        {{std::nullopt, 0, 1}, false},
+        {{"Own", 0, getpid()}, false},
+    };
+    for (const auto& [window, proves] : cases) {
+        privacy.windows = {{window}};
+        EXPECT_EQ(checks.haveCaptureScreenPermission(), proves) << window.name.value_or("");
+    }
+    privacy.windows = std::nullopt;
+    EXPECT_FALSE(checks.haveCaptureScreenPermission());
+    env.system.release = {10, 14, 6};
+    EXPECT_TRUE(checks.haveCaptureScreenPermission());
+    EXPECT_FALSE(checks.haveAccessibilityPermission());
+    env.system.release = {10, 13, 0};
+    EXPECT_TRUE(checks.haveAccessibilityPermission());
+}
+
+} // namespace
+} // namespace kvn::test

@@ -1,0 +1,159 @@
+#include "agent/GUIAgentController.h"
+
+#include "tests/support/FakeHelper.h"
+#include "tests/unit/agent/ApplicationFixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace kvn::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kHelperId[] = "com.korvane.remote.KvnServiceController";
+
+/// A helper of the embedded version that completes what it is told to.
+std::optional<PHMessage> obey(const PHMessage& message) {
+    if (message.contains("Ctrl")) {
+        if (message["Ctrl"] == "getVersion") {
+            return PHMessage{{"version", "2.0.0"}};
+        }
+        return std::nullopt;
+    }
+    PHMessage answer{{"Event", "CommandCompleted"}, {"Cmd", message["Cmd"]}, {"status", 0}};
+    if (message.contains("requestId")) {
+        answer["Response"] = {{"requestId", message["requestId"]}, {"result", "done"}};
+    }
+    return answer;
+}
+
+class ServiceCommands : public Application, protected AgentObserver {
+protected:
+    ServiceCommands() {
+        app.applicationDidFinishLaunching();
+        app.mainController().setObserver(this);
+    }
+    ~ServiceCommands() override { app.mainController().setObserver(nullptr); }
+
+    void statusShown(const std::string&, const OFRServiceInfo*) override {}
+    void commandCompleted(const std::string& command, std::int32_t status,
+                          const std::string& details) override {
+        completed.push_back(command + " " + std::to_string(status) + details);
+    }
+    void requestFailed(const std::string& text) override { failures.push_back(text); }
+
+    testing::AssertionResult completes(std::size_t commands) {
+        workQueue.runAll();
+        return env.loop.runUntil([&] { return completed.size() >= commands; }) ? testing::AssertionSuccess()
+                                                                               : testing::AssertionFailure();
+    }
+
+    std::vector<std::string> completed;
+    std::vector<std::string> failures;
+};
+
+TEST_F(ServiceCommands, TravelAsMessagesAndCompleteOnTheMainThread) {
+    FakeHelper helper(kHelperId, obey);
+    std::string result;
+    app.mainController().stopService();
+    app.mainController().startService();
+    app.mainController().restartService();
+    app.mainController().executeTask("/bin/x", {"-a", "b c"}, [&](const auto* r) { result = r->dump(); });
+    app.mainController().executeTask("/bin/y", {}, nullptr);
+    EXPECT_THAT(helper.transcript(), IsEmpty()); // nothing happens on the main thread
+    ASSERT_TRUE(completes(5));
+    EXPECT_EQ(result, "\"done\"");
+    EXPECT_THAT(helper.transcript(),
+                ElementsAre(R"({"Ctrl":"getVersion"})", R"({"Cmd":"StopService"})",
+                            R"({"Cmd":"StartService"})", R"({"Cmd":"RestartService"})",
+                            R"({"Cmd":"ExecuteTask","args":["-a","b c"],"requestId":1,"task":"/bin/x"})",
+                            R"({"Cmd":"ExecuteTask","args":[],"task":"/bin/y"})"));
+    EXPECT_THAT(linesWith("Sending "),
+                testing::IsSupersetOf({"Sending stop service command", "Sending start service command",
+                                       "Sending restart service command", "Sending launch command"}));
+    EXPECT_THAT(linesWith("service completed"),
+                ElementsAre("stop service completed: 0", "start service completed: 0"));
+    EXPECT_THAT(linesWith("unknown request"),
+                ElementsAre("Received response: (null) for unknown request: (null)"));
+}
+
+TEST_F(ServiceCommands, FailuresOfTheHelperAreTold) {
+    FakeHelper helper(kHelperId, [](const PHMessage& message) -> std::optional<PHMessage> {
+        if (message.contains("Ctrl")) {
+            return obey(message);
+        }
+        PHMessage answer{{"Event", "CommandCompleted"}, {"Cmd", message["Cmd"]}, {"status", -201}};
+        if (message["Cmd"] == "StartService") {
+            answer["ErrorDetails"] = "no such program";
+        }
+        return answer;
+    });
+    app.mainController().restartService();
+    app.mainController().startService();
+    ASSERT_TRUE(completes(2));
+    EXPECT_THAT(completed, ElementsAre("RestartService -201", "StartService -201no such program"));
+    EXPECT_THAT(linesWith("Command "),
+                ElementsAre("Command RestartService failed, status: -201",
+                            "Command StartService failed, status: -201\nDetails: no such program"));
+    EXPECT_TRUE(app.updateAppState(AgentApplication::AppState::NotOnline, 1) == 3);
+
+    helper.push({{"Event", "CommandCompleted"}, {"Cmd", 5}, {"status", "x"}, {"Response", {1, 2}}});
+    helper.push({{"Event", "Other"}, {"Cmd", "StopService"}});
+    helper.push({{"Event", "CommandCompleted"},
+                 {"Cmd", "ExecuteTask"},
+                 {"Response", {{"requestId", 99}, {"result", {{"a", 1}}}}}});
+    ASSERT_TRUE(completes(4));
+    EXPECT_THAT(linesWith("unknown request"),
+                ElementsAre("Received response: {\"a\":1} for unknown request: 99"));
+}
+
+TEST_F(ServiceCommands, AMissingHelperIsInstalledOnceAndACommandWithoutOneDropped) {
+    jobs.blessError = host::Error{"posix", 13, "Permission denied"};
+    int abandoned = 0;
+    app.mainController().executeTask("/bin/x", {}, [&](const PHMessage* result) { abandoned += !result; });
+    app.mainController().startService();
+    workQueue.runAll();
+    env.loop.runPending();
+    EXPECT_THAT(jobs.blessed, ElementsAre(kHelperId, kHelperId));
+    EXPECT_EQ(jobs.rights.at(0).second.environment.at(0).value, "ServiceCtrlAuthPromt\n\n");
+    EXPECT_EQ(linesWith("Can't start/stop service, priviliged helper tool not available (-2)").size(), 2U);
+    EXPECT_EQ(failures.size(), 2U);
+    EXPECT_EQ(abandoned, 1);
+    EXPECT_THAT(linesWith("Sending "), testing::Not(testing::Contains("Sending start service command")));
+
+    std::optional<FakeHelper> helper;
+    jobs.blessError.reset();
+    jobs.onBless = [&] { helper.emplace(kHelperId, obey); };
+    app.mainController().startService();
+    ASSERT_TRUE(completes(1));
+    EXPECT_EQ(jobs.blessed.size(), 3U);
+}
+
+TEST_F(ServiceCommands, AHelperThatEndsIsToldOnceAndTheNextCommandReconnects) {
+    int abandoned = 0;
+    {
+        FakeHelper helper(kHelperId, [](const PHMessage& message) {
+            return message.contains("Ctrl") ? obey(message) : std::nullopt; // never completes
+        });
+        app.mainController().executeTask("/bin/x", {},
+                                         [&](const PHMessage* result) { abandoned += !result; });
+        workQueue.runAll();
+        ASSERT_TRUE(waitUntil([&] { return helper.transcript().size() == 2; }));
+    }
+    EXPECT_TRUE(env.loop.runUntil([&] { return abandoned == 1; }));
+    EXPECT_THAT(linesWith("ServiceCrtlClient error"), ElementsAre("ServiceCrtlClient error: (null)"));
+    workQueue.runAll();
+    env.loop.advance(std::chrono::seconds(1));
+
+    FakeHelper helper(kHelperId, obey);
+    app.mainController().stopService();
+    workQueue.runAll();
+    EXPECT_TRUE(waitUntil([&] { return helper.transcript().size() == 2; }));
+    EXPECT_THAT(helper.transcript().back(), R"({"Cmd":"StopService"})");
+}
+
+} // namespace
+} // namespace kvn::test
