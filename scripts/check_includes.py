@@ -41,6 +41,7 @@ SYSTEM_CONDITION = re.compile(
 SYSTEM_HEADER = re.compile(
     r"^\s*#\s*include\s*<(linux/|mach/|CoreFoundation/|IOKit/|asl\.h|libproc\.h|"
     r"sys/(epoll|eventfd|signalfd|timerfd|inotify|prctl|event|sysctl)\.h)")
+COMPOSITION = re.compile(r"agent/(main|TerminalFrontEnd)\.")
 KNOWS_SYSTEM = re.compile(r"core/system/PosixDifferences\.|host/(posix|linux|macos)/")
 
 
@@ -74,8 +75,8 @@ def faults_of(path, text):
         elif HOUSE.index(other) < HOUSE.index(own):
             yield number, f'"{target}" stands above {own}'
         elif other == "host/BACKEND" and not (
-                own in ("host/BACKEND", "standins") or path == "agent/main.cpp"):
-            yield number, f'"{target}": only agent/main.cpp and the stand-ins know a backend'
+                own in ("host/BACKEND", "standins") or COMPOSITION.match(path)):
+            yield number, f'"{target}": only the composition of the program and the stand-ins know a backend'
 
 
 def sources():

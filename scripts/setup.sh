@@ -3,13 +3,13 @@
 # scripts/setup.sh run|test|bench
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libexpat1-dev libsdbus-c++-dev libsystemd-dev
-    python3)
+build=(g++ cmake ninja-build pkg-config libexpat1-dev nlohmann-json3-dev libsdbus-c++-dev libsystemd-dev
+    libutf8proc-dev python3)
 
 case "${1:-}" in
 run) packages=("${build[@]}") ;;
 test) packages=("${build[@]}" libgtest-dev libgmock-dev dbus-daemon clang clang-format clang-tidy
-    libclang-rt-14-dev) ;;
+    libclang-rt-14-dev lld llvm) ;;
 bench) packages=("${build[@]}" libbenchmark-dev libpugixml-dev librapidxml-dev libboost-dev libspdlog-dev
     libzmq3-dev libfmt-dev) ;;
 *)

@@ -5,10 +5,11 @@ import signal
 import sys
 
 import first_session
+import service_control
 from console import Console
 from sandbox import Sandbox
 
-SCENARIOS = {"first-session": first_session.play}
+SCENARIOS = {"first-session": first_session.play, "service-control": service_control.play}
 
 
 def main():

@@ -12,7 +12,10 @@ daemon COMMAND   a command for the daemon, for example:
                    daemon status                 push the status to the agents
                    daemon refuse on | silent on | late 2000 | garbage | flood 100 | drop | die
                    daemon help                   all of them
-agent COMMAND    a command for the agent: status, pause, continue, reboot, quit
+agent COMMAND    a command for the agent: status, pause, continue, reboot, quit; and through the
+                 privileged helper, which it installs when it is missing:
+                   agent start | agent stop | agent restart     the service
+                   agent task /bin/ls -l                        a program
 start daemon     start the daemon again after its end; likewise: start agent
 help             this text
 quit             end everything"""
@@ -40,9 +43,10 @@ class Console:
 
     def _perform(self, verb, rest):
         if verb == "daemon" and rest:
-            self._tell("daemon", self._box.daemon, rest)
+            self._tell_daemon(rest)
         elif verb == "agent" and rest:
-            self._tell("agent", self._box.agent, rest)
+            if not self._box.agent.running or not self._box.agent.say(rest):
+                self._say('the agent does not run ("start agent" starts it)')
         elif verb == "start" and rest in ("daemon", "agent"):
             self._start(rest)
         elif verb == "help":
@@ -50,17 +54,21 @@ class Console:
         elif verb:
             self._say(f"unknown command: {verb} {rest}".rstrip() + " (try \"help\")")
 
-    def _tell(self, name, program, command):
-        if not program.running or not program.say(command):
-            self._say(f"the {name} does not run (\"start {name}\" starts it)")
+    def _tell_daemon(self, command):
+        # Not by its standard input: the helper may have started it.
+        answer = self._box.tell_daemon(command)
+        if answer is None:
+            self._say('the daemon does not run ("start daemon" starts it)')
+        else:
+            show_as("daemon")(answer)
 
     def _start(self, name):
-        program = self._box.daemon if name == "daemon" else self._box.agent
-        if program.running:
+        box = self._box
+        if box.agent.running if name == "agent" else box.tell_daemon("help") is not None:
             self._say(f"the {name} runs already")
-            return
-        program.end()
-        if name == "daemon":
-            self._box.start_daemon()
+        elif name == "agent":
+            box.agent.end()
+            box.start_agent(self._ui)
         else:
-            self._box.start_agent(self._ui)
+            box.daemon.end()
+            box.start_daemon()

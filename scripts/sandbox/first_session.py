@@ -6,7 +6,9 @@ import re
 import signal
 import time
 
-from sandbox import wait_until
+from sandbox import command_lines, wait_until
+from story import expect
+from story import play as play_steps
 
 # The launched program: leaves its arguments, one a line, and its process id.
 CLIENT = """\
@@ -19,16 +21,6 @@ mv pid.new pid
 """
 POLL = 5.0
 REQUEST = r"^<- (?P<peer>\d+) <GetStatus "
-
-
-class Differs(Exception):
-    """What was found in place of what the story tells."""
-
-
-def expect(condition, difference):
-    if not condition:
-        raise Differs(difference)
-    return condition
 
 
 def attribute(text, name):
@@ -158,7 +150,7 @@ class Story:
         expect(status == 0, f"the daemon's exit status is {status}")
         left = [path.name for path in (*box.pipes.iterdir(), box.control) if path.is_socket()]
         expect(not left, f"the daemon left its sockets {left}")
-        left = processes_naming(box.root)
+        left = [words for _, words in command_lines() if str(box.root) in " ".join(words)]
         expect(not left, f"still running: {left}")
         return "nothing is left running"
 
@@ -178,30 +170,7 @@ class Story:
         return f"{command}: the service is {state}"
 
 
-def processes_naming(root):
-    """The command lines of the processes that mention the folder."""
-    found = []
-    for entry in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
-        try:
-            line = entry.read_bytes().replace(b"\0", b" ").decode(errors="replace")
-        except OSError:
-            continue
-        if str(root) in line:
-            found.append(f"{entry.parent.name} {line}")
-    return found
-
-
 def play(box):
     story = Story(box)
-    steps = (story.meet, story.register, story.poll, story.launch, story.report, story.remember, story.lose,
-             story.regain, story.pause, story.go_on, story.end, story.tidy)
-    for step in steps:
-        try:
-            print("ok  ", step(), flush=True)
-        except Differs as difference:
-            print("FAIL", f"{step.__name__}: {difference}", flush=True)
-            for name, heard in (("daemon", box.daemon), ("agent", box.agent), ("log", box.log)):
-                for text in heard.record.tail(15) if heard else ():
-                    print(f"     {name:<7}| {text}")
-            return 1
-    return 0
+    return play_steps(box, (story.meet, story.register, story.poll, story.launch, story.report, story.remember,
+                            story.lose, story.regain, story.pause, story.go_on, story.end, story.tidy))

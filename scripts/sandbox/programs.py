@@ -67,11 +67,12 @@ class Program:
 
 
 class LogTail:
-    """Follows the newest log file of the agent."""
+    """Follows the newest log file of a program."""
 
-    def __init__(self, folder, show=None):
+    def __init__(self, folder, program, show=None):
         self.record = Record(show)
         self._folder = folder
+        self._files = f"{program}_*.txt"
         self._ending = threading.Event()
         self._thread = threading.Thread(target=self._follow, daemon=True)
         self._thread.start()
@@ -80,7 +81,7 @@ class LogTail:
         path, position = None, 0
         while True:
             ending = self._ending.wait(0.02)
-            newest = max(self._folder.glob("KvnGUIAgent_*.txt"), default=path)
+            newest = max(self._folder.glob(self._files), default=path)
             if newest != path:
                 path, position = newest, 0
             if path:

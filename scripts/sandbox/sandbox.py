@@ -1,13 +1,19 @@
-"""A whole product in a temporary folder: the stand-in service daemon and the agent."""
+"""A whole product in a temporary folder: the agent, and the stand-ins that it or the sandbox starts."""
 
+import os
 import pathlib
+import plistlib
 import shutil
+import signal
 import socket
 import tempfile
 import threading
 import time
 
 from programs import LogTail, Program
+
+SERVICE = "com.korvane.remote.KvnRemoteService"
+HELPER = "com.korvane.remote.KvnServiceController"
 
 _printing = threading.Lock()
 
@@ -36,14 +42,18 @@ def ask(path, command, seconds=5):
 
 
 class Sandbox:
-    """Owns the folder, the programs and the log's follower; the end of the scope removes them all."""
+    """Owns the folder, every program that serves it, and the followers of the logs; the end of the scope
+    removes them all."""
 
     def __init__(self, build, verbose=True):
         self.build = pathlib.Path(build).resolve()
         self._show = show_as if verbose else lambda prefix: None
         self.daemon = None
+        self.helper = None
         self.agent = None
         self.log = None
+        self.helper_log = None
+        self.bundle = self.build / "KvnGUIAgent.app"
 
     def __enter__(self):
         # A short path: socket paths are cut at 103 bytes.
@@ -52,24 +62,58 @@ class Sandbox:
                             "com.korvane.remote.plist")
         self.control = self.root / "var/run/service-daemon.control"
         self.pipes = self.root / "var/tmp/com.korvane/pipes"
-        self.log = LogTail(self.root / "var/log/com.korvane.remote", self._show("log"))
+        self.jobs = self.root / "Library/LaunchDaemons"
+        self.helper_job = self.jobs / f"{HELPER}.plist"
+        self.helper_tool = self.root / "Library/PrivilegedHelperTools" / HELPER
+        self.helper_socket = self.root / "var/run" / f"{HELPER}.socket"
+        logs = self.root / "var/log/com.korvane.remote"
+        self.log = LogTail(logs, "KvnGUIAgent", self._show("log"))
+        self.helper_log = LogTail(logs, "KvnServiceController", self._show("helper"))
+        self.jobs.mkdir(parents=True)
+        job = {"Label": SERVICE,
+               "ProgramArguments": [str(self.build / "standins/service-daemon"), "--root", str(self.root)]}
+        (self.jobs / f"{SERVICE}.plist").write_bytes(plistlib.dumps(job))
         return self
 
     def __exit__(self, *_):
-        for program in (self.agent, self.daemon):
+        for program in (self.agent, self.helper, self.daemon):
             if program:
                 program.end()
+        self.end_others()
         self.log.end()
+        self.helper_log.end()
         shutil.rmtree(self.root, ignore_errors=True)
 
     def start_daemon(self, *options):
         self.daemon = Program(
             [self.build / "standins/service-daemon", "--root", self.root, *options], self._show("daemon"))
 
-    def start_agent(self, ui):
+    def start_helper(self, *options):
+        """Starts a helper that is not installed."""
+        self.helper = Program(
+            [self.build / "standins/KvnServiceController", "--root", self.root, *options], self._show("helper"))
+
+    def start_agent(self, ui, bundle=None):
         self.agent = Program(
-            [self.build / "KvnGUIAgent.app/Contents/MacOS/KvnGUIAgent", "--root", self.root, "--ui", ui],
+            [(bundle or self.bundle) / "Contents/MacOS/KvnGUIAgent", "--root", self.root, "--ui", ui],
             self._show("agent"))
+
+    def serving(self, program=""):
+        """The ids of the processes that serve this folder, whoever started them; those of one program."""
+        option = f"\0--root\0{self.root}\0"
+        return [pid for pid, words in command_lines()
+                if option in "\0".join(words) + "\0" and words[0].endswith(program)]
+
+    def end_others(self, seconds=5):
+        """Ends what programs of the sandbox have started: the helper, and the daemon that it started."""
+        for number in (signal.SIGTERM, signal.SIGKILL):
+            for pid in self.serving():
+                try:
+                    os.kill(pid, number)
+                except ProcessLookupError:
+                    pass
+            if wait_until(lambda: not self.serving(), seconds):
+                return
 
     def tell_daemon(self, command):
         """The daemon's answer to a command, or None while it does not listen."""
@@ -81,6 +125,16 @@ class Sandbox:
     def wait_for_daemon(self, seconds=20):
         """Whether the daemon serves its pipes within the time."""
         return wait_until(lambda: self.tell_daemon("agents") is not None, seconds)
+
+
+def command_lines():
+    """Of every process: its id and its words."""
+    for entry in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
+        try:
+            words = entry.read_bytes().rstrip(b"\0").decode(errors="replace").split("\0")
+        except OSError:
+            continue
+        yield int(entry.parent.name), words
 
 
 def wait_until(condition, seconds):

@@ -21,14 +21,15 @@ def _play(test, build):
     with Sandbox(build, verbose=False) as box:
         try:
             test(box)
-            for program in (box.agent, box.daemon):
+            for program in (box.agent, box.helper, box.daemon):
                 if program:
                     program.end(20)
                     expect(not program.record.find("Sanitizer|runtime error:"), "a sanitizer reported")
             return True
         except Exception:
             traceback.print_exc()
-            for name, heard in (("daemon", box.daemon), ("agent", box.agent), ("log", box.log)):
+            for name, heard in (("daemon", box.daemon), ("helper", box.helper), ("agent", box.agent),
+                                ("log", box.log), ("helper", box.helper_log)):
                 for text in heard.record.tail(30) if heard else ():
                     print(f"{name:<7}| {text[:300]}")
             return False

@@ -1,4 +1,4 @@
-"""A service daemon of its own making: sockets and regular expressions, nothing of the product."""
+"""Servers of their own making: sockets and regular expressions, nothing of the product."""
 
 import fcntl
 import re
@@ -36,11 +36,11 @@ def answer_nothing(_tag, _identifier):
     return None
 
 
-class WireDaemon:
-    """Serves both pipes below a root on one thread and keeps every delivery as it came."""
+class WireServer:
+    """Serves sockets on one thread and keeps every delivery as it came; a kind of it says in `react` what
+    it does then."""
 
-    def __init__(self, box, answer=answer_all):
-        self.answer = answer
+    def __init__(self, *paths):
         self.deliveries = []
         self.record = Record()  # the deliveries as text, to wait for
         self._peers = {}
@@ -48,12 +48,12 @@ class WireDaemon:
         self._selector = selectors.DefaultSelector()
         self._lock = threading.Lock()
         self._ending = False
-        box.pipes.mkdir(parents=True, exist_ok=True)
-        self._listeners = [self._listen(box.pipes / name) for name in (CLIENT, SERVER)]
+        self._listeners = [self._listen(path) for path in paths]
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
 
     def _listen(self, path):
+        path.parent.mkdir(parents=True, exist_ok=True)
         path.unlink(missing_ok=True)
         listener = socket.socket(socket.AF_UNIX)
         listener.bind(str(path))
@@ -72,6 +72,7 @@ class WireDaemon:
                         peer = key.fileobj.accept()[0]
                         self._peers[peer] = self._connections
                         self._selector.register(peer, selectors.EVENT_READ)
+                        self.welcome(peer)
                     else:
                         self._read(key.fileobj)
 
@@ -85,11 +86,13 @@ class WireDaemon:
             return
         self.deliveries.append(Delivery(time.monotonic(), self._peers[peer], data))
         self.record.add(data.decode())
-        for element in ELEMENT.finditer(data):
-            identifier = IDENTIFIER.search(element.group(0))
-            answer = self.answer(element.group(1), int(identifier.group(1)) if identifier else 0)
-            if answer is not None:
-                self._send(peer, answer)
+        self.react(peer, data)
+
+    def welcome(self, peer):
+        """A peer has connected."""
+
+    def react(self, peer, data):
+        """Bytes have come."""
 
     def _send(self, peer, data):
         try:
@@ -98,9 +101,16 @@ class WireDaemon:
             self._forget(peer)
 
     def _forget(self, peer):
-        self._selector.unregister(peer)
-        del self._peers[peer]
-        peer.close()
+        if self._peers.pop(peer, None):
+            self._selector.unregister(peer)
+            peer.close()
+
+    def stop_listening(self):
+        """On the serving thread."""
+        for listener in self._listeners:
+            self._selector.unregister(listener)
+            listener.close()
+        self._listeners.clear()
 
     def push(self, data):
         """Sends bytes to everybody."""
@@ -131,3 +141,18 @@ class WireDaemon:
             self._peers.clear()
         self._thread.join()
         self._selector.close()
+
+
+class WireDaemon(WireServer):
+    """The service daemon: serves both pipes below a root."""
+
+    def __init__(self, box, answer=answer_all):
+        self.answer = answer
+        super().__init__(box.pipes / CLIENT, box.pipes / SERVER)
+
+    def react(self, peer, data):
+        for element in ELEMENT.finditer(data):
+            identifier = IDENTIFIER.search(element.group(0))
+            answer = self.answer(element.group(1), int(identifier.group(1)) if identifier else 0)
+            if answer is not None:
+                self._send(peer, answer)

@@ -1,0 +1,79 @@
+"""A client of the privileged helper: sockets and JSON, nothing of the product."""
+
+import json
+import re
+import select
+import socket
+
+VERSION = re.compile(rb"(<key>CFBundleVersion</key>\s*<string>)([^<]*)(</string>)")
+
+
+def version_in(executable):
+    """The version in the information list that an executable carries."""
+    return VERSION.search(executable.read_bytes()).group(2).decode()
+
+
+def frame(message):
+    body = message if isinstance(message, bytes) else json.dumps(message, separators=(",", ":")).encode()
+    return b"F71%05X" % len(body) + body
+
+
+class HelperClient:
+    """One session; the end of the scope closes it."""
+
+    def __init__(self, path, seconds=15):
+        self._socket = socket.socket(socket.AF_UNIX)
+        self._socket.settimeout(seconds)
+        self._socket.connect(str(path))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self._socket.close()
+
+    def send(self, message):
+        self.send_bytes(frame(message))
+
+    def send_bytes(self, data):
+        self._socket.sendall(data)
+
+    def end_sending(self):
+        self._socket.shutdown(socket.SHUT_WR)
+
+    def hears_nothing(self, seconds):
+        """Whether the helper says nothing, and does not hang up, for that long."""
+        return not select.select([self._socket], [], [], seconds)[0]
+
+    def bytes(self, count):
+        """That many bytes, or fewer at the end of the connection."""
+        data = b""
+        while len(data) < count:
+            try:
+                piece = self._socket.recv(count - len(data))
+            except ConnectionResetError:  # it ended before it had read everything
+                break
+            if not piece:
+                break
+            data += piece
+        return data
+
+    def receive(self):
+        """The next message; None at the end of the connection."""
+        header = self.bytes(8)
+        if not header:
+            return None
+        assert re.fullmatch(rb"F71[0-9A-F]{5}", header), header
+        body = self.bytes(int(header[3:], 16))
+        assert len(body) < 512, body
+        return json.loads(body)
+
+    def ask(self, message):
+        self.send(message)
+        return self.receive()
+
+    def command(self, name, **parameters):
+        return self.ask({"Cmd": name, **parameters})
+
+    def version(self):
+        return self.ask({"Ctrl": "getVersion"})["version"]

@@ -1,0 +1,230 @@
+"""Service control: the agent installs its privileged helper, replaces it, and has it command the service."""
+
+import os
+import plistlib
+import re
+import shutil
+import signal
+import time
+
+from helper_client import VERSION, HelperClient, version_in
+from sandbox import HELPER, SERVICE, command_lines, wait_until
+from story import expect
+from story import play as play_steps
+
+SERVICES = "Contents/Library/LaunchServices"
+PATIENCE = 25  # seconds, of a busy machine
+TASK = """\
+#!/bin/sh
+printf '%s\\n' "$@" >"$0.arguments"
+exit 3
+"""
+
+
+class Story:
+    def __init__(self, box):
+        self._box = box
+        self._embedded = box.bundle / SERVICES / HELPER
+        self._version = version_in(self._embedded)
+        self._said = 0.0  # when the last command was said
+        self._seen = 0  # how many lines of the log there were, and of the terminal
+        self._shown = 0
+
+    def begin(self):
+        box = self._box
+        box.start_daemon()
+        expect(box.wait_for_daemon(), "the daemon's control socket does not answer")
+        self._start_agent()
+        self._shows("online")
+        self._no_helper()
+        return f"the service is online, and there is no helper; {self._version} is embedded"
+
+    def install(self):
+        box = self._box
+        self._say("stop")
+        prompt = expect(box.agent.record.wait("^Authorization: .", PATIENCE, self._shown), "no prompt was shown")
+        for text in ("AuthorizationCreate: flags: 19", "AuthorizationCopyRights: ",
+                     f"Privileged helper {HELPER} is up-to-date, version: {self._version}",
+                     "Sending stop service command"):
+            self._logged(text)
+        expect(len(self._found("Retrying to connect PrivilegedAgent...")) == 2, "there were not two retries")
+        self._helper_is(self._version)
+        job = plistlib.loads(box.helper_job.read_bytes())
+        expect(job["Label"] == HELPER and job["ProgramArguments"][0] == str(box.helper_tool), f"the job is {job}")
+        return f'asked "{prompt.text[15:55]}...", installed in {prompt.time - self._said:.1f} s after the command'
+
+    def stopped(self):
+        box = self._box
+        expect(box.daemon.wait(PATIENCE) == 0, "the daemon was not asked to end")
+        self._shows("offline")
+        return f"stop: the process is gone, the agent offline after {time.monotonic() - self._said:.1f} s"
+
+    def start(self):
+        self._say("start")
+        self._logged("Sending start service command")
+        expect(wait_until(self._daemon, PATIENCE), "no daemon runs")
+        self._shows("online")
+        expect(not self._found("AuthorizationCreate"), "the user was asked again")
+        return f"start: process {self._daemon()}, the agent online after {time.monotonic() - self._said:.1f} s"
+
+    def restart(self):
+        former = self._daemon()
+        self._say("restart")
+        self._logged("Sending restart service command")
+        expect(wait_until(lambda: self._daemon() not in (None, former), PATIENCE), "the daemon was not restarted")
+        return f"restart: process {former} became {self._daemon()}"
+
+    def task(self):
+        box = self._box
+        script = box.root / "task"
+        script.write_text(TASK)
+        script.chmod(0o755)
+        self._say(f"task {script} one two")
+        self._logged("Sending launch command")
+        line = box.agent.record.wait("^task: result 3$", PATIENCE, self._shown)
+        expect(line, "the task's result is not shown")
+        found = (box.root / "task.arguments").read_text().split()
+        expect(found == ["one", "two"], f"the task's arguments are {found}")
+        return f"a task ran: {line.text}"
+
+    def fail_to_start(self):
+        self._say("stop")
+        expect(wait_until(lambda: not self._daemon(), PATIENCE), "the daemon still runs")
+        job = self._box.jobs / f"{SERVICE}.plist"
+        job.rename(job.with_suffix(".away"))
+        self._say("start")
+        self._logged("Command StartService failed, status: -201")
+        details = self._box.log.record.wait("^Details: .*No such file", 5, self._seen)
+        expect(details, "no details in the log")
+        job.with_suffix(".away").rename(job)
+        self._say("start")
+        expect(wait_until(self._daemon, PATIENCE), "the daemon does not start again")
+        return f"a start without a job failed with -201; {details.text}"
+
+    def upgrade(self):
+        self._newer = re.sub(r"\d+", lambda number: str(int(number[0]) + 1), self._version, count=1)
+        expect(len(self._newer) == len(self._version), f"{self._newer} does not fit in the place of {self._version}")
+        bundle = self._box.root / "newer" / self._box.bundle.name
+        shutil.copytree(self._box.bundle, bundle)
+        helper = bundle / SERVICES / HELPER
+        content, count = VERSION.subn(rb"\g<1>%b\g<3>" % self._newer.encode(), helper.read_bytes())
+        expect(count == 1, f"the helper has {count} versions")
+        helper.write_bytes(content)
+        self._replace(bundle)
+        self._logged(f"Privileged helper:Library/LaunchServices/{HELPER} must be updated, installed version: "
+                     f"{self._version}, current: {self._newer}")
+        self._logged(f"Privileged helper {HELPER} is up-to-date, version: {self._newer}")
+        expect(not self._found("Must downgrade"), "an upgrade was taken for a downgrade")
+        self._helper_is(self._newer, helper)
+        return f"a newer agent replaced the helper by {self._newer}"
+
+    def downgrade(self):
+        self._replace(self._box.bundle)
+        self._logged(f"Must downgrade {HELPER} from version: {self._newer} to version:{self._version}")
+        self._logged(f"Privileged helper tool version: {self._newer}, uninstalled: 0")
+        self._logged(f"Privileged helper {HELPER} is up-to-date, version: {self._version}")
+        self._helper_is(self._version)
+        return f"an older agent uninstalled it and installed {self._version}"
+
+    def give_up(self):
+        box = self._box
+        self._end_agent()
+        with HelperClient(box.helper_socket) as client:
+            answer = client.command("UninstallInstallerAgent")
+        expect(answer["status"] == 0, f"the helper was not uninstalled: {answer}")
+        expect(wait_until(lambda: not box.serving(HELPER), 5), "the uninstalled helper still runs")
+        self._no_helper()
+        (box.helper_tool / "obstacle").mkdir(parents=True)
+        self._start_agent()
+        unavailable = "Can't start/stop service, priviliged helper tool not available (-2)"
+        for attempt in range(1, 8):
+            self._say("start")
+            self._logged(unavailable, 40)
+            refused = self._found(f"Too many install errors of privileged agent: {HELPER}, skipping installation "
+                                  "in this session")
+            failed = self._found(f"Failed to install privileged helper tool: {HELPER}: error:")
+            expect((len(failed), len(refused)) == ((1, 0) if attempt <= 5 else (0, 1)),
+                   f"attempt {attempt}: {len(failed)} failures, {len(refused)} refusals in the log")
+        shutil.rmtree(box.helper_tool)
+        self._no_helper()
+        expect(not list(box.helper_tool.parent.iterdir()), "the failed installations left files")
+        return "5 installations failed, the sixth and seventh attempts were refused"
+
+    def end(self):
+        box = self._box
+        self._end_agent()
+        expect(box.tell_daemon("quit") == "ok", "the daemon does not listen")
+        box.daemon.end()
+        left = wait_until(lambda: not self._processes(), 5)
+        expect(left, f"still running: {self._processes()}")
+        found = sorted(path.name for path in box.jobs.iterdir())
+        expect(found == [f"{SERVICE}.plist"], f"the jobs are {found}")
+        left = [path.name for path in (box.root / "var/run").iterdir()]
+        expect(not left, f"left in var/run: {left}")
+        return "nothing is left running, nothing left over"
+
+    def _start_agent(self, bundle=None):
+        seen, self._shown = len(self._box.log.record), 0
+        self._box.start_agent("terminal", bundle)
+        expect(self._box.log.record.wait("Registering service agent", PATIENCE, seen), "the agent does not come up")
+
+    def _end_agent(self):
+        self._box.agent.signal(signal.SIGTERM)
+        status = self._box.agent.wait(15)
+        expect(status == 0, f"the agent's exit status is {status}")
+
+    def _say(self, command):
+        self._seen, self._shown = len(self._box.log.record), len(self._box.agent.record)
+        self._said = time.monotonic()
+        expect(self._box.agent.say(command), "the agent does not listen at its terminal")
+
+    def _found(self, text):
+        return self._box.log.record.find("\t" + re.escape(text), self._seen)
+
+    def _logged(self, text, seconds=PATIENCE):
+        line = self._box.log.record.wait("\t" + re.escape(text), seconds, self._seen)
+        return expect(line, f"not in the log: {text}")
+
+    def _shows(self, state):
+        expect(self._box.agent.record.wait(rf"(?i)^status: {state}\b", PATIENCE, self._shown),
+               f"the agent's terminal does not show {state}")
+
+    def _daemon(self):
+        return next(iter(self._box.serving("service-daemon")), None)
+
+    def _processes(self):
+        return [words for _, words in command_lines() if str(self._box.root) in " ".join(words)]
+
+    def _replace(self, bundle):
+        """Another agent takes the helper over, and proves it with a command."""
+        former = self._box.serving(HELPER)
+        service = self._daemon()
+        self._end_agent()
+        self._start_agent(bundle)
+        self._say("restart")
+        self._logged("Sending restart service command", 60)
+        expect(wait_until(lambda: self._daemon() not in (None, service), PATIENCE), "the daemon was not restarted")
+        expect(former and former != self._box.serving(HELPER), "the former helper still runs")
+
+    def _helper_is(self, version, source=None):
+        """One helper runs, is the one embedded in the bundle, and tells this version."""
+        box = self._box
+        expect(len(box.serving(HELPER)) == 1, f"the helpers are {box.serving(HELPER)}")
+        expect(box.helper_tool.read_bytes() == (source or self._embedded).read_bytes(), "another file was installed")
+        installed = [path.name for path in box.helper_tool.parent.iterdir()]
+        expect(installed == [HELPER], f"installed are {installed}")
+        with HelperClient(box.helper_socket) as client:
+            told = client.version()
+        expect(told == version, f"the helper tells {told}, not {version}")
+
+    def _no_helper(self):
+        box = self._box
+        expect(not box.serving(HELPER), "a helper runs")
+        left = [path for path in (box.helper_tool, box.helper_job, box.helper_socket) if os.path.lexists(path)]
+        expect(not left, f"there are {left}")
+
+
+def play(box):
+    story = Story(box)
+    return play_steps(box, (story.begin, story.install, story.stopped, story.start, story.restart, story.task,
+                            story.fail_to_start, story.upgrade, story.downgrade, story.give_up, story.end))
