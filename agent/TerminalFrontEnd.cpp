@@ -36,6 +36,7 @@ TerminalFrontEnd::TerminalFrontEnd(host::Host& host)
     host.privilegedJobs->presentPromptsWith([this](const std::string& prompt) {
         mainLoop_.post([this, prompt] { terminal_.message("Authorization: " + prompt); });
     });
+    terminal_.showState(host.bundle->localizedString("StatusPending"), {});
 }
 
 void TerminalFrontEnd::start(AppDelegate& application) {

@@ -44,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "no sockets");
     Kvs::FileDescriptor peer(ends[1]);
     Reports reports;
-    kvn::PHProtocolHandler handler(Kvs::FileDescriptor(ends[0]), true);
+    kvn::PHProtocolHandler handler(Kvs::FileDescriptor{ends[0]}, true);
     handler.setDelegate(&reports);
     const std::size_t length = std::min(size, kMost);
     require(length == 0 || ::write(peer.get(), data, length) == static_cast<ssize_t>(length),

@@ -1,6 +1,7 @@
 """Runs the product in a sandbox, for a person or for a scripted scenario."""
 
 import argparse
+import os
 import signal
 import sys
 
@@ -25,6 +26,7 @@ def main():
     try:
         with Sandbox(options.build, verbose=options.verbose or not options.scenario) as box:
             if options.scenario:
+                os.environ["LC_ALL"] = "C"  # stories are told in English
                 return SCENARIOS[options.scenario](box)
             return Console(box, options.ui).run()
     except KeyboardInterrupt:

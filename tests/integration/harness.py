@@ -1,6 +1,7 @@
 """Runs integration tests: each gets a sandbox of its own and says with `expect` what must hold."""
 
 import argparse
+import os
 import pathlib
 import sys
 import time
@@ -40,6 +41,7 @@ def main(tests):
     parser.add_argument("--build", required=True, help="build folder")
     parser.add_argument("names", nargs="*", help="tests to run (default: all)")
     options = parser.parse_args()
+    os.environ["LC_ALL"] = "C"  # tests read English
     chosen = [test for test in tests if not options.names or test.__name__ in options.names]
     failed = 0
     for test in chosen:
