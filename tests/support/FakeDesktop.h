@@ -9,8 +9,10 @@
 #include "host/WorkQueue.h"
 #include "host/Workspace.h"
 
+#include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -183,20 +185,32 @@ public:
 /// Runs jobs when the test says so, on its thread.
 class ManualWorkQueue : public host::WorkQueue {
 public:
-    void post(Job job) override { jobs_.push_back(std::move(job)); }
+    void post(Job job) override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        jobs_.push_back(std::move(job));
+    }
     int runAll() {
         int count = 0;
-        for (; !jobs_.empty(); ++count) {
-            const auto jobs = std::exchange(jobs_, {});
-            for (const Job& job : jobs) {
-                job();
-            }
+        while (const Job job = take()) {
+            job();
+            ++count;
         }
         return count;
     }
 
 private:
-    std::vector<Job> jobs_;
+    Job take() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (jobs_.empty()) {
+            return nullptr;
+        }
+        Job job = std::move(jobs_.front());
+        jobs_.pop_front();
+        return job;
+    }
+
+    std::mutex mutex_;
+    std::deque<Job> jobs_;
 };
 
 } // namespace kvn::test
