@@ -7,7 +7,7 @@ build=(g++ cmake ninja-build pkg-config libexpat1-dev nlohmann-json3-dev libsdbu
     libutf8proc-dev python3)
 
 case "${1:-}" in
-run) packages=("${build[@]}") ;;
+run) packages=("${build[@]}" dbus-daemon) ;;
 test) packages=("${build[@]}" libgtest-dev libgmock-dev dbus-daemon clang clang-format clang-tidy
     libclang-rt-14-dev lld llvm) ;;
 bench) packages=("${build[@]}" libbenchmark-dev libpugixml-dev librapidxml-dev libboost-dev libspdlog-dev

@@ -5,12 +5,14 @@ import os
 import signal
 import sys
 
+import everything
 import first_session
 import service_control
 from console import Console
 from sandbox import Sandbox
 
-SCENARIOS = {"first-session": first_session.play, "service-control": service_control.play}
+SCENARIOS = {"first-session": first_session.play, "service-control": service_control.play,
+             "everything": everything.play}
 
 
 def main():

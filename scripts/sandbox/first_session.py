@@ -6,7 +6,7 @@ import re
 import signal
 import time
 
-from sandbox import command_lines, wait_until
+from sandbox import wait_until
 from story import expect
 from story import play as play_steps
 
@@ -150,8 +150,7 @@ class Story:
         expect(status == 0, f"the daemon's exit status is {status}")
         left = [path.name for path in (*box.pipes.iterdir(), box.control) if path.is_socket()]
         expect(not left, f"the daemon left its sockets {left}")
-        left = [words for _, words in command_lines() if str(box.root) in " ".join(words)]
-        expect(not left, f"still running: {left}")
+        expect(not box.left_running(), f"still running: {box.left_running()}")
         return "nothing is left running"
 
     def _registered(self):

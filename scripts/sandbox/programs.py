@@ -1,5 +1,6 @@
 """The programs of a sandbox: started, listened to, ended."""
 
+import os
 import signal
 import subprocess
 import threading
@@ -11,12 +12,12 @@ from record import Record
 class Program:
     """A child process in a session of its own, so that a Ctrl-C at the terminal does not reach it."""
 
-    def __init__(self, arguments, show=None):
+    def __init__(self, arguments, show=None, environment=None):
         self.record = Record(show)
         self.started = time.monotonic()
         self._process = subprocess.Popen(
             arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-            start_new_session=True)
+            env={**os.environ, **(environment or {})}, start_new_session=True)
         self.pid = self._process.pid
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()

@@ -2,7 +2,6 @@
 
 import os
 import pathlib
-import plistlib
 import shutil
 import signal
 import socket
@@ -10,10 +9,8 @@ import tempfile
 import threading
 import time
 
+from installation import HELPER, install
 from programs import LogTail, Program
-
-SERVICE = "com.korvane.remote.KvnRemoteService"
-HELPER = "com.korvane.remote.KvnServiceController"
 
 _printing = threading.Lock()
 
@@ -53,6 +50,8 @@ class Sandbox:
         self.agent = None
         self.log = None
         self.helper_log = None
+        self._bus = None
+        self._environment = {}
         self.bundle = self.build / "KvnGUIAgent.app"
 
     def __enter__(self):
@@ -65,18 +64,17 @@ class Sandbox:
         self.jobs = self.root / "Library/LaunchDaemons"
         self.helper_job = self.jobs / f"{HELPER}.plist"
         self.helper_tool = self.root / "Library/PrivilegedHelperTools" / HELPER
+        self.pre_login_agent = self.helper_tool.parent / "com.korvane.remote.KvnPreLoginAgent.app"
         self.helper_socket = self.root / "var/run" / f"{HELPER}.socket"
         logs = self.root / "var/log/com.korvane.remote"
         self.log = LogTail(logs, "KvnGUIAgent", self._show("log"))
         self.helper_log = LogTail(logs, "KvnServiceController", self._show("helper"))
-        self.jobs.mkdir(parents=True)
-        job = {"Label": SERVICE,
-               "ProgramArguments": [str(self.build / "standins/service-daemon"), "--root", str(self.root)]}
-        (self.jobs / f"{SERVICE}.plist").write_bytes(plistlib.dumps(job))
+        install(self)
+        self._start_bus()
         return self
 
     def __exit__(self, *_):
-        for program in (self.agent, self.helper, self.daemon):
+        for program in (self.agent, self.helper, self.daemon, self._bus):
             if program:
                 program.end()
         self.end_others()
@@ -84,25 +82,50 @@ class Sandbox:
         self.helper_log.end()
         shutil.rmtree(self.root, ignore_errors=True)
 
+    def _start_bus(self):
+        """A session bus of its own: notifications stay in the sandbox."""
+        address = f"unix:path={self.root}/bus"
+        try:
+            self._bus = Program(["dbus-daemon", "--session", "--nofork", "--print-address", "--address", address])
+        except FileNotFoundError:
+            return  # the agent says in its log that there is none
+        if self._bus.record.wait("^unix:", 5):
+            self._environment["DBUS_SESSION_BUS_ADDRESS"] = address
+
+    def _start(self, name, program, *options, environment=None):
+        return Program([program, "--root", self.root, *options], self._show(name),
+                       {**self._environment, **(environment or {})})
+
     def start_daemon(self, *options):
-        self.daemon = Program(
-            [self.build / "standins/service-daemon", "--root", self.root, *options], self._show("daemon"))
+        self.daemon = self._start("daemon", self.build / "standins/service-daemon", *options)
 
     def start_helper(self, *options):
         """Starts a helper that is not installed."""
-        self.helper = Program(
-            [self.build / "standins/KvnServiceController", "--root", self.root, *options], self._show("helper"))
+        self.helper = self._start("helper", self.build / "standins/KvnServiceController", *options)
 
-    def start_agent(self, ui, bundle=None):
-        self.agent = Program(
-            [(bundle or self.bundle) / "Contents/MacOS/KvnGUIAgent", "--root", self.root, "--ui", ui],
-            self._show("agent"))
+    def start_agent(self, ui, bundle=None, environment=None):
+        program = (bundle or self.bundle) / "Contents/MacOS/KvnGUIAgent"
+        self.agent = self._start("agent", program, "--ui", ui, environment=environment)
+
+    def run_pre_login_agent(self, *options):
+        """Runs the agent of the login window to its end; its exit status."""
+        agent = self._start("login", self.pre_login_agent / "Contents/MacOS/KvnPreLoginAgent", *options)
+        return agent.wait(10)
 
     def serving(self, program=""):
         """The ids of the processes that serve this folder, whoever started them; those of one program."""
         option = f"\0--root\0{self.root}\0"
         return [pid for pid, words in command_lines()
                 if option in "\0".join(words) + "\0" and words[0].endswith(program)]
+
+    def installed_helpers(self):
+        """The names of what is, or was half, installed in the helper's place."""
+        return sorted(path.name for path in self.helper_tool.parent.iterdir() if path != self.pre_login_agent)
+
+    def left_running(self):
+        """The words of every process that has to do with this folder."""
+        return [words for pid, words in command_lines()
+                if str(self.root) in " ".join(words) and not (self._bus and pid == self._bus.pid)]
 
     def end_others(self, seconds=5):
         """Ends what programs of the sandbox have started: the helper, and the daemon that it started."""

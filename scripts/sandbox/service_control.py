@@ -4,16 +4,15 @@ import os
 import plistlib
 import re
 import shutil
-import signal
 import time
 
+from installation import HELPER, SERVICE
 from helper_client import VERSION, HelperClient, version_in
-from sandbox import HELPER, SERVICE, command_lines, wait_until
-from story import expect
+from sandbox import wait_until
+from story import PATIENCE, AgentStory, expect
 from story import play as play_steps
 
 SERVICES = "Contents/Library/LaunchServices"
-PATIENCE = 25  # seconds, of a busy machine
 TASK = """\
 #!/bin/sh
 printf '%s\\n' "$@" >"$0.arguments"
@@ -21,14 +20,11 @@ exit 3
 """
 
 
-class Story:
+class Story(AgentStory):
     def __init__(self, box):
-        self._box = box
+        super().__init__(box)
         self._embedded = box.bundle / SERVICES / HELPER
         self._version = version_in(self._embedded)
-        self._said = 0.0  # when the last command was said
-        self._seen = 0  # how many lines of the log there were, and of the terminal
-        self._shown = 0
 
     def begin(self):
         box = self._box
@@ -42,7 +38,7 @@ class Story:
     def install(self):
         box = self._box
         self._say("stop")
-        prompt = expect(box.agent.record.wait("^Authorization: .", PATIENCE, self._shown), "no prompt was shown")
+        prompt = self._printed("^Authorization: .")
         for text in ("AuthorizationCreate: flags: 19", "AuthorizationCopyRights: ",
                      f"Privileged helper {HELPER} is up-to-date, version: {self._version}",
                      "Sending stop service command"):
@@ -81,8 +77,7 @@ class Story:
         script.chmod(0o755)
         self._say(f"task {script} one two")
         self._logged("Sending launch command")
-        line = box.agent.record.wait("^task: result 3$", PATIENCE, self._shown)
-        expect(line, "the task's result is not shown")
+        line = self._printed("^task: result 3$")
         found = (box.root / "task.arguments").read_text().split()
         expect(found == ["one", "two"], f"the task's arguments are {found}")
         return f"a task ran: {line.text}"
@@ -147,7 +142,7 @@ class Story:
                    f"attempt {attempt}: {len(failed)} failures, {len(refused)} refusals in the log")
         shutil.rmtree(box.helper_tool)
         self._no_helper()
-        expect(not list(box.helper_tool.parent.iterdir()), "the failed installations left files")
+        expect(not box.installed_helpers(), "the failed installations left files")
         return "5 installations failed, the sixth and seventh attempts were refused"
 
     def end(self):
@@ -155,45 +150,12 @@ class Story:
         self._end_agent()
         expect(box.tell_daemon("quit") == "ok", "the daemon does not listen")
         box.daemon.end()
-        left = wait_until(lambda: not self._processes(), 5)
-        expect(left, f"still running: {self._processes()}")
+        expect(wait_until(lambda: not box.left_running(), 5), f"still running: {box.left_running()}")
         found = sorted(path.name for path in box.jobs.iterdir())
         expect(found == [f"{SERVICE}.plist"], f"the jobs are {found}")
         left = [path.name for path in (box.root / "var/run").iterdir()]
         expect(not left, f"left in var/run: {left}")
         return "nothing is left running, nothing left over"
-
-    def _start_agent(self, bundle=None):
-        seen, self._shown = len(self._box.log.record), 0
-        self._box.start_agent("terminal", bundle)
-        expect(self._box.log.record.wait("Registering service agent", PATIENCE, seen), "the agent does not come up")
-
-    def _end_agent(self):
-        self._box.agent.signal(signal.SIGTERM)
-        status = self._box.agent.wait(15)
-        expect(status == 0, f"the agent's exit status is {status}")
-
-    def _say(self, command):
-        self._seen, self._shown = len(self._box.log.record), len(self._box.agent.record)
-        self._said = time.monotonic()
-        expect(self._box.agent.say(command), "the agent does not listen at its terminal")
-
-    def _found(self, text):
-        return self._box.log.record.find("\t" + re.escape(text), self._seen)
-
-    def _logged(self, text, seconds=PATIENCE):
-        line = self._box.log.record.wait("\t" + re.escape(text), seconds, self._seen)
-        return expect(line, f"not in the log: {text}")
-
-    def _shows(self, state):
-        expect(self._box.agent.record.wait(rf"(?i)^status: {state}\b", PATIENCE, self._shown),
-               f"the agent's terminal does not show {state}")
-
-    def _daemon(self):
-        return next(iter(self._box.serving("service-daemon")), None)
-
-    def _processes(self):
-        return [words for _, words in command_lines() if str(self._box.root) in " ".join(words)]
 
     def _replace(self, bundle):
         """Another agent takes the helper over, and proves it with a command."""
@@ -211,8 +173,7 @@ class Story:
         box = self._box
         expect(len(box.serving(HELPER)) == 1, f"the helpers are {box.serving(HELPER)}")
         expect(box.helper_tool.read_bytes() == (source or self._embedded).read_bytes(), "another file was installed")
-        installed = [path.name for path in box.helper_tool.parent.iterdir()]
-        expect(installed == [HELPER], f"installed are {installed}")
+        expect(box.installed_helpers() == [HELPER], f"installed are {box.installed_helpers()}")
         with HelperClient(box.helper_socket) as client:
             told = client.version()
         expect(told == version, f"the helper tells {told}, not {version}")

@@ -4,7 +4,7 @@ import json
 import re
 
 from helper_client import frame, version_in
-from sandbox import HELPER
+from installation import HELPER
 from wire import WireServer
 
 FRAME = re.compile(rb"F71([0-9A-F]{5})")

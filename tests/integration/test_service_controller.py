@@ -12,7 +12,8 @@ import time
 
 from harness import expect, main
 from helper_client import HelperClient, version_in
-from sandbox import SERVICE, wait_until
+from installation import SERVICE
+from sandbox import wait_until
 
 
 def program_of(box):
@@ -142,7 +143,6 @@ def it_starts_anew_and_is_uninstalled(box):
                "the helper left a zombie")
         second = subprocess.run([program_of(box), "--root", box.root], capture_output=True, timeout=20)
         expect(second.returncode == 1 and b"in use" in second.stderr, f"a second helper: {second}")
-        box.helper_tool.parent.mkdir()
         for file in (box.helper_tool, box.helper_job):
             file.write_text("installed")
         completes(client, "UninstallInstallerAgent")

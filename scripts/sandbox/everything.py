@@ -1,0 +1,227 @@
+"""Everything: one working day of the agent, from its launch to its end by a signal."""
+
+import os
+import plistlib
+import pwd
+import re
+import signal
+import time
+
+from installation import SERVICE, write_policy
+from sandbox import wait_until
+from story import AgentStory, expect
+from story import play as play_steps
+
+MENU = ["Service Status", "Show Log Files", "Settings", "Permissions", "Start Service", "Stop Service", "Hide"]
+START, STOP = MENU[4], MENU[5]
+GRACE = 15  # seconds in which an offline service is taken for one that starts
+RECHECK = 10  # seconds between two looks at the permissions
+POPPED_UP = "Show permission dialog: reset count=0, remaining="
+ASKED_FOR = "Show permission dialog: reset count=1, remaining="
+
+
+class Story(AgentStory):
+    def launch(self):
+        box = self._box
+        box.start_daemon()
+        expect(box.wait_for_daemon(), "the daemon's control socket does not answer")
+        self._start_agent()
+        user = pwd.getpwuid(os.geteuid()).pw_name
+        starts = ["Launched: KvnGUIAgent version: ", "Starting status timer", "Registering service agent...",
+                  "Checking permissions: received all: 0, did check: 0", "Service agent registered.",
+                  "No other running KvnGUIAgent instance found"]
+        lines = [self._logged(text) for text in starts]
+        expect(lines[0].text.endswith(f" for user: {user}({os.geteuid()})"), f"logged is {lines[0].text}")
+        self._launched = lines[0].time
+        times = [line.time for line in lines]
+        expect(times == sorted(times), "the start-up's log lines are out of order")
+        self._shows("online .*icon: connected$")
+        menu, disabled = self._menu()
+        expect(menu == MENU, f"the menu is {menu}")
+        expect(disabled == {START}, f"disabled are {disabled}")
+        return f"launched, registered, online; the menu has {len(menu)} items, {START} is disabled"
+
+    def control(self):
+        box = self._box
+        self._mark()
+        own = re.search(r"\bsession=(\d+)", box.tell_daemon("agents"))[1]
+        expect(box.tell_daemon(f"sessions 4711,{own}|user") == "ok", "the daemon takes no session")
+        expect(box.tell_daemon("status") is not None, "the daemon pushes no status")
+        self._shows("online .*session: running .*icon: controlled$")
+        self._mark()
+        box.tell_daemon("sessions")
+        box.tell_daemon("status")
+        self._shows("online .*icon: connected$")
+        return "a remote session: the icon is the controlled one, and the usual one after it"
+
+    def sleep(self):
+        unregistered = r"^<- \d+ <UnregisterAgent"
+        heard = len(self._box.daemon.record)
+        self._say("sleep")
+        self._logged("System will sleep, stopping controller")
+        self._printed("icon: not connected$")
+        expect(self._box.daemon.record.wait(unregistered, 5, heard), "the agent did not unregister")
+        expect(self._box.tell_daemon("agents") == "ok", "the daemon still knows an agent")
+        self._say("wake")
+        self._logged("System did wake up, starting controller")
+        self._logged("Service agent registered.")
+        self._shows("online .*icon: connected$")
+        return f"sleep and wake: registered again {1000 * self._since():.0f} ms after waking"
+
+    def spend_the_popups(self):
+        came = []
+        for left in (1, 0):
+            came.append(self._logged(f"{POPPED_UP}{left}").time)
+            self._printed("^== Permissions ==$")
+            self._printed("<Open Screen Recording Settings>$")
+            buttons = self._box.agent.record.find("<Request Permission>$", self._shown)
+            expect(len(buttons) == 1, f"{len(buttons)} request buttons are shown")
+            self._say("close")
+            self._printed("^ok")
+        first = came[0] - self._launched
+        expect(abs(first - RECHECK) < 2, f"the first dialog came {first:.1f} s after the launch")
+        self._budget_spent = came[-1]
+        return f"the permission dialog came up by itself after {first:.0f} s and once more after it was closed"
+
+    def stop(self):
+        self._say("stop")
+        self._printed("^Authorization: .")
+        self._printed("^stop: completed$")
+        self._logged("stop service completed: 0")
+        self._shows("offline .*icon: not connected$")
+        menu, disabled = self._menu()
+        expect(disabled == {STOP}, f"disabled are {disabled}")
+        return f"the helper was installed and stopped the service; {STOP} is disabled"
+
+    def fail_to_start(self):
+        job = self._box.jobs / f"{SERVICE}.plist"
+        job.rename(job.with_suffix(".away"))
+        self._press(START)
+        self._logged("start service completed: -201")
+        self._printed(r"^start: failed \(-201\): .*No such file")
+        menu, disabled = self._menu()
+        expect(disabled == {START}, f"disabled are {disabled}")
+        job.with_suffix(".away").rename(job)
+        self._press(STOP)
+        self._logged("stop service completed: 0")
+        return "a start failed with -201: only a stop was offered, until it succeeded"
+
+    def start(self):
+        expect(wait_until(lambda: START not in self._menu()[1], GRACE + 5), f"{START} stays disabled")
+        self._press(START)
+        self._logged("start service completed: 0")
+        self._shows("online .*icon: connected$")
+        expect(self._box.serving("service-daemon"), "no daemon runs")
+        return f"started from the menu, online after {self._since():.1f} s"
+
+    def change_settings(self):
+        box = self._box
+        self._say("settings")
+        self._printed(r"^ 1  \[ \] Keep a transfer log$")
+        folder = box.root / "session logs"
+        folder.mkdir()
+        for number, value in ((1, "on"), (2, "on"), (3, folder), (4, "on")):
+            self._say(f"set {number} {value}")
+            self._printed("^ok")
+        expect(not self._preference("TransferLogEnabled"), "saved before the dialog was closed")
+        self._say("close")
+        expect(wait_until(lambda: self._preference("TransferLogEnabled"), 5), "the transfer log was not saved")
+        found = {key: self._preference(key) for key in
+                 ("TransferLogEnabled", "SessionLogEnabled", "SessionLogPath", "ShowStatusBarMenu")}
+        expect(list(found.values()) == [True, True, str(folder), True], f"saved is {found}")
+        return "the settings were saved when their dialog was closed: " + ", ".join(found)
+
+    def obey_policy(self):
+        write_policy(self._box, EnableTransferLog=1)
+        self._say("settings")
+        self._printed(r"^ 1  \[x\] Keep a transfer log$")
+        self._say("close")  # rereads the policy
+        self._printed("^ok")
+        self._say("settings")
+        self._printed(r"^ 1  \[x\] Keep a transfer log \(disabled\)$")
+        self._say("set 1 off")
+        self._printed("^error: .*disabled")
+        self._say("close")
+        self._printed("^ok")
+        return "a policy that forces the transfer log disabled its setting"
+
+    def hide(self):
+        self._press("Hide")
+        self._printed("icon: hidden$")
+        self._say("menu")
+        self._printed("^error: there is no menu")
+        self._say("hotkey")
+        self._shows("online .*icon: connected$")
+        return "the status item was hidden, and the hot key brought it back"
+
+    def ask_for_permissions(self):
+        box = self._box
+        expect(time.monotonic() - self._budget_spent > RECHECK, "too early to say that no dialog follows")
+        popups = box.log.record.find(rf"\t{POPPED_UP}")
+        expect(len(popups) == 2, f"the dialog came up by itself {len(popups)} times")
+        self._press("Permissions")
+        self._logged(ASKED_FOR + "2")
+        self._printed("^ 1  <Request Permission>$")
+        self._say("1")
+        self._printed("^ok")
+        expect(box.run_pre_login_agent("--check", "--notification-name", "com.korvane.remote.PermissionInfo") == 0,
+               "the login window's agent could not tell its permissions")
+        self._logged("Ignoring notification: com.korvane.remote.PermissionInfo")
+        self._say("close")
+        self._printed("^ok")
+        return "no third dialog came; the menu shows it, and the login window's agent is heard"
+
+    def replace(self):
+        box = self._box
+        texts = box.language_file.read_text(encoding="utf-8")
+        before, german, after = re.split(r'(<Language langKey="7">.*?</Language>)', texts, maxsplit=1, flags=re.S)
+        german = re.sub(r'\s*<KeyPair key="LV_FORM_HIDE"[^>]*>', "", german)
+        box.language_file.write_text(before + german + after, encoding="utf-8")
+        first = box.agent
+        self._start_agent(environment={"LC_ALL": "de_AT.UTF-8", "LANGUAGE": ""})
+        self._logged("Language set to: de, preferred: de-AT")
+        menu, _ = self._menu()
+        expect("Dienststatus" in menu[0] and menu[-1] == "Hide", f"the menu is {menu}")
+        expect(first.wait(10) == -signal.SIGKILL, "the first instance was not ended")
+        expect(box.log.record.find("\tAnother running KvnGUIAgent instance found, sending terminate event$"),
+               "not in the log: Another running KvnGUIAgent instance found")
+        expect(self._box.agent.running, "the second instance ended too")
+        return f"a second instance ended the first; it speaks German ({menu[0]}) but for a missing text ({menu[-1]})"
+
+    def end(self):
+        box = self._box
+        self._mark()
+        self._end_agent()
+        self._logged("Terminating agent: com.korvane.remote.KvnGUIAgent")
+        self._logged("Application will terminate: KvnGUIAgent")
+        box.end_others()
+        expect(not box.left_running(), f"still running: {box.left_running()}")
+        expect(self._preference("SessionLogPath"), "the preferences were lost")
+        return "SIGTERM ended the agent with status 0; nothing is left running"
+
+    def _since(self):
+        return time.monotonic() - self._said
+
+    def _menu(self):
+        """The titles of the menu's items, and those of the disabled ones."""
+        self._say("menu")
+        self._printed(rf"^ {len(MENU)}  ")
+        found = [re.fullmatch(r" \d  (.+?)( \(disabled\))?", line.text)
+                 for line in self._box.agent.record.find(r"^ \d  ", self._shown)]
+        return [item[1] for item in found], {item[1] for item in found if item[2]}
+
+    def _press(self, title):
+        """Chooses an item of the menu."""
+        number = self._menu()[0].index(title) + 1
+        self._say(str(number))
+        self._printed("^ok: " + re.escape(title))
+
+    def _preference(self, key):
+        return plistlib.loads(self._box.preferences.read_bytes()).get(key)
+
+
+def play(box):
+    story = Story(box)
+    return play_steps(box, (story.launch, story.spend_the_popups, story.control, story.sleep, story.stop,
+                            story.fail_to_start, story.start, story.change_settings, story.obey_policy,
+                            story.hide, story.ask_for_permissions, story.replace, story.end))

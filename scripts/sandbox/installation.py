@@ -1,0 +1,33 @@
+"""What an installation of the product, its administrator and an earlier session have left in a sandbox."""
+
+import plistlib
+import shutil
+
+SERVICE = "com.korvane.remote.KvnRemoteService"
+HELPER = "com.korvane.remote.KvnServiceController"
+SUPPORT = "Library/Application Support/com.korvane.remote"
+
+POLICY = {"EnableTransferLog": 0, "EnableClientTransferLog": 0, "RemoteAccessIntervalEnabled": 0, "Pauseable": 1}
+
+
+def install(box):
+    box.settings = box.root / SUPPORT / "config/KorvaneRemoteservice/settings.xml"
+    box.language_file = box.root / SUPPORT / "config/language.xml"
+    for folder in (box.jobs, box.settings.parent, box.preferences.parent):
+        folder.mkdir(parents=True)
+    job = {"Label": SERVICE,
+           "ProgramArguments": [str(box.build / "standins/service-daemon"), "--root", str(box.root)]}
+    (box.jobs / f"{SERVICE}.plist").write_bytes(plistlib.dumps(job))
+    write_policy(box)
+    box.preferences.write_bytes(plistlib.dumps({"ShowStatusBarMenu": True}))
+    shutil.copy(box.bundle / "Contents/Resources/language.xml", box.language_file)
+    programs = box.pre_login_agent / "Contents/MacOS"
+    programs.mkdir(parents=True)
+    shutil.copy(box.build / "standins/KvnPreLoginAgent", programs)
+
+
+def write_policy(box, **changed):
+    """Writes the administrator's policy, with what differs from the usual one. No declaration stands before
+    it: the agent's reader knows none."""
+    elements = "".join(f"  <{name}>{value}</{name}>\n" for name, value in {**POLICY, **changed}.items())
+    box.settings.write_text(f"<Settings>\n{elements}</Settings>\n")
