@@ -66,9 +66,10 @@ host::DialogRows PreferencesView::rows() {
     };
     if (settings_.changeRemoteAccessIntervalAllowed()) {
         using Date = RemoteServiceSettings::Date;
-        rows.emplace_back(host::DialogDate{label("PrefsAccessIntervalBegin"), true, shown_.intervalBegin,
+        rows.emplace_back(host::DialogText{label("PrefsRemoteAccessInterval")});
+        rows.emplace_back(host::DialogDate{label("PrefsRemoteAccessBegin"), true, shown_.intervalBegin,
                                            setter<Date>(&Values::intervalBegin)});
-        rows.emplace_back(host::DialogDate{label("PrefsAccessIntervalEnd"), true, shown_.intervalEnd,
+        rows.emplace_back(host::DialogDate{label("PrefsRemoteAccessEnd"), true, shown_.intervalEnd,
                                            setter<Date>(&Values::intervalEnd)});
     }
     rows.emplace_back(host::DialogCheckBox{label("PrefsShowInMenuBar"), true, shown_.showInMenuBar,

@@ -19,20 +19,22 @@ void ServiceStatusView::showStatus(const std::string& text, const OFRServiceInfo
 }
 
 host::DialogRows ServiceStatusView::rows() {
-    host::DialogRows rows{host::DialogText{text_}};
-    if (!details_) {
-        return rows;
-    }
+    host::DialogRows rows;
     const auto addField = [&](const char* label, const std::string& value) {
         if (!value.empty()) {
             rows.emplace_back(host::DialogField{bundle_.localizedString(label), value});
         }
     };
+    addField("StatusStateLabel", text_);
+    if (!details_) {
+        return rows;
+    }
     addField("StatusServerLabel", details_->server);
     addField("StatusRegistrationLabel", details_->registration);
     addField("StatusVersionLabel", details_->version);
     addField("StatusLastErrorLabel", details_->lastError);
     if (!details_->proxyInfos.empty()) {
+        rows.emplace_back(host::DialogText{bundle_.localizedString("StatusProxiesLabel")});
         rows.emplace_back(proxyTable());
     }
     return rows;

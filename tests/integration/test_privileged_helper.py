@@ -10,7 +10,8 @@ from agent_process import resources_of
 from harness import expect, main
 from helper_client import frame
 from helper_wire import HANG_UP, RETIRE, WireHelper, completed, succeed
-from sandbox import HELPER, wait_until
+from installation import HELPER
+from sandbox import wait_until
 from wire import WireDaemon
 
 VERSION = b'F7100015{"Ctrl":"getVersion"}'

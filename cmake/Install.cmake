@@ -1,0 +1,32 @@
+# Installation on Linux: the application bundle, a link to its program, and the entry that starts it in every
+# graphical session. The stand-ins stay behind: they play other programs, and the one for the helper would run
+# anybody's commands as root. The product's helper is put into the bundle by whoever packages it.
+
+if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    return()
+endif()
+
+# A relative one would mean another folder tomorrow.
+install(CODE [[cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE)]])
+
+set(contents lib/KvnGUIAgent.app/Contents)
+set(resources ${PROJECT_SOURCE_DIR}/resources)
+install(TARGETS KvnGUIAgent KvnHelperInstaller RUNTIME DESTINATION ${contents}/MacOS)
+install(FILES ${PROJECT_BINARY_DIR}/KvnGUIAgent.app/Contents/Info.plist DESTINATION ${contents})
+install(FILES ${resources}/language.xml DESTINATION ${contents}/Resources)
+install(PROGRAMS ${resources}/verifyPermissions.sh DESTINATION ${contents}/Resources)
+file(GLOB languages CONFIGURE_DEPENDS ${resources}/*.lproj)
+install(DIRECTORY ${languages} DESTINATION ${contents}/Resources FILES_MATCHING PATTERN Localizable.strings)
+
+# The program finds its bundle through the link.
+set(link ${PROJECT_BINARY_DIR}/installed/KvnGUIAgent)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/installed)
+file(CREATE_LINK ../${contents}/MacOS/KvnGUIAgent ${link} SYMBOLIC)
+install(FILES ${link} DESTINATION bin)
+
+install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/InstallAutostart.cmake)
+
+add_custom_target(uninstall
+    COMMAND ${CMAKE_COMMAND} -Dmanifest=${PROJECT_BINARY_DIR}/install_manifest.txt
+        -P ${PROJECT_SOURCE_DIR}/cmake/Uninstall.cmake
+    VERBATIM)

@@ -1,0 +1,107 @@
+#!/usr/bin/env python3
+"""What an installation puts where, that it runs from there, and that nothing is left of it."""
+
+import configparser
+import contextlib
+import os
+import pathlib
+import re
+import signal
+import subprocess
+
+from harness import expect, main
+from programs import Program
+
+SOURCES = pathlib.Path(__file__).resolve().parents[2]
+ENTRY = "etc/xdg/autostart/com.korvane.remote.KvnGUIAgent.desktop"
+CONTENTS = "lib/KvnGUIAgent.app/Contents"
+SCRIPT = "Resources/verifyPermissions.sh"
+
+
+@contextlib.contextmanager
+def installed(box, prefix, staging=""):
+    """Installs, and gives the way to uninstall; the manifest of another installation survives it."""
+    manifest = box.build / "install_manifest.txt"
+    other = manifest.read_bytes() if manifest.exists() else None
+
+    def cmake(*arguments):
+        return subprocess.run(["cmake", *arguments], env=os.environ | {"DESTDIR": str(staging)},
+                              capture_output=True, text=True)
+
+    try:
+        done = cmake("--install", box.build, "--prefix", prefix)
+        expect(done.returncode == 0, f"not installed: {done.stderr}")
+        yield lambda: cmake(f"-Dmanifest={manifest}", "-P", SOURCES / "cmake/Uninstall.cmake")
+    finally:
+        if other:
+            manifest.write_bytes(other)
+
+
+def content(folder):
+    return {str(path.relative_to(folder)) for path in folder.rglob("*")}
+
+
+def read_entry(path):
+    """The values of an entry, and its command as a shell understands it."""
+    entries = configparser.ConfigParser(interpolation=None, delimiters="=")
+    entries.optionxform = str
+    entries.read_string(path.read_text())
+    expect(entries.sections() == ["Desktop Entry"], f"the groups are {entries.sections()}")
+    values = {key: re.sub(r"\\(.)", r"\1", value) for key, value in entries["Desktop Entry"].items()}
+    fields = set(re.findall("%.", values["Exec"])) - {"%%"}
+    expect(not fields, f"the command has the fields {fields}")
+    return values, values["Exec"].replace("%%", "%")
+
+
+def it_is_installed_and_runs_and_goes(box):
+    prefix = box.root / 'in $1 "100%" `x`'
+    with installed(box, prefix) as uninstall:
+        tables = [path.relative_to(SOURCES) for path in SOURCES.glob("resources/*.lproj/*")]
+        inside = ["Info.plist", "MacOS/KvnGUIAgent", "MacOS/KvnHelperInstaller", "Resources/language.xml", SCRIPT,
+                  *(str(table).replace("resources", "Resources") for table in tables)]
+        wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY}
+        found = {name for name in content(prefix) if not (prefix / name).is_dir()}
+        expect(found == wanted, f"installed differently: {found ^ wanted}")
+        expect(os.access(prefix / CONTENTS / SCRIPT, os.X_OK), "the script cannot be run")
+
+        values, command = read_entry(prefix / ENTRY)
+        expect(values["TryExec"] == f"{prefix}/bin/KvnGUIAgent", f"TryExec is {values['TryExec']}")
+        expect((values["Type"], values["Terminal"], values["X-GNOME-Autostart-enabled"]) ==
+               ("Application", "false", "true"), f"the entry says {values}")
+        hindrances = {"OnlyShowIn", "NotShowIn", "Hidden", "DBusActivatable"} & values.keys()
+        expect(values["Name"] and not hindrances, f"the entry has {hindrances}")
+
+        box.language_file.unlink()  # the bundle has one, too
+        box.start_daemon()
+        expect(box.wait_for_daemon(), "the daemon does not come up")
+        box.agent = Program(["/bin/sh", "-c", f'exec {command} --root "$0" --ui terminal', box.root])
+        log = box.log.record
+        expect(log.wait("\tService agent registered", 20), "the installed agent does not register")
+        words = pathlib.Path(f"/proc/{box.agent.pid}/cmdline").read_bytes().split(b"\0")
+        expect(words[1:3] == [b"--ui", b"none"], f"it was started with {words}")
+        expect(log.find(r"Launched: KvnGUIAgent version: \d"), "it does not find its bundle")
+        expect(log.find("Loading system text resources for: 'en'"), "it did not load texts")
+        expect(not log.find("Could not read|Cannot load|not found!"), "it does not find its texts")
+        box.agent.say("start")
+        expect(box.agent.record.wait("^error: .*helper tool not available", 20), "it does not tell of the helper")
+        expect(log.wait("KvnServiceController is missing in the application bundle", 5), "nor does its log")
+        box.agent.signal(signal.SIGTERM)
+        expect(box.agent.wait(20) == 0, "the agent's exit status is not 0")
+
+        (prefix / "lib/another").touch()
+        expect(uninstall().returncode == 0, "not uninstalled")
+        expect(content(prefix) == {"lib", "lib/another"}, f"left are {content(prefix)}")
+        again = uninstall()
+        expect(again.returncode and "there is no" in again.stderr, f"uninstalled again: {again}")
+
+
+def a_package_finds_the_folders_of_the_system(box):
+    staging = box.root / "staging"
+    with installed(box, "/usr", staging) as uninstall:
+        expect(read_entry(staging / ENTRY)[1] == '"/usr/bin/KvnGUIAgent" --ui none', "the staging is in the entry")
+        expect(uninstall().returncode == 0, "not uninstalled")
+        wanted = {"etc", "etc/xdg", "etc/xdg/autostart", "usr", "usr/bin", "usr/lib"}
+        expect(content(staging) == wanted, f"left are {content(staging)}")
+
+
+main([it_is_installed_and_runs_and_goes, a_package_finds_the_folders_of_the_system])
