@@ -22,7 +22,7 @@ namespace {
 
 using Kvs::OCNSLog;
 
-constexpr int kChunk = 1 << 15;
+constexpr int kChunk = 1 << 16; // smaller ones make the parser slow with long values
 constexpr std::array<const char*, 1> kKeysRequiredForAllLanguages{"BAR_TAB_TELCO_INFO"};
 
 void logUnreadable(const std::string& path, int error) {

@@ -19,7 +19,7 @@ using LanguageMap = std::map<std::string, TextMap, std::less<>>; ///< Texts by l
 /// with entities or default attributes of its own is refused, so that it cannot swell in memory.
 class LanguageFileParser {
 public:
-    static constexpr std::size_t kMaxBytes = std::size_t{4} << 20; // several times what the texts need
+    static constexpr std::size_t kMaxBytes = std::size_t{8} << 20; // several times what the texts need
 
     /// The tags of the preferred languages, the best first, and where the texts go; both outlive this.
     LanguageFileParser(const std::vector<std::string>& preferredLanguages, LanguageMap& languageMap);

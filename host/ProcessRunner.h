@@ -39,8 +39,9 @@ public:
                                               const std::vector<std::string>& arguments,
                                               Session session = Session::Agent) = 0;
 
-    /// Starts the program and waits for its end. One that takes longer than the limit, or until the
-    /// program is about to end, is killed, which is an error. Any thread that may block.
+    /// Starts the program, which is told of lines without an end ($COLUMNS), and waits for its end. One that
+    /// takes longer than the limit, or until the program is about to end, is killed, which is an error. Any
+    /// thread that may block.
     virtual std::variant<Outcome, Error> run(const std::string& path,
                                              const std::vector<std::string>& arguments, Limits limits) = 0;
 };

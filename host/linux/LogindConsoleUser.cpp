@@ -2,6 +2,7 @@
 
 #include "core/logging/CNSLog.h"
 #include "host/linux/BusConnection.h"
+#include "host/posix/KeepAlive.h"
 #include "host/posix/SignalsBlocked.h"
 
 #include <map>
@@ -32,23 +33,14 @@ T valueOf(const Properties& properties, const char* name) {
 
 } // namespace
 
-/// Lets its holder be told of changes.
-class LogindConsoleUser::Observer final : public MainLoop::Registration {
-public:
-    explicit Observer(std::shared_ptr<MainLoop::Task> task) : task_(std::move(task)) {}
-
-private:
-    const std::shared_ptr<MainLoop::Task> task_;
-};
-
 LogindConsoleUser::LogindConsoleUser(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
 LogindConsoleUser::~LogindConsoleUser() = default;
 
 MainLoop::Handle LogindConsoleUser::onChange(MainLoop::Task task) {
-    auto shared = std::make_shared<MainLoop::Task>(std::move(task));
-    observer_ = shared;
+    auto observer = std::make_shared<MainLoop::Task>(std::move(task));
+    observer_ = observer;
     connect();
-    return std::make_unique<Observer>(std::move(shared));
+    return keepAlive(std::move(observer));
 }
 
 ConsoleUser::Owner LogindConsoleUser::current() {

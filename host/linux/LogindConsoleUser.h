@@ -27,8 +27,6 @@ public:
     [[nodiscard]] MainLoop::Handle onChange(MainLoop::Task task) override;
 
 private:
-    class Observer;
-
     bool connect();
     Owner askForOwner();
     void receive();

@@ -81,7 +81,9 @@ MainLoop::Handle SessionBusNotifications::observe(const std::string& name,
     auto observer = std::make_shared<Observer>(Observer{name, object, std::move(handler)});
     std::erase_if(*observers_, [](const auto& weak) { return weak.expired(); });
     observers_->push_back(observer);
-    connect();
+    if (!retry_) {
+        connect();
+    }
     return keepAlive(std::move(observer));
 }
 
@@ -113,16 +115,15 @@ bool SessionBusNotifications::connect() {
     }
     try {
         const SignalsBlocked blocked;
-        auto connection = connectToBus(Bus::Session);
-        if (!connection) {
+        connection_ = connectToBus(Bus::Session);
+        if (!connection_) {
             giveUp("no bus answers");
             return false;
         }
-        connection->addMatch(
+        connection_->addMatch(
             kMatch, [this](sdbus::Message& message) { take(message); }, sdbus::floating_slot);
-        sender_ = sdbus::createObject(*connection, kPath);
-        watch_ = mainLoop_.watchReadable(connection->getEventLoopPollData().fd, [this] { receive(); });
-        connection_ = std::move(connection);
+        sender_ = sdbus::createObject(*connection_, kPath);
+        watch_ = mainLoop_.watchReadable(connection_->getEventLoopPollData().fd, [this] { receive(); });
     } catch (const sdbus::Error& error) {
         giveUp(error.getMessage());
         return false;

@@ -17,7 +17,7 @@ namespace kvn::host {
 
 /// Notifications as signals on the session bus; docs/protocol.md has their form. Connects when it is first
 /// used, which takes a few times `kBusTimeLimit` at most. Without a bus, and when it is lost, which is
-/// logged once, a connection is tried with every use and every `kRetryInterval`; observers stay.
+/// logged once, a connection is tried with every post and every `kRetryInterval`; observers stay.
 class SessionBusNotifications final : public DistributedNotifications {
 public:
     static constexpr std::chrono::seconds kRetryInterval{30};

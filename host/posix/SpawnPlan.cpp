@@ -5,12 +5,33 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
 
 extern char** environ;
 
 namespace kvn::host {
+namespace {
+
+/// For ps(1), which cuts its lines to $COLUMNS even when it writes into a pipe.
+char endlessLines[] = "COLUMNS=1000000";
+
+std::vector<char*> environment(bool withEndlessLines) {
+    std::vector<char*> variables;
+    for (char** variable = environ; variable && *variable; ++variable) {
+        if (!withEndlessLines || !std::string_view(*variable).starts_with("COLUMNS=")) {
+            variables.push_back(*variable);
+        }
+    }
+    if (withEndlessLines) {
+        variables.push_back(endlessLines);
+    }
+    variables.push_back(nullptr);
+    return variables;
+}
+
+} // namespace
 
 SpawnPlan::SpawnPlan(Group group) {
     note(posix_spawn_file_actions_init(&actions_));
@@ -41,6 +62,7 @@ SpawnPlan::~SpawnPlan() {
 
 void SpawnPlan::connect(int descriptor, int standardDescriptor) {
     note(posix_spawn_file_actions_adddup2(&actions_, descriptor, standardDescriptor));
+    outputConnected_ = outputConnected_ || standardDescriptor == STDOUT_FILENO;
 }
 
 int SpawnPlan::start(const std::string& path, const std::vector<std::string>& arguments, pid_t& pid) {
@@ -55,7 +77,8 @@ int SpawnPlan::start(const std::string& path, const std::vector<std::string>& ar
         argv.push_back(const_cast<char*>(argument.c_str()));
     }
     argv.push_back(nullptr);
-    return posix_spawn(&pid, path.c_str(), &actions_, &attributes_, argv.data(), environ);
+    return posix_spawn(&pid, path.c_str(), &actions_, &attributes_, argv.data(),
+                       environment(outputConnected_).data());
 }
 
 int reapChild(pid_t child) {

@@ -20,7 +20,8 @@ public:
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
 
-    /// Gives the child this open descriptor, which is none of 0 to 2, as one of those.
+    /// Gives the child this open descriptor, which is none of 0 to 2, as one of those. Standard output
+    /// of this kind is no terminal: the child is told of lines without an end, whatever $COLUMNS says.
     void connect(int descriptor, int standardDescriptor);
 
     /// 0, or an `errno` value. The caller reaps the child.
@@ -31,6 +32,7 @@ private:
 
     posix_spawn_file_actions_t actions_;
     posix_spawnattr_t attributes_;
+    bool outputConnected_ = false;
     int error_ = 0;
 };
 

@@ -22,9 +22,9 @@ using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
 constexpr auto kToolTime = 30s;
-/// Far more than a list of processes takes, and than launchctl ever has to say.
+/// Far more than a list of processes takes, and than launchctl, whose errors are logged, ever has to say.
 constexpr host::ProcessRunner::Limits kListLimits{kToolTime, std::size_t{16} << 20};
-constexpr host::ProcessRunner::Limits kTaskLimits{kToolTime, std::size_t{1} << 20};
+constexpr host::ProcessRunner::Limits kTaskLimits{kToolTime, std::size_t{64} << 10};
 
 constexpr auto kRestartPause = 3000ms;
 constexpr auto kRebootDelay = 1500ms;

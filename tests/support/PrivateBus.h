@@ -3,6 +3,7 @@
 #include "host/linux/BusConnection.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
+#include "host/posix/SignalsBlocked.h"
 #include "tests/support/PumpUntil.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -10,6 +11,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <sdbus-c++/sdbus-c++.h>
+#include <string>
+#include <thread>
 
 namespace kvn::test {
 
@@ -53,6 +60,41 @@ private:
     host::PollMainLoop loop_;
     host::PosixProcessRunner runner_{loop_};
     pid_t pid_ = 0;
+};
+
+/// Another program on the private bus: answers on a thread of its own, which the bus's end merely ends.
+class BusProgram {
+public:
+    BusProgram() = default;
+    ~BusProgram() {
+        connection_->leaveEventLoop();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+    BusProgram(const BusProgram&) = delete;
+    BusProgram& operator=(const BusProgram&) = delete;
+
+    sdbus::IConnection& connection() { return *connection_; }
+
+    /// Once its objects are complete.
+    void serve(std::initializer_list<std::string> names) {
+        for (const std::string& name : names) {
+            connection_->requestName(name);
+        }
+        thread_ = std::thread([this] {
+            try {
+                connection_->enterEventLoop();
+            } catch (const sdbus::Error&) { // the bus has gone
+            }
+        });
+        blocked_.reset();
+    }
+
+private:
+    std::optional<host::SignalsBlocked> blocked_{std::in_place}; // until the thread has started
+    std::unique_ptr<sdbus::IConnection> connection_ = sdbus::createSessionBusConnection();
+    std::thread thread_;
 };
 
 } // namespace kvn::test

@@ -166,7 +166,7 @@ TEST_F(FFLocalizedText, SurvivesOddAndHostileFiles) {
          "Language set to preferred language: en", "en"},
         {"<All>" + english + language("7", pair("k", std::string(kvn::LanguageFileParser::kMaxBytes, 'x'))) +
              "</All>",
-         "Validation error: more than 4194304 bytes", "en"},
+         "Validation error: more than 8388608 bytes", "en"},
         {"<All>" + english + language("99", pair("name", "99")) + "<Language>" + pair("name", "none") +
              "</Language></All>",
          "No mapping for windows language id: 99", "en"},

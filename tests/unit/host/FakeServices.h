@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/system/FileDescriptor.h"
-#include "host/posix/SignalsBlocked.h"
+#include "tests/support/PrivateBus.h"
 
 #include <atomic>
 #include <fcntl.h>
@@ -15,7 +15,7 @@
 
 namespace kvn::test {
 
-/// The services that the desktop and logind offer, on a connection and thread of their own.
+/// The services that the desktop and logind offer.
 class FakeServices {
 public:
     FakeServices() {
@@ -49,10 +49,7 @@ public:
             });
         manager_->registerSignal("PrepareForSleep").onInterface(kManager).withParameters<bool>();
         manager_->finishRegistration();
-        connection_->requestName("org.freedesktop.ScreenSaver");
-        connection_->requestName("org.freedesktop.login1");
-        connection_->enterEventLoopAsync();
-        blocked_.reset();
+        program_.serve({"org.freedesktop.ScreenSaver", "org.freedesktop.login1"});
     }
 
     void prepareForSleep(bool goesToSleep) {
@@ -72,12 +69,12 @@ public:
 private:
     static constexpr const char* kManager = "org.freedesktop.login1.Manager";
 
-    std::optional<host::SignalsBlocked> blocked_{std::in_place}; // until the thread has started
     std::optional<Kvs::FileDescriptor> inhibitor_;
-    std::unique_ptr<sdbus::IConnection> connection_ = sdbus::createSessionBusConnection();
+    BusProgram program_;
     std::unique_ptr<sdbus::IObject> screenSaver_ =
-        sdbus::createObject(*connection_, "/org/freedesktop/ScreenSaver");
-    std::unique_ptr<sdbus::IObject> manager_ = sdbus::createObject(*connection_, "/org/freedesktop/login1");
+        sdbus::createObject(program_.connection(), "/org/freedesktop/ScreenSaver");
+    std::unique_ptr<sdbus::IObject> manager_ =
+        sdbus::createObject(program_.connection(), "/org/freedesktop/login1");
 };
 
 } // namespace kvn::test

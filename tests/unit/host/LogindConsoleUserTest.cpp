@@ -1,10 +1,8 @@
 #include "host/linux/LogindConsoleUser.h"
-#include "host/posix/SignalsBlocked.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/PrivateBus.h"
 
 #include <atomic>
-#include <sdbus-c++/sdbus-c++.h>
 
 namespace kvn::test {
 namespace {
@@ -14,7 +12,7 @@ using Reference = sdbus::Struct<T, sdbus::ObjectPath>;
 
 const std::string kLogin = "org.freedesktop.login1";
 
-/// A logind with a seat and the sessions "a" and "g", on a connection and thread of its own.
+/// A logind with a seat and the sessions "a" and "g".
 struct FakeLogind {
     FakeLogind() {
         describe(*alice, "user", "alice", 501);
@@ -24,9 +22,7 @@ struct FakeLogind {
             return Reference<std::string>("id", sdbus::ObjectPath(path));
         });
         seat->finishRegistration();
-        connection->requestName(kLogin);
-        connection->enterEventLoopAsync();
-        blocked.reset();
+        program.serve({kLogin});
     }
     static void describe(sdbus::IObject& session, std::string kind, std::string name, std::uint32_t uid) {
         const auto add = [&](const char* property, auto value) {
@@ -39,13 +35,12 @@ struct FakeLogind {
         session.finishRegistration();
     }
 
-    std::optional<host::SignalsBlocked> blocked{std::in_place}; // until the thread has started
     std::atomic<char> active = 'g';
-    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSystemBusConnection();
-    std::unique_ptr<sdbus::IObject> alice = sdbus::createObject(*connection, "/session/a");
-    std::unique_ptr<sdbus::IObject> greeter = sdbus::createObject(*connection, "/session/g");
+    BusProgram program;
+    std::unique_ptr<sdbus::IObject> alice = sdbus::createObject(program.connection(), "/session/a");
+    std::unique_ptr<sdbus::IObject> greeter = sdbus::createObject(program.connection(), "/session/g");
     std::unique_ptr<sdbus::IObject> seat =
-        sdbus::createObject(*connection, "/org/freedesktop/login1/seat/seat0");
+        sdbus::createObject(program.connection(), "/org/freedesktop/login1/seat/seat0");
 };
 
 TEST(LogindConsoleUser, FollowsTheForegroundSession) {
@@ -56,7 +51,7 @@ TEST(LogindConsoleUser, FollowsTheForegroundSession) {
     EXPECT_EQ(host::LogindConsoleUser(bus.loop()).current().name, std::nullopt);
     EXPECT_EQ(log.lines().size(), 2U);
 
-    std::optional<FakeLogind> logind(std::in_place);
+    FakeLogind logind;
     host::LogindConsoleUser console(bus.loop());
     host::ConsoleUser::Owner owner;
     int changes = 0;
@@ -73,14 +68,13 @@ TEST(LogindConsoleUser, FollowsTheForegroundSession) {
     };
     for (const auto& [session, name, uid] : cases) {
         const int before = changes;
-        logind->active = session;
-        logind->seat->emitPropertiesChangedSignal(kLogin + ".Seat", {"ActiveSession"});
+        logind.active = session;
+        logind.seat->emitPropertiesChangedSignal(kLogin + ".Seat", {"ActiveSession"});
         ASSERT_TRUE(pumpUntil(bus.loop(), [&] { return changes > before; }));
         EXPECT_EQ(std::pair(owner.name, owner.uid), std::pair(name, uid));
     }
     EXPECT_EQ(log.lines().size(), 3U);
 
-    logind.reset();
     bus.stop();
     ASSERT_TRUE(pumpUntil(bus.loop(), [&] { return log.lines().size() == 4; }));
     EXPECT_EQ(console.current().name, std::nullopt);

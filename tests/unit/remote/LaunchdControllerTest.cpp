@@ -141,6 +141,7 @@ TEST_F(Launchd, StopsApplicationsWithRisingForce) {
 }
 
 TEST_F(Launchd, FindsThisProcessInTheMachinesList) {
+    setenv("COLUMNS", "20", 1); // cuts the lines of a ps that heeds it
     host::PollMainLoop loop;
     host::PosixProcessRunner runner(loop);
     const LaunchdController real(runner, machine, machine, system);
@@ -149,6 +150,7 @@ TEST_F(Launchd, FindsThisProcessInTheMachinesList) {
     EXPECT_TRUE(std::any_of(found->begin(), found->end(), [](const LCProcessInfo& process) {
         return process.pid == std::to_string(getpid());
     }));
+    unsetenv("COLUMNS");
 }
 
 } // namespace
