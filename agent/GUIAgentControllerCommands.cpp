@@ -123,7 +123,12 @@ void GUIAgentController::executedTaskCompletedWithResult(const PHMessage& event)
 
 void GUIAgentController::processErrorEvent(const host::Error* error) {
     OCNSLog("ServiceCrtlClient error: %@", error ? error->description() : "(null)");
-    environment_.workQueue.post([client = svcCtrlClient_] { client->terminatePrivilegedAgent(); });
+    environment_.workQueue.post([client = svcCtrlClient_] {
+        // A command before this one may have connected anew; that is not the connection that ended.
+        if (!client->isConnected()) {
+            client->terminatePrivilegedAgent();
+        }
+    });
     environment_.helper.loop.post([this] {
         // What the helper was doing has no end that we shall learn of.
         while (!pendingTasks_.empty()) {

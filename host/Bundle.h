@@ -10,7 +10,7 @@
 
 namespace kvn::host {
 
-/// The application bundle of this process. Main thread.
+/// The application bundle of this process. Any thread.
 class Bundle {
 public:
     virtual ~Bundle() = default;
@@ -18,25 +18,25 @@ public:
     /// The text of the bundle's string table for `key`, or the key itself when there is none.
     virtual std::string localizedString(const std::string& key) const = 0;
 
-    /// The bundle's whole string table, by key. Any thread.
+    /// The bundle's whole string table, by key.
     virtual std::map<std::string, std::string, std::less<>> localizedStrings() const = 0;
 
-    /// A text of the bundle's information property list; nothing when there is none. Any thread.
+    /// A text of the bundle's information property list; nothing when there is none.
     virtual std::optional<std::string> infoValue(const std::string& key) const = 0;
 
     /// The path of a resource file, given without and with the extension apart; nothing when there is
-    /// none. Any thread.
+    /// none.
     virtual std::optional<std::string> resourcePath(const std::string& name,
                                                     const std::string& type) const = 0;
 
-    /// The executable inside another application bundle (a path that ends in ".app"). Any thread.
+    /// The executable inside another application bundle (a path that ends in ".app").
     virtual std::optional<std::string> executableOf(const std::string& bundlePath) const = 0;
 
     /// The path of another program in this bundle, given below its Contents folder; nothing when there is
-    /// none. Any thread.
+    /// none.
     virtual std::optional<std::string> auxiliaryExecutable(const std::string& path) const = 0;
 
-    /// The information property list embedded in an executable file. Any thread.
+    /// The information property list embedded in an executable file.
     virtual std::variant<PropertyValue::Dictionary, Error>
     embeddedInfoList(const std::string& executable) const = 0;
 };

@@ -94,11 +94,11 @@ int spawnWithStandardDescriptorsOnly(posix_spawn_file_actions_t& actions, posix_
 #endif
 }
 
-FileDescriptor watchChildEnd(pid_t child) {
+FileDescriptor watchProcessEnd(pid_t process) {
 #if defined(__APPLE__)
     FileDescriptor queue(::kqueue());
     struct kevent change {};
-    EV_SET(&change, child, EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
+    EV_SET(&change, process, EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
     if (!queue || ::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) == 0) {
         return queue;
     }
@@ -110,7 +110,7 @@ FileDescriptor watchChildEnd(pid_t child) {
                        ::kevent(queue.get(), &trigger, 1, nullptr, 0, nullptr) == 0;
     return ended ? std::move(queue) : FileDescriptor();
 #else
-    return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+    return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
 #endif
 }
 

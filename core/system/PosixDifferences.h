@@ -27,9 +27,9 @@ FileDescriptor closeOnExecSocket(int domain, int type);
 /// close-on-exec. Adds to the attribute's flags; the result is 0 or an `errno` value.
 int spawnWithStandardDescriptorsOnly(posix_spawn_file_actions_t& actions, posix_spawnattr_t& attributes);
 
-/// A descriptor that poll(2) finds readable once this child, which nobody has reaped yet, has ended. Empty
-/// on failure, with `errno` set.
-FileDescriptor watchChildEnd(pid_t child);
+/// A descriptor that poll(2) finds readable once this process, a child or not, has ended. Empty on failure,
+/// with `errno` set; a number without a process (a reaped child's) is that, ESRCH, or counts as ended.
+FileDescriptor watchProcessEnd(pid_t process);
 
 /// Who was at the other end of a connected Unix-domain stream socket when the connection was made.
 struct PeerCredentials {

@@ -76,16 +76,18 @@ std::optional<int> ElevatedInstaller::finish() {
     if (process == 0) {
         return std::nullopt;
     }
-    const Kvs::FileDescriptor processEnd = Kvs::watchChildEnd(process);
+    const Kvs::FileDescriptor processEnd = Kvs::watchProcessEnd(process);
     pollfd polled{processEnd.get(), POLLIN, 0};
-    // One that still asks the user does not look at its input. It may be out of our reach, being root's.
+    // One that still asks the user does not look at its input.
     constexpr std::pair<int, std::chrono::seconds> kSteps[] = {{SIGTERM, std::chrono::seconds(3)},
                                                                {SIGKILL, std::chrono::seconds(1)}};
     if (!end_.isRaised() && pollUntil({&polled, 1}, deadlineIn(std::chrono::seconds(3))) > 0) {
         return reapChild(process);
     }
     for (const auto& [signal, patience] : kSteps) {
-        ::kill(process, signal);
+        if (::kill(process, signal) != 0) {
+            break; // out of our reach, being root's
+        }
         if (pollUntil({&polled, 1}, deadlineIn(patience)) > 0) {
             return reapChild(process);
         }

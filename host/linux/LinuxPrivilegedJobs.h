@@ -15,7 +15,8 @@ class LinuxPrivilegedJobs final : public PrivilegedJobs {
 public:
     /// All outlive the jobs.
     LinuxPrivilegedJobs(const Bundle& bundle, ProcessRunner& runner, const PropertyList& propertyLists)
-        : bundle_(bundle), propertyLists_(propertyLists), installation_(runner, propertyLists) {}
+        : bundle_(bundle), propertyLists_(propertyLists),
+          installation_(runner, propertyLists, end_.descriptor()) {}
 
     void presentPromptsWith(PromptPresenter presenter) override { presenter_ = std::move(presenter); }
     std::int32_t createAuthorization(const Environment& environment, std::uint32_t flags,
@@ -25,15 +26,16 @@ public:
     std::optional<Error> bless(const std::string& label, Authorization& authorization) override;
     std::optional<PropertyValue::Dictionary> jobDictionary(const std::string& label) const override;
 
-    /// Ends a question in progress and all later ones: they count as dismissed. Any thread.
+    /// Ends a question in progress and all later ones, which count as dismissed, and the waits of a blessing.
+    /// Any thread.
     void interrupt() { end_.raise(); }
 
 private:
     const Bundle& bundle_;
     const PropertyList& propertyLists_;
-    const HelperInstallation installation_;
     PromptPresenter presenter_;
     EndSignal end_;
+    const HelperInstallation installation_;
 };
 
 } // namespace kvn::host

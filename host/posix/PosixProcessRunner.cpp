@@ -113,7 +113,7 @@ PosixProcessRunner::run(const std::string& path, const std::vector<std::string>&
 
     Stream outputText{std::move(output->readEnd), limits.bytes};
     Stream errorText{std::move(errors->readEnd), limits.bytes};
-    const FileDescriptor childEnd = Kvs::watchChildEnd(pid);
+    const FileDescriptor childEnd = Kvs::watchProcessEnd(pid);
     const int problem = childEnd ? collect(childEnd, end_, deadline, outputText, errorText) : errno;
     if (problem != 0) {
         ::kill(-pid, SIGKILL);

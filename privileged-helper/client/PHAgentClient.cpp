@@ -86,7 +86,8 @@ void PHAgentClient::stop(const std::shared_ptr<PHEventThread>& thread) {
 
 /// Leaves a newer connection, and the thread that reads it, alone.
 void PHAgentClient::endConnection(const PHProtocolHandler::Connection& connection) {
-    if (const auto thread = eventThread(); thread && thread->connection() == connection) {
+    if (const auto thread = eventThread();
+        thread && (thread->hasEnded() || thread->connection() == connection)) {
         stop(thread);
     }
     protocolHandler_->closeConnection(connection);

@@ -82,6 +82,9 @@ public:
     bool downgradeRequiredForAgent(const std::string& label) const;
 
     /// Any thread.
+    bool isConnected() const { return protocolHandler_->isConnected(); }
+
+    /// Any thread.
     bool sendMessage(const PHMessage& message) { return protocolHandler_->sendMessage(message); }
 
     /// Reads one message. Throws PHAgentClientInvalidState while an event thread runs.
@@ -103,7 +106,8 @@ public:
     void stopEventThread();
     void verifyEventThreadRunning() { startEventThread(); }
 
-    /// Tells the helper to end and, 250 ms later on the main thread, ends the connection of this moment.
+    /// Tells the helper to end and, 250 ms later on the main thread, ends the connection of this moment and
+    /// lets go of one that ended by itself.
     void terminatePrivilegedAgent();
     /// Tells the helper to uninstall itself, waits until it has, and ends the connection. The completion
     /// comes through the main thread, which therefore would wait in vain.

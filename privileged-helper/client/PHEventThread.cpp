@@ -2,7 +2,6 @@
 
 #include "core/logging/CNSLog.h"
 
-#include <condition_variable>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -17,45 +16,10 @@ private:
     const std::shared_ptr<PHEventThread> thread_; // the last to hold it may be this
 };
 
-/// Counts the messages that wait in the main loop, so that a flood stays in the socket.
-class PHEventThread::Inbox {
-public:
-    /// False once closed.
-    bool waitForRoom() {
-        Kvs::FLockGuard guard(lock_);
-        while (waiting_ == kMostWaiting && !closed_) {
-            changed_.wait(lock_);
-        }
-        return !closed_;
-    }
-    void entered() {
-        Kvs::FLockGuard guard(lock_);
-        ++waiting_;
-    }
-    void left() {
-        Kvs::FLockGuard guard(lock_);
-        --waiting_;
-        changed_.notify_one();
-    }
-    void close() {
-        Kvs::FLockGuard guard(lock_);
-        closed_ = true;
-        changed_.notify_one();
-    }
-
-private:
-    static constexpr int kMostWaiting = 256;
-
-    Kvs::FThreadLock lock_;
-    std::condition_variable_any changed_;
-    int waiting_ KVS_GUARDED_BY(lock_) = 0;
-    bool closed_ KVS_GUARDED_BY(lock_) = false;
-};
-
 PHEventThread::PHEventThread(std::shared_ptr<PHProtocolHandler> handler,
                              std::weak_ptr<PHEventThreadClient> client, host::MainLoop& loop)
     : handler_(std::move(handler)), connection_(handler_->connection()), client_(std::move(client)),
-      loop_(loop), inbox_(std::make_shared<Inbox>()) {
+      loop_(loop) {
     handler_->setDelegate(this);
 }
 
@@ -83,22 +47,21 @@ bool PHEventThread::giveUp() {
     if (ended_.exchange(true)) {
         return false;
     }
-    inbox_->close();
+    room_->release(); // a reader that waits for room looks at `ended_` then
     return true;
 }
 
 void PHEventThread::main() {
-    while (inbox_->waitForRoom()) {
+    for (room_->acquire(); !ended_; room_->acquire()) {
         auto message = handler_->readMessage(connection_);
         if (!message) {
             break;
         }
-        inbox_->entered();
-        loop_.post([client = client_, inbox = inbox_, event = std::move(*message)] {
+        loop_.post([client = client_, room = room_, event = std::move(*message)] {
             if (const auto receiver = client.lock()) {
                 receiver->dispatchAgentEvent(event);
             }
-            inbox->left();
+            room->release();
         });
     }
     giveUp();
@@ -120,7 +83,6 @@ void PHEventThread::connectionClosed(PHProtocolHandler&) {
 }
 
 void PHEventThread::tellClient(const host::Error* error) {
-    handler_->removeDelegate(*this);
     if (const auto client = client_.lock()) {
         client->eventThreadTerminatedWithError(error);
     }

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <memory>
+#include <semaphore>
 
 namespace kvn {
 
@@ -50,7 +51,8 @@ public:
 
 private:
     class Body;
-    class Inbox;
+
+    static constexpr int kMostWaiting = 256; // messages in the main loop; more are left in the socket
 
     void main();
     bool giveUp();
@@ -60,7 +62,8 @@ private:
     const PHProtocolHandler::Connection connection_;
     const std::weak_ptr<PHEventThreadClient> client_;
     host::MainLoop& loop_;
-    const std::shared_ptr<Inbox> inbox_;
+    const std::shared_ptr<std::counting_semaphore<>> room_ =
+        std::make_shared<std::counting_semaphore<>>(kMostWaiting); // for messages; may outlive this
     std::atomic<bool> ended_ = false;
     Kvs::FThread thread_;
 };

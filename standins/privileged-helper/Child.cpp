@@ -30,7 +30,7 @@ Child::Child(host::MainLoop& loop, pid_t pid, Ended ended) : pid_(pid), ended_(s
 }
 
 void Child::watch(host::MainLoop& loop) {
-    end_ = Kvs::watchChildEnd(pid_);
+    end_ = Kvs::watchProcessEnd(pid_);
     if (!end_) {
         throw std::system_error(errno, std::generic_category(), "process " + std::to_string(pid_));
     }

@@ -88,7 +88,7 @@ void ServiceJob::beginStop() {
         return;
     }
     if (!child_) {
-        stranger_ = Kvs::watchChildEnd(*pid);
+        stranger_ = Kvs::watchProcessEnd(*pid);
         if (!stranger_) {
             errno == ESRCH ? stopped() : finish({kStopFailed, std::strerror(errno)});
             return;

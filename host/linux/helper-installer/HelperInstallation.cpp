@@ -16,10 +16,11 @@ std::optional<Error> HelperInstallation::bless(const std::string& source, const 
         return error;
     }
     const std::string tool = helperToolPath(label);
-    if (auto error = endHelper(tool)) {
+    if (auto error = endHelper(tool, interruption_)) {
         return error;
     }
-    return startHelper(tool, label, runner_); // a helper's identifier, which names its socket, is its label
+    // A helper's identifier, which names its socket, is its label.
+    return startHelper(tool, label, runner_, interruption_);
 }
 
 } // namespace kvn::host

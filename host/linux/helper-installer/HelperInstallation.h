@@ -13,9 +13,10 @@ namespace kvn::host {
 /// Installs helper programs with the rights of this process. A thread that may block.
 class HelperInstallation {
 public:
-    /// Both outlive the installation.
-    HelperInstallation(ProcessRunner& runner, const PropertyList& propertyLists)
-        : runner_(runner), propertyLists_(propertyLists) {}
+    /// All outlive the installation. Once the descriptor `interruption` is readable, nobody waits for what
+    /// a helper may take its time for.
+    HelperInstallation(ProcessRunner& runner, const PropertyList& propertyLists, int interruption = -1)
+        : runner_(runner), propertyLists_(propertyLists), interruption_(interruption) {}
 
     /// Installs the program as the helper of this label, in place of an installed one, which is ended, and
     /// starts it. Neither argument is trusted; with an owner, a program of somebody else than root and him
@@ -26,6 +27,7 @@ public:
 private:
     ProcessRunner& runner_;
     const PropertyList& propertyLists_;
+    const int interruption_;
 };
 
 } // namespace kvn::host

@@ -55,9 +55,9 @@ std::vector<FileDescriptor> processesOf(const std::string& tool) {
     return found;
 }
 
-bool endsBy(const FileDescriptor& process, Deadline deadline) {
-    pollfd polled{process.get(), POLLIN, 0};
-    return pollUntil({&polled, 1}, deadline) > 0;
+bool endsBy(const FileDescriptor& process, Deadline deadline, int interruption) {
+    pollfd polled[] = {{process.get(), POLLIN, 0}, {interruption, POLLIN, 0}};
+    return pollUntil(polled, deadline) > 0 && polled[0].revents != 0;
 }
 
 /// Sees a socket appear in place of what is there at first.
@@ -106,7 +106,7 @@ private:
 
 } // namespace
 
-std::optional<Error> endHelper(const std::string& tool) {
+std::optional<Error> endHelper(const std::string& tool, int interruption) {
     constexpr std::pair<int, std::chrono::seconds> kSteps[] = {{SIGTERM, std::chrono::seconds(3)},
                                                                {SIGKILL, std::chrono::seconds(3)}};
     std::vector<FileDescriptor> running = processesOf(tool);
@@ -117,7 +117,9 @@ std::optional<Error> endHelper(const std::string& tool) {
             }
         }
         const Deadline deadline = deadlineIn(patience);
-        std::erase_if(running, [&](const FileDescriptor& process) { return endsBy(process, deadline); });
+        std::erase_if(running, [&, signal = signal](const FileDescriptor& process) {
+            return endsBy(process, deadline, signal == SIGKILL ? -1 : interruption);
+        });
         if (running.empty()) {
             return std::nullopt;
         }
@@ -126,7 +128,7 @@ std::optional<Error> endHelper(const std::string& tool) {
 }
 
 std::optional<Error> startHelper(const std::string& tool, const std::string& identifier,
-                                 ProcessRunner& runner) {
+                                 ProcessRunner& runner, int interruption) {
     const SocketWatch socket(Kvs::FSysInfoPaths::underRoot("/var/run/" + identifier + ".socket"));
     const auto launched = runner.launch(tool, helperArguments(), ProcessRunner::Session::Own);
     if (const auto* error = std::get_if<Error>(&launched)) {
@@ -139,8 +141,9 @@ std::optional<Error> startHelper(const std::string& tool, const std::string& ide
         if (ended) {
             return posixError(ECHILD, "The helper " + identifier + " ended at once");
         }
-        pollfd polled[] = {{socket.descriptor(), POLLIN, 0}, {process.get(), POLLIN, 0}};
-        if (pollUntil(polled, deadline) <= 0) {
+        pollfd polled[] = {
+            {socket.descriptor(), POLLIN, 0}, {process.get(), POLLIN, 0}, {interruption, POLLIN, 0}};
+        if (pollUntil(polled, deadline) <= 0 || polled[2].revents != 0) {
             break;
         }
         ended = polled[1].revents != 0;

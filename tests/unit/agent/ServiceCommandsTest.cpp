@@ -138,7 +138,7 @@ TEST_F(ServiceCommands, AMissingHelperIsInstalledOnceAndACommandWithoutOneDroppe
     EXPECT_EQ(jobs.blessed.size(), 3U);
 }
 
-TEST_F(ServiceCommands, AHelperThatEndsIsToldOnceAndTheNextCommandReconnects) {
+TEST_F(ServiceCommands, AHelperThatEndsIsToldOnceAndTheCommandsAfterItReconnect) {
     int abandoned = 0;
     {
         FakeHelper helper(kHelperId, [](const PHMessage& message) {
@@ -148,17 +148,19 @@ TEST_F(ServiceCommands, AHelperThatEndsIsToldOnceAndTheNextCommandReconnects) {
                                          [&](const PHMessage* result) { abandoned += !result; });
         workQueue.runAll();
         ASSERT_TRUE(waitUntil([&] { return helper.transcript().size() == 2; }));
+        app.mainController().stopService(); // waits in the queue, before what the end will bring there
     }
     EXPECT_TRUE(env.loop.runUntil([&] { return abandoned == 1; }));
     EXPECT_THAT(linesWith("ServiceCrtlClient error"), ElementsAre("ServiceCrtlClient error: (null)"));
-    workQueue.runAll();
-    env.loop.advance(std::chrono::seconds(1));
 
     FakeHelper helper(kHelperId, obey);
-    app.mainController().stopService();
     workQueue.runAll();
-    EXPECT_TRUE(waitUntil([&] { return helper.transcript().size() == 2; }));
-    EXPECT_THAT(helper.transcript().back(), R"({"Cmd":"StopService"})");
+    env.loop.advance(std::chrono::seconds(1));
+    app.mainController().startService();
+    workQueue.runAll();
+    EXPECT_TRUE(waitUntil([&] { return helper.transcript().size() >= 3; }));
+    EXPECT_THAT(helper.transcript(), ElementsAre(R"({"Ctrl":"getVersion"})", R"({"Cmd":"StopService"})",
+                                                 R"({"Cmd":"StartService"})"));
 }
 
 } // namespace

@@ -110,10 +110,16 @@ TEST_F(LinuxPrivilegedJobs, InstallsStartsAndReplaces) {
     ASSERT_EQ(bless().reason, "");
     EXPECT_TRUE(isGone(first));
     const pid_t second = helper();
-    writeFile(root_ + "/helper.mode", "");
     ASSERT_EQ(bless().reason, ""); // after the 3 seconds that the second one lets pass
     EXPECT_TRUE(isGone(second));
-    EXPECT_EQ(kill(helper(), 0), 0);
+    const pid_t third = helper();
+    EXPECT_EQ(kill(third, 0), 0);
+
+    jobs_.interrupt(); // no more of that
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(bless().reason, "");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2500));
+    EXPECT_TRUE(isGone(third));
     EXPECT_EQ(filesIn("/Library/PrivilegedHelperTools"), 1);
     EXPECT_EQ(filesIn("/Library/LaunchDaemons"), 1);
 }

@@ -250,6 +250,8 @@ TEST_F(PHAgentClientTest, UninstallsANewerHelperBeforeItBlesses) {
 TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
     startHelper();
     const auto client = makeClient();
+    const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/dev/fd"), {}); };
+    const auto before = descriptors();
     const auto connect = [&](int connections) {
         EXPECT_TRUE(client->verifyAgentConnection());
         client->verifyEventThreadRunning();
@@ -265,6 +267,9 @@ TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
     EXPECT_TRUE(waitUntil([&] { return !handler.errors().empty(); }));
     EXPECT_EQ(handler.errors(), Texts{"closed"});
     EXPECT_EQ(handler.events, Texts{kCompleted.dump()});
+    client->terminatePrivilegedAgent(); // nobody is left to be told; the ended connection is let go of
+    loop.advance(250ms);
+    EXPECT_EQ(descriptors(), before);
 }
 
 TEST_F(PHAgentClientTest, MayBeDroppedByItsOwnEventThread) {

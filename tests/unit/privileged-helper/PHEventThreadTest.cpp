@@ -40,6 +40,7 @@ struct Reading {
         thread = std::make_shared<PHEventThread>(handler, client, loop);
         EXPECT_TRUE(thread->start());
     }
+    ~Reading() { thread->stop(); }
 
     SocketPair sockets;
     std::shared_ptr<PHProtocolHandler> handler =
