@@ -3,6 +3,7 @@
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -33,12 +34,12 @@ constexpr char kObservedNotification[] = "com.korvane.remote.PermissionInfo";
 constexpr char kAcceptedNotification[] = "com.korvane.remote.Permissions";
 constexpr std::int32_t kNoInformation = 4;
 
-/// As the system reads numbers: 0 for what is none.
+/// As the system reads numbers: 0 for what is none, and the nearest for what is too large.
 std::int32_t intValue(const host::Notification& notification, const char* key) {
     const auto found = notification.userInfo.find(key);
-    return found == notification.userInfo.end()
-               ? 0
-               : static_cast<std::int32_t>(std::strtol(found->second.c_str(), nullptr, 10));
+    const long number =
+        found == notification.userInfo.end() ? 0 : std::strtol(found->second.c_str(), nullptr, 10);
+    return static_cast<std::int32_t>(std::clamp<long>(number, INT32_MIN, INT32_MAX));
 }
 
 std::string describe(const host::Notification& notification) {
@@ -205,16 +206,19 @@ void PermissionDialog::updateControlsForPermissions() {
 host::DialogRows PermissionDialog::rows() {
     const host::Bundle& bundle = environment_.bundle;
     host::DialogRows rows{host::DialogText{bundle.localizedString("PermissionsMainInfo")}};
+    rows.emplace_back(host::DialogText{});
     rows.emplace_back(host::DialogText{"KvnPreLoginAgent:"});
     addPermission(rows, "AccessibilityStatus", preAccessibilityPermission_,
                   &PermissionDialog::requestPreLoginAccessibilityPermission);
     addPermission(rows, "ScreenRecordingStatus", preRecordingPermission_,
                   &PermissionDialog::requestPreLoginRecordingPermission);
+    rows.emplace_back(host::DialogText{});
     rows.emplace_back(host::DialogText{"KvnGuiAgent:"});
     addPermission(rows, "AccessibilityStatus", guiAccessibilityPermission_,
                   &PermissionDialog::requestGUIAccessibilityPermission);
     addPermission(rows, "ScreenRecordingStatus", guiRecordingPermission_,
                   &PermissionDialog::requestGUIRecordingPermission);
+    rows.emplace_back(host::DialogText{});
     rows.emplace_back(host::DialogButton{bundle.localizedString("OpenAccessibilitySettings"),
                                          [this] { openAccessibilitySettings(); }});
     rows.emplace_back(host::DialogButton{bundle.localizedString("OpenRecordingSettings"),

@@ -54,25 +54,25 @@ std::function<void(Value)> PreferencesView::setter(std::remove_cvref_t<Value> Va
 }
 
 host::DialogRows PreferencesView::rows() {
-    const auto label = [&](const char* key) { return bundle_.localizedString(key); };
+    const auto localizedString = [&](const char* key) { return bundle_.localizedString(key); };
     const bool sessionLogAllowed = settings_.changeSessionLogAllowed();
     host::DialogRows rows{
-        host::DialogCheckBox{label("PrefsTransferLog"), settings_.changeTransferLogAllowed(),
+        host::DialogCheckBox{localizedString("PrefsTransferLog"), settings_.changeTransferLogAllowed(),
                              shown_.transferLog, setter<bool>(&Values::transferLog)},
-        host::DialogCheckBox{label("PrefsSessionLog"), sessionLogAllowed, shown_.sessionLog,
+        host::DialogCheckBox{localizedString("PrefsSessionLog"), sessionLogAllowed, shown_.sessionLog,
                              setter<bool>(&Values::sessionLog)},
-        host::DialogFolder{label("PrefsSessionLogFolder"), sessionLogAllowed, shown_.sessionLogPath,
+        host::DialogFolder{localizedString("PrefsSessionLogFolder"), sessionLogAllowed, shown_.sessionLogPath,
                            setter<const std::string&>(&Values::sessionLogPath)},
     };
     if (settings_.changeRemoteAccessIntervalAllowed()) {
         using Date = RemoteServiceSettings::Date;
-        rows.emplace_back(host::DialogText{label("PrefsRemoteAccessInterval")});
-        rows.emplace_back(host::DialogDate{label("PrefsRemoteAccessBegin"), true, shown_.intervalBegin,
-                                           setter<Date>(&Values::intervalBegin)});
-        rows.emplace_back(host::DialogDate{label("PrefsRemoteAccessEnd"), true, shown_.intervalEnd,
+        rows.emplace_back(host::DialogText{localizedString("PrefsRemoteAccessInterval")});
+        rows.emplace_back(host::DialogDate{localizedString("PrefsRemoteAccessBegin"), true,
+                                           shown_.intervalBegin, setter<Date>(&Values::intervalBegin)});
+        rows.emplace_back(host::DialogDate{localizedString("PrefsRemoteAccessEnd"), true, shown_.intervalEnd,
                                            setter<Date>(&Values::intervalEnd)});
     }
-    rows.emplace_back(host::DialogCheckBox{label("PrefsShowInMenuBar"), true, shown_.showInMenuBar,
+    rows.emplace_back(host::DialogCheckBox{localizedString("PrefsShowInMenuBar"), true, shown_.showInMenuBar,
                                            setter<bool>(&Values::showInMenuBar)});
     return rows;
 }

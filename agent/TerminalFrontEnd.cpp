@@ -32,45 +32,69 @@ std::string commandName(const std::string& command) {
 } // namespace
 
 TerminalFrontEnd::TerminalFrontEnd(host::Host& host)
-    : mainLoop_(*host.mainLoop), terminal_(mainLoop_), workspace_(std::move(host.workspace)) {
+    : mainLoop_(*host.mainLoop), terminal_(mainLoop_), workspace_(*host.workspace) {
     host.privilegedJobs->presentPromptsWith([this](const std::string& prompt) {
         mainLoop_.post([this, prompt] { terminal_.message("Authorization: " + prompt); });
     });
     terminal_.showState(host.bundle->localizedString("StatusPending"), {});
 }
 
+TerminalFrontEnd::~TerminalFrontEnd() { terminal_.message("The agent ends."); }
+
 void TerminalFrontEnd::start(AppDelegate& application) {
+    application.mainController().setObserver(this);
+    host::Terminal::Commands commands = applicationCommands(application);
+    commands.merge(serviceCommands(application.mainController()));
+    terminal_.start(std::move(commands), [&application] { application.terminate(); });
+}
+
+host::Terminal::Commands TerminalFrontEnd::applicationCommands(AppDelegate& application) {
     GUIAgentController& controller = application.mainController();
-    controller.setObserver(this);
     using Event = host::Workspace::Event;
     const auto announce = [this](Event event) {
         return workspace_.announce(event) ? kDone : "error: no one listens";
     };
-    terminal_.start(
-        {
-            {"status", [&](auto&) { return terminal_.repeatState(), controller.showServiceStatus(), ""; }},
-            {"logs",
-             [&](auto&) {
-                 application.showLogFiles();
-                 return "log files: " + Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
-             }},
-            {"settings", [&](auto&) { return controller.showPreferences(), ""; }},
-            {"permissions", [&](auto&) { return controller.showPermissions(), ""; }},
-            {"start", [&](auto&) { return controller.startService(), requested("start"); }},
-            {"stop", [&](auto&) { return controller.stopService(), requested("stop"); }},
-            {"restart", [&](auto&) { return controller.restartService(), requested("restart"); }},
-            {"task", [&](auto& commandLine) { return runTask(controller, commandLine); }},
-            {"pause", [&](auto&) { return sent(controller.requestServicePause(), "pause"); }},
-            {"continue", [&](auto&) { return sent(controller.requestServiceContinue(), "continue"); }},
-            {"reboot", [&](auto&) { return sent(controller.requestSystemReboot(), "reboot"); }},
-            {"hide", [&](auto&) { return application.hideStatusItem(), kDone; }},
-            {"show", [&](auto&) { return application.showStatusBarItem(), kDone; }},
-            {"hotkey", [&](auto&) { return hotKeys_.press() ? kDone : "error: no hot key is registered"; }},
-            {"sleep", [=](auto&) { return announce(Event::WillSleep); }},
-            {"wake", [=](auto&) { return announce(Event::DidWake); }},
-            {"quit", [&](auto&) { return application.terminate(), kDone; }},
-        },
-        [&application] { application.terminate(); });
+    return {
+        {"status",
+         {"shows the service's status",
+          [&](auto&) { return terminal_.repeatState(), controller.showServiceStatus(), ""; }}},
+        {"logs",
+         {"opens the folder of the log files",
+          [&](auto&) {
+              application.showLogFiles();
+              return "log files: " + Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
+          }}},
+        {"settings", {"shows the settings", [&](auto&) { return controller.showPreferences(), ""; }}},
+        {"permissions", {"shows the permissions", [&](auto&) { return controller.showPermissions(), ""; }}},
+        {"hide", {"hides the status item", [&](auto&) { return application.hideStatusItem(), kDone; }}},
+        {"show", {"shows the status item", [&](auto&) { return application.showStatusBarItem(), kDone; }}},
+        {"hotkey",
+         {"presses the hot key, which shows the status item",
+          [&](auto&) { return hotKeys_.press() ? kDone : "error: no hot key is registered"; }}},
+        {"sleep", {"acts as if the system went to sleep", [=](auto&) { return announce(Event::WillSleep); }}},
+        {"wake", {"acts as if the system woke up", [=](auto&) { return announce(Event::DidWake); }}},
+        {"quit", {"ends the agent", [&](auto&) { return application.terminate(), kDone; }}},
+    };
+}
+
+host::Terminal::Commands TerminalFrontEnd::serviceCommands(GUIAgentController& controller) {
+    return {
+        {"start",
+         {"starts the service", [&](auto&) { return controller.startService(), requested("start"); }}},
+        {"stop", {"stops the service", [&](auto&) { return controller.stopService(), requested("stop"); }}},
+        {"restart",
+         {"restarts the service", [&](auto&) { return controller.restartService(), requested("restart"); }}},
+        {"task",
+         {"PROGRAM ARGUMENT...: has the privileged helper run a program",
+          [&](auto& commandLine) { return runTask(controller, commandLine); }}},
+        {"pause",
+         {"pauses the service", [&](auto&) { return sent(controller.requestServicePause(), "pause"); }}},
+        {"continue",
+         {"ends the pause", [&](auto&) { return sent(controller.requestServiceContinue(), "continue"); }}},
+        {"reboot",
+         {"has the service reboot the system",
+          [&](auto&) { return sent(controller.requestSystemReboot(), "reboot"); }}},
+    };
 }
 
 std::string TerminalFrontEnd::runTask(GUIAgentController& controller, const std::string& commandLine) {
@@ -106,6 +130,9 @@ void TerminalFrontEnd::statusShown(const std::string& text, const OFRServiceInfo
 void TerminalFrontEnd::commandCompleted(const std::string& command, std::int32_t status,
                                         const std::string& details) {
     std::string outcome = "completed";
+    if (status == 0 && command == "ExecuteTask") {
+        return; // the task's result is told
+    }
     if (status != 0) {
         outcome = "failed (" + std::to_string(status) + ")" + (details.empty() ? "" : ": " + details);
     }

@@ -18,8 +18,9 @@ namespace kvn {
 /// the keyboard would do. Main thread.
 class TerminalFrontEnd final : public AgentObserver {
 public:
-    /// Takes the host's workspace over, and shows the prompts of its authorizations.
+    /// The host outlives it, and has the prompts of its authorizations shown here.
     explicit TerminalFrontEnd(host::Host& host);
+    ~TerminalFrontEnd() override;
 
     host::StatusBar& statusBar() { return statusBar_; }
     host::DialogWindow& dialogWindow() { return dialogWindow_; }
@@ -37,6 +38,8 @@ public:
     void requestFailed(const std::string& text) override;
 
 private:
+    host::Terminal::Commands applicationCommands(AppDelegate& application);
+    host::Terminal::Commands serviceCommands(GUIAgentController& controller);
     std::string runTask(GUIAgentController& controller, const std::string& commandLine);
 
     host::MainLoop& mainLoop_;

@@ -41,23 +41,7 @@ int fail(int status, const std::string& problem) {
     return status;
 }
 
-/// How the user sees the agent: in a terminal, or not at all.
-struct UserInterface {
-    explicit UserInterface(host::Host& host) : workspace(*host.workspace), hotKeys(*host.hotKeys) {}
-    explicit UserInterface(TerminalFrontEnd& terminal)
-        : statusBar(terminal.statusBar()), dialogWindow(terminal.dialogWindow()),
-          permissionWindow(terminal.permissionWindow()), workspace(terminal.workspace()),
-          hotKeys(terminal.hotKeys()) {}
-
-    host::NoStatusBar noStatusBar;
-    host::NoDialogWindow noWindow;
-    host::StatusBar& statusBar = noStatusBar;
-    host::DialogWindow& dialogWindow = noWindow;
-    host::DialogWindow& permissionWindow = noWindow;
-    host::Workspace& workspace;
-    host::HotKeys& hotKeys;
-};
-
+/// Builds the agent, and runs it until something ends it.
 int runAgent(host::Host& host, FrontEnd frontEnd) {
     host::MainLoop& mainLoop = *host.mainLoop;
     SystemSleepMonitor sleepMonitor(*host.powerManagement, *host.pointer, mainLoop);
@@ -68,11 +52,12 @@ int runAgent(host::Host& host, FrontEnd frontEnd) {
     RemoteServiceSettings::setSharedSettings(&settings);
     FFLocalizedText::setSharedSources(host.bundle.get(), host.systemInfo.get());
 
+    host::NoStatusBar noStatusBar;
+    host::NoDialogWindow noWindow;
     std::optional<TerminalFrontEnd> terminal;
     if (frontEnd == FrontEnd::Terminal) {
         terminal.emplace(host);
     }
-    UserInterface user = terminal ? UserInterface(*terminal) : UserInterface(host);
     PrivacyChecks privacyChecks(*host.privacyPermissions, *host.systemInfo);
     LaunchdController launchd(*host.processRunner, *host.scriptRunner, *host.sleeper, *host.systemInfo);
     LoginSessionMonitor loginSessions(*host.consoleUser, mainLoop, *host.toolQueue, launchd);
@@ -82,18 +67,20 @@ int runAgent(host::Host& host, FrontEnd frontEnd) {
                         .helper = {mainLoop, *host.sleeper, *host.bundle, *host.privilegedJobs},
                         .clock = *host.clock,
                         .workQueue = *host.workQueue},
-         .statusBar = user.statusBar,
-         .dialogWindow = user.dialogWindow,
-         .permissionWindow = user.permissionWindow,
-         .workspace = user.workspace,
+         .statusBar = terminal ? terminal->statusBar() : noStatusBar,
+         .dialogWindow = terminal ? terminal->dialogWindow() : noWindow,
+         .permissionWindow = terminal ? terminal->permissionWindow() : noWindow,
+         .workspace = terminal ? terminal->workspace() : *host.workspace,
          .notifications = *host.notifications,
          .runningApplications = *host.runningApplications,
-         .hotKeys = user.hotKeys,
+         .hotKeys = terminal ? terminal->hotKeys() : *host.hotKeys,
          .toolQueue = *host.toolQueue,
          .privacyChecks = privacyChecks},
         kProgram, host.bundle->infoValue("CFBundleIdentifier").value_or(kBundleIdentifier));
 
-    const auto onInterrupt = mainLoop.onSignal(SIGINT, [&] { application.terminate(); });
+    const auto terminate = [&] { application.terminate(); };
+    const auto onInterrupt = mainLoop.onSignal(SIGINT, terminate);
+    const auto onHangUp = terminal ? mainLoop.onSignal(SIGHUP, terminate) : nullptr; // its window was closed
     application.applicationDidFinishLaunching();
     loginSessions.systemMonitorStartedMonitoring();
     if (terminal) {

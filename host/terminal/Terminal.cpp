@@ -12,12 +12,6 @@ namespace kvn::host {
 
 namespace {
 
-constexpr char kHelp[] = "menu         prints the menu\n"
-                         "N            chooses number N of the menu or dialog that was printed last\n"
-                         "set N VALUE  sets number N of that dialog: on or off, a folder, YYYY-MM-DD HH:MM\n"
-                         "close        closes the dialog in front\n"
-                         "commands:";
-
 /// The first word of a trimmed line, and what follows it.
 std::pair<std::string_view, std::string_view> splitWord(std::string_view line) {
     const auto end = std::min(line.find_first_of(Kvs::kBlanks), line.size());
@@ -42,6 +36,9 @@ void Terminal::start(Commands commands, MainLoop::Task onEnd) {
                                                            onEnd();
                                                        }
                                                    }});
+    if (fromPerson) {
+        print("Type \"help\" for the commands.");
+    }
     drawSoon();
 }
 
@@ -99,16 +96,24 @@ void Terminal::remove(const TerminalPane& dialog) {
 // MARK: Commands
 
 void Terminal::addOwnCommands() {
-    commands_.try_emplace("menu", [this](const std::string&) { return printMenu(); });
-    commands_.try_emplace("set", [this](const std::string& rest) { return set(rest); });
-    commands_.try_emplace("close", [this](const std::string&) { return closeFront(); });
-    commands_.try_emplace("help", [this](const std::string&) {
-        std::string text = kHelp;
-        for (const auto& [name, action] : commands_) {
-            text += " " + name;
-        }
-        return text;
+    commands_.merge(Commands{
+        {"menu", {"prints the menu", [this](auto&) { return printMenu(); }}},
+        {"set",
+         {"N VALUE: sets number N to on, off, a folder or YYYY-MM-DD HH:MM",
+          [this](auto& rest) { return set(rest); }}},
+        {"close", {"closes the dialog in front", [this](auto&) { return closeFront(); }}},
+        {"help", {"prints this", [this](auto&) { return help(); }}},
     });
+}
+
+std::string Terminal::help() const {
+    constexpr std::size_t kNameWidth = 13;
+    std::string text =
+        padded("1, 2, ...", kNameWidth) + "chooses from the menu or dialog that was printed last";
+    for (const auto& [name, command] : commands_) {
+        text += "\n" + padded(name, kNameWidth) + command.purpose;
+    }
+    return text;
 }
 
 void Terminal::runLine(std::string_view line) {
@@ -117,21 +122,13 @@ void Terminal::runLine(std::string_view line) {
     line = Kvs::fTrimmed(line);
     const auto [name, rest] = splitWord(line);
     if (const auto command = commands_.find(name); command != commands_.end()) {
-        print(command->second(std::string(rest)));
+        print(command->second.run(std::string(rest)));
     } else if (isNumber(line)) {
         print(carryOut(choiceOf(line, nullptr)));
     } else if (!line.empty()) {
-        print(unknownCommand(line));
+        print("error: unknown command: " + std::string(line) + " (try \"help\")");
     }
     drawSoon(); // prompts
-}
-
-std::string Terminal::unknownCommand(std::string_view line) const {
-    std::string known;
-    for (const auto& [name, action] : commands_) {
-        known += " " + name;
-    }
-    return "error: unknown command: " + std::string(line) + " (there are:" + known + ")";
 }
 
 /// Prints the lines of an answer, if there is one.

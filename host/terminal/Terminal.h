@@ -23,9 +23,13 @@ namespace kvn::host {
 /// A line that is a number chooses from what was printed last: the menu or a dialog. Main thread.
 class Terminal {
 public:
-    /// The program's commands by name, given what follows the name; each gives the text that answers it,
-    /// or an empty one when it has answered.
-    using Commands = std::map<std::string, std::function<std::string(const std::string& rest)>, std::less<>>;
+    struct Command {
+        std::string purpose; // for the help, in a few words
+
+        /// Given what follows the name; gives the text that answers it, or an empty one when it has answered.
+        std::function<std::string(const std::string& rest)> run;
+    };
+    using Commands = std::map<std::string, Command, std::less<>>; // by name
 
     explicit Terminal(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
     Terminal(const Terminal&) = delete;
@@ -71,9 +75,9 @@ private:
 
     void addOwnCommands();
     void runLine(std::string_view line);
-    std::string unknownCommand(std::string_view line) const;
     void print(std::string_view text);
 
+    std::string help() const;
     std::string printMenu();
     std::string set(std::string_view rest);
     std::string closeFront();

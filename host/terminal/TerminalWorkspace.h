@@ -4,7 +4,10 @@
 #include "host/posix/KeepAlive.h"
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace kvn::host {
 
@@ -12,20 +15,21 @@ namespace kvn::host {
 /// machine would. Main thread.
 class TerminalWorkspace final : public Workspace {
 public:
-    explicit TerminalWorkspace(std::unique_ptr<Workspace> machine) : machine_(std::move(machine)) {}
+    /// The machine's outlives it.
+    explicit TerminalWorkspace(Workspace& machine) : machine_(machine) {}
 
     MainLoop::Handle observe(std::function<void(Event)> handler) override {
         auto observer = std::make_shared<Observer>();
-        observer->machine = machine_->observe(handler);
+        observer->machine = machine_.observe(handler);
         observer->handler = std::move(handler);
         observer_ = observer;
         return keepAlive(std::move(observer));
     }
-    std::optional<Error> openUrl(const std::string& url) override { return machine_->openUrl(url); }
-    std::optional<Error> openFolder(const std::string& path) override { return machine_->openFolder(path); }
+    std::optional<Error> openUrl(const std::string& url) override { return machine_.openUrl(url); }
+    std::optional<Error> openFolder(const std::string& path) override { return machine_.openFolder(path); }
     std::optional<Error> launchApplication(const std::string& executable,
                                            const std::vector<std::string>& arguments) override {
-        return machine_->launchApplication(executable, arguments);
+        return machine_.launchApplication(executable, arguments);
     }
 
     /// False when nobody observes.
@@ -43,7 +47,7 @@ private:
         MainLoop::Handle machine;
     };
 
-    const std::unique_ptr<Workspace> machine_;
+    Workspace& machine_;
     std::weak_ptr<Observer> observer_;
 };
 

@@ -1,6 +1,7 @@
 """Runs integration tests: each gets a sandbox of its own and says with `expect` what must hold."""
 
 import argparse
+import concurrent.futures
 import os
 import pathlib
 import sys
@@ -28,25 +29,29 @@ def _play(test, build):
                     expect(not program.record.find("Sanitizer|runtime error:"), "a sanitizer reported")
             return True
         except Exception:
-            traceback.print_exc()
+            lines = [traceback.format_exc()]
             for name, heard in (("daemon", box.daemon), ("helper", box.helper), ("agent", box.agent),
                                 ("log", box.log), ("helper", box.helper_log)):
-                for text in heard.record.tail(30) if heard else ():
-                    print(f"{name:<7}| {text[:300]}")
+                lines += [f"{name:<7}| {text[:300]}" for text in (heard.record.tail(30) if heard else ())]
+            print("\n".join(lines), flush=True)
             return False
 
 
-def main(tests):
+def main(tests, side_by_side=False):
+    """`side_by_side` is for tests that mostly wait."""
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True, help="build folder")
     parser.add_argument("names", nargs="*", help="tests to run (default: all)")
     options = parser.parse_args()
     os.environ["LC_ALL"] = "C"  # tests read English
     chosen = [test for test in tests if not options.names or test.__name__ in options.names]
-    failed = 0
-    for test in chosen:
+
+    def play(test):
         started = time.monotonic()
         passed = _play(test, options.build)
         print("ok  " if passed else "FAIL", test.__name__, f"{time.monotonic() - started:.1f} s", flush=True)
-        failed += not passed
-    sys.exit(1 if failed or not chosen else 0)
+        return passed
+
+    with concurrent.futures.ThreadPoolExecutor(len(tests) if side_by_side else 1) as players:
+        results = list(players.map(play, chosen))
+    sys.exit(0 if results and all(results) else 1)

@@ -137,4 +137,4 @@ def a_frozen_service_holds_nothing_up(box):
 
 
 main([an_absent_service_is_awaited, a_silent_service_is_tried_again, deaths_at_any_moment_are_survived,
-      nonsense_and_floods_are_survived, a_frozen_service_holds_nothing_up])
+      nonsense_and_floods_are_survived, a_frozen_service_holds_nothing_up], side_by_side=True)

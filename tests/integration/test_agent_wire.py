@@ -145,4 +145,4 @@ def refusal_and_split_answers(box):
     service.die()
 
 
-main([registers_and_polls, requests_of_the_terminal, launches_clients, refusal_and_split_answers])
+main([registers_and_polls, requests_of_the_terminal, launches_clients, refusal_and_split_answers], side_by_side=True)

@@ -55,7 +55,7 @@ private:
 
 TEST_F(GUIController, AChangeOfStateIsLoggedOnceAndEveryAnswerShown) {
     app.mainController().showServiceStatus();
-    EXPECT_THAT(dialog.all<host::DialogText>().at(0).text, "StatusInitial"); // the failure of the start
+    EXPECT_EQ(dialog.all<host::DialogField>().at(0).value, "StatusInitial"); // the failure of the start
     app.mainController().setObserver(&observer);
     FakeService service([this](const auto& message) { return answerTo(message); });
     env.clock.advance(16s);
@@ -124,6 +124,20 @@ TEST_F(GUIController, PreferencesAreKeptWhenTheWindowClosesIfThePolicyLetsThem) 
     dialog.close();
     EXPECT_TRUE(env.settings.transferLogEnabled());
     EXPECT_EQ(env.settings.sessionLogPath(), Kvs::FSysInfoPaths::underRoot("/var/tmp/sessions"));
+}
+
+TEST_F(GUIController, TheRemoteAccessIntervalIsShownAndKeptWhereItMayBeChanged) {
+    env.preferences.setString("2026-07-23T10:00:00", "RemoteAccessIntervalBegin");
+    env.preferences.setString("2026-07-24T10:00:00", "RemoteAccessIntervalEnd");
+    env.settings.updateSettings();
+    app.mainController().showPreferences();
+    EXPECT_EQ(dialog.frame.height, 264);
+    const auto dates = dialog.all<host::DialogDate>();
+    ASSERT_EQ(dates.size(), 2U);
+    EXPECT_EQ(dates[1].date - dates[0].date, 24h);
+    dates[1].onChange(dates[1].date + 24h);
+    dialog.close();
+    EXPECT_EQ(env.settings.remoteAccessIntervalEnd(), dates[1].date + 24h);
 }
 
 } // namespace

@@ -15,7 +15,8 @@ TEST(LinuxWorkspace, HoldsASleepUpUntilItsObserverReturns) {
     CapturedLog log;
     host::PollMainLoop unused;
     host::PosixProcessRunner runner(unused);
-    host::TerminalWorkspace workspace(std::make_unique<host::LinuxWorkspace>(bus.loop(), runner));
+    host::LinuxWorkspace machine(bus.loop(), runner);
+    host::TerminalWorkspace workspace(machine);
     EXPECT_TRUE(workspace.observe([](Event) {}));
     EXPECT_TRUE(log.contains("Sleep and wake are not announced"));
     EXPECT_FALSE(workspace.announce(Event::WillSleep)); // nobody observes any more

@@ -29,9 +29,9 @@ protected:
     ~TerminalTest() override { dup2(realInput_.get(), STDIN_FILENO); }
 
     void start() {
-        terminal.start({{"quit", [this](const std::string&) { return ++quits, "ok"; }},
-                        {"quiet", [](const std::string&) { return ""; }},
-                        {"say", [](const std::string& rest) { return "said " + rest; }}},
+        terminal.start({{"quit", {"ends it", [this](auto&) { return ++quits, "ok"; }}},
+                        {"quiet", {"is quiet", [](auto&) { return ""; }}},
+                        {"say", {"TEXT: repeats it", [](auto& rest) { return "said " + rest; }}}},
                        [this] { ++inputEnds; });
         loop.runPending();
     }
@@ -71,7 +71,7 @@ private:
 
 TEST_F(TerminalTest, TakesOneCommandALine) {
     start();
-    const std::string unknown = " (there are: close help menu quiet quit say set)\n";
+    const std::string unknown = " (try \"help\")\n";
     const std::pair<const char*, std::string> cases[] = {
         {"say\n", "said \n"},
         {"  say  a word \t\r\n", "said a word\n"},
@@ -95,7 +95,15 @@ TEST_F(TerminalTest, TakesOneCommandALine) {
         EXPECT_EQ(answerTo(typed), answer) << typed;
     }
     EXPECT_EQ(quits, 2);
-    EXPECT_NE(answerTo("help\n").find("\ncommands: close help menu quiet quit say set\n"), std::string::npos);
+    EXPECT_EQ(answerTo("help\n"),
+              "1, 2, ...    chooses from the menu or dialog that was printed last\n"
+              "close        closes the dialog in front\n"
+              "help         prints this\n"
+              "menu         prints the menu\n"
+              "quiet        is quiet\n"
+              "quit         ends it\n"
+              "say          TEXT: repeats it\n"
+              "set          N VALUE: sets number N to on, off, a folder or YYYY-MM-DD HH:MM\n");
 }
 
 TEST_F(TerminalTest, DropsALineThatIsTooLong) {
@@ -278,7 +286,8 @@ TEST_F(TerminalTest, TalksToAPersonAtATerminal) {
         seen.append(buffer, static_cast<std::size_t>(count));
     }
     EXPECT_EQ(inputEnds, 1);
-    EXPECT_EQ(seen, "icon: \033[32mconnected\033[0m\r\n== T ==\r\n  words that go on and on and\r\n  on\r\n"
+    EXPECT_EQ(seen, "Type \"help\" for the commands.\r\n"
+                    "icon: \033[32mconnected\033[0m\r\n== T ==\r\n  words that go on and on and\r\n  on\r\n"
                     "> \r\nnote\r\n> close\r\nok\r\n> ");
 }
 

@@ -3,9 +3,7 @@
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeService.h"
 
-#include <filesystem>
 #include <gtest/gtest.h>
-#include <system_error>
 
 namespace kvn::test {
 namespace {
@@ -146,34 +144,6 @@ TEST_F(Controller, StopWithdrawsAndStartRegistersAgain) {
     controller.start();
     EXPECT_TRUE(waitForRegistration(2));
     EXPECT_EQ(linesWith("Starting status timer"), 2U);
-}
-
-/// 0 for a folder that this system does not have.
-std::size_t entriesOf(const char* folder) {
-    std::error_code missing;
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder, missing),
-                                                  std::filesystem::directory_iterator()));
-}
-
-TEST_F(Controller, AThousandReconnectsLeakNeitherDescriptorsNorThreads) {
-    std::size_t descriptors = 0;
-    std::size_t threads = 0;
-    controller.start();
-    for (int i = 0; i < 1000; ++i) {
-        FakeService service(answerAsOnlineService);
-        const auto known = delegate.statuses.size();
-        env.loop.advance(5s);
-        ASSERT_TRUE(env.loop.runUntil([&] { return delegate.statuses.size() > known; })) << i;
-        if (i == 10) {
-            descriptors = entriesOf("/dev/fd");
-            threads = entriesOf("/proc/self/task");
-        }
-    }
-    // The last service's connection may be about to go.
-    EXPECT_TRUE(waitUntil([&] { return entriesOf("/dev/fd") <= descriptors; })) << entriesOf("/dev/fd");
-    EXPECT_TRUE(waitUntil([&] { return entriesOf("/proc/self/task") <= threads; }))
-        << entriesOf("/proc/self/task");
-    controller.stop();
 }
 
 } // namespace
