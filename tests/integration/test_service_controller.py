@@ -135,9 +135,10 @@ def it_starts_anew_and_is_uninstalled(box):
             client.send({"Ctrl": "bye"})
             expect(client.receive() is None, "the session did not end")
     expect(helper.running and daemon_pid(box) == service, "the helper or its service ended")
-    words = pathlib.Path(f"/proc/{helper.pid}/cmdline").read_bytes()
-    expect(words.count(b"--listener") == 1 and words.count(b"--service") == 1, f"started anew with {words}")
     with HelperClient(box.helper_socket) as client:
+        expect(client.version(), "no version after so many starts")
+        words = pathlib.Path(f"/proc/{helper.pid}/cmdline").read_bytes()
+        expect(words.count(b"--listener") == 1 and words.count(b"--service") == 1, f"started anew with {words}")
         completes(client, "StopService")
         expect(subprocess.run(["ps", "--ppid", str(helper.pid), "-o", "stat="], capture_output=True).stdout == b"",
                "the helper left a zombie")
