@@ -3,6 +3,7 @@
 #include "tests/support/FakeService.h"
 #include "tests/unit/agent/ApplicationFixture.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -60,12 +61,17 @@ TEST_F(GUIController, AChangeOfStateIsLoggedOnceAndEveryAnswerShown) {
     FakeService service([this](const auto& message) { return answerTo(message); });
     env.clock.advance(16s);
     ASSERT_TRUE(poll());
-    for (const char* next : {"paused", "paused", "online", "offline"}) {
+    for (const char* next : {"paused", "online", "offline"}) {
         become(std::string("Value=\"") + next + "\"");
+        ASSERT_TRUE(poll()); // a request that was under way may tell the former state once more
+        ASSERT_TRUE(poll());
         ASSERT_TRUE(poll());
     }
-    EXPECT_EQ(observer.shown.at(observer.shown.size() - 5), "StatusOnline relay");
-    EXPECT_EQ(observer.shown.back(), "StatusOffline relay");
+    EXPECT_GE(std::count(observer.shown.begin(), observer.shown.end(), "StatusPaused relay"), 2);
+    observer.shown.erase(std::unique(observer.shown.begin(), observer.shown.end()), observer.shown.end());
+    observer.shown.erase(observer.shown.begin(), observer.shown.end() - 4);
+    EXPECT_THAT(observer.shown, ElementsAre("StatusOnline relay", "StatusPaused relay", "StatusOnline relay",
+                                            "StatusOffline relay"));
     EXPECT_THAT(
         linesWith("RemoteService status: Status"),
         testing::IsSupersetOf({"RemoteService status: StatusPaused, server:relay, registration:Office",
