@@ -62,6 +62,7 @@ public:
 
 private:
     using HelperCommand = std::function<void(ServiceCtrlClient&)>;
+    using PendingTasks = std::map<std::uint64_t, TaskCompletion>;
 
     // AgentControllerDelegate
     void notifyServiceStatus(const OFRServiceInfo* info) override;
@@ -78,7 +79,7 @@ private:
     void verifyServiceCtrlClient();
     void sendServiceCtrlCommand(HelperCommand command, std::optional<std::uint64_t> taskId = std::nullopt);
     void executedTaskCompletedWithResult(const PHMessage& event);
-    void abandonTask(std::uint64_t taskId);
+    void abandonTask(std::optional<std::uint64_t> taskId);
 
     Environment environment_;
     AgentApplication& appDelegate_;
@@ -91,7 +92,7 @@ private:
     std::string lastStateText_; // empty until a first answer, or the failure to get one
 
     std::shared_ptr<ServiceCtrlClient> svcCtrlClient_; // made for the first command
-    std::map<std::uint64_t, TaskCompletion> pendingTasks_;
+    PendingTasks pendingTasks_;
     std::uint64_t lastExeutedTaskId_ = 0;
 };
 

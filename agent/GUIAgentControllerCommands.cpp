@@ -64,9 +64,7 @@ void GUIAgentController::sendServiceCtrlCommand(HelperCommand command, std::opti
         } else if (!client->installAgent()) {
             notifyRequestFailedWithError(kHelperNotAvailable, kHelperNotAvailableCode);
             environment_.helper.loop.post([this, taskId] {
-                if (taskId) {
-                    abandonTask(*taskId);
-                }
+                abandonTask(taskId);
                 if (observer_) {
                     observer_->requestFailed(kHelperNotAvailable);
                 }
@@ -74,6 +72,9 @@ void GUIAgentController::sendServiceCtrlCommand(HelperCommand command, std::opti
             return;
         }
         command(*client);
+        if (!client->deliversEvents()) {
+            environment_.helper.loop.post([this, taskId] { abandonTask(taskId); });
+        }
     });
 }
 
@@ -137,8 +138,8 @@ void GUIAgentController::processErrorEvent(const host::Error* error) {
     });
 }
 
-void GUIAgentController::abandonTask(std::uint64_t taskId) {
-    if (const auto node = pendingTasks_.extract(taskId)) {
+void GUIAgentController::abandonTask(std::optional<std::uint64_t> taskId) {
+    if (const auto node = taskId ? pendingTasks_.extract(*taskId) : PendingTasks::node_type()) {
         node.mapped()(nullptr);
     }
 }

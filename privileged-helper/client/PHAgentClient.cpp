@@ -40,6 +40,11 @@ void PHAgentClient::dropEventHandler() {
     }
 }
 
+bool PHAgentClient::deliversEvents() const {
+    Kvs::FLockGuard guard(lock_);
+    return myEventHandler_ != nullptr;
+}
+
 std::optional<PHMessage> PHAgentClient::readMessage() {
     if (const auto thread = eventThread(); thread && !thread->hasEnded()) {
         throw PHAgentClientInvalidState("Cannot invoke readMessage while eventThread is running");
@@ -58,7 +63,8 @@ std::shared_ptr<PHEventThread> PHAgentClient::eventThread() const {
 }
 
 void PHAgentClient::startEventThread() {
-    if (const auto thread = eventThread(); thread && !thread->hasEnded()) {
+    if (const auto thread = eventThread();
+        thread && !thread->hasEnded() && thread->connection() == protocolHandler_->connection()) {
         return;
     }
     stopEventThread();

@@ -62,6 +62,8 @@ public:
 
     /// When it returns, the event handler is not being called and will not be any more. Main thread.
     void dropEventHandler();
+    /// Whether there is an event handler: not after the one terminal error that it is told. Any thread.
+    bool deliversEvents() const;
 
     /// Whether a helper is connected; connects to one of the embedded version if that is worth trying.
     /// A connection to a helper of another version is left open, so a second call finds it.

@@ -123,9 +123,12 @@ TEST_F(Controller, RegistersAgainWithAServiceThatCameBack) {
     }
     ASSERT_TRUE(env.loop.runUntil([&] { return env.log.contains("Connection failed: 54"); }));
     FakeService service(answerAsOnlineService); // back before the next poll could fail
-    env.loop.runPending();
-    env.loop.advance(5s);
-    EXPECT_TRUE(waitForRegistration(2));
+    const auto registeredAgain = [&] { return linesWith("Service agent registered.") == 2; };
+    for (int polls = 0; polls < 2 && !registeredAgain(); ++polls) { // the first may overtake the loss
+        env.loop.advance(5s);
+        env.loop.runUntil(registeredAgain, 1s);
+    }
+    EXPECT_TRUE(registeredAgain());
     EXPECT_EQ(service.count("<RegisterAgent"), 1U);
 }
 

@@ -58,6 +58,13 @@ protected:
         ASSERT_TRUE(env.loop.runUntil([&] { return env.log.contains(line); })) << line;
     }
 
+    void pushAndWaitForLaunch(FakeService& service, const std::string& message,
+                              const std::string& line = "Launching client") {
+        const auto scheduled = env.loop.scheduledCount();
+        pushAndWaitForLog(service, message, line);
+        ASSERT_TRUE(waitUntil([&] { return env.loop.scheduledCount() == scheduled + 1; })); // after the line
+    }
+
     AgentEnvironment env;
     RecordingDelegate delegate;
     std::shared_ptr<RemoteServiceConnector> connector;
@@ -160,7 +167,7 @@ TEST_F(Connector, RegistrationResultReachesTheDelegate) {
 TEST_F(Connector, LaunchesTheClientAndReportsIt) {
     FakeService service(answerAsOnlineService);
     connect();
-    pushAndWaitForLog(service, kExecute, "Launching client in 1.0 seconds");
+    pushAndWaitForLaunch(service, kExecute, "Launching client in 1.0 seconds");
     env.loop.advance(999ms);
     EXPECT_TRUE(env.runner.launched.empty());
     env.loop.advance(1ms);
@@ -180,7 +187,7 @@ TEST_F(Connector, WaitsLongerWhileTheSystemStarts) {
     FakeService service(answerAsOnlineService);
     env.system.up = 89s;
     connect();
-    pushAndWaitForLog(service, kExecute, "Launching client in 12.0 seconds");
+    pushAndWaitForLaunch(service, kExecute, "Launching client in 12.0 seconds");
     env.loop.advance(11999ms);
     EXPECT_TRUE(env.runner.launched.empty());
     env.loop.advance(1ms);
@@ -190,9 +197,8 @@ TEST_F(Connector, WaitsLongerWhileTheSystemStarts) {
 TEST_F(Connector, LaunchesTheProgramInsideABundle) {
     FakeService service(answerAsOnlineService);
     connect();
-    pushAndWaitForLog(service,
-                      "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/Applications/C.app\"/>",
-                      "Launching client");
+    pushAndWaitForLaunch(service,
+                         "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/Applications/C.app\"/>");
     env.loop.advance(1s);
     ASSERT_EQ(env.runner.launched.size(), 1U);
     EXPECT_EQ(env.runner.launched[0].first, "/Applications/C.app/Contents/MacOS/Inner");
@@ -215,7 +221,7 @@ TEST_F(Connector, FailedLaunchIsLoggedAndNotReported) {
     FakeService service(answerAsOnlineService);
     env.runner.fails = true;
     connect();
-    pushAndWaitForLog(service, kExecute, "Launching client");
+    pushAndWaitForLaunch(service, kExecute);
     env.loop.advance(1s);
     EXPECT_TRUE(
         env.log.contains("Failed to launch: /opt/client args: (-sid:123, -transferlog:on)\nException: "));
@@ -227,7 +233,7 @@ TEST_F(Connector, FailedLaunchIsLoggedAndNotReported) {
 TEST_F(Connector, ALaunchUnderWayOutlivesTheOwnersInterest) {
     FakeService service(answerAsOnlineService);
     connect();
-    pushAndWaitForLog(service, kExecute, "Launching client");
+    pushAndWaitForLaunch(service, kExecute);
     connector->close();
     connector = std::make_shared<RemoteServiceConnector>(env.connector, delegate);
     env.loop.advance(1s);
