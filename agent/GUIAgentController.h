@@ -49,8 +49,8 @@ public:
     void showPermissions();
 
     // Commands to the service.
-    void pauseService() { requestServicePause(); }
-    void continueService() { requestServiceContinue(); }
+    bool pauseService() { return requestServicePause(); }
+    bool continueService() { return requestServiceContinue(); }
 
     // Commands to the helper, which is installed when it is missing or not the embedded version.
     void startService();

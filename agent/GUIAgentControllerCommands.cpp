@@ -62,8 +62,8 @@ void GUIAgentController::sendServiceCtrlCommand(HelperCommand command, std::opti
         if (client->verifyAgentConnection()) {
             client->verifyEventThreadRunning();
         } else if (!client->installAgent()) {
-            notifyRequestFailedWithError(kHelperNotAvailable, kHelperNotAvailableCode);
             environment_.helper.loop.post([this, taskId] {
+                notifyRequestFailedWithError(kHelperNotAvailable, kHelperNotAvailableCode);
                 abandonTask(taskId);
                 if (observer_) {
                     observer_->requestFailed(kHelperNotAvailable);

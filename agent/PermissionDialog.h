@@ -78,7 +78,7 @@ private:
     void requestGUIRecordingPermission();
     void openAccessibilitySettings();
     void openScreenRecordingSettings();
-    void openSettings(const char* url);
+    void openSettings(const char* pane);
 
     host::DialogRows rows();
     void addPermission(host::DialogRows& rows, const char* statusKey, std::int32_t state,

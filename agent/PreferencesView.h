@@ -4,6 +4,7 @@
 #include "host/Bundle.h"
 #include "remote/platform/RemoteServiceSettings.h"
 
+#include <functional>
 #include <string>
 
 namespace kvn {

@@ -14,8 +14,8 @@
 
 namespace kvn {
 
-/// Every text that the user sees, in the user's language: from the language file language.xml, which holds
-/// the languages of all the product's platforms, and from the bundle's string table (system texts).
+/// The texts that the product's platforms share, the menu's among them, in the user's language: from
+/// language.xml, which holds all languages, and from the bundle's string table (system texts).
 ///
 /// Loading chooses the first preferred language, exactly or without its region, else English, and fills its
 /// gaps from English. Nothing changes afterwards: any thread may ask. A failure is logged and leaves texts

@@ -11,8 +11,9 @@
 
 namespace kvn {
 
-/// The one point of contact with power management: wakes the display and keeps it awake while a remote
-/// session runs, and relays the system's sleep and wake-up to observers, who may veto an idle sleep.
+/// The one point of contact with power management: lights the display, as the agent does before it launches
+/// a client; can keep it awake, and relay the system's sleep and wake-up to observers, who may veto an idle
+/// sleep.
 /// Main thread, except `declareLocalUserActivity`. Lives until the main loop has stopped.
 class SystemSleepMonitor {
 public:

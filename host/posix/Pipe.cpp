@@ -1,6 +1,5 @@
 #include "host/posix/Pipe.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <utility>
 

@@ -4,7 +4,6 @@
 #include "core/threads/FThreadLock.h"
 #include "host/MainLoop.h"
 
-#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstdint>

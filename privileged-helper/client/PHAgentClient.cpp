@@ -1,10 +1,7 @@
 #include "privileged-helper/client/PHAgentClient.h"
 
-#include "core/logging/CNSLog.h"
-
 #include <nlohmann/json.hpp>
 #include <utility>
-#include <variant>
 
 namespace kvn {
 namespace {

@@ -14,7 +14,7 @@ public:
     virtual bool processAgentEvent(const PHMessage& event) = 0;
 
     /// The connection ended; `error` is null when the helper closed it. Told once in a client's life, on
-    /// the client's event thread.
+    /// the thread that met the end: the client's event thread, or one whose message could not be sent.
     virtual void processErrorEvent(const host::Error* error) = 0;
 };
 

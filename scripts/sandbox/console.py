@@ -12,10 +12,12 @@ daemon COMMAND   a command for the daemon, for example:
                    daemon status                 push the status to the agents
                    daemon refuse on | silent on | late 2000 | garbage | flood 100 | drop | die
                    daemon help                   all of them
-agent COMMAND    a command for the agent: status, pause, continue, reboot, quit; and through the
-                 privileged helper, which it installs when it is missing:
-                   agent start | agent stop | agent restart     the service
-                   agent task /bin/ls -l                        a program
+agent COMMAND    a command for the agent, for example:
+                   agent menu                    its menu; agent 6 then chooses number 6
+                   agent settings | agent permissions | agent status
+                   agent stop | agent start | agent task /bin/ls -l
+                                                 by the privileged helper, installed when it is missing
+                   agent help                    all of them
 start daemon     start the daemon again after its end; likewise: start agent
 help             this text
 quit             end everything"""

@@ -4,7 +4,6 @@
 #include "host/MainLoop.h"
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <sys/types.h>
 #include <vector>
