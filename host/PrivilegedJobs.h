@@ -19,6 +19,11 @@ public:
     /// The user refused by dismissing the dialog (Security framework, errAuthorizationCanceled).
     static constexpr std::int32_t kCanceled = -60006;
 
+    /// Flags of an authorization, with the values of the Security framework (Authorization.h).
+    static constexpr std::uint32_t kInteractionAllowed = 1;
+    static constexpr std::uint32_t kExtendRights = 2;
+    static constexpr std::uint32_t kPreAuthorize = 16;
+
     /// What the authorization dialog is given: "prompt", or "username" and "password".
     struct EnvironmentItem {
         std::string name;
@@ -40,8 +45,7 @@ public:
     /// called on the thread that asks for the rights. Before the first use, main thread.
     virtual void presentPromptsWith(PromptPresenter presenter) = 0;
 
-    /// 0 and an authorization without rights, or the system's error code. `flags` are the Security
-    /// framework's: 1 interaction allowed, 2 extend rights, 16 pre-authorize.
+    /// 0 and an authorization without rights, or the system's error code.
     virtual std::int32_t createAuthorization(const Environment& environment, std::uint32_t flags,
                                              std::unique_ptr<Authorization>& authorization) = 0;
 

@@ -11,7 +11,4 @@ inline constexpr std::int32_t kAuthorizationDenied = -60005;
 inline constexpr std::int32_t kAuthorizationInteractionNotAllowed = -60007;
 inline constexpr std::int32_t kAuthorizationInternal = -60008;
 
-/// Its flag that lets the user be asked.
-inline constexpr std::uint32_t kAuthorizationInteractionAllowed = 1;
-
 } // namespace kvn::host

@@ -52,7 +52,7 @@ std::int32_t LinuxPrivilegedJobs::copyRights(Authorization& authorization, const
         own.rights = Rights::OfThisProcess;
         return 0;
     }
-    if ((flags & kAuthorizationInteractionAllowed) == 0) {
+    if ((flags & PrivilegedJobs::kInteractionAllowed) == 0) {
         return kAuthorizationInteractionNotAllowed;
     }
     const auto program = bundle_.auxiliaryExecutable("MacOS/KvnHelperInstaller");

@@ -20,11 +20,6 @@ constexpr std::chrono::seconds kUninstallPause{4};
 
 constexpr const char* kBlessRight = "com.apple.ServiceManagement.blesshelper";
 
-// Security framework, Authorization.h.
-constexpr std::uint32_t kInteractionAllowed = 1;
-constexpr std::uint32_t kExtendRights = 2;
-constexpr std::uint32_t kPreAuthorize = 16;
-
 std::optional<std::string> textIn(const PropertyValue::Dictionary& dictionary, std::string_view key) {
     const auto found = dictionary.find(key);
     const auto* text = found == dictionary.end() ? nullptr : found->second.as<std::string>();
@@ -191,14 +186,14 @@ PHAgentClient::createAuthorizationForUser(const std::string& user, const std::st
                                           const std::string& authorizationPrompt) {
     PrivilegedJobs::Environment environment;
     std::uint32_t creationFlags = 0;
-    std::uint32_t flags = kExtendRights | kPreAuthorize;
+    std::uint32_t flags = PrivilegedJobs::kExtendRights | PrivilegedJobs::kPreAuthorize;
     if (!user.empty()) {
         environment = {{"username", user}, {"password", password}};
     } else {
         if (!authorizationPrompt.empty()) {
             environment = {{"prompt", authorizationPrompt + "\n\n"}};
         }
-        flags |= kInteractionAllowed;
+        flags |= PrivilegedJobs::kInteractionAllowed;
         creationFlags = flags;
         Kvs::OCNSLog("AuthorizationCreate: flags: %d", creationFlags);
     }

@@ -1,2 +1,0 @@
-find_package(Boost REQUIRED)
-kvs_bench(events_bench SOURCES events_bench.cpp DEPENDS core_events Boost::headers)
