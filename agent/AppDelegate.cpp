@@ -6,7 +6,7 @@
 #include "basic/FOCVersion.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
-#include "remote/platform/LoginSessionMonitor.h"
+#include "remote/platform/launchd/LoginSessionMonitor.h"
 
 #include <unistd.h>
 #include <utility>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/PrivacyChecks.h"
 #include "host/Bundle.h"
 #include "host/Clock.h"
 #include "host/DialogWindow.h"
@@ -8,7 +9,6 @@
 #include "host/ProcessRunner.h"
 #include "host/WorkQueue.h"
 #include "host/Workspace.h"
-#include "remote/platform/PrivacyChecks.h"
 
 #include <chrono>
 #include <cstdint>

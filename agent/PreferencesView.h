@@ -2,7 +2,7 @@
 
 #include "agent/DialogContentView.h"
 #include "host/Bundle.h"
-#include "remote/platform/RemoteServiceSettings.h"
+#include "remote/platform/settings/RemoteServiceSettings.h"
 
 #include <functional>
 #include <string>

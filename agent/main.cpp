@@ -1,5 +1,6 @@
 #include "agent/AppDelegate.h"
 #include "agent/Options.h"
+#include "agent/PrivacyChecks.h"
 #include "agent/SandboxRoot.h"
 #include "agent/TerminalFrontEnd.h"
 #include "basic/FFLocalizedText.h"
@@ -9,11 +10,10 @@
 #include "core/system/FSysInfoPaths.h"
 #include "host/Host.h"
 #include "host/terminal/NoUserInterface.h"
-#include "remote/platform/LaunchdController.h"
-#include "remote/platform/LoginSessionMonitor.h"
-#include "remote/platform/PrivacyChecks.h"
-#include "remote/platform/RemoteAppSuitePrefs.h"
-#include "remote/platform/RemoteServiceSettings.h"
+#include "remote/platform/launchd/LaunchdController.h"
+#include "remote/platform/launchd/LoginSessionMonitor.h"
+#include "remote/platform/settings/RemoteAppSuitePrefs.h"
+#include "remote/platform/settings/RemoteServiceSettings.h"
 
 #include <csignal>
 #include <cstdio>

@@ -24,5 +24,6 @@ function(kvs_embed_info_list target file)
     set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS ${file})
     # A library of its own: the compiler's warnings and sanitizers are nothing to the assembler.
     add_library(${target}_info_list OBJECT ${source})
+    set_target_properties(${target}_info_list PROPERTIES COMPILE_WARNING_AS_ERROR OFF) # clang's: -MD is unused
     target_sources(${target} PRIVATE $<TARGET_OBJECTS:${target}_info_list>)
 endfunction()

@@ -1,5 +1,4 @@
 #include "core/logging/CNSLog.h"
-#include "fuzz/FuzzTarget.h"
 #include "privileged-helper/shared/PHProtocolHandler.h"
 
 #include <algorithm>

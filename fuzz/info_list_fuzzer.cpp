@@ -1,5 +1,4 @@
 #include "core/system/FileDescriptor.h"
-#include "fuzz/FuzzTarget.h"
 #include "host/PropertyList.h"
 #include "host/executable/EmbeddedInfoList.h"
 #include "tests/support/TemporaryFolder.h"

@@ -1,5 +1,4 @@
 #include "core/text/FGStr.h"
-#include "fuzz/FuzzTarget.h"
 #include "remote/xml/FEncXml.h"
 #include "remote/xml/FEncXmlDocument.h"
 

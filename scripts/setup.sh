@@ -9,7 +9,7 @@ build=(g++ cmake ninja-build pkg-config libexpat1-dev nlohmann-json3-dev libsdbu
 case "${1:-}" in
 run) packages=("${build[@]}" dbus-daemon) ;;
 test) packages=("${build[@]}" libgtest-dev libgmock-dev dbus-daemon clang clang-format clang-tidy
-    libclang-rt-14-dev lld llvm) ;;
+    libclang-rt-14-dev lld llvm cloc git) ;;
 bench) packages=("${build[@]}" libbenchmark-dev libpugixml-dev librapidxml-dev libboost-dev libspdlog-dev
     libzmq3-dev libfmt-dev) ;;
 *)

@@ -4,7 +4,7 @@
 #include "core/logging/CNSLog.h"
 #include "remote/FRSCtrl.h"
 #include "remote/platform/ClientArguments.h"
-#include "remote/platform/RemoteServiceSettings.h"
+#include "remote/platform/settings/RemoteServiceSettings.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,0 +1,15 @@
+# The headers of libraries that most sources include, compiled once for the product and once for the tests.
+
+if(KVN_PRECOMPILE)
+    file(CONFIGURE OUTPUT precompiled.cpp CONTENT "")
+    add_library(kvs_precompiled OBJECT ${CMAKE_CURRENT_BINARY_DIR}/precompiled.cpp)
+    target_link_libraries(kvs_precompiled PRIVATE kvs_options kvs_warnings)
+    target_precompile_headers(kvs_precompiled PRIVATE <algorithm> <chrono> <condition_variable> <filesystem>
+        <functional> <map> <memory> <optional> <sstream> <string> <thread> <variant> <vector>)
+    if(KVN_BUILD_TESTS)
+        add_library(kvs_precompiled_tests OBJECT ${CMAKE_CURRENT_BINARY_DIR}/precompiled.cpp)
+        target_link_libraries(kvs_precompiled_tests PRIVATE kvs_options kvs_warnings GTest::gmock)
+        target_precompile_headers(kvs_precompiled_tests PRIVATE <chrono> <filesystem> <fstream> <functional>
+            <gmock/gmock.h> <gtest/gtest.h> <map> <sstream> <thread> <variant>)
+    endif()
+endif()

@@ -1,0 +1,73 @@
+#include "remote/FXmlConfigFile.h"
+
+#include "core/base/FException.h"
+#include "core/system/FileDescriptor.h"
+#include "core/system/ReadFile.h"
+#include "core/text/LowerAscii.h"
+#include "core/text/Widening.h"
+#include "remote/xml/FEncXml.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <string>
+#include <string_view>
+
+namespace Kvs {
+
+namespace {
+
+/// No deeper than the document's limit of levels.
+FEncXmlNode<wchar_t> firstBelow(const FEncXmlNode<wchar_t>& node, const wchar_t* name) {
+    for (const FEncXmlNode<wchar_t>& child : node.children()) {
+        if (child.name() == name) {
+            return child;
+        }
+        if (const auto found = firstBelow(child, name)) {
+            return found;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+bool FXmlConfigFile::loadFromFile(const FGStr<wchar_t>& path) {
+    document_.loadXml(L"");
+    const FileDescriptor file(::open(fNarrow(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!file) {
+        return false;
+    }
+    const auto bytes = fReadAll(file.get(), kMaxBytes);
+    if (!bytes) {
+        if (errno == EFBIG) {
+            return false;
+        }
+        throw FException("Reading settings.xml failed", "FXmlConfigFile::loadFromFile()");
+    }
+    std::string_view text = *bytes;
+    if (text.starts_with(BOMLE)) {
+        text.remove_prefix(BOMSize);
+    }
+    const FGStr<wchar_t> wide = fWiden(text);
+    long consumed = 0;
+    return document_.loadXml(wide.c_str(), static_cast<long>(wide.length()), consumed);
+}
+
+bool FXmlConfigFile::getBool(const wchar_t* name, bool defaultValue) const {
+    const std::wstring text = fLowerAscii(getString(name, defaultValue ? L"1" : L"0").str());
+    return text == L"1" || text == L"true" || text == L"on";
+}
+
+FGStr<wchar_t> FXmlConfigFile::getString(const wchar_t* name, const wchar_t* defaultValue) const {
+    const auto node = firstBelow(document_.root(), name);
+    if (!node) {
+        return defaultValue;
+    }
+    FMStr<wchar_t> text;
+    for (const auto& fragment : node.text()) {
+        FEncXml<wchar_t>::addDecoded(text, fragment);
+    }
+    return text.token();
+}
+
+} // namespace Kvs

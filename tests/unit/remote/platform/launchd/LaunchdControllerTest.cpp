@@ -1,0 +1,157 @@
+#include "remote/platform/launchd/LaunchdController.h"
+#include "host/posix/PollMainLoop.h"
+#include "host/posix/PosixProcessRunner.h"
+#include "tests/support/AgentEnvironment.h"
+#include "tests/unit/remote/FakeMachine.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace kvn::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+using Outcome = host::ProcessRunner::Outcome;
+
+const host::Error kMissing{"posix", ENOENT, "No such file"};
+const std::string kLook = "/bin/ps -e -o pid,uid,command";
+
+struct Launchd : testing::Test {
+    TemporaryRoot root;
+    CapturedLog log;
+    FakeSystemInfo system;
+    FakeMachine machine;
+    LaunchdController launchd{machine, machine, machine, system};
+    std::string errorInfo;
+};
+
+TEST_F(Launchd, BuildsTheArgumentsOfJobs) {
+    for (const char* name : {"LaunchAgents/GUIAgent", "LaunchAgents/Agent", "LaunchDaemons/Agent"}) {
+        const std::filesystem::path plist = Kvs::FSysInfoPaths::underRoot("/Library/") + name + ".plist";
+        std::filesystem::create_directories(plist.parent_path());
+        writeFile(plist, "");
+    }
+    using Release = std::array<int, 3>;
+    const std::tuple<Release, std::string, const char*, std::string, const char*> cases[] = {
+        {{10, 9, 0}, "GUIAgent", "501", "asuser 501 /bin/launchctl ", " -w -S Aqua "},
+        {{10, 9, 0}, "Agent", "501", "asuser 501 /bin/launchctl ", " -w "},
+        {{10, 9, 0}, "Agent", "-2", "asuser -2 /bin/launchctl ", " -w "},
+        {{10, 8, 5}, "GUIAgent", "501", "bsexec 77 chroot -u 501 / /bin/launchctl ", " -w "},
+        {{10, 8, 5}, "GUIAgent", "0", "", " -w "},
+        {{10, 9, 0}, "GUIAgent", "", "", " -w "},
+    };
+    for (const auto& [release, label, userId, before, after] : cases) {
+        system.release = release;
+        machine.journal.clear();
+        EXPECT_EQ(launchd.startAgent(label, userId, "77", errorInfo), 0);
+        EXPECT_EQ(launchd.stopSystemService(label, "77", userId, errorInfo), 0);
+        const std::string tail = after + ("/Library/LaunchAgents/" + label + ".plist");
+        EXPECT_EQ(machine.journal, (Lines{"/bin/launchctl " + before + "load" + tail,
+                                          "/bin/launchctl " + before + "unload" + tail}));
+    }
+}
+
+TEST_F(Launchd, JudgesToolsByTheirStandardError) {
+    const std::tuple<FakeMachine::Answer, int, std::string> cases[] = {
+        {Outcome{0, "", "already loaded\n"}, -1, "already loaded\n"},
+        {Outcome{1, "on standard output", ""}, 0, ""},
+        {kMissing, -1, "No such file (posix 2)"},
+    };
+    for (const auto& [answer, result, text] : cases) {
+        machine.answers["/bin/launchctl"] = {answer};
+        EXPECT_EQ(launchd.startDaemon("D", errorInfo), result);
+        EXPECT_EQ(errorInfo, text);
+    }
+    EXPECT_TRUE(log.contains("/bin/launchctl returned error: already loaded\n"));
+}
+
+TEST_F(Launchd, ReadsLists) {
+    machine.answers["/bin/ps"] = {
+        Outcome{0,
+                "  PID   UID COMMAND\n   88   501 /A/loginwindow  x \n 47 \n12 0\n\n"
+                "89\t502 /B/loginwindow\n90 501 cat",
+                ""}};
+    const auto found = launchd.findRunningProcessesMatching("loginwindow", "501");
+    ASSERT_TRUE(found && found->size() == 1);
+    EXPECT_EQ(found->front().description(), "pid: 88, uid: 501, command: /A/loginwindow  x");
+    EXPECT_EQ(log.lines().size(), 3U); // for a pid, a pid and a uid, and nothing
+    EXPECT_TRUE(log.contains("Unexpected output line of ps command:  47 "));
+    EXPECT_EQ(launchd.getLoginSessionInfo()->back().pid, "89");
+    machine.answers["/usr/bin/dscl"] = {Outcome{0, "_www      70\nalice   501\n\nbob_b 502", ""}};
+    EXPECT_EQ(launchd.getLocalUsers(), (Lines{"alice", "bob_b"}));
+    EXPECT_EQ(machine.journal, (Lines{kLook, kLook, "/usr/bin/dscl . list /Users UniqueID"}));
+}
+
+TEST_F(Launchd, KillsAServiceWithoutAPropertyList) {
+    const pid_t child = fork();
+    while (child == 0) {
+        pause();
+    }
+    const std::string pid = std::to_string(child);
+    const std::pair<std::string, int> cases[] = {{"1", 3}, {"-" + pid, 3}, {"9999999999", ESRCH}, {pid, 0}};
+    for (const auto& [text, result] : cases) {
+        EXPECT_EQ(launchd.stopSystemService("X", text, "501", errorInfo), result) << text;
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+}
+
+TEST_F(Launchd, RestartsServicesAndTheComputer) {
+    EXPECT_EQ(launchd.restartService("D", errorInfo), 0);
+    EXPECT_TRUE(log.contains("Can't stop service for restart, error 3, details: "));
+    machine.scriptResult = kMissing;
+    EXPECT_FALSE(launchd.rebootSystem());
+    EXPECT_EQ(machine.journal,
+              (Lines{"3000 ms", "/bin/launchctl load -w /Library/LaunchDaemons/D.plist", "1500 ms",
+                     "    tell application \"Finder\"\n        restart\n    end tell\n"}));
+}
+
+TEST_F(Launchd, StopsApplicationsWithRisingForce) {
+    const FakeMachine::Answer none = Outcome(), one = Outcome{0, "7 1 App", ""},
+                              two = Outcome{0, "7 1 App\n8 1 App", ""};
+    struct Case {
+        std::deque<FakeMachine::Answer> looks; // the last one stays
+        std::size_t asked, rounds;
+        bool killed, result;
+    };
+    const Case cases[] = {
+        {{none}, 0, 0, false, true},
+        {{two, two, none}, 2, 2, false, true},
+        {{one, one, one, one, one, one, none}, 1, 5, true, true},
+        {{two, one}, 2, 5, true, false},
+        {{kMissing}, 0, 5, true, false}, // nobody knows
+    };
+    for (const Case& c : cases) {
+        machine.journal.clear();
+        machine.answers["/bin/ps"] = c.looks;
+        EXPECT_EQ(launchd.stopAllInstancesOfApp("App"), c.result);
+        Lines expected{kLook};
+        expected.insert(expected.end(), c.asked,
+                        "    tell application \"App\"\n        quit saving no\n    end tell\n");
+        for (std::size_t round = 0; round < c.rounds; ++round) {
+            expected.insert(expected.end(), {"330 ms", kLook});
+        }
+        if (c.killed) {
+            expected.insert(expected.end(), {"/usr/bin/killall App", kLook, "500 ms"});
+        }
+        EXPECT_EQ(machine.journal, expected);
+    }
+}
+
+TEST_F(Launchd, FindsThisProcessInTheMachinesList) {
+    setenv("COLUMNS", "20", 1); // cuts the lines of a ps that heeds it
+    host::PollMainLoop loop;
+    host::PosixProcessRunner runner(loop);
+    const LaunchdController real(runner, machine, machine, system);
+    const auto found = real.findRunningProcessesMatching("_test", std::to_string(geteuid()));
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(std::any_of(found->begin(), found->end(), [](const LCProcessInfo& process) {
+        return process.pid == std::to_string(getpid());
+    }));
+    unsetenv("COLUMNS");
+}
+
+} // namespace
+} // namespace kvn::test
