@@ -1,10 +1,11 @@
-"""What an installation of the product, its administrator and an earlier session have left in a sandbox."""
+"""Puts into a sandbox what an installation of the product, an administrator and an earlier session leave."""
 
 import plistlib
 import shutil
 
 SERVICE = "com.korvane.remote.KvnRemoteService"
 HELPER = "com.korvane.remote.KvnServiceController"
+EMBEDDED = f"Contents/Library/LaunchServices/{HELPER}"  # the helper's place in the bundle
 SUPPORT = "Library/Application Support/com.korvane.remote"
 
 POLICY = {"EnableTransferLog": 0, "EnableClientTransferLog": 0, "RemoteAccessIntervalEnabled": 0, "Pauseable": 1}
@@ -13,8 +14,11 @@ POLICY = {"EnableTransferLog": 0, "EnableClientTransferLog": 0, "RemoteAccessInt
 def install(box):
     box.settings = box.root / SUPPORT / "config/KorvaneRemoteservice/settings.xml"
     box.language_file = box.root / SUPPORT / "config/language.xml"
-    for folder in (box.jobs, box.settings.parent, box.preferences.parent):
-        folder.mkdir(parents=True)
+    helper = box.bundle / EMBEDDED
+    shutil.copytree(box.build / box.bundle.name, box.bundle)
+    for folder in (helper.parent, box.jobs, box.settings.parent, box.preferences.parent):
+        folder.mkdir(parents=True, exist_ok=True)
+    shutil.copy(box.build / "standins/KvnServiceController", helper)
     job = {"Label": SERVICE,
            "ProgramArguments": [str(box.build / "standins/service-daemon"), "--root", str(box.root)]}
     (box.jobs / f"{SERVICE}.plist").write_bytes(plistlib.dumps(job))

@@ -52,11 +52,11 @@ class Sandbox:
         self.helper_log = None
         self._bus = None
         self._environment = {}
-        self.bundle = self.build / "KvnGUIAgent.app"
 
     def __enter__(self):
         # A short path: socket paths are cut at 103 bytes.
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="kvn", dir="/tmp"))
+        self.bundle = self.root / "KvnGUIAgent.app"
         self.preferences = (self.root / "Library/Application Support/com.korvane.remote/registry" /
                             "com.korvane.remote.plist")
         self.control = self.root / "var/run/service-daemon.control"

@@ -6,13 +6,12 @@ import re
 import shutil
 import time
 
-from installation import HELPER, SERVICE
 from helper_client import VERSION, HelperClient, version_in
+from installation import EMBEDDED, HELPER, SERVICE
 from sandbox import wait_until
 from story import PATIENCE, AgentStory, expect
 from story import play as play_steps
 
-SERVICES = "Contents/Library/LaunchServices"
 TASK = """\
 #!/bin/sh
 printf '%s\\n' "$@" >"$0.arguments"
@@ -23,7 +22,7 @@ exit 3
 class Story(AgentStory):
     def __init__(self, box):
         super().__init__(box)
-        self._embedded = box.bundle / SERVICES / HELPER
+        self._embedded = box.bundle / EMBEDDED
         self._version = version_in(self._embedded)
 
     def begin(self):
@@ -101,7 +100,7 @@ class Story(AgentStory):
         expect(len(self._newer) == len(self._version), f"{self._newer} does not fit in the place of {self._version}")
         bundle = self._box.root / "newer" / self._box.bundle.name
         shutil.copytree(self._box.bundle, bundle)
-        helper = bundle / SERVICES / HELPER
+        helper = bundle / EMBEDDED
         content, count = VERSION.subn(rb"\g<1>%b\g<3>" % self._newer.encode(), helper.read_bytes())
         expect(count == 1, f"the helper has {count} versions")
         helper.write_bytes(content)

@@ -4,7 +4,7 @@ import json
 import re
 
 from helper_client import frame, version_in
-from installation import HELPER
+from installation import EMBEDDED
 from wire import WireServer
 
 FRAME = re.compile(rb"F71([0-9A-F]{5})")
@@ -29,7 +29,7 @@ class WireHelper(WireServer):
     asks for the version (None: the right one is told), and `answer` gives what is done on a command."""
 
     def __init__(self, box):
-        version = version_in(box.bundle / "Contents/Library/LaunchServices" / HELPER)
+        version = version_in(box.bundle / EMBEDDED)
         self.friendly = [frame({"version": version})]
         self.greeting = []
         self.handshake = None

@@ -62,6 +62,9 @@ def it_is_installed_and_runs_and_goes(box):
         wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY}
         found = {name for name in content(prefix) if not (prefix / name).is_dir()}
         expect(found == wanted, f"installed differently: {found ^ wanted}")
+        bundle = box.build / "KvnGUIAgent.app/Contents"
+        built = {name for name in content(bundle) if not (bundle / name).is_dir()}
+        expect(built == set(inside), f"the built bundle differs from the installed one: {built ^ set(inside)}")
         expect(os.access(prefix / CONTENTS / SCRIPT, os.X_OK), "the script cannot be run")
 
         values, command = read_entry(prefix / ENTRY)
