@@ -59,7 +59,7 @@ def resident_kilobytes(pid):
 
 def measure(build, ui, seconds):
     """The figures of one front end: name, value, goal, unit."""
-    with Sandbox(build, verbose=False) as box:
+    with Sandbox(build) as box:
         box.start_daemon()
         if not box.wait_for_daemon():
             sys.exit("the daemon does not come up")

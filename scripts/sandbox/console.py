@@ -1,76 +1,219 @@
-"""A person at the terminal, with a daemon and an agent to command."""
+"""Lets a person command a daemon and an agent, and shows what they say."""
 
-import sys
-
-from sandbox import show_as
+import re
+import signal
+import threading
+import time
 
 HELP = """\
-daemon COMMAND   a command for the daemon, for example:
-                   daemon execute /bin/ls -l     let the agent launch a program
-                   daemon state paused           what the service is said to be
-                   daemon sessions 100008        where remote sessions run
-                   daemon status                 push the status to the agents
-                   daemon refuse on | silent on | late 2000 | garbage | flood 100 | drop | die
-                   daemon help                   all of them
-agent COMMAND    a command for the agent, for example:
-                   agent menu                    its menu; agent 6 then chooses number 6
-                   agent settings | agent permissions | agent status
-                   agent stop | agent start | agent task /bin/ls -l
-                                                 by the privileged helper, installed when it is missing
-                   agent help                    all of them
-start daemon     start the daemon again after its end; likewise: start agent
-help             this text
-quit             end everything"""
+agent COMMAND    gives the agent a command, for example:
+                   agent menu         prints its menu; agent 6 chooses item 6
+                   agent stop, agent start, agent task /bin/ls -l
+                                      need the helper; the first installs it
+                   agent settings, agent permissions, agent status
+                   agent help         lists all of them
+daemon COMMAND   gives the daemon a command, for example:
+                   daemon execute /bin/ls -l   lets the agent launch a program
+                   daemon state paused         sets what the service reports
+                   daemon sessions 100008      sets where remote sessions run
+                   daemon refuse on, daemon silent on, daemon late 2000,
+                   daemon garbage, daemon drop, daemon die
+                                               misbehave
+                   daemon help                 lists all of them
+start agent      starts the agent again after its end; likewise: start daemon
+log on           shows the agent's log as it grows; log off hides it
+help             prints this
+quit             ends everything"""
+
+USAGE = {"agent": "agent COMMAND", "daemon": "daemon COMMAND", "start": "start agent | start daemon",
+         "log": "log on | log off"}
+STAMP = re.compile(r"\S+T(?P<time>\S+) Thread\[\w+\]:\t")
+BANNER = "----"  # the first line of a log file
+
+
+class Polls:
+    """Counts the agent's polls for the status, and tells which lines of the daemon say nothing new."""
+
+    REQUEST = re.compile(r"<- \d+ <GetStatus ")
+    ANSWER = re.compile(r"-> \d+ <Status ")
+    IDENTIFIER = re.compile(r' RequestData="[1-9]\d*"')
+
+    def __init__(self):
+        self._count = 0
+        self._last = 0.0
+        self._answer = ""
+
+    def __str__(self):
+        if not self._count:
+            return "no polls yet"
+        return f"polls {self._count}, last {time.monotonic() - self._last:.0f} s ago"
+
+    def hide(self, line):
+        if self.REQUEST.match(line):
+            self._count += 1
+            self._last = time.monotonic()
+            return True
+        if not self.ANSWER.match(line) or not self.IDENTIFIER.search(line):
+            return False
+        former, self._answer = self._answer, self.IDENTIFIER.sub("", line)
+        return self._answer == former
 
 
 class Console:
-    def __init__(self, box, ui):
-        self._box = box
-        self._ui = ui
-        self._say = show_as("run")
+    """Give `listener` to the sandbox, and the sandbox to `run`."""
 
-    def run(self):
-        self._box.start_daemon()
-        if not self._box.wait_for_daemon():
+    def __init__(self, screen, ui, shows_log=False):
+        self._screen = screen
+        self._ui = ui
+        self._shows_log = shows_log
+        self._polls = Polls()
+        self._agent_commands = {}
+        self._daemon_commands = {}
+        self._box = None
+        self._ending = False
+
+    def listener(self, name):
+        """The function that takes each line of a program. Called on the threads that read them."""
+        return lambda text: self._heard(name, text)
+
+    def run(self, box):
+        self._box = box
+        self._start("daemon")
+        if not box.wait_for_daemon():
             self._say("the daemon does not come up")
             return 1
-        self._box.start_agent(self._ui)
-        self._say(f"root {self._box.root}; \"help\" lists the commands, \"quit\" ends")
-        for line in sys.stdin:
-            verb, _, rest = line.strip().partition(" ")
-            if verb == "quit":
-                break
-            self._perform(verb, rest.strip())
+        self._learn_daemon_commands()
+        self._start("agent")
+        box.log.record.wait("\tService agent registered", 5)
+        self._greet()
+        try:
+            self._screen.converse(self._perform, self._words, self._status)
+        finally:
+            self._ending = True
         return 0
 
-    def _perform(self, verb, rest):
-        if verb == "daemon" and rest:
+    def _say(self, text):
+        self._screen.show("run", text)
+
+    def _greet(self):
+        for line in (f"The agent and its service daemon run below {self._box.root}. Try:",
+                     "agent menu            prints the agent's menu; agent 6 chooses item 6",
+                     "agent stop            stops the service; installs a helper first",
+                     "daemon state paused   makes the service report that it is paused",
+                     "help lists all commands, Tab completes; log on shows the log; quit ends"):
+            self._say(line)
+
+    # What is heard
+
+    def _heard(self, name, text):
+        if name in ("log", "helper"):
+            if text.startswith(BANNER) or name == "log" and not self._shows_log:
+                return
+            text = STAMP.sub(r"\g<time> " if name == "log" else "", text)
+        elif name == "daemon" and self._polls.hide(text) or name == "agent" and self._learn_agent_command(text):
+            return
+        self._screen.show(name, text)
+
+    def _learn_daemon_commands(self):
+        answer = self._box.tell_daemon("help") or ""
+        for command in answer.removeprefix("ok ").split("; "):
+            name, _, arguments = command.partition(" ")
+            choices = arguments.split("|")
+            fixed = len(choices) > 1 and all(re.fullmatch("[a-z]+", choice) for choice in choices)
+            self._daemon_commands[name] = dict.fromkeys(choices) if fixed else None
+
+    def _learn_agent_command(self, text):
+        """Takes a line of the help that `_start` asks for. Returns False for a line that is to be shown: one
+        that a person has asked for tells a command that is known."""
+        command = re.match(r"([a-z]+|1, 2, \.\.\.) {2,}\S", text)
+        if not command or command[1] in self._agent_commands:
+            return False
+        self._agent_commands[command[1]] = None
+        return True
+
+    # What is typed
+
+    def _words(self):
+        """The words that can be typed, each with those that may follow it."""
+        programs = {"agent": None, "daemon": None}
+        return {"agent": {name: None for name in self._agent_commands if name.isalpha()},
+                "daemon": self._daemon_commands, "start": programs, "log": {"on": None, "off": None},
+                "help": None, "quit": None}
+
+    def _perform(self, line):
+        verb, _, rest = line.partition(" ")
+        rest = rest.strip()
+        if verb == "quit":
+            return False
+        if verb == "agent" and rest:
+            self._tell_agent(rest)
+        elif verb == "daemon" and rest:
             self._tell_daemon(rest)
-        elif verb == "agent" and rest:
-            if not self._box.agent.running or not self._box.agent.say(rest):
-                self._say('the agent does not run ("start agent" starts it)')
         elif verb == "start" and rest in ("daemon", "agent"):
-            self._start(rest)
+            self._start_again(rest)
+        elif verb == "log" and rest in ("on", "off"):
+            self._shows_log = rest == "on"
+            self._say(f"the log is {rest}")
         elif verb == "help":
-            print(HELP, flush=True)
+            for text in HELP.splitlines():
+                self._say(text)
+        elif verb in USAGE:
+            self._say("usage: " + USAGE[verb])
         elif verb:
-            self._say(f"unknown command: {verb} {rest}".rstrip() + " (try \"help\")")
+            self._say(self._advice(verb, line))
+        return True
+
+    def _advice(self, verb, line):
+        for program, commands in (("agent", self._agent_commands), ("daemon", self._daemon_commands)):
+            if verb in commands or program == "agent" and verb.isdecimal():
+                return f'unknown command: {line} (try "{program} {line}")'
+        return f'unknown command: {line} (try "help")'
+
+    def _tell_agent(self, command):
+        agent = self._box.agent
+        agent.set_columns(self._screen.columns)
+        if not agent.running or not agent.say(command):
+            self._say('the agent does not run ("start agent" starts it)')
 
     def _tell_daemon(self, command):
         # Not by its standard input: the helper may have started it.
         answer = self._box.tell_daemon(command)
         if answer is None:
             self._say('the daemon does not run ("start daemon" starts it)')
+            return
+        for line in answer.split("; ") if command in ("help", "agents") else [answer]:
+            self._screen.show("daemon", line)
+
+    # The programs
+
+    def _start_again(self, name):
+        box = self._box
+        if box.agent.running if name == "agent" else box.daemon_listens():
+            self._say(f"the {name} runs already")
         else:
-            show_as("daemon")(answer)
+            (box.agent if name == "agent" else box.daemon).end()
+            self._start(name)
 
     def _start(self, name):
         box = self._box
-        if box.agent.running if name == "agent" else box.tell_daemon("help") is not None:
-            self._say(f"the {name} runs already")
-        elif name == "agent":
-            box.agent.end()
-            box.start_agent(self._ui)
-        else:
-            box.daemon.end()
+        if name == "daemon":
             box.start_daemon()
+            program = box.daemon
+        else:
+            box.start_agent(self._ui, columns=self._screen.columns)
+            program = box.agent
+            if self._ui == "terminal" and not self._agent_commands:
+                program.say("help")
+        threading.Thread(target=self._await_end, args=(name, program), daemon=True).start()
+
+    def _await_end(self, name, program):
+        status = program.wait(None)
+        if not self._ending:
+            reason = f"ended with status {status}" if status >= 0 else f"was ended by {signal.Signals(-status).name}"
+            self._say(f'the {name} {reason}; "start {name}" starts it again')
+
+    def _status(self):
+        box = self._box
+        states = {"agent": box.agent.running, "daemon": box.daemon_listens()}
+        return " | ".join([*(f"{name} {'runs' if runs else 'is down'}" for name, runs in states.items()),
+                           str(self._polls), "log " + ("on" if self._shows_log else "off")])

@@ -19,8 +19,10 @@ def install(box):
     for folder in (helper.parent, box.jobs, box.settings.parent, box.preferences.parent):
         folder.mkdir(parents=True, exist_ok=True)
     shutil.copy(box.build / "standins/KvnServiceController", helper)
+    # The helper connects what the daemon prints to nothing.
     job = {"Label": SERVICE,
-           "ProgramArguments": [str(box.build / "standins/service-daemon"), "--root", str(box.root)]}
+           "ProgramArguments": ["/bin/sh", "-c", f'exec "$0" "$@" >>{box.job_output}',
+                                str(box.build / "standins/service-daemon"), "--root", str(box.root)]}
     (box.jobs / f"{SERVICE}.plist").write_bytes(plistlib.dumps(job))
     write_policy(box)
     box.preferences.write_bytes(plistlib.dumps({"ShowStatusBarMenu": True}))

@@ -1,31 +1,50 @@
 """The programs of a sandbox: started, listened to, ended."""
 
+import fcntl
 import os
+import pty
 import signal
+import struct
 import subprocess
+import termios
 import threading
 import time
+import tty
 
 from record import Record
 
 
 class Program:
-    """A child process in a session of its own, so that a Ctrl-C at the terminal does not reach it."""
+    """A child process in a session of its own, so that a Ctrl-C at the terminal does not reach it. It prints
+    to a pipe, or to a terminal that is `columns` wide."""
 
-    def __init__(self, arguments, show=None, environment=None):
+    def __init__(self, arguments, show=None, environment=None, columns=None):
         self.record = Record(show)
         self.started = time.monotonic()
+        output, theirs = pty.openpty() if columns else os.pipe()
+        self._output = open(output, "rb")
+        if columns:
+            tty.setraw(theirs)
+            self.set_columns(columns)
         self._process = subprocess.Popen(
-            arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+            arguments, stdin=subprocess.PIPE, stdout=theirs, stderr=theirs,
             env={**os.environ, **(environment or {})}, start_new_session=True)
+        os.close(theirs)
         self.pid = self._process.pid
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
 
     def _read(self):
-        with self._process.stdout as output:
-            for line in output:
+        try:
+            for line in self._output:
                 self.record.add(line.decode("utf-8", "backslashreplace").rstrip("\n"))
+        except OSError:
+            pass  # the other end of a terminal is closed
+
+    def set_columns(self, columns):
+        """Tells a program that prints to a terminal the width of this."""
+        if self._output.isatty():
+            fcntl.ioctl(self._output, termios.TIOCSWINSZ, struct.pack("HHHH", 0, columns, 0, 0))
 
     def say(self, line):
         """Types one line at the program; False when it does not listen any more."""
@@ -68,12 +87,11 @@ class Program:
 
 
 class LogTail:
-    """Follows the newest log file of a program."""
+    """Follows the newest of the files that a program writes one after the other. Any may be missing yet."""
 
-    def __init__(self, folder, program, show=None):
+    def __init__(self, files, show=None):
         self.record = Record(show)
-        self._folder = folder
-        self._files = f"{program}_*.txt"
+        self._files = files
         self._ending = threading.Event()
         self._thread = threading.Thread(target=self._follow, daemon=True)
         self._thread.start()
@@ -82,7 +100,7 @@ class LogTail:
         path, position = None, 0
         while True:
             ending = self._ending.wait(0.02)
-            newest = max(self._folder.glob(self._files), default=path)
+            newest = max(self._files.parent.glob(self._files.name), default=path)
             if newest != path:
                 path, position = newest, 0
             if path:

@@ -6,22 +6,10 @@ import shutil
 import signal
 import socket
 import tempfile
-import threading
 import time
 
 from installation import HELPER, install
 from programs import LogTail, Program
-
-_printing = threading.Lock()
-
-
-def show_as(prefix):
-    """A function that prints lines behind a program's name."""
-    def show(text):
-        with _printing:
-            print(f"{prefix:<7}| {text}", flush=True)
-    return show
-
 
 def ask(path, command, seconds=5):
     """Sends one command to a control socket and returns the answer's line."""
@@ -40,11 +28,11 @@ def ask(path, command, seconds=5):
 
 class Sandbox:
     """Owns the folder, every program that serves it, and the followers of the logs; the end of the scope
-    removes them all."""
+    removes them all. `listener(name)` gives the function that takes each line of a program, or None."""
 
-    def __init__(self, build, verbose=True):
+    def __init__(self, build, listener=lambda name: None):
         self.build = pathlib.Path(build).resolve()
-        self._show = show_as if verbose else lambda prefix: None
+        self._listener = listener
         self.daemon = None
         self.helper = None
         self.agent = None
@@ -67,8 +55,10 @@ class Sandbox:
         self.pre_login_agent = self.helper_tool.parent / "com.korvane.remote.KvnPreLoginAgent.app"
         self.helper_socket = self.root / "var/run" / f"{HELPER}.socket"
         logs = self.root / "var/log/com.korvane.remote"
-        self.log = LogTail(logs, "KvnGUIAgent", self._show("log"))
-        self.helper_log = LogTail(logs, "KvnServiceController", self._show("helper"))
+        self.job_output = self.root / "var/service-daemon.out"  # of a daemon that the helper starts
+        self.log = LogTail(logs / "KvnGUIAgent_*.txt", self._listener("log"))
+        self.helper_log = LogTail(logs / "KvnServiceController_*.txt", self._listener("helper"))
+        self._job_tail = LogTail(self.job_output, self._listener("daemon"))
         install(self)
         self._start_bus()
         return self
@@ -78,8 +68,8 @@ class Sandbox:
             if program:
                 program.end()
         self.end_others()
-        self.log.end()
-        self.helper_log.end()
+        for tail in (self.log, self.helper_log, self._job_tail):
+            tail.end()
         shutil.rmtree(self.root, ignore_errors=True)
 
     def _start_bus(self):
@@ -92,9 +82,9 @@ class Sandbox:
         if self._bus.record.wait("^unix:", 5):
             self._environment["DBUS_SESSION_BUS_ADDRESS"] = address
 
-    def _start(self, name, program, *options, environment=None):
-        return Program([program, "--root", self.root, *options], self._show(name),
-                       {**self._environment, **(environment or {})})
+    def _start(self, name, program, *options, environment=None, columns=None):
+        return Program([program, "--root", self.root, *options], self._listener(name),
+                       {**self._environment, **(environment or {})}, columns)
 
     def start_daemon(self, *options):
         self.daemon = self._start("daemon", self.build / "standins/service-daemon", *options)
@@ -103,9 +93,9 @@ class Sandbox:
         """Starts a helper that is not installed."""
         self.helper = self._start("helper", self.build / "standins/KvnServiceController", *options)
 
-    def start_agent(self, ui, bundle=None, environment=None):
+    def start_agent(self, ui, bundle=None, environment=None, columns=None):
         program = (bundle or self.bundle) / "Contents/MacOS/KvnGUIAgent"
-        self.agent = self._start("agent", program, "--ui", ui, environment=environment)
+        self.agent = self._start("agent", program, "--ui", ui, environment=environment, columns=columns)
 
     def run_pre_login_agent(self, *options):
         """Runs the agent of the login window to its end; its exit status."""
@@ -144,6 +134,11 @@ class Sandbox:
             return ask(self.control, command)
         except OSError:
             return None
+
+    def daemon_listens(self):
+        """Returns True if a daemon has its control socket open, whoever started it."""
+        with socket.socket(socket.AF_UNIX) as connection:
+            return connection.connect_ex(str(self.control)) == 0
 
     def wait_for_daemon(self, seconds=20):
         """Whether the daemon serves its pipes within the time."""

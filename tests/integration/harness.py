@@ -20,7 +20,7 @@ def expect(condition, difference):
 
 
 def _play(test, build):
-    with Sandbox(build, verbose=False) as box:
+    with Sandbox(build) as box:
         try:
             test(box)
             for program in (box.agent, box.helper, box.daemon):
