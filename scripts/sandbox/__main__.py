@@ -1,25 +1,25 @@
-"""Runs the product in a sandbox, for a person or for a scripted scenario."""
+"""Runs the product in a sandbox, for a person to command or through a scenario that checks it."""
 
 import argparse
 import os
 import signal
 import sys
 
-import everything
-import first_session
-import service_control
+import scenario
 from console import Console
+from everything import Everything
+from first_session import FirstSession
 from sandbox import Sandbox
 from screen import ENDINGS, PlainScreen, best_screen
+from service_control import ServiceControl
 
-SCENARIOS = {"first-session": first_session.play, "service-control": service_control.play,
-             "everything": everything.play}
+SCENARIOS = {"first-session": FirstSession, "service-control": ServiceControl, "everything": Everything}
 
 
 def main():
     parser = argparse.ArgumentParser(prog="run", description=__doc__)
     parser.add_argument("--build", default="build", help="build folder (default: build)")
-    parser.add_argument("--scenario", choices=sorted(SCENARIOS), help="play a story and check it")
+    parser.add_argument("--scenario", choices=sorted(SCENARIOS), help="play a scenario and check every step")
     parser.add_argument("--ui", choices=("terminal", "none"), default="terminal",
                         help="front end of the agent (default: terminal)")
     parser.add_argument("--verbose", action="store_true", help="show the log, or with a scenario every line")
@@ -29,7 +29,7 @@ def main():
         signal.signal(number, lambda number, _: sys.exit(128 + number))
     try:
         if options.scenario:
-            return play(options.scenario, options.build, options.verbose)
+            return play(SCENARIOS[options.scenario], options.build, options.verbose)
         console = Console(best_screen(), options.ui, options.verbose)
         with Sandbox(options.build, console.listener) as box:
             return console.run(box)
@@ -37,11 +37,11 @@ def main():
         return 128 + signal.SIGINT
 
 
-def play(scenario, build, verbose):
+def play(kind, build, verbose):
     os.environ["LC_ALL"] = "C"  # scenarios expect English
     screen = PlainScreen()
     with Sandbox(build, lambda name: (lambda text: screen.show(name, text)) if verbose else None) as box:
-        return SCENARIOS[scenario](box)
+        return scenario.play(kind, box)
 
 
 if __name__ == "__main__":

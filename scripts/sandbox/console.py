@@ -22,6 +22,7 @@ daemon COMMAND   gives the daemon a command, for example:
                    daemon help                 lists all of them
 start agent      starts the agent again after its end; likewise: start daemon
 log on           shows the agent's log as it grows; log off hides it
+status           tells what runs, and how often the agent has polled
 help             prints this
 quit             ends everything"""
 
@@ -138,7 +139,7 @@ class Console:
         programs = {"agent": None, "daemon": None}
         return {"agent": {name: None for name in self._agent_commands if name.isalpha()},
                 "daemon": self._daemon_commands, "start": programs, "log": {"on": None, "off": None},
-                "help": None, "quit": None}
+                "status": None, "help": None, "quit": None}
 
     def _perform(self, line):
         verb, _, rest = line.partition(" ")
@@ -154,6 +155,8 @@ class Console:
         elif verb == "log" and rest in ("on", "off"):
             self._shows_log = rest == "on"
             self._say(f"the log is {rest}")
+        elif verb == "status":
+            self._say(self._status())
         elif verb == "help":
             for text in HELP.splitlines():
                 self._say(text)
@@ -174,6 +177,8 @@ class Console:
         agent.set_columns(self._screen.columns)
         if not agent.running or not agent.say(command):
             self._say('the agent does not run ("start agent" starts it)')
+        elif self._ui == "none":
+            self._say("the agent has no user interface, so it takes no commands")
 
     def _tell_daemon(self, command):
         # Not by its standard input: the helper may have started it.

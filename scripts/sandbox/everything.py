@@ -1,4 +1,4 @@
-"""Everything: one working day of the agent, from its launch to its end by a signal."""
+"""Everything: the whole life of an agent, from its launch to its end by a signal."""
 
 import os
 import plistlib
@@ -9,18 +9,17 @@ import time
 
 from installation import SERVICE, write_policy
 from sandbox import wait_until
-from story import AgentStory, expect
-from story import play as play_steps
+from scenario import AgentScenario, expect
 
 MENU = ["Service Status", "Show Log Files", "Settings", "Permissions", "Start Service", "Stop Service", "Hide"]
 START, STOP = MENU[4], MENU[5]
-GRACE = 15  # seconds in which an offline service is taken for one that starts
-RECHECK = 10  # seconds between two looks at the permissions
+GRACE = 15  # seconds in which an offline service is shown as one that starts
+RECHECK = 10  # seconds between two checks of the permissions
 POPPED_UP = "Show permission dialog: reset count=0, remaining="
 ASKED_FOR = "Show permission dialog: reset count=1, remaining="
 
 
-class Story(AgentStory):
+class Everything(AgentScenario):
     def launch(self):
         box = self._box
         box.start_daemon()
@@ -39,9 +38,9 @@ class Story(AgentStory):
         menu, disabled = self._menu()
         expect(menu == MENU, f"the menu is {menu}")
         expect(disabled == {START}, f"disabled are {disabled}")
-        return f"launched, registered, online; the menu has {len(menu)} items, {START} is disabled"
+        return f"the agent registered and is online; its menu has {len(menu)} items, {START} is disabled"
 
-    def control(self):
+    def be_controlled(self):
         box = self._box
         self._mark()
         own = re.search(r"\bsession=(\d+)", box.tell_daemon("agents"))[1]
@@ -52,9 +51,9 @@ class Story(AgentStory):
         box.tell_daemon("sessions")
         box.tell_daemon("status")
         self._shows("online .*icon: connected$")
-        return "a remote session: the icon is the controlled one, and the usual one after it"
+        return "during a remote session the icon showed it, and the usual icon came back afterwards"
 
-    def sleep(self):
+    def sleep_and_wake(self):
         unregistered = r"^<- \d+ <UnregisterAgent"
         heard = len(self._box.daemon.record)
         self._say("sleep")
@@ -66,9 +65,9 @@ class Story(AgentStory):
         self._logged("System did wake up, starting controller")
         self._logged("Service agent registered.")
         self._shows("online .*icon: connected$")
-        return f"sleep and wake: registered again {1000 * self._since():.0f} ms after waking"
+        return f"the agent unregistered before sleep, and registered again {1000 * self._since():.0f} ms after waking"
 
-    def spend_the_popups(self):
+    def show_permissions_unasked(self):
         came = []
         for left in (1, 0):
             came.append(self._logged(f"{POPPED_UP}{left}").time)
@@ -81,7 +80,7 @@ class Story(AgentStory):
         first = came[0] - self._launched
         expect(abs(first - RECHECK) < 2, f"the first dialog came {first:.1f} s after the launch")
         self._budget_spent = came[-1]
-        return f"the permission dialog came up by itself after {first:.0f} s and once more after it was closed"
+        return f"the permission dialog opened by itself after {first:.0f} s, and once more after it was closed"
 
     def stop(self):
         self._say("stop")
@@ -91,7 +90,7 @@ class Story(AgentStory):
         self._shows("offline .*icon: not connected$")
         menu, disabled = self._menu()
         expect(disabled == {STOP}, f"disabled are {disabled}")
-        return f"the helper was installed and stopped the service; {STOP} is disabled"
+        return f"the helper was installed and stopped the service; {STOP} is disabled now"
 
     def fail_to_start(self):
         job = self._box.jobs / f"{SERVICE}.plist"
@@ -104,7 +103,7 @@ class Story(AgentStory):
         job.with_suffix(".away").rename(job)
         self._press(STOP)
         self._logged("stop service completed: 0")
-        return "a start failed with -201: only a stop was offered, until it succeeded"
+        return f"a start failed with -201, after which {START} stayed disabled until a stop had succeeded"
 
     def start(self):
         expect(wait_until(lambda: START not in self._menu()[1], GRACE + 5), f"{START} stays disabled")
@@ -112,7 +111,7 @@ class Story(AgentStory):
         self._logged("start service completed: 0")
         self._shows("online .*icon: connected$")
         expect(self._box.serving("service-daemon"), "no daemon runs")
-        return f"started from the menu, online after {self._since():.1f} s"
+        return f"the service was started from the menu; the agent was online after {self._since():.1f} s"
 
     def change_settings(self):
         box = self._box
@@ -129,7 +128,7 @@ class Story(AgentStory):
         found = {key: self._preference(key) for key in
                  ("TransferLogEnabled", "SessionLogEnabled", "SessionLogPath", "ShowStatusBarMenu")}
         expect(list(found.values()) == [True, True, str(folder), True], f"saved is {found}")
-        return "the settings were saved when their dialog was closed: " + ", ".join(found)
+        return f"{len(found)} settings were saved when their dialog was closed"
 
     def obey_policy(self):
         write_policy(self._box, EnableTransferLog=1)
@@ -143,18 +142,18 @@ class Story(AgentStory):
         self._printed("^error: .*disabled")
         self._say("close")
         self._printed("^ok")
-        return "a policy that forces the transfer log disabled its setting"
+        return "a policy that forces the transfer log on disabled its setting"
 
-    def hide(self):
+    def hide_and_show(self):
         self._press("Hide")
         self._printed("icon: hidden$")
         self._say("menu")
         self._printed("^error: there is no menu")
         self._say("hotkey")
         self._shows("online .*icon: connected$")
-        return "the status item was hidden, and the hot key brought it back"
+        return "the status item was hidden, and the hot key showed it again"
 
-    def ask_for_permissions(self):
+    def show_permissions(self):
         box = self._box
         expect(time.monotonic() - self._budget_spent > RECHECK, "too early to say that no dialog follows")
         popups = box.log.record.find(rf"\t{POPPED_UP}")
@@ -169,9 +168,9 @@ class Story(AgentStory):
         self._logged("Ignoring notification: com.korvane.remote.PermissionInfo")
         self._say("close")
         self._printed("^ok")
-        return "no third dialog came; the menu shows it, and the login window's agent is heard"
+        return "the permission dialog opened a third time only from the menu; the login window's agent was heard"
 
-    def replace(self):
+    def replace_first_instance(self):
         box = self._box
         texts = box.language_file.read_text(encoding="utf-8")
         before, german, after = re.split(r'(<Language langKey="7">.*?</Language>)', texts, maxsplit=1, flags=re.S)
@@ -186,7 +185,7 @@ class Story(AgentStory):
         expect(box.log.record.find("\tAnother running KvnGUIAgent instance found, sending terminate event$"),
                "not in the log: Another running KvnGUIAgent instance found")
         expect(self._box.agent.running, "the second instance ended too")
-        return f"a second instance ended the first; it speaks German ({menu[0]}) but for a missing text ({menu[-1]})"
+        return f"a second, German instance ended the first; a text without a translation is English ({menu[-1]})"
 
     def end(self):
         box = self._box
@@ -197,13 +196,13 @@ class Story(AgentStory):
         box.end_others()
         expect(not box.left_running(), f"still running: {box.left_running()}")
         expect(self._preference("SessionLogPath"), "the preferences were lost")
-        return "SIGTERM ended the agent with status 0; nothing is left running"
+        return "SIGTERM ended the agent with status 0; no process is left"
 
     def _since(self):
         return time.monotonic() - self._said
 
     def _menu(self):
-        """The titles of the menu's items, and those of the disabled ones."""
+        """Returns the titles of the menu's items, and those of the disabled ones."""
         self._say("menu")
         self._printed(rf"^ {len(MENU)}  ")
         found = [re.fullmatch(r" \d  (.+?)( \(disabled\))?", line.text)
@@ -219,9 +218,5 @@ class Story(AgentStory):
     def _preference(self, key):
         return plistlib.loads(self._box.preferences.read_bytes()).get(key)
 
-
-def play(box):
-    story = Story(box)
-    return play_steps(box, (story.launch, story.spend_the_popups, story.control, story.sleep, story.stop,
-                            story.fail_to_start, story.start, story.change_settings, story.obey_policy,
-                            story.hide, story.ask_for_permissions, story.replace, story.end))
+    steps = (launch, show_permissions_unasked, be_controlled, sleep_and_wake, stop, fail_to_start, start,
+             change_settings, obey_policy, hide_and_show, show_permissions, replace_first_instance, end)

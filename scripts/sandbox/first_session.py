@@ -1,4 +1,4 @@
-"""The first session: an agent meets its service, launches a client, and survives the service's death."""
+"""First session: the agent registers with its daemon, launches a client, and survives the daemon's death."""
 
 import pathlib
 import plistlib
@@ -7,10 +7,9 @@ import signal
 import time
 
 from sandbox import wait_until
-from story import expect
-from story import play as play_steps
+from scenario import AgentScenario, expect
 
-# The launched program: leaves its arguments, one a line, and its process id.
+# The program that the agent launches. It writes its arguments, one a line, and its process id to files.
 CLIENT = """\
 #!/bin/sh
 cd "$(dirname "$0")"
@@ -28,25 +27,22 @@ def attribute(text, name):
     return found.group(1) if found else None
 
 
-class Story:
-    def __init__(self, box):
-        self._box = box
-
-    def meet(self):
+class FirstSession(AgentScenario):
+    def start_daemon(self):
         box = self._box
         box.start_daemon()
         expect(box.wait_for_daemon(), "the daemon's control socket does not answer")
-        return "the service daemon is up"
+        return "the service daemon is running"
 
     def register(self):
         box = self._box
-        box.start_agent("terminal")
+        self._start_agent()
         expect(wait_until(self._registered, 20), "the daemon knows no agent with the process id "
                f"{box.agent.pid}: {box.tell_daemon('agents')}")
         expect(box.log.record.wait(r"\tService agent registered\.$", 5),
                'the log has no "Service agent registered."')
         line = box.daemon.record.wait(r"^<- \d+ <RegisterAgent ", 0)
-        return f"registered in {1000 * (line.time - box.agent.started):.0f} ms"
+        return f"the agent registered in {1000 * (line.time - box.agent.started):.0f} ms"
 
     def poll(self):
         # The first request follows the registration at once, the second comes from the timer.
@@ -57,9 +53,9 @@ class Story:
         expect(abs(apart - POLL) < 0.75, f"two status requests came {apart:.2f} s apart")
         expect(attribute(first.text, "RequestData") != attribute(second.text, "RequestData"),
                "two requests have one identifier: " + first.text)
-        return f"polls the status, {apart:.2f} s apart"
+        return f"the agent polled the status twice, {apart:.2f} s apart"
 
-    def launch(self):
+    def launch_client(self):
         box = self._box
         folder = box.root / "client folder"
         folder.mkdir()
@@ -77,9 +73,9 @@ class Story:
                f"the client's arguments are {found}")
         expect(wait_until((folder / "pid").exists, 5), "the client left no process id")
         self._client_pid = (folder / "pid").read_text().strip()
-        return "launched the client with " + " ".join(found)
+        return "the agent launched the client with the arguments " + " ".join(found)
 
-    def report(self):
+    def report_client(self):
         line = expect(self._box.daemon.record.wait(r"^<- \d+ <ClientLauched ", 5),
                       'no "ClientLauched" came')
         pid = attribute(line.text, "ProcessID")
@@ -89,17 +85,17 @@ class Story:
             expect(attribute(line.text, name) == attribute(registration.text, name),
                    f"{name} differs between {registration.text} and {line.text}")
         self._session = "|".join(attribute(line.text, name) for name in ("SessionID", "UserID"))
-        return f"reported the client's process {pid}"
+        return f"the agent reported the client's process, {pid}"
 
-    def remember(self):
+    def remember_client(self):
         wanted = f"{self._client_pid}|{self._session}"
         preferences = self._box.preferences
         expect(wait_until(preferences.exists, 5), f"there is no {preferences.name}")
         found = plistlib.loads(preferences.read_bytes()).get("LastClientProcessInfo")
         expect(found == wanted, f"LastClientProcessInfo is {found}, not {wanted}")
-        return f"remembered {found}"
+        return f"the agent saved the client as {found}"
 
-    def lose(self):
+    def lose_daemon(self):
         box = self._box
         seen = len(box.log.record)
         expect(box.tell_daemon("die") is not None, "the daemon did not listen")
@@ -111,9 +107,9 @@ class Story:
         expect(box.log.record.wait(r"no messenger for given pipe ID$", POLL + 5, seen),
                "the agent did not try to reach the daemon again")
         expect(box.agent.running, "the agent ended with the daemon")
-        return "noticed the daemon's death"
+        return "the agent noticed the daemon's death and tried to connect again"
 
-    def regain(self):
+    def register_again(self):
         box = self._box
         seen = len(box.log.record)
         started = time.monotonic()
@@ -126,15 +122,15 @@ class Story:
                'the log has no "Reregistering service agent..."')
         expect(box.log.record.wait(r"\tService agent registered\.$", 5, seen),
                'the log has no second "Service agent registered."')
-        return f"registered again {time.monotonic() - started:.1f} s after the daemon's return"
+        return f"the agent registered again {time.monotonic() - started:.1f} s after the daemon was started again"
 
     def pause(self):
         return self._change("pause", "Pause", "paused")
 
-    def go_on(self):
+    def resume(self):
         return self._change("continue", "Continue", "online")
 
-    def end(self):
+    def end_agent(self):
         box = self._box
         box.agent.signal(signal.SIGTERM)
         status = box.agent.wait(10)
@@ -142,7 +138,7 @@ class Story:
         expect(status == 0, f"the agent's exit status is {status}")
         return "the agent ended with status 0"
 
-    def tidy(self):
+    def end_daemon(self):
         box = self._box
         answer = box.tell_daemon("quit")
         expect(answer == "ok", f"the daemon answered {answer}")
@@ -151,7 +147,7 @@ class Story:
         left = [path.name for path in (*box.pipes.iterdir(), box.control) if path.is_socket()]
         expect(not left, f"the daemon left its sockets {left}")
         expect(not box.left_running(), f"still running: {box.left_running()}")
-        return "nothing is left running"
+        return "the daemon ended and removed its sockets; no process is left"
 
     def _registered(self):
         answer = self._box.tell_daemon("agents")
@@ -161,15 +157,12 @@ class Story:
         box = self._box
         daemon, agent = box.daemon.record, box.agent.record
         seen, shown = len(daemon), len(agent)
-        expect(box.agent.say(command), "the agent does not listen at its terminal")
+        expect(box.agent.say(command), "the agent does not read its commands")
         expect(daemon.wait(rf"^<- \d+ <{tag} />$", 5, seen), f'no "{tag}" came')
         expect(daemon.wait(REQUEST, 5, seen), f'no "GetStatus" followed "{tag}"')
         expect(daemon.wait(rf'^-> \d+ <Status Value="{state}"', 5, seen), f"the service is not {state}")
         expect(agent.wait(rf"(?i)^status: {state}\b", 5, shown), f"the agent's terminal does not show {state}")
-        return f"{command}: the service is {state}"
+        return f'after the command "{command}", the service is {state}'
 
-
-def play(box):
-    story = Story(box)
-    return play_steps(box, (story.meet, story.register, story.poll, story.launch, story.report, story.remember,
-                            story.lose, story.regain, story.pause, story.go_on, story.end, story.tidy))
+    steps = (start_daemon, register, poll, launch_client, report_client, remember_client, lose_daemon,
+             register_again, pause, resume, end_agent, end_daemon)

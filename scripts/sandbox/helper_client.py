@@ -1,4 +1,4 @@
-"""A client of the privileged helper: sockets and JSON, nothing of the product."""
+"""A client of the privileged helper, made of sockets and JSON and independent of the product."""
 
 import json
 import re
@@ -9,7 +9,7 @@ VERSION = re.compile(rb"(<key>CFBundleVersion</key>\s*<string>)([^<]*)(</string>
 
 
 def version_in(executable):
-    """The version in the information list that an executable carries."""
+    """Returns the version in the information list that is embedded in an executable."""
     return VERSION.search(executable.read_bytes()).group(2).decode()
 
 
@@ -19,7 +19,7 @@ def frame(message):
 
 
 class HelperClient:
-    """One session; the end of the scope closes it."""
+    """One session, which is closed at the end of its scope."""
 
     def __init__(self, path, seconds=15):
         self._socket = socket.socket(socket.AF_UNIX)
@@ -42,11 +42,11 @@ class HelperClient:
         self._socket.shutdown(socket.SHUT_WR)
 
     def hears_nothing(self, seconds):
-        """Whether the helper says nothing, and does not hang up, for that long."""
+        """Returns True if the helper neither sends anything nor closes the connection for that long."""
         return not select.select([self._socket], [], [], seconds)[0]
 
     def bytes(self, count):
-        """That many bytes, or fewer at the end of the connection."""
+        """Returns that many bytes, or fewer at the end of the connection."""
         data = b""
         while len(data) < count:
             try:
@@ -59,7 +59,7 @@ class HelperClient:
         return data
 
     def receive(self):
-        """The next message; None at the end of the connection."""
+        """Returns the next message, or None at the end of the connection."""
         header = self.bytes(8)
         if not header:
             return None

@@ -33,7 +33,7 @@ def install(box):
 
 
 def write_policy(box, **changed):
-    """Writes the administrator's policy, with what differs from the usual one. No declaration stands before
-    it: the agent's reader knows none."""
+    """Writes the administrator's policy, with the changed entries. It has no XML declaration, as the agent's
+    parser takes none."""
     elements = "".join(f"  <{name}>{value}</{name}>\n" for name, value in {**POLICY, **changed}.items())
     box.settings.write_text(f"<Settings>\n{elements}</Settings>\n")

@@ -1,4 +1,4 @@
-"""The programs of a sandbox: started, listened to, ended."""
+"""Starts programs, keeps what they print and log, and ends them."""
 
 import fcntl
 import os
@@ -16,7 +16,7 @@ from record import Record
 
 class Program:
     """A child process in a session of its own, so that a Ctrl-C at the terminal does not reach it. It prints
-    to a pipe, or to a terminal that is `columns` wide."""
+    to a pipe, or to a pseudo-terminal of `columns`."""
 
     def __init__(self, arguments, show=None, environment=None, columns=None):
         self.record = Record(show)
@@ -42,12 +42,12 @@ class Program:
             pass  # the other end of a terminal is closed
 
     def set_columns(self, columns):
-        """Tells a program that prints to a terminal the width of this."""
+        """Changes the width of the terminal that the program prints to, if it is one."""
         if self._output.isatty():
             fcntl.ioctl(self._output, termios.TIOCSWINSZ, struct.pack("HHHH", 0, columns, 0, 0))
 
     def say(self, line):
-        """Types one line at the program; False when it does not listen any more."""
+        """Writes one line to the program's standard input. Returns False when nothing reads it any more."""
         try:
             self._process.stdin.write(line.encode() + b"\n")
             self._process.stdin.flush()
@@ -60,7 +60,7 @@ class Program:
         return self._process.poll() is None
 
     def wait(self, seconds):
-        """The exit status (negative: the signal that ended it), or None when it still runs."""
+        """Returns the exit status (negative: the signal that ended it), or None when it still runs."""
         try:
             status = self._process.wait(seconds)
         except subprocess.TimeoutExpired:
@@ -73,7 +73,7 @@ class Program:
             self._process.send_signal(number)
 
     def end(self, seconds=5):
-        """Asks the program to end, and ends it by force when it does not."""
+        """Sends SIGTERM, and SIGKILL if the program does not end in time. Returns the exit status."""
         self.signal(signal.SIGTERM)
         status = self.wait(seconds)
         if status is None:
@@ -87,7 +87,7 @@ class Program:
 
 
 class LogTail:
-    """Follows the newest of the files that a program writes one after the other. Any may be missing yet."""
+    """Reads the newest of a program's log files as it grows; `files` is a path whose name may hold `*`."""
 
     def __init__(self, files, show=None):
         self.record = Record(show)

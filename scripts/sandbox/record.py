@@ -1,4 +1,4 @@
-"""What a program said, line by line, with the time of each line."""
+"""Keeps the lines that a program printed, with the time of each."""
 
 import re
 import threading
@@ -12,7 +12,7 @@ class Line(NamedTuple):
 
 
 class Record:
-    """A growing list of lines; one thread adds, others wait. `show` is called with each new text."""
+    """A growing list of lines: one thread adds them, others wait for them. `show` is called with each new text."""
 
     def __init__(self, show=None):
         self._show = show
@@ -31,12 +31,12 @@ class Record:
             return len(self._lines)
 
     def find(self, pattern, start=0):
-        """Every line from `start` on in which the expression is found."""
+        """Returns the lines from `start` on that the pattern matches somewhere."""
         with self._changed:
             return [line for line in self._lines[start:] if re.search(pattern, line.text)]
 
     def wait(self, pattern, seconds, start=0, count=1):
-        """The `count`th such line, once it is there; None when the time is over before."""
+        """Waits for the `count`th such line and returns it, or None when the time is over."""
         end = time.monotonic() + seconds
         with self._changed:
             seen, found = start, 0

@@ -1,4 +1,4 @@
-"""A whole product in a temporary folder: the agent, and the stand-ins that it or the sandbox starts."""
+"""Runs the agent and the stand-ins of the other programs in a temporary folder."""
 
 import os
 import pathlib
@@ -27,8 +27,9 @@ def ask(path, command, seconds=5):
 
 
 class Sandbox:
-    """Owns the folder, every program that serves it, and the followers of the logs; the end of the scope
-    removes them all. `listener(name)` gives the function that takes each line of a program, or None."""
+    """Owns the folder, the programs that use it and the threads that follow their logs, and ends them all at
+    the end of its scope. `listener(name)` returns the function that is called with each line of a program, or
+    None."""
 
     def __init__(self, build, listener=lambda name: None):
         self.build = pathlib.Path(build).resolve()
@@ -73,12 +74,12 @@ class Sandbox:
         shutil.rmtree(self.root, ignore_errors=True)
 
     def _start_bus(self):
-        """A session bus of its own: notifications stay in the sandbox."""
+        """Starts a session bus for the sandbox alone, so that notifications stay in it."""
         address = f"unix:path={self.root}/bus"
         try:
             self._bus = Program(["dbus-daemon", "--session", "--nofork", "--print-address", "--address", address])
         except FileNotFoundError:
-            return  # the agent says in its log that there is none
+            return  # the agent works without one, and logs that
         if self._bus.record.wait("^unix:", 5):
             self._environment["DBUS_SESSION_BUS_ADDRESS"] = address
 
@@ -90,7 +91,7 @@ class Sandbox:
         self.daemon = self._start("daemon", self.build / "standins/service-daemon", *options)
 
     def start_helper(self, *options):
-        """Starts a helper that is not installed."""
+        """Starts the helper directly, without an installation."""
         self.helper = self._start("helper", self.build / "standins/KvnServiceController", *options)
 
     def start_agent(self, ui, bundle=None, environment=None, columns=None):
@@ -98,27 +99,35 @@ class Sandbox:
         self.agent = self._start("agent", program, "--ui", ui, environment=environment, columns=columns)
 
     def run_pre_login_agent(self, *options):
-        """Runs the agent of the login window to its end; its exit status."""
+        """Runs the agent of the login window. Returns its exit status, or None when it does not end."""
         agent = self._start("login", self.pre_login_agent / "Contents/MacOS/KvnPreLoginAgent", *options)
         return agent.wait(10)
 
     def serving(self, program=""):
-        """The ids of the processes that serve this folder, whoever started them; those of one program."""
+        """Returns the ids of the processes that have this folder as their root, whoever started them; of one program
+        if it is named."""
         option = f"\0--root\0{self.root}\0"
         return [pid for pid, words in command_lines()
                 if option in "\0".join(words) + "\0" and words[0].endswith(program)]
 
     def installed_helpers(self):
-        """The names of what is, or was half, installed in the helper's place."""
+        """Returns the names of the files in the helper's folder, half-installed ones included."""
         return sorted(path.name for path in self.helper_tool.parent.iterdir() if path != self.pre_login_agent)
 
     def left_running(self):
-        """The words of every process that has to do with this folder."""
+        """Returns the command lines that name this folder, except the bus's."""
         return [words for pid, words in command_lines()
                 if str(self.root) in " ".join(words) and not (self._bus and pid == self._bus.pid)]
 
+    def last_lines(self, count):
+        """Returns the last lines of each program and each log, behind its name."""
+        heard = (("daemon", self.daemon), ("helper", self.helper), ("helper", self.helper_log),
+                 ("agent", self.agent), ("log", self.log))
+        return [f"{name:<7}| {text[:300]}" for name, source in heard if source
+                for text in source.record.tail(count)]
+
     def end_others(self, seconds=5):
-        """Ends what programs of the sandbox have started: the helper, and the daemon that it started."""
+        """Ends the programs that the sandbox's programs started: the helper and its daemon."""
         for number in (signal.SIGTERM, signal.SIGKILL):
             for pid in self.serving():
                 try:
@@ -129,7 +138,7 @@ class Sandbox:
                 return
 
     def tell_daemon(self, command):
-        """The daemon's answer to a command, or None while it does not listen."""
+        """Sends the daemon a command. Returns its answer, or None when it does not run."""
         try:
             return ask(self.control, command)
         except OSError:
@@ -141,12 +150,12 @@ class Sandbox:
             return connection.connect_ex(str(self.control)) == 0
 
     def wait_for_daemon(self, seconds=20):
-        """Whether the daemon serves its pipes within the time."""
+        """Returns True as soon as the daemon answers, False when the time is over."""
         return wait_until(lambda: self.tell_daemon("agents") is not None, seconds)
 
 
 def command_lines():
-    """Of every process: its id and its words."""
+    """Yields the id and the command line of every process."""
     for entry in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
         try:
             words = entry.read_bytes().rstrip(b"\0").decode(errors="replace").split("\0")
@@ -156,7 +165,7 @@ def command_lines():
 
 
 def wait_until(condition, seconds):
-    """What the condition gives as soon as that is true, or its last value when the time is over."""
+    """Returns the condition's value as soon as it is true, or its last value when the time is over."""
     end = time.monotonic() + seconds
     while True:
         value = condition()

@@ -1,4 +1,4 @@
-"""Service control: the agent installs its privileged helper, replaces it, and has it command the service."""
+"""Service control: the agent installs its privileged helper, replaces it, and controls the service with it."""
 
 import os
 import plistlib
@@ -9,8 +9,7 @@ import time
 from helper_client import VERSION, HelperClient, version_in
 from installation import EMBEDDED, HELPER, SERVICE
 from sandbox import wait_until
-from story import PATIENCE, AgentStory, expect
-from story import play as play_steps
+from scenario import PATIENCE, AgentScenario, expect
 
 TASK = """\
 #!/bin/sh
@@ -19,40 +18,40 @@ exit 3
 """
 
 
-class Story(AgentStory):
+class ServiceControl(AgentScenario):
     def __init__(self, box):
         super().__init__(box)
         self._embedded = box.bundle / EMBEDDED
         self._version = version_in(self._embedded)
 
-    def begin(self):
+    def launch(self):
         box = self._box
         box.start_daemon()
         expect(box.wait_for_daemon(), "the daemon's control socket does not answer")
         self._start_agent()
         self._shows("online")
         self._no_helper()
-        return f"the service is online, and there is no helper; {self._version} is embedded"
+        return f"the service is online; no helper is installed, version {self._version} is in the agent's bundle"
 
     def install(self):
         box = self._box
         self._say("stop")
-        prompt = self._printed("^Authorization: .")
+        self._printed("^Authorization: .")
         for text in ("AuthorizationCreate: flags: 19", "AuthorizationCopyRights: ",
                      f"Privileged helper {HELPER} is up-to-date, version: {self._version}",
                      "Sending stop service command"):
-            self._logged(text)
+            line = self._logged(text)
         expect(len(self._found("Retrying to connect PrivilegedAgent...")) == 2, "there were not two retries")
         self._helper_is(self._version)
         job = plistlib.loads(box.helper_job.read_bytes())
         expect(job["Label"] == HELPER and job["ProgramArguments"][0] == str(box.helper_tool), f"the job is {job}")
-        return f'asked "{prompt.text[15:55]}...", installed in {prompt.time - self._said:.1f} s after the command'
+        return f"after the user was asked, the helper was installed {line.time - self._said:.1f} s after the command"
 
-    def stopped(self):
+    def stop(self):
         box = self._box
         expect(box.daemon.wait(PATIENCE) == 0, "the daemon was not asked to end")
         self._shows("offline")
-        return f"stop: the process is gone, the agent offline after {time.monotonic() - self._said:.1f} s"
+        return f"stop ended the daemon; the agent showed it as offline after {time.monotonic() - self._said:.1f} s"
 
     def start(self):
         self._say("start")
@@ -60,14 +59,14 @@ class Story(AgentStory):
         expect(wait_until(self._daemon, PATIENCE), "no daemon runs")
         self._shows("online")
         expect(not self._found("AuthorizationCreate"), "the user was asked again")
-        return f"start: process {self._daemon()}, the agent online after {time.monotonic() - self._said:.1f} s"
+        return f"start started the daemon; the agent was online after {time.monotonic() - self._said:.1f} s"
 
     def restart(self):
         former = self._daemon()
         self._say("restart")
         self._logged("Sending restart service command")
         expect(wait_until(lambda: self._daemon() not in (None, former), PATIENCE), "the daemon was not restarted")
-        return f"restart: process {former} became {self._daemon()}"
+        return f"restart replaced the daemon's process {former} by {self._daemon()}"
 
     def task(self):
         box = self._box
@@ -79,7 +78,7 @@ class Story(AgentStory):
         line = self._printed("^task: result 3$")
         found = (box.root / "task.arguments").read_text().split()
         expect(found == ["one", "two"], f"the task's arguments are {found}")
-        return f"a task ran: {line.text}"
+        return f"the helper ran a task with its arguments ({line.text})"
 
     def fail_to_start(self):
         self._say("stop")
@@ -93,7 +92,7 @@ class Story(AgentStory):
         job.with_suffix(".away").rename(job)
         self._say("start")
         expect(wait_until(self._daemon, PATIENCE), "the daemon does not start again")
-        return f"a start without a job failed with -201; {details.text}"
+        return f"a start without the daemon's job failed with -201 ({details.text.rpartition(': ')[2]})"
 
     def upgrade(self):
         self._newer = re.sub(r"\d+", lambda number: str(int(number[0]) + 1), self._version, count=1)
@@ -110,7 +109,7 @@ class Story(AgentStory):
         self._logged(f"Privileged helper {HELPER} is up-to-date, version: {self._newer}")
         expect(not self._found("Must downgrade"), "an upgrade was taken for a downgrade")
         self._helper_is(self._newer, helper)
-        return f"a newer agent replaced the helper by {self._newer}"
+        return f"a newer agent replaced the helper by version {self._newer}"
 
     def downgrade(self):
         self._replace(self._box.bundle)
@@ -118,9 +117,9 @@ class Story(AgentStory):
         self._logged(f"Privileged helper tool version: {self._newer}, uninstalled: 0")
         self._logged(f"Privileged helper {HELPER} is up-to-date, version: {self._version}")
         self._helper_is(self._version)
-        return f"an older agent uninstalled it and installed {self._version}"
+        return f"the older agent uninstalled that helper and installed version {self._version}"
 
-    def give_up(self):
+    def stop_installing(self):
         box = self._box
         self._end_agent()
         with HelperClient(box.helper_socket) as client:
@@ -142,7 +141,7 @@ class Story(AgentStory):
         shutil.rmtree(box.helper_tool)
         self._no_helper()
         expect(not box.installed_helpers(), "the failed installations left files")
-        return "5 installations failed, the sixth and seventh attempts were refused"
+        return "after 5 failed installations, the agent did not try any more"
 
     def end(self):
         box = self._box
@@ -154,10 +153,10 @@ class Story(AgentStory):
         expect(found == [f"{SERVICE}.plist"], f"the jobs are {found}")
         left = [path.name for path in (box.root / "var/run").iterdir()]
         expect(not left, f"left in var/run: {left}")
-        return "nothing is left running, nothing left over"
+        return "all programs ended; no process, job or socket is left"
 
     def _replace(self, bundle):
-        """Another agent takes the helper over, and proves it with a command."""
+        """Starts another agent, which must replace the helper and restart the service with it."""
         former = self._box.serving(HELPER)
         service = self._daemon()
         self._end_agent()
@@ -168,7 +167,7 @@ class Story(AgentStory):
         expect(former and former != self._box.serving(HELPER), "the former helper still runs")
 
     def _helper_is(self, version, source=None):
-        """One helper runs, is the one embedded in the bundle, and tells this version."""
+        """Expects one running helper: the one embedded in the bundle, of this version."""
         box = self._box
         expect(len(box.serving(HELPER)) == 1, f"the helpers are {box.serving(HELPER)}")
         expect(box.helper_tool.read_bytes() == (source or self._embedded).read_bytes(), "another file was installed")
@@ -183,8 +182,4 @@ class Story(AgentStory):
         left = [path for path in (box.helper_tool, box.helper_job, box.helper_socket) if os.path.lexists(path)]
         expect(not left, f"there are {left}")
 
-
-def play(box):
-    story = Story(box)
-    return play_steps(box, (story.begin, story.install, story.stopped, story.start, story.restart, story.task,
-                            story.fail_to_start, story.upgrade, story.downgrade, story.give_up, story.end))
+    steps = (launch, install, stop, start, restart, task, fail_to_start, upgrade, downgrade, stop_installing, end)

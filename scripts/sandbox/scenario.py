@@ -1,4 +1,4 @@
-"""Plays the steps of a story, each of which says what it has seen or what differs."""
+"""Plays the steps of a scenario: each returns a sentence on what it checked, or raises `Differs`."""
 
 import re
 import signal
@@ -8,7 +8,7 @@ PATIENCE = 25  # seconds, of a busy machine
 
 
 class Differs(Exception):
-    """What was found in place of what the story tells."""
+    """Raised with what was found in place of what the scenario expects."""
 
 
 def expect(condition, difference):
@@ -17,14 +17,14 @@ def expect(condition, difference):
     return condition
 
 
-class AgentStory:
-    """Commands an agent at its terminal; looks at the log and the terminal since the last command."""
+class AgentScenario:
+    """Gives the agent commands, and waits for what its log and its terminal say after the last one."""
 
     def __init__(self, box):
         self._box = box
-        self._said = 0.0  # when the last command was said
-        self._seen = 0  # how many lines of the log there were, and of the terminal
-        self._shown = 0
+        self._said = 0.0  # when the last command was given
+        self._seen = 0  # how many lines the log had then
+        self._shown = 0  # how many lines the terminal had then
 
     def _start_agent(self, bundle=None, environment=None):
         self._seen, self._shown = len(self._box.log.record), 0
@@ -37,13 +37,13 @@ class AgentStory:
         expect(status == 0, f"the agent's exit status is {status}")
 
     def _mark(self):
-        """What comes from here on is looked at."""
+        """Makes the checks that follow ignore all earlier lines."""
         self._seen, self._shown = len(self._box.log.record), len(self._box.agent.record)
         self._said = time.monotonic()
 
     def _say(self, command):
         self._mark()
-        expect(self._box.agent.say(command), "the agent does not listen at its terminal")
+        expect(self._box.agent.say(command), "the agent does not read its commands")
 
     def _found(self, text):
         return self._box.log.record.find("\t" + re.escape(text), self._seen)
@@ -60,19 +60,19 @@ class AgentStory:
         return self._printed(rf"(?i)^status: {state}\b")
 
     def _daemon(self):
+        """Returns the id of the daemon's process, or None."""
         return next(iter(self._box.serving("service-daemon")), None)
 
 
-def play(box, steps):
-    """Prints a line for each step; the exit status of the whole."""
-    for step in steps:
+def play(kind, box):
+    """Prints a line for each step, until one fails. Returns the exit status."""
+    scenario = kind(box)
+    for step in scenario.steps:
         try:
-            print("ok  ", step(), flush=True)
+            print("ok  ", step(scenario), flush=True)
         except Differs as difference:
             print("FAIL", f"{step.__name__}: {difference}", flush=True)
-            for name, heard in (("daemon", box.daemon), ("helper", box.helper_log), ("agent", box.agent),
-                                ("log", box.log)):
-                for text in heard.record.tail(15) if heard else ():
-                    print(f"     {name:<7}| {text}")
+            for line in box.last_lines(15):
+                print("    ", line)
             return 1
     return 0
