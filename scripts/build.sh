@@ -1,13 +1,24 @@
 #!/bin/bash
-# Configures and builds presets; shows the output of one that fails only.
+# Configures and builds presets; shows the output of one that fails only, and at a terminal how far it is.
 # scripts/build.sh PRESET...
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+# progress PRESET: shows the "[N/M]" at the head of ninja's lines in one line, which is empty at the end.
+progress() {
+    local line
+    while IFS= read -r line; do
+        if [[ -t 1 && $line == \[* ]]; then
+            printf '\rBuilding %s %s] ' "$1" "${line%%]*}"
+        fi
+    done
+    [[ ! -t 1 ]] || printf '\r\033[K'
+}
+
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 for preset in "$@"; do
-    if ! { cmake --preset "$preset" && cmake --build --preset "$preset"; } >"$log" 2>&1; then
+    if ! { cmake --preset "$preset" && cmake --build --preset "$preset"; } 2>&1 | tee "$log" | progress "$preset"; then
         cat "$log" >&2
         echo "build: $preset failed" >&2
         exit 1

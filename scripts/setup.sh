@@ -1,25 +1,54 @@
 #!/bin/bash
-# Installs what is missing of the Debian packages that a task needs; silent when nothing is.
+# Installs the missing ones of the Debian packages that a task needs. On a system without apt-get it says what is
+# missing and installs nothing. Prints nothing when all is there.
 # scripts/setup.sh run|test|bench
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libexpat1-dev nlohmann-json3-dev libsdbus-c++-dev libsystemd-dev
-    libutf8proc-dev python3)
-
+# Each Debian package, and what it brings: a header, a program, or a module of the system's Python.
+build="g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libexpat1-dev:expat.h
+    nlohmann-json3-dev:nlohmann/json.hpp libsdbus-c++-dev:sdbus-c++/sdbus-c++.h libsystemd-dev:systemd/sd-bus.h
+    libutf8proc-dev:utf8proc.h python3:python3"
 case "${1:-}" in
-run) packages=("${build[@]}" dbus-daemon) ;;
-test) packages=("${build[@]}" libgtest-dev libgmock-dev dbus-daemon clang clang-format clang-tidy
-    libclang-rt-14-dev lld llvm cloc git) ;;
-bench) packages=("${build[@]}" libbenchmark-dev libpugixml-dev librapidxml-dev libboost-dev libspdlog-dev
-    libzmq3-dev libfmt-dev) ;;
+run) needs="$build dbus-daemon:dbus-daemon python3-prompt-toolkit:module.prompt_toolkit" ;;
+test) needs="$build dbus-daemon:dbus-daemon libgtest-dev:gtest/gtest.h libgmock-dev:gmock/gmock.h clang:clang++
+    clang-format:clang-format clang-tidy:clang-tidy libclang-rt-14-dev:fuzzer/FuzzedDataProvider.h lld:lld
+    llvm:llvm-symbolizer cloc:cloc git:git" ;;
+bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugixml.hpp
+    librapidxml-dev:rapidxml/rapidxml.hpp libboost-dev:boost/version.hpp libspdlog-dev:spdlog/spdlog.h
+    libzmq3-dev:zmq.h libfmt-dev:fmt/format.h" ;;
 *)
     echo "usage: $0 run|test|bench" >&2
     exit 2
     ;;
 esac
 
+# is_there FILE: looks for the thing itself, whatever the distribution calls its package.
+is_there() {
+    case $1 in
+    module.*) /usr/bin/python3 -c "import ${1#module.}" ;;
+    fuzzer/*) echo "#include <$1>" | clang++ -E -x c++ - ;;
+    *.h | *.hpp) echo "#include <$1>" | g++ -E -x c++ - ;;
+    *) command -v "$1" ;;
+    esac >/dev/null 2>&1
+}
+
+if ! { command -v apt-get && command -v dpkg-query; } >/dev/null; then
+    missing=""
+    for need in $needs; do
+        is_there "${need#*:}" || missing+="    ${need#*:} (Debian: ${need%%:*})"$'\n'
+    done
+    if [[ -n $missing ]]; then
+        printf 'setup: This system has no apt-get, so nothing can be installed from here. Missing are these\n%s' \
+            "headers, programs and Python modules:"$'\n'"${missing//module./}" >&2
+        echo "Install them with the tools of this system, then start again." >&2
+        exit 1
+    fi
+    exit 0
+fi
+
 missing=()
-for package in "${packages[@]}"; do
+for need in $needs; do
+    package=${need%%:*}
     if [[ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)" != installed ]]; then
         missing+=("$package")
     fi
@@ -29,10 +58,16 @@ if ((${#missing[@]} == 0)); then
 fi
 
 as_root=()
+how='as root with "apt-get install"'
 if ((EUID != 0)); then
     as_root=(sudo)
+    how='with "sudo apt-get install"'
+    if ! command -v sudo >/dev/null; then
+        echo "setup: Without sudo, an administrator has to install: ${missing[*]}" >&2
+        exit 1
+    fi
 fi
-echo "Installing ${missing[*]}"
+echo "Installing $how: ${missing[*]}" | fold -s -w 80
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 if ! { "${as_root[@]}" apt-get update &&
