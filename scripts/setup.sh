@@ -8,9 +8,10 @@ set -euo pipefail
 build="g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libexpat1-dev:expat.h
     nlohmann-json3-dev:nlohmann/json.hpp libsdbus-c++-dev:sdbus-c++/sdbus-c++.h libsystemd-dev:systemd/sd-bus.h
     libutf8proc-dev:utf8proc.h python3:python3"
+sandbox="dbus-daemon:dbus-daemon python3-prompt-toolkit:module.prompt_toolkit"
 case "${1:-}" in
-run) needs="$build dbus-daemon:dbus-daemon python3-prompt-toolkit:module.prompt_toolkit" ;;
-test) needs="$build dbus-daemon:dbus-daemon libgtest-dev:gtest/gtest.h libgmock-dev:gmock/gmock.h clang:clang++
+run) needs="$build $sandbox" ;;
+test) needs="$build $sandbox libgtest-dev:gtest/gtest.h libgmock-dev:gmock/gmock.h clang:clang++
     clang-format:clang-format clang-tidy:clang-tidy libclang-rt-14-dev:fuzzer/FuzzedDataProvider.h lld:lld
     llvm:llvm-symbolizer cloc:cloc git:git" ;;
 bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugixml.hpp

@@ -25,6 +25,7 @@ def main():
     parser.add_argument("--verbose", action="store_true", help="show the log, or with a scenario every line")
     options = parser.parse_args()
 
+    sys.stdout.reconfigure(errors="backslashreplace")  # of a locale that lacks a character
     for number in ENDINGS:
         signal.signal(number, lambda number, _: sys.exit(128 + number))
     try:

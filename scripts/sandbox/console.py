@@ -5,26 +5,31 @@ import signal
 import threading
 import time
 
+GREETING = """\
+The agent and its service daemon run below {root}. Try:
+agent menu            prints the agent's menu; agent 6 chooses item 6
+agent stop            stops the service; installs a helper first
+daemon state paused   makes the service report that it is paused
+help lists all commands, Tab completes; log on shows the log; quit ends"""
 HELP = """\
-agent COMMAND    gives the agent a command, for example:
-                   agent menu         prints its menu; agent 6 chooses item 6
-                   agent stop, agent start, agent task /bin/ls -l
-                                      need the helper; the first installs it
-                   agent settings, agent permissions, agent status
-                   agent help         lists all of them
-daemon COMMAND   gives the daemon a command, for example:
-                   daemon execute /bin/ls -l   lets the agent launch a program
-                   daemon state paused         sets what the service reports
-                   daemon sessions 100008      sets where remote sessions run
-                   daemon refuse on, daemon silent on, daemon late 2000,
-                   daemon garbage, daemon drop, daemon die
-                                               misbehave
-                   daemon help                 lists all of them
-start agent      starts the agent again after its end; likewise: start daemon
-log on           shows the agent's log as it grows; log off hides it
-status           tells what runs, and how often the agent has polled
-help             prints this
-quit             ends everything"""
+agent menu           prints the agent's menu; agent 6 chooses item 6
+agent stop           stops the service; agent start starts it again
+agent task /bin/ls   makes the helper run a program
+agent settings       shows the settings; also agent permissions
+agent help           lists all commands of the agent
+daemon state paused  sets what the service reports
+daemon execute /bin/ls -l
+                     makes the agent launch a program
+daemon sessions 100008
+                     sets where remote sessions run
+daemon die           crashes; also daemon drop, daemon garbage,
+                     daemon silent on, daemon refuse on,
+                     daemon late 2000
+daemon help          lists all commands of the daemon
+start agent          starts it again after its end; also start daemon
+log on               shows the agent's log; log off hides it
+status               tells what runs, and how often the agent polled
+quit                 ends everything"""
 
 USAGE = {"agent": "agent COMMAND", "daemon": "daemon COMMAND", "start": "start agent | start daemon",
          "log": "log on | log off"}
@@ -33,7 +38,7 @@ BANNER = "----"  # the first line of a log file
 
 
 class Polls:
-    """Counts the agent's polls for the status, and tells which lines of the daemon say nothing new."""
+    """Counts the agent's requests for the status, and finds the daemon's lines that tell of no change."""
 
     REQUEST = re.compile(r"<- \d+ <GetStatus ")
     ANSWER = re.compile(r"-> \d+ <Status ")
@@ -50,6 +55,7 @@ class Polls:
         return f"polls {self._count}, last {time.monotonic() - self._last:.0f} s ago"
 
     def hide(self, line):
+        """Returns True for a request, and for an answer that equals the one before it."""
         if self.REQUEST.match(line):
             self._count += 1
             self._last = time.monotonic()
@@ -61,7 +67,7 @@ class Polls:
 
 
 class Console:
-    """Give `listener` to the sandbox, and the sandbox to `run`."""
+    """Takes `listener` as the sandbox's listener, then `run` the console with that sandbox."""
 
     def __init__(self, screen, ui, shows_log=False):
         self._screen = screen
@@ -74,7 +80,7 @@ class Console:
         self._ending = False
 
     def listener(self, name):
-        """The function that takes each line of a program. Called on the threads that read them."""
+        """Returns the function that takes each line of a program. Called on the thread that reads them."""
         return lambda text: self._heard(name, text)
 
     def run(self, box):
@@ -85,7 +91,8 @@ class Console:
             return 1
         self._learn_daemon_commands()
         self._start("agent")
-        box.log.record.wait("\tService agent registered", 5)
+        if self._ui == "terminal":
+            box.agent.record.wait(r"^status: .*\| server: ", 5)  # it has answered "help" before
         self._greet()
         try:
             self._screen.converse(self._perform, self._words, self._status)
@@ -97,12 +104,9 @@ class Console:
         self._screen.show("run", text)
 
     def _greet(self):
-        for line in (f"The agent and its service daemon run below {self._box.root}. Try:",
-                     "agent menu            prints the agent's menu; agent 6 chooses item 6",
-                     "agent stop            stops the service; installs a helper first",
-                     "daemon state paused   makes the service report that it is paused",
-                     "help lists all commands, Tab completes; log on shows the log; quit ends"):
-            self._say(line)
+        for line in GREETING.format(root=self._box.root).splitlines():
+            if self._ui == "terminal" or not line.startswith("agent "):
+                self._say(line)
 
     # What is heard
 
@@ -116,16 +120,17 @@ class Console:
         self._screen.show(name, text)
 
     def _learn_daemon_commands(self):
+        """Asks the daemon for its commands, to complete them and such arguments as "on|off"."""
         answer = self._box.tell_daemon("help") or ""
         for command in answer.removeprefix("ok ").split("; "):
             name, _, arguments = command.partition(" ")
             choices = arguments.split("|")
             fixed = len(choices) > 1 and all(re.fullmatch("[a-z]+", choice) for choice in choices)
-            self._daemon_commands[name] = dict.fromkeys(choices) if fixed else None
+            self._daemon_commands[name] = set(choices) if fixed else None
 
     def _learn_agent_command(self, text):
-        """Takes a line of the help that `_start` asks for. Returns False for a line that is to be shown: one
-        that a person has asked for tells a command that is known."""
+        """Takes a line of the help that `_start` asks for, to complete its commands. Returns False for a line
+        that must be shown; the help that a person asks for is, as its commands are known by then."""
         command = re.match(r"([a-z]+|1, 2, \.\.\.) {2,}\S", text)
         if not command or command[1] in self._agent_commands:
             return False
@@ -135,11 +140,9 @@ class Console:
     # What is typed
 
     def _words(self):
-        """The words that can be typed, each with those that may follow it."""
-        programs = {"agent": None, "daemon": None}
-        return {"agent": {name: None for name in self._agent_commands if name.isalpha()},
-                "daemon": self._daemon_commands, "start": programs, "log": {"on": None, "off": None},
-                "status": None, "help": None, "quit": None}
+        """Returns the words that can be typed, each with those that may follow it."""
+        return {"agent": dict.fromkeys(filter(str.isalpha, self._agent_commands)), "daemon": self._daemon_commands,
+                "start": {"agent", "daemon"}, "log": {"on", "off"}, "status": None, "help": None, "quit": None}
 
     def _perform(self, line):
         verb, _, rest = line.partition(" ")
@@ -176,15 +179,15 @@ class Console:
         agent = self._box.agent
         agent.set_columns(self._screen.columns)
         if not agent.running or not agent.say(command):
-            self._say('the agent does not run ("start agent" starts it)')
-        elif self._ui == "none":
-            self._say("the agent has no user interface, so it takes no commands")
+            self._say('the agent does not run; "start agent" starts it')
+        elif self._ui != "terminal":
+            self._say("only an agent with the terminal front end takes commands")
 
     def _tell_daemon(self, command):
         # Not by its standard input: the helper may have started it.
         answer = self._box.tell_daemon(command)
         if answer is None:
-            self._say('the daemon does not run ("start daemon" starts it)')
+            self._say('the daemon does not answer; after its end, "start daemon" starts it')
             return
         for line in answer.split("; ") if command in ("help", "agents") else [answer]:
             self._screen.show("daemon", line)
@@ -203,12 +206,11 @@ class Console:
         box = self._box
         if name == "daemon":
             box.start_daemon()
-            program = box.daemon
         else:
             box.start_agent(self._ui, columns=self._screen.columns)
-            program = box.agent
-            if self._ui == "terminal" and not self._agent_commands:
-                program.say("help")
+            if not self._agent_commands:
+                box.agent.say("help")
+        program = box.daemon if name == "daemon" else box.agent
         threading.Thread(target=self._await_end, args=(name, program), daemon=True).start()
 
     def _await_end(self, name, program):

@@ -1,5 +1,6 @@
 """Runs the agent and the stand-ins of the other programs in a temporary folder."""
 
+import errno
 import os
 import pathlib
 import shutil
@@ -60,7 +61,11 @@ class Sandbox:
         self.log = LogTail(logs / "KvnGUIAgent_*.txt", self._listener("log"))
         self.helper_log = LogTail(logs / "KvnServiceController_*.txt", self._listener("helper"))
         self._job_tail = LogTail(self.job_output, self._listener("daemon"))
-        install(self)
+        try:
+            install(self)
+        except OSError:  # above all for want of a build
+            self.__exit__()
+            raise
         self._start_bus()
         return self
 
@@ -147,7 +152,8 @@ class Sandbox:
     def daemon_listens(self):
         """Returns True if a daemon has its control socket open, whoever started it."""
         with socket.socket(socket.AF_UNIX) as connection:
-            return connection.connect_ex(str(self.control)) == 0
+            connection.setblocking(False)
+            return connection.connect_ex(str(self.control)) in (0, errno.EAGAIN)  # EAGAIN: it is busy
 
     def wait_for_daemon(self, seconds=20):
         """Returns True as soon as the daemon answers, False when the time is over."""

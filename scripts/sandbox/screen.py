@@ -29,7 +29,7 @@ class PlainScreen:
 
 
 def best_screen():
-    """A prompt where a person sits at a terminal, else plain lines."""
+    """Returns a prompt where a person sits at a terminal, else plain lines."""
     if sys.stdin.isatty() and sys.stdout.isatty():
         try:
             from prompt_screen import PromptScreen
