@@ -34,6 +34,7 @@ quit                 ends everything"""
 USAGE = {"agent": "agent COMMAND", "daemon": "daemon COMMAND", "start": "start agent | start daemon",
          "log": "log on | log off"}
 STAMP = re.compile(r"\S+T(?P<time>\S+) Thread\[\w+\]:\t")
+MESSAGE = re.compile(r"(<-|->) \d+ <")
 BANNER = "----"  # the first line of a log file
 
 
@@ -117,7 +118,14 @@ class Console:
             text = STAMP.sub(r"\g<time> " if name == "log" else "", text)
         elif name == "daemon" and self._polls.hide(text) or name == "agent" and self._learn_agent_command(text):
             return
+        elif name == "daemon" and MESSAGE.match(text) and not self._shows_log:
+            text = self._cut(text)
         self._screen.show(name, text)
+
+    def _cut(self, text):
+        """The beginning of a long message; the whole one is for who reads the log, or a pipe."""
+        columns = self._screen.columns
+        return text[:columns - 3] + "..." if columns and len(text) > columns else text
 
     def _learn_daemon_commands(self):
         """Asks the daemon for its commands, to complete them and such arguments as "on|off"."""
