@@ -30,11 +30,6 @@ public:
         return entry == entries_.end() ? nullptr : &entry->second;
     }
 
-    template <class K>
-    const Value* find(const K& key) const {
-        return const_cast<FMap*>(this)->find(key);
-    }
-
     /// Whether there was such a key.
     template <class K>
     bool remove(const K& key) {
@@ -47,8 +42,6 @@ public:
     }
 
     std::size_t count() const { return entries_.size(); }
-    bool isEmpty() const { return entries_.empty(); }
-    void clear() { entries_.clear(); }
 
     auto begin() { return entries_.begin(); }
     auto end() { return entries_.end(); }

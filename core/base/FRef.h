@@ -17,8 +17,6 @@ public:
     /// True when this was the last use.
     bool release() { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
 
-    Integer count() const { return count_.load(std::memory_order_relaxed); }
-
 private:
     std::atomic<Integer> count_{1};
 };

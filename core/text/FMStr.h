@@ -18,14 +18,10 @@ public:
     FMStr() = default;
     FMStr(const FMStr&) = delete;
     FMStr& operator=(const FMStr&) = delete;
-    FMStr(FMStr&&) noexcept = default;
-    FMStr& operator=(FMStr&&) noexcept = default;
 
     const C* c_str() const { return data_ ? data_.get() : emptyText; }
     FStrToken<C> token() const { return {c_str(), length_}; }
     std::size_t length() const { return length_; }
-    std::size_t capacity() const { return capacity_; }
-    bool isEmpty() const { return length_ == 0; }
 
     /// Forgets the text and keeps the memory.
     void clear() { setLength(0); }

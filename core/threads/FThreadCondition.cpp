@@ -22,13 +22,6 @@ void FThreadCondition::clear() {
     pthread_mutex_unlock(&handle_.mutex);
 }
 
-bool FThreadCondition::isSignalled() {
-    pthread_mutex_lock(&handle_.mutex);
-    const bool signalled = handle_.signalled;
-    pthread_mutex_unlock(&handle_.mutex);
-    return signalled;
-}
-
 timespec fDeadlineAfter(const timeval& now, unsigned int milliseconds) {
     timespec deadline{};
     deadline.tv_sec = now.tv_sec + static_cast<time_t>(milliseconds / 1000);

@@ -29,7 +29,6 @@ public:
 
     void signal();
     void clear();
-    bool isSignalled();
     F_COND_HANDLE& handle() { return handle_; }
 
 private:

@@ -37,7 +37,6 @@ void FTime::setNow() {
     minute_ = static_cast<std::uint8_t>(fields.tm_min);
     hour_ = static_cast<std::uint8_t>(fields.tm_hour);
     day_ = static_cast<std::uint8_t>(fields.tm_mday);
-    dayOfWeek_ = static_cast<std::uint8_t>(fields.tm_wday);
     month_ = static_cast<std::uint8_t>(fields.tm_mon + 1);
     year_ = static_cast<std::uint16_t>(fields.tm_year + 1900);
 }

@@ -24,7 +24,7 @@ public:
 
     void setNow();
 
-    /// Whether all fields, the day of the week aside, are 0.
+    /// Returns true if all fields are 0.
     bool isCleared() const;
 
     unsigned Year() const { return year_; }
@@ -33,9 +33,6 @@ public:
     unsigned Hour() const { return hour_; }
     unsigned Minute() const { return minute_; }
     unsigned Second() const { return second_; }
-    unsigned Milliseconds() const { return milliseconds_; }
-    /// 0 is Sunday; known only for a time made by "now".
-    unsigned DayOfWeek() const { return dayOfWeek_; }
 
     FGStr<char> toCString() const;
     FGStr<wchar_t> toWString() const;
@@ -50,7 +47,6 @@ private:
     std::uint8_t minute_ = 0;
     std::uint8_t hour_ = 0;
     std::uint8_t day_ = 0;
-    std::uint8_t dayOfWeek_ = 0;
     std::uint8_t month_ = 0;
     std::uint16_t year_ = 0;
 };
