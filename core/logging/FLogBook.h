@@ -52,10 +52,12 @@ public:
     /// The path of the session's transfer log, if the book keeps one.
     virtual bool getSessionTransferLog(FGStr<wchar_t>& path) const;
 
+protected:
+    FThreadLock lock_;
+
 private:
     FList<FRef<FLogLastError>> matching(std::int32_t code, pthread_t thread);
 
-    FThreadLock lock_;
     FList<FRef<FLogLastError>> lastErrors_ KVS_GUARDED_BY(lock_);
 };
 

@@ -108,18 +108,19 @@ TEST_F(FLogBookFileTest, AddsTwoLinesForAnError) {
             "\tSet LastError:\t4294967295\t6\topenPipe\tconnect\t-2\t\n");
 }
 
-TEST_F(FLogBookFileTest, LinesOfThreadsDoNotMix) {
-    constexpr int kThreads = 4;
-    constexpr int kLines = 250;
+TEST_F(FLogBookFileTest, LinesOfThreadsAndOfBooksDoNotMix) {
+    constexpr std::size_t kThreads = 4;
+    constexpr std::size_t kLines = 250;
+    const auto text = [](std::size_t thread, std::size_t line) {
+        return std::to_string(thread) + ":" + std::string(line * 40, static_cast<char>('a' + thread)) + ".";
+    };
     {
-        FLogBookFile book(path());
+        FLogBookFile books[] = {FLogBookFile(path()), FLogBookFile(path())}; // as two processes have them
         std::vector<std::thread> threads;
-        for (int thread = 0; thread < kThreads; ++thread) {
-            threads.emplace_back([&book, thread] {
-                for (int line = 0; line < kLines; ++line) {
-                    const auto size = static_cast<std::size_t>(line * 40);
-                    book.add(recordOf(std::to_string(thread) + ":" + std::to_string(line) + ":" +
-                                      std::string(size, static_cast<char>('a' + thread)) + "."));
+        for (std::size_t thread = 0; thread < kThreads; ++thread) {
+            threads.emplace_back([&, thread] {
+                for (std::size_t line = 0; line < kLines; ++line) {
+                    books[thread % 2].addText(text(thread, line));
                 }
             });
         }
@@ -127,17 +128,14 @@ TEST_F(FLogBookFileTest, LinesOfThreadsDoNotMix) {
             thread.join();
         }
     }
-    std::istringstream lines(items());
+    std::istringstream lines(items().substr((kHeader + "\n\n").size()));
     std::string line;
-    std::getline(lines, line);
-    std::vector<int> next(kThreads);
+    std::vector<std::size_t> next(kThreads);
     while (std::getline(lines, line)) {
         const auto thread = static_cast<std::size_t>(line.at(1) - '0');
-        const int number = next.at(thread)++;
-        const std::string text(static_cast<std::size_t>(number * 40), static_cast<char>('a' + thread));
-        ASSERT_EQ(line.substr(1), std::to_string(thread) + ":" + std::to_string(number) + ":" + text + ".");
+        ASSERT_EQ(line.substr(1), text(thread, next.at(thread)++));
     }
-    EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
+    EXPECT_EQ(next, std::vector<std::size_t>(kThreads, kLines));
 }
 
 /// Files may not grow beyond that in this scope.
