@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/Debug.h"
+#include "core/base/Errors.h"
 
 #include <atomic>
 #include <cstddef>
@@ -14,7 +14,7 @@ class TFRefCounter {
 public:
     void retain() { count_.fetch_add(1, std::memory_order_relaxed); }
 
-    /// True when this was the last use.
+    /// Returns true if this was the last use.
     bool release() { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
 
 private:

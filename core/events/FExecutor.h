@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/events/FDelegate.h"
-#include "core/threads/FInvokable.h"
+#include "core/threads/FThread.h"
 
 #include <memory>
 #include <tuple>

@@ -1,16 +1,28 @@
 #pragma once
 
-#include "core/base/FList.h"
+#include "core/base/Containers.h"
 #include "core/base/FRef.h"
-#include "core/logging/FLogLastError.h"
 #include "core/logging/FLogRecord.h"
 #include "core/text/FGStr.h"
 #include "core/threads/FThreadLock.h"
 
 #include <cstdint>
+#include <optional>
+#include <pthread.h>
+#include <string>
 #include <string_view>
 
 namespace Kvs {
+
+/// One remembered error: `text1` called `text2`, which returned `result`. Immutable, shared by reference.
+struct FLogLastError {
+    std::int32_t code;
+    std::string text1;
+    std::string text2;
+    std::int32_t result;
+    std::optional<std::string> text3; // a free description
+    pthread_t thread;                 // that called setLastError
+};
 
 /// A sink of log records that also remembers errors until they are cleared. Any thread. In the error
 /// queries a code of 0 and a thread of `pthread_t{}` stand for any.

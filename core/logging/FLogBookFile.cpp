@@ -1,8 +1,7 @@
 #include "core/logging/FLogBookFile.h"
 
-#include "core/base/FException.h"
+#include "core/base/Errors.h"
 #include "core/logging/FLoggable.h"
-#include "core/text/Widening.h"
 
 #include <cstdio>
 #include <ctime>

@@ -1,6 +1,6 @@
 #include "core/logging/CNSLog.h"
 #include "core/system/PosixDifferences.h"
-#include "core/text/LowerAscii.h"
+#include "core/text/TextFunctions.h"
 
 #include <cerrno>
 #include <chrono>

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "core/text/FGStr.h"
-#include "core/text/Widening.h"
 
 #include <concepts>
 #include <cstddef>

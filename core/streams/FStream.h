@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/FResult.h"
+#include "core/base/Errors.h"
 #include "core/events/FDelegate.h"
 #include "core/threads/FThread.h"
 

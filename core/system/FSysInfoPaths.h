@@ -7,6 +7,25 @@
 
 namespace Kvs {
 
+/// The environment that the process was started with.
+class FAppContext {
+public:
+    /// Returns the variable's value; empty when it is not set. Any thread, as long as no thread changes the
+    /// environment.
+    static FGStr<char> getEnv(const char* name);
+};
+
+/// File-system calls on the library's wide paths. Any thread.
+class TFSysFile {
+public:
+    /// Returns true if there is a file or a directory at the path.
+    static bool exists(const FGStr<wchar_t>& path);
+
+    /// Makes a directory with mode 0777 less the umask, without its parents. Returns false, with `errno`
+    /// set, on failure.
+    static bool makeDirectory(const FGStr<wchar_t>& path);
+};
+
 /// Names the directories that the product writes to. Every fixed path goes through `underRoot`.
 class FSysInfoPaths {
 public:
@@ -33,6 +52,21 @@ public:
 
     /// The local-domain Application Support directory (below the root).
     static std::string applicationSupportDirectory();
+};
+
+/// The directories of the service's configuration and logs. Any thread.
+class FOSXSystemConfig {
+public:
+    static FOSXSystemConfig& getInstance();
+
+    virtual ~FOSXSystemConfig() = default;
+
+    /// Returns the configuration directory of the named service, or of all services when the name is
+    /// empty; no trailing "/". Creates nothing.
+    virtual FGStr<wchar_t> getServiceConfigDirectory(const FGStr<wchar_t>& name) const;
+
+    /// Returns the user log directory, whatever the name; ends with "/".
+    virtual FGStr<wchar_t> getServiceLogDirectory(const FGStr<wchar_t>& name) const;
 };
 
 } // namespace Kvs

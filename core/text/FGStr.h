@@ -1,16 +1,20 @@
 #pragma once
 
-#include "core/base/FList.h"
-#include "core/text/FStrToken.h"
+#include "core/base/Containers.h"
 
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
 namespace Kvs {
+
+/// A piece of text that somebody else owns: pointer and length.
+template <class C>
+using FStrToken = std::basic_string_view<C>;
 
 /// Integers of 8 to 64 bits, which print as decimal text.
 template <class T>
@@ -63,7 +67,7 @@ public:
         return *this;
     }
 
-    /// How often `part` occurs, without overlap.
+    /// Returns how often `part` occurs, without overlap.
     std::size_t count(FStrToken<C> part) const {
         std::size_t found = 0;
         if (part.empty()) {
@@ -103,7 +107,7 @@ public:
         pieces.emplace_back(rest);
     }
 
-    /// The number of the leading hexadecimal digits, modulo 2^16.
+    /// Reads the leading hexadecimal digits; the result is taken modulo 2^16.
     std::uint16_t hexToUInt16() const {
         std::uint16_t value = 0;
         for (const C c : text_) {
@@ -122,7 +126,7 @@ public:
         return value;
     }
 
-    /// Shortest text that `%.15g` gives for the value; with `emptyWhenZero`, 0 gives an empty text.
+    /// Formats the value as `%.15g` does; with `emptyWhenZero`, 0 gives an empty text.
     /// Exists for `char` only.
     static FGStr valueOf(double value, bool emptyWhenZero = false);
 
@@ -136,6 +140,13 @@ private:
 
 template <>
 FGStr<char> FGStr<char>::valueOf(double value, bool emptyWhenZero);
+
+/// Widens text byte by byte: each UTF-8 byte becomes one unit of the wide string.
+FGStr<wchar_t> fWiden(std::string_view utf8);
+
+/// Narrows every unit to its low 8 bits, which gives the UTF-8 bytes back.
+std::string fNarrow(FStrToken<wchar_t> wide);
+inline std::string fNarrow(const FGStr<wchar_t>& wide) { return fNarrow(wide.token()); }
 
 /// The UTF-8 byte-order mark, the same in either byte order.
 inline constexpr char BOMLE[] = "\xEF\xBB\xBF";

@@ -11,7 +11,7 @@
 namespace Kvs {
 
 /// A growing output buffer, always NUL-terminated; the target of the XML writer and of the number and
-/// time formatters. Not synchronised.
+/// time formatters. One thread at a time.
 template <class C>
 class FMStr {
 public:
@@ -56,7 +56,7 @@ public:
         return append(FGStr<C>().appendHexOf(bytes, sizeof bytes).token());
     }
 
-    /// Room for `count` more units; returns where they go. Follow with `setLength`.
+    /// Makes room for `count` more units and returns where they go. Call `setLength` afterwards.
     C* reserve(std::size_t count) {
         if (length_ + count > capacity_) {
             grow(length_ + count);

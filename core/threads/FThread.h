@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/threads/FInvokable.h"
 #include "core/threads/FThreadLock.h"
 
 #include <condition_variable>
@@ -8,6 +7,14 @@
 #include <pthread.h>
 
 namespace Kvs {
+
+/// A unit of work that a thread can run.
+template <class R>
+class FInvokable {
+public:
+    virtual R invoke() const = 0;
+    virtual ~FInvokable() = default;
+};
 
 template <class Handle>
 class FThread_T;

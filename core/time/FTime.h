@@ -2,7 +2,9 @@
 
 #include "core/text/FGStr.h"
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 
 namespace Kvs {
 
@@ -50,5 +52,12 @@ private:
     std::uint8_t month_ = 0;
     std::uint16_t year_ = 0;
 };
+
+/// Converts a date to whole seconds of UTC; the milliseconds are 0.
+FTime FTimeWithDate(std::chrono::system_clock::time_point date);
+
+/// Converts a time to whole seconds of UTC. Returns nullopt for a time that is no date, such as a cleared
+/// one.
+std::optional<std::chrono::system_clock::time_point> DateWithFTime(const FTime& time);
 
 } // namespace Kvs

@@ -1,11 +1,9 @@
-#include "core/base/FException.h"
-#include "core/base/FMap.h"
+#include "core/base/Containers.h"
+#include "core/base/Errors.h"
 #include "core/base/FRef.h"
-#include "core/platform/Conversions.h"
 #include "core/text/FGStr.h"
 #include "core/text/FGUID.h"
 #include "core/text/FMStr.h"
-#include "core/text/Widening.h"
 #include "core/time/FTime.h"
 
 #include <gtest/gtest.h>

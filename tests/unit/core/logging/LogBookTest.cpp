@@ -1,7 +1,7 @@
-#include "core/base/FException.h"
+#include "core/base/Errors.h"
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FLoggable.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>

@@ -2,7 +2,7 @@
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"
 #include "core/system/FSysInfoPaths.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"

@@ -1,12 +1,9 @@
-#include "core/base/FException.h"
-#include "core/system/FAppContext.h"
-#include "core/system/FOSXSystemConfig.h"
+#include "core/base/Errors.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
 #include "core/system/PosixDifferences.h"
 #include "core/system/ReadFile.h"
-#include "core/system/TFSysFile.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>

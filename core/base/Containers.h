@@ -7,8 +7,12 @@
 
 namespace Kvs {
 
-/// A small map that keeps insertion order: found by walking and comparing keys, which beats hashing
-/// for the handful of entries that attributes, connections and handlers have.
+/// The library's growing list: entries in insertion order, geometric growth.
+template <class T>
+using FList = std::vector<T>;
+
+/// A small map that keeps insertion order. It finds an entry by comparing the keys one by one, which is
+/// faster than hashing for the few entries that attributes and connections have.
 template <class Key, class Value>
 class FMap {
 public:
@@ -23,14 +27,14 @@ public:
         }
     }
 
-    /// The value of `key`, or null.
+    /// Returns the value of `key`, or null.
     template <class K>
     Value* find(const K& key) {
         auto entry = position(key);
         return entry == entries_.end() ? nullptr : &entry->second;
     }
 
-    /// Whether there was such a key.
+    /// Returns false if there is no such key.
     template <class K>
     bool remove(const K& key) {
         auto entry = position(key);

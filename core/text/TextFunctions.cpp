@@ -1,4 +1,4 @@
-#include "core/text/DoubleText.h"
+#include "core/text/TextFunctions.h"
 
 #include <locale>
 #include <sstream>
