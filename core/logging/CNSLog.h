@@ -1,13 +1,14 @@
 #pragma once
 
 #include "core/base/FRef.h"
-#include "core/logging/FLogBook.h"
 #include "core/logging/OCFormat.h"
 
 #include <string>
 #include <type_traits>
 
 namespace Kvs {
+
+class FLogBook;
 
 /// Mode bits of `CNSInitLog`.
 enum FLogMode : unsigned int {
