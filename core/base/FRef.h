@@ -67,7 +67,7 @@ public:
     auto& operator[](std::size_t index) const { return (*checked(kIndexLine))[index]; }
 
 private:
-    // The line numbers that crash reports of this handle have always carried; support looks for them.
+    // Fixed numbers, by which a crash report tells the two kinds of access apart.
     static constexpr unsigned int kDereferenceLine = 534;
     static constexpr unsigned int kIndexLine = 543;
 

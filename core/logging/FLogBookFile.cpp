@@ -15,8 +15,8 @@ constexpr std::string_view kHeader = "---- Alle Zeiten in UTC / all times are UT
 constexpr std::string_view kRunSeparator = "\n\n";
 constexpr std::string_view kLineEnd = "\n";
 
-/// "YYYY-MM-DDTHH:MM:SS.mmm Thread[...]:" for now and the calling thread, which keeps the text and renews
-/// what has changed of it; valid until the thread's next call.
+/// Returns "YYYY-MM-DDTHH:MM:SS.mmm Thread[...]:" for now and the calling thread. Each thread keeps its text
+/// and renews only the part that has changed. The result is valid until the thread's next call.
 std::string_view linePrefix() {
     thread_local char text[128];
     thread_local std::size_t length = 0;
@@ -42,7 +42,7 @@ std::string_view linePrefix() {
     return {text, length};
 }
 
-/// The line whose items `appendItems` adds, each behind a tab.
+/// Makes the line whose items `appendItems` adds, each behind a tab.
 template <class AppendItems>
 std::string makeLine(AppendItems appendItems) {
     std::string line;

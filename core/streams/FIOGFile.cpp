@@ -156,7 +156,7 @@ std::unique_ptr<FStream> FIOGFile::clone() {
     return made ? std::move(copy) : nullptr;
 }
 
-/// C wants a move between a read and a write of one file. Nothing stands for "ready for either".
+/// The C library needs a seek between a read and a write of one file. `Last::nothing` is ready for either.
 FResult FIOGFile::turnTo(Last direction) {
     if (!file_) {
         return EBADF;

@@ -12,7 +12,7 @@
 
 namespace Kvs {
 
-/// A piece of text that somebody else owns: pointer and length.
+/// A piece of text that it does not own: pointer and length.
 template <class C>
 using FStrToken = std::basic_string_view<C>;
 
@@ -20,8 +20,8 @@ using FStrToken = std::basic_string_view<C>;
 template <class T>
 concept FInteger = std::is_integral_v<T> && !std::is_same_v<T, bool>;
 
-/// An owned, NUL-terminated text; deep copies. By the library's convention a wide string carries
-/// UTF-8, one byte a unit (see `fWiden` and `fNarrow`).
+/// A NUL-terminated text that owns its characters; copies are deep. By the library's convention a wide string
+/// carries UTF-8, one byte in each unit (see `fWiden` and `fNarrow`).
 template <class C>
 class FGStr {
 public:
@@ -79,15 +79,15 @@ public:
         return found;
     }
 
-    /// The pieces between the separators, empty ones included; at most `most` pieces when it is
-    /// positive (the last one then keeps the rest). An empty text has no pieces.
+    /// Returns the pieces between the separators, empty ones included. If `most` is positive, there are at
+    /// most so many pieces and the last one keeps the rest. An empty text has no pieces.
     FList<FGStr> split(FStrToken<C> separator, long most = 0) const {
         FList<FGStr> pieces;
         splitTo(pieces, separator, most);
         return pieces;
     }
 
-    /// As `split`, appending to `pieces`.
+    /// Does what `split` does and appends to `pieces`.
     void splitTo(FList<FGStr>& pieces, FStrToken<C> separator, long most = 0) const {
         FStrToken<C> rest = text_;
         if (rest.empty() || separator.empty()) {

@@ -64,7 +64,7 @@ public:
         return data_.get() + length_;
     }
 
-    /// Ends the text after `length` units, all of them written before within the reserved room.
+    /// Ends the text after `length` units. The caller has written all of them, within the reserved room.
     void setLength(std::size_t length) {
         length_ = length;
         if (data_) {

@@ -11,7 +11,7 @@ namespace Kvs {
 /// A broken-down UTC time. Text form: 2024-03-07T09:05:02, and 2024-03-07T09:05:02.045 extended.
 class FTime {
 public:
-    /// The current time, or a cleared one.
+    /// Makes the current time, or a cleared one.
     explicit FTime(bool now = false);
 
     /// Fields out of range are replaced: a year outside 1600 to 3000 by 1970, a month outside 1 to 12
