@@ -3,7 +3,7 @@
 #include "core/system/FileDescriptor.h"
 #include "core/system/PosixDifferences.h"
 #include "core/system/ReadFile.h"
-#include "core/text/FGStr.h"
+#include "core/system/WakePipe.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <optional>
+#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -26,19 +26,14 @@ namespace {
 using namespace Kvs;
 using kvn::test::TemporaryFolder;
 using kvn::test::writeFile;
-using testing::MatchesRegex;
 
 TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
-    struct Case {
-        const char* root;
-        const char* path;
-    };
-    for (const Case& c :
-         {Case{"", "/bin/ps"}, Case{"/", "/bin/ps"}, Case{"/r", "/r/bin/ps"}, Case{"/r//", "/r/bin/ps"}}) {
-        FSysInfoPaths::setRoot(c.root);
-        EXPECT_EQ(FSysInfoPaths::underRoot("/bin/ps"), c.path) << c.root;
+    const std::pair<const char*, std::string> cases[] = {
+        {"", "/bin/ps"}, {"/", "/bin/ps"}, {"/r", "/r/bin/ps"}, {"/r//", "/r/bin/ps"}};
+    for (const auto& [root, path] : cases) {
+        FSysInfoPaths::setRoot(root);
+        EXPECT_EQ(FSysInfoPaths::underRoot("/bin/ps"), path) << root;
     }
-    FSysInfoPaths::setRoot("/r");
     const auto& config = FOSXSystemConfig::getInstance();
     const std::string directory = "/r/Library/Application Support/com.korvane.remote/config";
     EXPECT_EQ(fNarrow(config.getServiceConfigDirectory(L"")), directory);
@@ -46,24 +41,8 @@ TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
     FSysInfoPaths::setRoot("");
 }
 
-/// The former HOME comes back at the end of the scope.
-class HomeGuard {
-public:
-    HomeGuard() {
-        if (const char* home = std::getenv("HOME")) {
-            home_ = home;
-        }
-    }
-    ~HomeGuard() { home_ ? setenv("HOME", home_->c_str(), 1) : unsetenv("HOME"); }
-    HomeGuard(const HomeGuard&) = delete;
-    HomeGuard& operator=(const HomeGuard&) = delete;
-
-private:
-    std::optional<std::string> home_;
-};
-
-TEST(FSysInfoPaths, HomeEndsWithASlash) {
-    const HomeGuard guard;
+/// Runs in a process of its own, where no log directory has been set and HOME may change.
+void pathsFollowTheHome() {
     const auto homeFor = [](const char* value) {
         setenv("HOME", value, 1);
         return FSysInfoPaths::getHomeFolder().str();
@@ -73,20 +52,21 @@ TEST(FSysInfoPaths, HomeEndsWithASlash) {
     EXPECT_EQ(homeFor(""), "./");
     unsetenv("HOME");
     EXPECT_EQ(fNarrow(FSysInfoPaths::getHomeFolderW()), "./");
-    EXPECT_TRUE(FAppContext::getEnv("HOME").isEmpty());
-}
-
-bool logDirectoryIsMadeInTheHome() {
     const TemporaryFolder home;
-    setenv("HOME", home.path().c_str(), 1);
-    const std::string first = fNarrow(FSysInfoPaths::getUserLogDirW());
-    const std::string second = fNarrow(FSysInfoPaths::getUserLogDirW());
-    return first == home.file("KvLogs/") && second == first && std::filesystem::is_directory(first);
+    homeFor(home.path().c_str());
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(fNarrow(FOSXSystemConfig::getInstance().getServiceLogDirectory(L"")), home.file("KvLogs/"));
+        EXPECT_TRUE(std::filesystem::is_directory(home.file("KvLogs")));
+    }
 }
 
 TEST(FSysInfoPathsDeathTest, TheDefaultLogDirectoryIsMadeInTheHome) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process of its own, where no directory has been set
-    EXPECT_EXIT(std::_Exit(logDirectoryIsMadeInTheHome() ? 0 : 1), testing::ExitedWithCode(0), "");
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto run = [] {
+        pathsFollowTheHome();
+        std::_Exit(HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
 TEST(FSysInfoPaths, SetsTheLogDirectory) {
@@ -98,24 +78,15 @@ TEST(FSysInfoPaths, SetsTheLogDirectory) {
     const auto permissions = std::filesystem::status(folder.file("x")).permissions();
     EXPECT_EQ(permissions, std::filesystem::perms(0777));
     EXPECT_THAT(fNarrow(FSysInfoPaths::getNewLogFileNameW(L"Agent_", L".txt")),
-                MatchesRegex(folder.file("x/Agent_[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}-[0-9]{2}-[0-9]{2}"
-                                         "[.][0-9]{3}[.]txt")));
+                testing::MatchesRegex(folder.file("x/Agent_[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}-[0-9]{2}-"
+                                                  "[0-9]{2}[.][0-9]{3}[.]txt")));
 
     writeFile(folder.file("file"), "");
-    for (const char* bad : {"file", "file/below", "missing/below"}) {
-        EXPECT_THROW(FSysInfoPaths::setUserLogDirW(fWiden(folder.file(bad))), FException) << bad;
+    for (const std::string& bad :
+         {folder.file("file"), folder.file("file/below"), folder.file("missing/below"), std::string()}) {
+        EXPECT_THROW(FSysInfoPaths::setUserLogDirW(fWiden(bad)), FException) << bad;
     }
-    EXPECT_THROW(FSysInfoPaths::setUserLogDirW(L""), FException);
     EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), folder.file("x/")) << "the former one stays";
-}
-
-TEST(TFSysFile, MakesOneDirectory) {
-    const TemporaryFolder folder;
-    EXPECT_FALSE(TFSysFile::makeDirectory(fWiden(folder.file("a/b"))));
-    EXPECT_TRUE(TFSysFile::makeDirectory(fWiden(folder.file("a"))));
-    EXPECT_FALSE(TFSysFile::makeDirectory(fWiden(folder.file("a"))));
-    EXPECT_TRUE(TFSysFile::exists(fWiden(folder.file("a"))));
-    EXPECT_FALSE(TFSysFile::exists(fWiden(folder.file("b"))));
 }
 
 TEST(FileDescriptor, AssigningClosesTheFormerNumberAtOnce) {
@@ -131,34 +102,45 @@ TEST(FileDescriptor, AssigningClosesTheFormerNumberAtOnce) {
     EXPECT_NE(fcntl(number, F_GETFD), -1);
 }
 
-TEST(fReadAll, StopsAtTheLimit) {
+TEST(fReadFile, StopsAtTheLimit) {
     const TemporaryFolder folder;
     const std::string path = folder.file("f");
     writeFile(path, std::string(5000, 'x'));
-    EXPECT_EQ(fReadFile(path, 5000), std::string(5000, 'x'));
-    EXPECT_FALSE(fReadFile(path, 4999));
-    EXPECT_EQ(errno, EFBIG);
-    EXPECT_FALSE(fReadFile(folder.file("missing"), 1));
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_FALSE(fReadFile(folder.path(), 1));
-    EXPECT_EQ(errno, EISDIR);
     ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(fReadFile(path, 5000), std::string(5000, 'x'));
     EXPECT_EQ(fReadFile(folder.file("pipe"), 1), "") << "waits for no writer";
+    const std::pair<std::string, int> failures[] = {
+        {path, EFBIG}, {folder.file("missing"), ENOENT}, {folder.path(), EISDIR}};
+    for (const auto& [bad, error] : failures) {
+        EXPECT_FALSE(fReadFile(bad, 4999));
+        EXPECT_EQ(errno, error) << bad;
+    }
 }
 
 TEST(PosixDifferences, SocketsAreNotInherited) {
     const FileDescriptor socket = closeOnExecSocket(AF_UNIX, SOCK_STREAM);
-    ASSERT_TRUE(socket);
-    EXPECT_NE(fcntl(socket.get(), F_GETFD) & FD_CLOEXEC, 0);
+    EXPECT_EQ(fcntl(socket.get(), F_GETFD), FD_CLOEXEC);
     EXPECT_FALSE(closeOnExecSocket(-1, SOCK_STREAM));
 }
 
 TEST(PosixDifferences, ThreadsHaveDifferentNumbers) {
     const std::uint32_t mine = threadIdNumber();
-    std::uint32_t other = mine;
-    std::thread([&] { other = threadIdNumber(); }).join();
-    EXPECT_NE(mine, other);
-    EXPECT_EQ(mine, threadIdNumber());
+    std::thread([=] { EXPECT_NE(threadIdNumber(), mine); }).join();
+    EXPECT_EQ(threadIdNumber(), mine);
+}
+
+TEST(WakePipe, WakesAndNeverBlocks) {
+    const WakePipe pipe;
+    pollfd polled = {pipe.descriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&polled, 1, 0), 0);
+    for (int i = 0; i < 100'000; ++i) { // more than a pipe holds
+        pipe.wake();
+    }
+    EXPECT_EQ(::poll(&polled, 1, 0), 1);
+    pipe.drain();
+    pipe.drain();
+    EXPECT_EQ(::poll(&polled, 1, 0), 0);
+    EXPECT_EQ(fcntl(pipe.descriptor(), F_GETFD), FD_CLOEXEC);
 }
 
 } // namespace
