@@ -5,7 +5,7 @@
 #include "agent/TerminalFrontEnd.h"
 #include "basic/FFLocalizedText.h"
 #include "basic/SystemSleepMonitor.h"
-#include "core/base/FException.h"
+#include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "host/Host.h"

@@ -1,7 +1,7 @@
 #include "basic/FFLocalizedText.h"
 
 #include "basic/WindowsLanguages.h"
-#include "core/base/Debug.h"
+#include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
 #include "core/threads/FThreadLock.h"
 

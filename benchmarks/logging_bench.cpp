@@ -2,7 +2,7 @@
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"
 #include "core/system/FileDescriptor.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/FList.h"
+#include "core/base/Containers.h"
 #include "core/text/FGStr.h"
 
 #include <cstdint>

@@ -1,10 +1,10 @@
 #include "remote/FXmlConfigFile.h"
 
-#include "core/base/FException.h"
+#include "core/base/Errors.h"
 #include "core/system/FileDescriptor.h"
 #include "core/system/ReadFile.h"
-#include "core/text/LowerAscii.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
+#include "core/text/TextFunctions.h"
 #include "remote/xml/FEncXml.h"
 
 #include <cerrno>

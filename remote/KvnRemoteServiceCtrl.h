@@ -1,9 +1,8 @@
 #pragma once
 
-#include "core/base/FList.h"
-#include "core/base/FMap.h"
+#include "core/base/Containers.h"
+#include "core/base/Errors.h"
 #include "core/base/FRef.h"
-#include "core/base/FResult.h"
 #include "core/events/FEvent.h"
 #include "core/messenger/FComMessengerPipe.h"
 #include "core/text/FGStr.h"

@@ -1,6 +1,6 @@
 #include "remote/ServiceMessages.h"
 
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 #include "remote/FRSCtrl.h"
 #include "remote/xml/FEncXml.h"
 

@@ -21,7 +21,6 @@ HOUSE = [
     "basic",
     "host/BACKEND",
     "host",
-    "core/platform",
     "core/messenger",
     "core/logging",
     "core/streams",

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/Debug.h"
+#include "core/base/Errors.h"
 
 #include <atomic>
 #include <cstddef>
@@ -14,10 +14,8 @@ class TFRefCounter {
 public:
     void retain() { count_.fetch_add(1, std::memory_order_relaxed); }
 
-    /// True when this was the last use.
+    /// Returns true if this was the last use.
     bool release() { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
-
-    Integer count() const { return count_.load(std::memory_order_relaxed); }
 
 private:
     std::atomic<Integer> count_{1};
@@ -69,7 +67,7 @@ public:
     auto& operator[](std::size_t index) const { return (*checked(kIndexLine))[index]; }
 
 private:
-    // The line numbers that crash reports of this handle have always carried; support looks for them.
+    // Fixed numbers, by which a crash report tells the two kinds of access apart.
     static constexpr unsigned int kDereferenceLine = 534;
     static constexpr unsigned int kIndexLine = 543;
 

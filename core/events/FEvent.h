@@ -15,8 +15,8 @@ namespace Kvs {
 /// again, and a handler that blocks holds up the other threads that use the event. A handler must not
 /// throw.
 ///
-/// Any thread. The event may be destroyed by one of its own handlers; destroying it from another
-/// thread waits for a raise in progress. A raise that waits for its turn meanwhile then calls nobody.
+/// Any thread. One of the event's own handlers may destroy it; destroying it from another thread waits for
+/// a raise in progress. A raise that waits for the lock meanwhile then calls no handler.
 template <class Source, class Arg>
 class FEvent {
 public:
@@ -26,6 +26,8 @@ public:
 
     ~FEvent() {
         const SharedStatePtr use(state_);
+        // A raise further down this thread's stack, or one that waits for the lock, still uses the state: it
+        // finds no active handler, and the last of them deletes the state.
         for (Entry& entry : state_->entries) {
             entry.active = false;
         }
@@ -46,9 +48,9 @@ public:
         add(std::make_unique<FEventDelegate<T, Source, Arg>>(object, method));
     }
 
-    /// Deactivates every handler equal to `pattern`, at once also for a raise in progress on this
-    /// thread; on return no other thread is inside such a handler. Entries are marked and stay, since
-    /// raises walk the list by index.
+    /// Deactivates every handler equal to `pattern`, also for a raise in progress on this thread. On return
+    /// no other thread is inside such a handler. Entries are marked and stay, since raises walk the list by
+    /// index.
     void remove(const Handler& pattern) {
         const SharedStatePtr use(state_);
         for (Entry& entry : state_->entries) {
@@ -67,9 +69,10 @@ public:
     void raise(Source* source, Arg& arg) {
         State* const state = state_; // a handler may destroy this event; the state lives until the raise ends
         const SharedStatePtr use(state);
+        // By index, with the size read each time: a handler may append, and a raise calls those too.
         for (std::size_t i = 0; i < state->entries.size(); ++i) {
             if (state->entries[i].active) {
-                // The delegate stays put when a handler's add() moves the entries.
+                // The delegate itself stays where it is when a handler's add() moves the entries.
                 (*state->entries[i].handler)(source, arg);
             }
         }
@@ -84,16 +87,18 @@ private:
     struct State {
         FEventLock lock;
         std::vector<Entry> entries KVS_GUARDED_BY(lock);
-        bool ended KVS_GUARDED_BY(lock) = false; // the event is gone; who leaves last deletes the state
+        bool ended KVS_GUARDED_BY(lock) = false; // set when the event is destroyed
     };
 
-    /// Holds the lock for a scope, and deletes the state when the event is gone and nobody else wants it.
+    /// Holds the lock for a scope; deletes the state if the event is gone and no other thread uses it.
     class KVS_SCOPED_CAPABILITY SharedStatePtr {
     public:
         explicit SharedStatePtr(State* state) KVS_ACQUIRE(state->lock) : state_(state) {
             state_->lock.lock();
         }
         ~SharedStatePtr() KVS_RELEASE() {
+            // Read before unlocking: afterwards another thread may delete the state. If `ended` is set and no
+            // claim is left, no other thread can come, since the event that led to the state is gone.
             const bool ended = state_->ended;
             if (state_->lock.unlock() && ended) {
                 delete state_;

@@ -8,9 +8,9 @@
 
 namespace Kvs {
 
-/// A recursive lock that knows whether anybody waits for it, so that the last to leave an object that
-/// is no longer wanted can delete it, lock and all. Costs one atomic operation each way as long as
-/// nobody waits.
+/// A recursive lock that knows if another thread waits for it, so that the last thread to use an object can
+/// delete it together with the lock. Locking and unlocking cost one atomic operation each while no thread
+/// waits.
 class KVS_CAPABILITY("mutex") FEventLock {
 public:
     FEventLock() = default;
@@ -19,24 +19,29 @@ public:
 
     void lock() KVS_ACQUIRE() {
         const void* self = currentThread();
+        // Relaxed is enough: only this thread ever stores its own mark, and takes it back before it unlocks.
         if (owner_.load(std::memory_order_relaxed) == self) {
             ++reentries_;
             return;
         }
+        // The claim comes first, so that an owner who unlocks now sees it and gives a turn. Without other
+        // claims the lock is free, and acquire shows this thread everything that earlier owners wrote.
         if (claims_.fetch_add(1, std::memory_order_acquire) > 0) {
             waitForTurn();
         }
         owner_.store(self, std::memory_order_relaxed);
     }
 
-    /// True when no thread holds the lock or waits for it now; the caller may then delete it if it knows
-    /// that no other thread can come.
+    /// Returns true if no thread holds the lock or waits for it now. The caller may then delete it if it
+    /// knows that no other thread will lock it.
     bool unlock() KVS_RELEASE() {
         if (reentries_ > 0) {
             --reentries_;
             return false;
         }
+        // The mark goes before the claim: once the claim is gone, the next owner stores its own mark.
         owner_.store(nullptr, std::memory_order_relaxed);
+        // Release for the next owner; acquire for a caller that deletes what other threads have written.
         if (claims_.fetch_sub(1, std::memory_order_acq_rel) > 1) {
             giveTurn();
             return false;
@@ -56,8 +61,8 @@ private:
         --turns_;
     }
 
-    // Everything happens under the mutex: the thread whose turn it is may delete the lock as soon as it is
-    // free.
+    // The turn is counted, since the thread that it is for may not have reached its wait yet. The mutex is
+    // held over the notification, because that thread may delete the lock as soon as it gets the mutex.
     void giveTurn() {
         const std::lock_guard<std::mutex> guard(mutex_);
         ++turns_;
@@ -66,7 +71,7 @@ private:
 
     std::atomic<const void*> owner_{nullptr};
     std::atomic<int> claims_{0}; // threads that hold the lock or wait for it
-    int reentries_ = 0;          // of the owner, into what it holds already
+    int reentries_ = 0;          // how often the owner has locked it again
     int turns_ = 0;              // given and not yet taken; guarded by mutex_
     std::mutex mutex_;
     std::condition_variable changed_;

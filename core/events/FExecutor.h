@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/events/FDelegate.h"
-#include "core/threads/FInvokable.h"
+#include "core/threads/FThread.h"
 
 #include <memory>
 #include <tuple>
@@ -9,8 +9,8 @@
 
 namespace Kvs {
 
-/// A delegate together with the argument values that it will be called with, on whatever thread
-/// invokes it. The argument values are copied in.
+/// A delegate together with the argument values that it will be called with on the thread that invokes
+/// it. The argument values are copied in.
 template <class R, class... Args>
 class FExecutor : public FInvokable<R> {
 public:

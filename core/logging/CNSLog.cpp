@@ -1,17 +1,20 @@
 #include "core/logging/CNSLog.h"
 
-#include "core/base/FException.h"
+#include "core/base/Errors.h"
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"
 #include "core/logging/LineFormat.h"
-#include "core/logging/SystemLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/PosixDifferences.h"
-#include "core/text/Widening.h"
+#include "core/time/FTime.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
+#include <string>
 #include <string_view>
+#include <syslog.h>
+#include <unistd.h>
 
 namespace Kvs {
 
@@ -24,11 +27,25 @@ std::atomic<bool> debugLogging{false};
 std::atomic<bool> sysLogClientIsOpen{false};
 std::atomic<bool> sysLogSuppressed{false};
 
-void tellConsole(std::string_view text) { writeConsole(theFacility.load(), text); }
+/// Writes UTC time, facility, process and the text as one line to standard error.
+void tellConsole(std::string_view text) {
+    std::string line = FTime(true).toCStringEx().str();
+    line.append(" ").append(theFacility.load()).append("[").append(std::to_string(getpid())).append("] ");
+    line.append(text).append("\n");
+    std::string_view rest = line;
+    while (!rest.empty()) {
+        const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
+        if (written > 0) {
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            return; // there is no place left to tell
+        }
+    }
+}
 
 void logToSystem(std::string_view text) {
     if (sysLogClientIsOpen) {
-        writeSystemLog(text);
+        syslog(LOG_NOTICE, "%.*s", static_cast<int>(text.size()), text.data());
     } else if (!sysLogSuppressed) {
         tellConsole(text);
     }
@@ -62,7 +79,7 @@ void CNSInitLog(unsigned int mode, int sysLogMode, const char* facility, const c
         CNSUseNewLogBook();
     }
     if (sysLogMode == kSysLogClient) {
-        openSystemLog(theFacility, traced);
+        openlog(theFacility, traced ? LOG_PERROR : 0, LOG_USER);
         sysLogClientIsOpen = true;
     } else if (sysLogMode == kSysLogSuppressed) {
         sysLogSuppressed = true;

@@ -1,7 +1,6 @@
 #include "core/logging/FLogBook.h"
 
 #include <algorithm>
-#include <string>
 
 namespace Kvs {
 

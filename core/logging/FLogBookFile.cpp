@@ -1,14 +1,10 @@
 #include "core/logging/FLogBookFile.h"
 
-#include "core/base/FException.h"
+#include "core/base/Errors.h"
 #include "core/logging/FLoggable.h"
-#include "core/text/Widening.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <ctime>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 
 namespace Kvs {
@@ -19,8 +15,8 @@ constexpr std::string_view kHeader = "---- Alle Zeiten in UTC / all times are UT
 constexpr std::string_view kRunSeparator = "\n\n";
 constexpr std::string_view kLineEnd = "\n";
 
-/// "YYYY-MM-DDTHH:MM:SS.mmm Thread[...]:" for now and the calling thread, which keeps the text and renews
-/// what has changed of it; valid until the thread's next call.
+/// Returns "YYYY-MM-DDTHH:MM:SS.mmm Thread[...]:" for now and the calling thread. Each thread keeps its text
+/// and renews only the part that has changed. The result is valid until the thread's next call.
 std::string_view linePrefix() {
     thread_local char text[128];
     thread_local std::size_t length = 0;
@@ -46,7 +42,7 @@ std::string_view linePrefix() {
     return {text, length};
 }
 
-/// The line whose items `appendItems` adds, each behind a tab.
+/// Makes the line whose items `appendItems` adds, each behind a tab.
 template <class AppendItems>
 std::string makeLine(AppendItems appendItems) {
     std::string line;
@@ -59,13 +55,14 @@ std::string makeLine(AppendItems appendItems) {
 
 } // namespace
 
-FLogBookFile::FLogBookFile(const FGStr<wchar_t>& path)
-    : file_(::open(fNarrow(path).c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666)) {
-    struct stat status {};
-    if (!file_ || ::fstat(file_.get(), &status) != 0) {
+FLogBookFile::FLogBookFile(const FGStr<wchar_t>& path) {
+    if (file_.open(fNarrow(path).c_str(), kFileAppend) != kSuccess) {
         throw FException("Report file could not be opened", "FLogBookFile()");
     }
-    owe(status.st_size < 1 ? kHeader : kRunSeparator);
+    // Lines are whole when they come here. A buffer would cut long ones into several writes, and keep what a
+    // full disk refused for a later one.
+    file_.setUnbuffered();
+    owed_ = file_.Size() < 1 ? kHeader : kRunSeparator;
     settle();
 }
 
@@ -83,43 +80,31 @@ bool FLogBookFile::addText(std::string_view text) {
 }
 
 bool FLogBookFile::put(std::string_view line) {
-    if (owes_ && !settle()) {
+    // Held across the write, because the thread that tears a line must owe its end before another writes.
+    FLockGuard guard(lock_);
+    if (!settle()) {
         return false;
     }
-    const ssize_t written = writeOnce(line);
-    if (written > 0 && static_cast<std::size_t>(written) < line.size()) {
-        owe(kLineEnd); // the torn line ends where it is, and the next one starts afresh
+    const std::size_t written = write(line);
+    if (written > 0 && written < line.size()) {
+        owed_ = kLineEnd;
     }
-    return written == static_cast<ssize_t>(line.size());
+    return written == line.size();
 }
 
-/// Writes what is owed, or as much of it as there is room for. Whether nothing is owed any more.
+/// Writes what is owed, or as much of it as there is room for. Returns true if nothing is owed any more.
 bool FLogBookFile::settle() {
-    FLockGuard guard(lock_);
-    while (!owed_.empty()) {
-        const ssize_t written = writeOnce(owed_);
-        if (written <= 0) {
-            return false;
-        }
-        owed_.remove_prefix(static_cast<std::size_t>(written));
+    if (!owed_.empty()) {
+        owed_.remove_prefix(write(owed_));
     }
-    owes_ = false;
-    return true;
+    return owed_.empty();
 }
 
-void FLogBookFile::owe(std::string_view text) {
-    FLockGuard guard(lock_);
-    owed_ = text;
-    owes_ = true;
-}
-
-/// One write, repeated only when a signal interrupted it.
-ssize_t FLogBookFile::writeOnce(std::string_view text) const {
-    ssize_t written = 0;
-    do {
-        written = ::write(file_.get(), text.data(), text.size());
-    } while (written < 0 && errno == EINTR);
-    return written;
+/// Returns how much of the text was written.
+std::size_t FLogBookFile::write(std::string_view text) {
+    std::int64_t written = 0;
+    file_.write(text.data(), static_cast<std::int64_t>(text.size()), written);
+    return static_cast<std::size_t>(written);
 }
 
 void FLogBookFile::setLastError(std::int32_t code, const char* text1, const char* text2, std::int32_t result,

@@ -1,26 +1,24 @@
 #pragma once
 
 #include "core/logging/FLogBook.h"
-#include "core/system/FileDescriptor.h"
-#include "core/threads/FThreadLock.h"
+#include "core/streams/FIOGFile.h"
 
-#include <atomic>
+#include <cstddef>
 #include <string_view>
-#include <sys/types.h>
 
 namespace Kvs {
 
 /// Writes each record as one line to a file: UTC time, thread, and the items, each behind a tab. A new
-/// file begins with a header, a run in an existing one with a blank line. Lines of several threads
-/// never mix, since each is one write at the file's end; it is with the system when `add` returns. Only
-/// behind a line that a full disk has torn, another thread's line may follow in its place when room
-/// appears at that moment; the line end that the torn one lacks then comes after it. Any thread.
+/// file begins with a header, a run in an existing one with a blank line. Each line is one write at the
+/// file's end, so that lines of several threads, and of several processes, never mix; the system has it
+/// when `add` returns. A line that a full disk has torn is ended before the next one. Any thread.
 class FLogBookFile : public FLogBook {
 public:
-    /// Of each unit of the path the low 8 bits count. Throws FException when the file cannot be opened.
+    /// Only the low 8 bits of each unit of the path are used. Throws FException when the file cannot be
+    /// opened.
     explicit FLogBookFile(const FGStr<wchar_t>& path);
 
-    /// Whether the whole line was written.
+    /// Returns true if the whole line was written.
     bool add(const FLogRecord& record) override;
     bool addText(std::string_view text) override;
 
@@ -30,14 +28,11 @@ public:
 
 private:
     bool put(std::string_view line);
-    bool settle();
-    void owe(std::string_view text);
-    ssize_t writeOnce(std::string_view text) const;
+    bool settle() KVS_REQUIRES(lock_);
+    std::size_t write(std::string_view text) KVS_REQUIRES(lock_);
 
-    FileDescriptor file_;
-    FThreadLock lock_;
+    FIOGFile file_ KVS_GUARDED_BY(lock_);
     std::string_view owed_ KVS_GUARDED_BY(lock_); // has to be written before the next line
-    std::atomic<bool> owes_ = false;              // spares the lock of lines that owe nothing
 };
 
 } // namespace Kvs

@@ -19,10 +19,22 @@ public:
     explicit TFValueBase(std::int32_t value) : value_(value) {}
     explicit TFValueBase(std::string value) : value_(std::move(value)) {}
 
-    FGStr<char> toCString() const;
+    FGStr<char> toCString() const {
+        std::string text;
+        appendTo(text);
+        return FGStr<char>(std::move(text));
+    }
 
     /// Appends the text to a line that is being built.
-    void appendTo(std::string& line) const;
+    void appendTo(std::string& line) const {
+        if (const auto* text = std::get_if<std::string>(&value_)) {
+            line += *text;
+        } else if (const auto* number = std::get_if<std::uint32_t>(&value_)) {
+            line += std::to_string(*number);
+        } else {
+            line += std::to_string(std::get<std::int32_t>(value_));
+        }
+    }
 
 private:
     std::variant<std::uint32_t, std::int32_t, std::string> value_;

@@ -17,17 +17,17 @@ public:
     FLoggable(const FLoggable&) = delete;
     FLoggable& operator=(const FLoggable&) = delete;
 
-    /// Both return the book that was attached before. A line that is just being written still goes there.
+    /// Both return the book that was attached before. A line that another thread is writing still goes there.
     FRef<FLogBook> attachLogBook(const FRef<FLogBook>& book);
     FRef<FLogBook> detachLogBook();
 
     /// Hands the record to the attached book and, while debug logging is on, to the system log too.
-    /// Whether a book kept it.
+    /// Returns true if a book kept it.
     virtual bool addLogRecord(const FLogRecord& record);
 
     virtual void writeStream(std::uint8_t channel, std::int32_t kind, const void* data, std::int64_t size);
 
-    /// "Thread[%x]" with the calling thread's number; valid as long as that thread lives.
+    /// Returns "Thread[%x]" with the calling thread's number; valid as long as that thread lives.
     static std::string_view getLogThreadId();
 
 protected:

@@ -16,15 +16,15 @@ FRef<FLogBook> FTransferLog::useLogBook(const FRef<FLogBook>& book) {
 void FTransferLog::onLogBookAttached(const FRef<FLogBook>&) { ++changes_; }
 void FTransferLog::onLogBookDetached() { ++changes_; }
 
-/// The book that a thread holds on to.
+/// The handle that a thread keeps on the book.
 struct FTransferLog::Cache {
     ~Cache() { hasEnded = true; }
 
     FRef<FLogBook> book;
     unsigned int change = 0;
 
-    /// A thread may still log when its cache is gone: from the destructors of other objects of the thread,
-    /// and of static ones. The flag itself has no destructor.
+    /// Destructors of other thread-local and of static objects may log after the thread's cache is destroyed.
+    /// The flag has no destructor, so they can read it then.
     static thread_local bool hasEnded;
 };
 
@@ -32,6 +32,8 @@ thread_local bool FTransferLog::Cache::hasEnded = false;
 
 const FRef<FLogBook>& FTransferLog::currentLogBook() {
     thread_local Cache cache;
+    // The number is read before the book: if the book changes in between, the cache holds an old number and
+    // the next line looks again. The other order would keep an old book under the new number.
     if (const unsigned int latest = changes_; latest != cache.change) {
         cache.book = logBook();
         cache.change = latest;

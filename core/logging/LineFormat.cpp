@@ -15,15 +15,15 @@ LineFormat::LineFormat(const char* format, va_list args) {
         const int wanted = std::vsnprintf(buffer_, sizeof buffer_, format, again);
         length_ = std::min(static_cast<std::size_t>(std::max(wanted, 0)), sizeof buffer_ - 1);
         if (wanted < 0) {
-            append(format); // arguments that cannot be encoded: the format still tells something
+            append(format); // the arguments cannot be encoded; the format still says which line it is
         }
     }
     va_end(again);
     buffer_[length_] = '\0';
 }
 
-/// Does what nearly every log line needs, in a fraction of the time that vsnprintf takes. False when
-/// the format asks for more.
+/// Formats "%s", "%d" and "%u" alone, which nearly every log line is content with, in a fraction of the time
+/// that vsnprintf takes. Returns false when the format has other conversions.
 bool LineFormat::formatSimply(std::string_view format, va_list args) {
     for (auto at = format.find('%'); at != format.npos; at = format.find('%')) {
         append(format.substr(0, at));

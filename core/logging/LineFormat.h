@@ -6,7 +6,7 @@
 
 namespace Kvs {
 
-/// The text of one printf-style line; what goes beyond the buffer is cut.
+/// The text of one printf-style line, cut where the buffer ends.
 class LineFormat {
 public:
     LineFormat(const char* format, va_list args) __attribute__((format(printf, 2, 0)));

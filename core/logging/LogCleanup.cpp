@@ -1,6 +1,6 @@
 #include "core/logging/CNSLog.h"
 #include "core/system/PosixDifferences.h"
-#include "core/text/LowerAscii.h"
+#include "core/text/TextFunctions.h"
 
 #include <cerrno>
 #include <chrono>
@@ -34,7 +34,7 @@ void cleanUpFile(const std::string& path, double maxAgeSeconds) {
         OCNSLog("cleanupLogDir: Failed to get attributes of cleanup directory: %@", path);
         return;
     }
-    // Folders stay whatever their name; of a symbolic link the link itself is meant.
+    // Folders stay, whatever their name. A symbolic link is removed itself, not the file it points to.
     const bool isFile = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
     if (isFile && ageInSeconds(status) > maxAgeSeconds && ::unlink(path.c_str()) != 0) {
         OCNSLog("Failed to delete log file: %@, error: %@", path, std::generic_category().message(errno));

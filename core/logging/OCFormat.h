@@ -1,7 +1,6 @@
 #pragma once
 
 #include "core/text/FGStr.h"
-#include "core/text/Widening.h"
 
 #include <concepts>
 #include <cstddef>
@@ -13,7 +12,7 @@
 
 namespace Kvs {
 
-/// What a log format may print. An integer keeps its width and sign.
+/// The kinds of values that a log format may print. An integer keeps its width and sign.
 template <class T>
 concept FFormatInteger = std::is_integral_v<T> ||(std::is_enum_v<T>&& std::is_convertible_v<T, long long>);
 template <class T>
@@ -42,7 +41,7 @@ using FFormatValue = std::variant<FFormatNumber, double, std::string_view, std::
 /// Appends the format with its conversions filled in; they must fit the values.
 void fAppendFormatted(std::string& out, std::string_view format, const FFormatValue* values);
 
-/// The text that "%@" gives for the value.
+/// Returns the text that "%@" gives for the value.
 std::string fDescription(const FFormatValue& value);
 
 /// One conversion of a format, %[flags][width][.precision][l|ll|z]conversion.
@@ -53,7 +52,7 @@ struct FFormatSpec {
     constexpr bool isInteger() const { return isOneOf(conversion, "diuxXc"); }
     constexpr bool isFloating() const { return isOneOf(conversion, "fFeEgG"); }
 
-    /// Takes one off a text that begins behind "%". The conversion stays '\0' when it is not known.
+    /// Removes one from the beginning of a text that follows a "%". The conversion of an unknown one is '\0'.
     static constexpr FFormatSpec take(std::string_view& text) {
         std::size_t end = 0;
         while (end < text.size() && isOneOf(text[end], "-+ #0123456789.")) {
@@ -81,10 +80,10 @@ private:
     static constexpr bool isOneOf(char c, std::string_view set) { return set.find(c) != set.npos; }
 };
 
-/// A log format that is checked against its arguments at compile time. "%@" prints any text, number,
-/// list (as "(a, b)"), optional (the empty one as "(null)") or object with `description()`; "%s" any
-/// text; the integer conversions take every integer width and the length modifiers are ignored; the
-/// rest is as printf has it. A wrong count or kind of arguments does not compile.
+/// A log format that is checked against its arguments at compile time: a wrong count or kind of arguments
+/// does not compile. "%@" prints any text, number, list (as "(a, b)"), optional (an empty one as "(null)")
+/// or object with `description()`; "%s" prints any text. The integer conversions take every integer width
+/// and ignore the length modifiers. Everything else is as in printf.
 template <class... Args>
 class OCFormat {
 public:

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/base/FList.h"
-#include "core/base/FResult.h"
+#include "core/base/Containers.h"
+#include "core/base/Errors.h"
 #include "core/events/FEvent.h"
 #include "core/text/FGStr.h"
 

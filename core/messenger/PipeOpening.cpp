@@ -1,11 +1,11 @@
 #include "core/messenger/FComMessengerPipe.h"
 
-#include "core/base/FException.h"
+#include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
 #include "core/messenger/PipeState.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/PosixDifferences.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 
 #include <cerrno>
 #include <cstddef>

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "core/base/FList.h"
-#include "core/base/FMap.h"
+#include "core/base/Containers.h"
 #include "core/messenger/PipeConnection.h"
 #include "core/text/FGStr.h"
 #include "core/threads/FThreadLock.h"

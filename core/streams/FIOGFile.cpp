@@ -1,21 +1,22 @@
 #include "core/streams/FIOGFile.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace Kvs {
 namespace {
 
+constexpr const char* kExistingForWriting = "r+e"; // "e" is close-on-exec
+
 const char* fopenModeOf(unsigned int mode) {
     switch (mode) {
     case kFileRead:
-        return "r";
+        return "re";
     case kFileWrite:
-        return "w";
+        return "we";
     case kFileReadWrite:
-        return "r+";
+        return kExistingForWriting;
     case kFileAppend:
-        return "a+";
+        return "a+e";
     default:
         return nullptr;
     }
@@ -36,7 +37,7 @@ FResult FIOGFile::openWith(const std::string& path, unsigned int mode, const cha
             return EINVAL;
         }
         std::unique_ptr<std::FILE, Closer> file(std::fopen(path.c_str(), fopenMode));
-        if (!file || ::fcntl(::fileno(file.get()), F_SETFD, FD_CLOEXEC) != 0) {
+        if (!file) {
             return errno;
         }
         file_ = std::move(file);
@@ -46,6 +47,8 @@ FResult FIOGFile::openWith(const std::string& path, unsigned int mode, const cha
         return kSuccess;
     });
 }
+
+void FIOGFile::setUnbuffered() { std::setvbuf(file_.get(), nullptr, _IONBF, 0); }
 
 unsigned int FIOGFile::State() {
     return transaction_.perform([&]() -> unsigned int {
@@ -96,13 +99,15 @@ FResult FIOGFile::seek(std::int64_t offset, int whence) {
 }
 
 FResult FIOGFile::read(void* buffer, std::int64_t length, std::int64_t& done) {
-    return transfer(Last::reading, length, done,
-                    [&](std::size_t count) { return std::fread(buffer, 1, count, file_.get()); });
+    return transfer(Last::reading, length, done, [&](std::int64_t offset, std::size_t count) {
+        return std::fread(static_cast<char*>(buffer) + offset, 1, count, file_.get());
+    });
 }
 
 FResult FIOGFile::write(const void* data, std::int64_t length, std::int64_t& done) {
-    return transfer(Last::writing, length, done,
-                    [&](std::size_t count) { return std::fwrite(data, 1, count, file_.get()); });
+    return transfer(Last::writing, length, done, [&](std::int64_t offset, std::size_t count) {
+        return std::fwrite(static_cast<const char*>(data) + offset, 1, count, file_.get());
+    });
 }
 
 template <class Call>
@@ -115,9 +120,16 @@ FResult FIOGFile::transfer(Last direction, std::int64_t length, std::int64_t& do
         if (const FResult result = turnTo(direction); result != kSuccess) {
             return result;
         }
-        std::clearerr(file_.get()); // the error of an earlier call, or an end that has moved since
-        done = static_cast<std::int64_t>(call(static_cast<std::size_t>(length)));
-        return std::ferror(file_.get()) ? errno : kSuccess;
+        for (;;) {
+            std::clearerr(file_.get()); // the error of an earlier call, or an end that has moved since
+            done += static_cast<std::int64_t>(call(done, static_cast<std::size_t>(length - done)));
+            if (done == length || !std::ferror(file_.get())) {
+                return kSuccess;
+            }
+            if (errno != EINTR) {
+                return errno;
+            }
+        }
     });
 }
 
@@ -136,7 +148,7 @@ FResult FIOGFile::close() {
 std::unique_ptr<FStream> FIOGFile::clone() {
     auto copy = std::make_unique<FIOGFile>();
     // Opening for writing once more must not empty the file.
-    const char* fopenMode = mode_ == kFileWrite ? "r+" : fopenModeOf(mode_);
+    const char* fopenMode = mode_ == kFileWrite ? kExistingForWriting : fopenModeOf(mode_);
     const std::int64_t position = Position();
     const bool made = position >= 0 && flush() == kSuccess &&
                       copy->openWith(path_, mode_, fopenMode) == kSuccess &&
@@ -144,7 +156,7 @@ std::unique_ptr<FStream> FIOGFile::clone() {
     return made ? std::move(copy) : nullptr;
 }
 
-/// C wants a move between a read and a write of one file. Nothing stands for "ready for either".
+/// The C library needs a seek between a read and a write of one file. `Last::nothing` is ready for either.
 FResult FIOGFile::turnTo(Last direction) {
     if (!file_) {
         return EBADF;

@@ -17,8 +17,8 @@ enum FFileMode : unsigned int {
     kFileAppend = 8,    ///< "a+": reads anywhere, writes at the end, makes a missing file
 };
 
-/// A buffered file over the C library's `FILE`. Not synchronised: the component that owns it lets one
-/// thread use it at a time.
+/// A file over the C library's `FILE`, buffered unless `setUnbuffered` says otherwise. Child processes do
+/// not inherit it. Not synchronised: the component that owns it lets one thread use it at a time.
 class FIOGFile final : public FStreamEx {
 public:
     FIOGFile() = default;
@@ -26,6 +26,9 @@ public:
 
     /// Closes the previous file. 0, the `errno` of the failed open, or EINVAL for another mode.
     FResult open(const char* path, unsigned int mode);
+
+    /// Makes each write one write(2) that is done on return. Follows `open`, before any other operation.
+    void setUnbuffered();
 
     unsigned int State() override;
     std::int64_t Size() override;

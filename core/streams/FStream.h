@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/FResult.h"
+#include "core/base/Errors.h"
 #include "core/events/FDelegate.h"
 #include "core/threads/FThread.h"
 
@@ -12,7 +12,7 @@
 
 namespace Kvs {
 
-/// What an open stream may do; bits of `FStream::State`. A closed stream has none.
+/// The rights of an open stream; bits of `FStream::State`. A closed stream has none.
 enum FStreamState : unsigned int { kStreamClosed = 0, kStreamMayRead = 1, kStreamMayWrite = 2 };
 
 /// Reports of asynchronous operations, called on the worker thread: the stream, the result, what the
@@ -37,9 +37,9 @@ public:
     virtual unsigned int State() = 0;
     virtual std::int64_t Size() = 0;
     virtual std::int64_t Position() = 0;
-    /// At the first byte.
+    /// Returns true at the first byte.
     virtual bool BOS() = 0;
-    /// Behind the last byte, or closed.
+    /// Returns true behind the last byte, and when closed.
     virtual bool EOS() = 0;
     virtual FResult moveBegin() = 0;
     virtual FResult moveEnd() = 0;
@@ -47,7 +47,7 @@ public:
     /// Moves relative to the position.
     virtual FResult move(std::int64_t delta) = 0;
     virtual FResult close() = 0;
-    /// A stream of its own on the same data, with the same rights and position; empty on failure.
+    /// Returns an independent stream on the same data, with the same rights and position; null on failure.
     virtual std::unique_ptr<FStream> clone() = 0;
 
     using DoneReport = std::unique_ptr<FStreamReport<>>;
@@ -142,7 +142,7 @@ public:
 class FOutStream : public virtual FStream {
 public:
     virtual FResult write(const void* data, std::int64_t length, std::int64_t& done) = 0;
-    /// Hands what is buffered to the system.
+    /// Hands the buffered data to the system.
     virtual FResult flush() = 0;
 
     using WriteReport = std::unique_ptr<FStreamReport<const void*, std::int64_t>>;

@@ -1,13 +1,11 @@
 #include "core/system/FSysInfoPaths.h"
 
-#include "core/base/FException.h"
-#include "core/system/FAppContext.h"
-#include "core/system/TFSysFile.h"
-#include "core/text/Widening.h"
+#include "core/base/Errors.h"
 #include "core/threads/FThreadLock.h"
 #include "core/time/FTime.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <sys/stat.h>
 
 namespace Kvs {
@@ -37,6 +35,17 @@ bool isDirectory(const std::string& path) {
 }
 
 } // namespace
+
+FGStr<char> FAppContext::getEnv(const char* name) { return FGStr<char>(std::getenv(name)); }
+
+bool TFSysFile::exists(const FGStr<wchar_t>& path) {
+    struct stat status {};
+    return ::stat(fNarrow(path).c_str(), &status) == 0;
+}
+
+bool TFSysFile::makeDirectory(const FGStr<wchar_t>& path) {
+    return ::mkdir(fNarrow(path).c_str(), 0777) == 0;
+}
 
 void FSysInfoPaths::setRoot(std::string_view root) {
     while (root.ends_with('/')) {
@@ -95,5 +104,23 @@ FGStr<wchar_t> FSysInfoPaths::getNewLogFileNameW(const wchar_t* prefix, const wc
 }
 
 std::string FSysInfoPaths::applicationSupportDirectory() { return underRoot("/Library/Application Support"); }
+
+FOSXSystemConfig& FOSXSystemConfig::getInstance() {
+    static FOSXSystemConfig instance;
+    return instance;
+}
+
+FGStr<wchar_t> FOSXSystemConfig::getServiceConfigDirectory(const FGStr<wchar_t>& name) const {
+    FGStr<wchar_t> path = fWiden(FSysInfoPaths::applicationSupportDirectory());
+    path.append(L"/com.korvane.remote/config");
+    if (!name.isEmpty()) {
+        path.append(L"/").append(name.token());
+    }
+    return path;
+}
+
+FGStr<wchar_t> FOSXSystemConfig::getServiceLogDirectory(const FGStr<wchar_t>&) const {
+    return FSysInfoPaths::getUserLogDirW();
+}
 
 } // namespace Kvs

@@ -5,8 +5,8 @@
 
 namespace Kvs {
 
-/// Owns a descriptor and closes it. Whoever blocks in a call on the number must hold the owner, so
-/// that the number cannot be given to somebody else meanwhile.
+/// Owns a descriptor and closes it. Code that blocks in a call on the number must keep the owner alive, so
+/// that the system cannot reuse the number meanwhile.
 class FileDescriptor {
 public:
     FileDescriptor() = default;

@@ -6,11 +6,11 @@
 
 namespace Kvs {
 
-/// Reads a descriptor from its position to the end. Nothing, with `errno` set, on failure and (EFBIG)
+/// Reads a descriptor from its position to the end. Returns nullopt, with `errno` set, on failure and (EFBIG)
 /// when there are more than `limit` bytes. Any thread.
 std::optional<std::string> fReadAll(int descriptor, std::size_t limit);
 
-/// `fReadAll` of the file at the path; never waits for a writer of a pipe in its place. Any thread.
+/// Does so with the file at the path. If that is a named pipe, does not wait for a writer. Any thread.
 std::optional<std::string> fReadFile(const std::string& path, std::size_t limit);
 
 } // namespace Kvs

@@ -1,6 +1,6 @@
 #include "core/system/WakePipe.h"
 
-#include "core/base/FException.h"
+#include "core/base/Errors.h"
 
 #include <cerrno>
 #include <fcntl.h>

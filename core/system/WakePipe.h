@@ -17,7 +17,7 @@ public:
     /// Any thread, signal handlers included. Keeps `errno`.
     void wake() const;
 
-    /// Takes all wake-ups. The thread that sleeps.
+    /// Takes all wake-ups. Called on the thread that sleeps.
     void drain() const;
 
 private:

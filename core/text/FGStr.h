@@ -1,23 +1,27 @@
 #pragma once
 
-#include "core/base/FList.h"
-#include "core/text/FStrToken.h"
+#include "core/base/Containers.h"
 
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
 namespace Kvs {
 
+/// A piece of text that it does not own: pointer and length.
+template <class C>
+using FStrToken = std::basic_string_view<C>;
+
 /// Integers of 8 to 64 bits, which print as decimal text.
 template <class T>
 concept FInteger = std::is_integral_v<T> && !std::is_same_v<T, bool>;
 
-/// An owned, NUL-terminated text; deep copies. By the library's convention a wide string carries
-/// UTF-8, one byte a unit (see `fWiden` and `fNarrow`).
+/// A NUL-terminated text that owns its characters; copies are deep. By the library's convention a wide string
+/// carries UTF-8, one byte in each unit (see `fWiden` and `fNarrow`).
 template <class C>
 class FGStr {
 public:
@@ -63,7 +67,7 @@ public:
         return *this;
     }
 
-    /// How often `part` occurs, without overlap.
+    /// Returns how often `part` occurs, without overlap.
     std::size_t count(FStrToken<C> part) const {
         std::size_t found = 0;
         if (part.empty()) {
@@ -75,15 +79,15 @@ public:
         return found;
     }
 
-    /// The pieces between the separators, empty ones included; at most `most` pieces when it is
-    /// positive (the last one then keeps the rest). An empty text has no pieces.
+    /// Returns the pieces between the separators, empty ones included. If `most` is positive, there are at
+    /// most so many pieces and the last one keeps the rest. An empty text has no pieces.
     FList<FGStr> split(FStrToken<C> separator, long most = 0) const {
         FList<FGStr> pieces;
         splitTo(pieces, separator, most);
         return pieces;
     }
 
-    /// As `split`, appending to `pieces`.
+    /// Does what `split` does and appends to `pieces`.
     void splitTo(FList<FGStr>& pieces, FStrToken<C> separator, long most = 0) const {
         FStrToken<C> rest = text_;
         if (rest.empty() || separator.empty()) {
@@ -103,7 +107,7 @@ public:
         pieces.emplace_back(rest);
     }
 
-    /// The number of the leading hexadecimal digits, modulo 2^16.
+    /// Reads the leading hexadecimal digits; the result is taken modulo 2^16.
     std::uint16_t hexToUInt16() const {
         std::uint16_t value = 0;
         for (const C c : text_) {
@@ -122,7 +126,7 @@ public:
         return value;
     }
 
-    /// Shortest text that `%.15g` gives for the value; with `emptyWhenZero`, 0 gives an empty text.
+    /// Formats the value as `%.15g` does; with `emptyWhenZero`, 0 gives an empty text.
     /// Exists for `char` only.
     static FGStr valueOf(double value, bool emptyWhenZero = false);
 
@@ -136,6 +140,13 @@ private:
 
 template <>
 FGStr<char> FGStr<char>::valueOf(double value, bool emptyWhenZero);
+
+/// Widens text byte by byte: each UTF-8 byte becomes one unit of the wide string.
+FGStr<wchar_t> fWiden(std::string_view utf8);
+
+/// Narrows every unit to its low 8 bits, which gives the UTF-8 bytes back.
+std::string fNarrow(FStrToken<wchar_t> wide);
+inline std::string fNarrow(const FGStr<wchar_t>& wide) { return fNarrow(wide.token()); }
 
 /// The UTF-8 byte-order mark, the same in either byte order.
 inline constexpr char BOMLE[] = "\xEF\xBB\xBF";

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 
 namespace Kvs {
 
@@ -15,7 +16,13 @@ struct FGUID {
     std::array<std::uint8_t, 8> Data4{};
 
     /// 38 characters, lower case.
-    FGStr<char> toCString() const;
+    FGStr<char> toCString() const {
+        char text[39];
+        std::snprintf(text, sizeof text, "{%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x}", Data1, Data2,
+                      Data3, Data4[0], Data4[1], Data4[2], Data4[3], Data4[4], Data4[5], Data4[6], Data4[7]);
+        return FGStr<char>(text);
+    }
+
     operator FGStr<char>() const { return toCString(); }
     bool operator==(const FGUID&) const = default;
 };

@@ -11,21 +11,17 @@
 namespace Kvs {
 
 /// A growing output buffer, always NUL-terminated; the target of the XML writer and of the number and
-/// time formatters. Not synchronised.
+/// time formatters. One thread at a time.
 template <class C>
 class FMStr {
 public:
     FMStr() = default;
     FMStr(const FMStr&) = delete;
     FMStr& operator=(const FMStr&) = delete;
-    FMStr(FMStr&&) noexcept = default;
-    FMStr& operator=(FMStr&&) noexcept = default;
 
     const C* c_str() const { return data_ ? data_.get() : emptyText; }
     FStrToken<C> token() const { return {c_str(), length_}; }
     std::size_t length() const { return length_; }
-    std::size_t capacity() const { return capacity_; }
-    bool isEmpty() const { return length_ == 0; }
 
     /// Forgets the text and keeps the memory.
     void clear() { setLength(0); }
@@ -60,7 +56,7 @@ public:
         return append(FGStr<C>().appendHexOf(bytes, sizeof bytes).token());
     }
 
-    /// Room for `count` more units; returns where they go. Follow with `setLength`.
+    /// Makes room for `count` more units and returns where they go. Call `setLength` afterwards.
     C* reserve(std::size_t count) {
         if (length_ + count > capacity_) {
             grow(length_ + count);
@@ -68,7 +64,7 @@ public:
         return data_.get() + length_;
     }
 
-    /// Ends the text after `length` units, all of them written before within the reserved room.
+    /// Ends the text after `length` units. The caller has written all of them, within the reserved room.
     void setLength(std::size_t length) {
         length_ = length;
         if (data_) {

@@ -8,6 +8,7 @@ FThread::~FThread_T() {
 }
 
 bool FThread::execute(std::unique_ptr<FInvokable<void>> work) {
+    // Held while the thread is created: the work may call isCurrent() at once, which has to find thread_ set.
     FLockGuard guard(lock_);
     detachRunning();
     started_ = pthread_create(&thread_, nullptr, thread_redir_point, work.get()) == 0;
@@ -29,16 +30,20 @@ void FThread::join() {
         if (!joinable_ || isCurrent()) {
             return;
         }
+        // POSIX lets a thread be joined only once, so further callers wait for the first one. A single level
+        // of the recursive lock is held here, as wait() needs: isCurrent() has released its own.
         while (joining_) {
-            joined_.wait(lock_); // POSIX lets a thread be joined once only
+            joined_.wait(lock_);
         }
         if (!started_) {
             return;
         }
+        // From here on the thread is this call's: the destructor and execute() must not detach it any more.
         thread = thread_;
         started_ = false;
         joining_ = true;
     }
+    // Without the lock, since the work may call isCurrent() or join() before it ends.
     pthread_join(thread, nullptr);
     FLockGuard guard(lock_);
     joining_ = false;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/threads/FInvokable.h"
 #include "core/threads/FThreadLock.h"
 
 #include <condition_variable>
@@ -9,12 +8,19 @@
 
 namespace Kvs {
 
+/// A unit of work that a thread can run.
+template <class R>
+class FInvokable {
+public:
+    virtual R invoke() const = 0;
+    virtual ~FInvokable() = default;
+};
+
 template <class Handle>
 class FThread_T;
 
-/// Runs work on a fresh thread. Destroying the record, or starting new work on it, abandons a job
-/// that still runs (its thread goes on, detached); only a record marked joinable can be waited for.
-/// Any thread.
+/// Runs work on a new thread. Destroying the record, or starting new work on it, detaches a thread that
+/// still runs. Only a record marked joinable can be waited for. Any thread.
 template <>
 class FThread_T<pthread_t> {
 public:
@@ -23,16 +29,16 @@ public:
     FThread_T(const FThread_T&) = delete;
     FThread_T& operator=(const FThread_T&) = delete;
 
-    /// Whether a thread was started. The work is deleted after it has run.
+    /// Returns false if no thread could be started. The work is deleted after it has run.
     bool execute(std::unique_ptr<FInvokable<void>> work);
 
     void setJoinable(bool joinable);
 
-    /// Waits for the running job if the record is joinable, as do others who join meanwhile; until they
-    /// have returned nobody may start new work. Does nothing on the job's own thread.
+    /// Waits for the running job if the record is joinable. Several threads may join at once; no thread may
+    /// start new work until all of them have returned. Does nothing on the job's own thread.
     void join();
 
-    /// Whether the caller runs on this record's thread.
+    /// Returns true on the thread that this record has started.
     bool isCurrent();
 
 private:
@@ -42,7 +48,7 @@ private:
     FThreadLock lock_;
     pthread_t thread_ KVS_GUARDED_BY(lock_){};
     bool started_ KVS_GUARDED_BY(lock_) = false; // thread_ is valid: neither joined nor detached yet
-    bool joining_ KVS_GUARDED_BY(lock_) = false; // somebody waits for thread_ to end
+    bool joining_ KVS_GUARDED_BY(lock_) = false; // a thread waits for thread_ to end
     std::condition_variable_any joined_;
     bool joinable_ KVS_GUARDED_BY(lock_) = false;
 };

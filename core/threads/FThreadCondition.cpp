@@ -10,6 +10,8 @@ FThreadCondition::~FThreadCondition_T() {
 }
 
 void FThreadCondition::signal() {
+    // The broadcast is made under the mutex, because a waiter that finds the flag may destroy the condition:
+    // it cannot return before the mutex is free, when the broadcast is over.
     pthread_mutex_lock(&handle_.mutex);
     handle_.signalled = true;
     pthread_cond_broadcast(&handle_.condition);
@@ -20,13 +22,6 @@ void FThreadCondition::clear() {
     pthread_mutex_lock(&handle_.mutex);
     handle_.signalled = false;
     pthread_mutex_unlock(&handle_.mutex);
-}
-
-bool FThreadCondition::isSignalled() {
-    pthread_mutex_lock(&handle_.mutex);
-    const bool signalled = handle_.signalled;
-    pthread_mutex_unlock(&handle_.mutex);
-    return signalled;
 }
 
 timespec fDeadlineAfter(const timeval& now, unsigned int milliseconds) {
@@ -49,7 +44,7 @@ FCondWait fCondTimedWait(F_COND_HANDLE& condition, unsigned int milliseconds) {
         return kCondError;
     }
     int error = 0;
-    // A wake-up without the flag waits again for the same deadline.
+    // A wake-up without the flag is spurious; the deadline stays the same.
     while (!condition.signalled && (error == 0 || error == EINTR)) {
         error = pthread_cond_timedwait(&condition.condition, &condition.mutex, &deadline);
     }

@@ -18,7 +18,7 @@ struct F_COND_HANDLE {
 template <class Handle>
 class FThreadCondition_T;
 
-/// A condition that doubles as a stop request: once signalled it stays so until cleared. Any thread.
+/// A condition that also serves as a stop request: once signalled it stays so until cleared. Any thread.
 template <>
 class FThreadCondition_T<F_COND_HANDLE> {
 public:
@@ -29,7 +29,6 @@ public:
 
     void signal();
     void clear();
-    bool isSignalled();
     F_COND_HANDLE& handle() { return handle_; }
 
 private:
@@ -41,10 +40,10 @@ using FThreadCondition = FThreadCondition_T<F_COND_HANDLE>;
 /// Outcome of `fCondTimedWait`.
 enum FCondWait : unsigned int { kCondTimedOut = 0, kCondSignalled = 1, kCondError = 2 };
 
-/// The time of day that many milliseconds after `now`.
+/// Returns the time of day that is `milliseconds` after `now`.
 timespec fDeadlineAfter(const timeval& now, unsigned int milliseconds);
 
-/// Waits until the condition is signalled or the time has passed; 0 ms is a test that does not wait.
+/// Waits until the condition is signalled or the time has passed. 0 ms tests the condition without waiting.
 FCondWait fCondTimedWait(F_COND_HANDLE& condition, unsigned int milliseconds);
 
 } // namespace Kvs

@@ -34,7 +34,7 @@ private:
 template <class Mutex>
 class FThreadPseudoLock_T;
 
-/// The lock policy of components that one thread uses at a time by design: locking does nothing.
+/// The lock policy of components that only one thread at a time uses. Locking does nothing.
 template <>
 class KVS_CAPABILITY("mutex") FThreadPseudoLock_T<pthread_mutex_t> {
 public:
@@ -60,7 +60,7 @@ private:
 
 using FLockGuard = TFLockGuard<FThreadLock>;
 
-/// The transaction policy of the streams: owns the lock that brackets each operation.
+/// The transaction policy of the streams: owns the lock that is held during each operation.
 template <class Lock>
 class TFThreadSafeTransaction {
 public:

@@ -1,7 +1,6 @@
 #include "core/time/FTime.h"
 
 #include "core/text/FMStr.h"
-#include "core/text/Widening.h"
 
 #include <charconv>
 #include <ctime>
@@ -37,7 +36,6 @@ void FTime::setNow() {
     minute_ = static_cast<std::uint8_t>(fields.tm_min);
     hour_ = static_cast<std::uint8_t>(fields.tm_hour);
     day_ = static_cast<std::uint8_t>(fields.tm_mday);
-    dayOfWeek_ = static_cast<std::uint8_t>(fields.tm_wday);
     month_ = static_cast<std::uint8_t>(fields.tm_mon + 1);
     year_ = static_cast<std::uint16_t>(fields.tm_year + 1900);
 }
@@ -114,5 +112,33 @@ FGStr<char> FTime::toCStringEx() const {
 FGStr<wchar_t> FTime::toWString() const { return fWiden(toCString().token()); }
 
 FGStr<wchar_t> FTime::toWStringEx() const { return fWiden(toCStringEx().token()); }
+
+FTime FTimeWithDate(std::chrono::system_clock::time_point date) {
+    using namespace std::chrono;
+    const auto second = floor<seconds>(date);
+    const auto midnight = floor<days>(second);
+    const year_month_day day(midnight);
+    const hh_mm_ss clock(second - midnight);
+    return FTime(static_cast<unsigned>(static_cast<int>(day.year())), static_cast<unsigned>(day.month()),
+                 static_cast<unsigned>(day.day()), static_cast<unsigned>(clock.hours().count()),
+                 static_cast<unsigned>(clock.minutes().count()),
+                 static_cast<unsigned>(clock.seconds().count()), 0);
+}
+
+std::optional<std::chrono::system_clock::time_point> DateWithFTime(const FTime& time) {
+    using namespace std::chrono;
+    const year_month_day date(year(static_cast<int>(time.Year())), month(time.Month()), day(time.Day()));
+    if (!date.ok()) {
+        return std::nullopt;
+    }
+    const sys_seconds second =
+        sys_days(date) + hours(time.Hour()) + minutes(time.Minute()) + seconds(time.Second());
+    // A clock that counts nanoseconds does not reach as far as FTime does.
+    if (second < ceil<seconds>(system_clock::time_point::min()) ||
+        second > floor<seconds>(system_clock::time_point::max())) {
+        return std::nullopt;
+    }
+    return second;
+}
 
 } // namespace Kvs

@@ -2,14 +2,16 @@
 
 #include "core/text/FGStr.h"
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 
 namespace Kvs {
 
 /// A broken-down UTC time. Text form: 2024-03-07T09:05:02, and 2024-03-07T09:05:02.045 extended.
 class FTime {
 public:
-    /// The current time, or a cleared one.
+    /// Makes the current time, or a cleared one.
     explicit FTime(bool now = false);
 
     /// Fields out of range are replaced: a year outside 1600 to 3000 by 1970, a month outside 1 to 12
@@ -24,7 +26,7 @@ public:
 
     void setNow();
 
-    /// Whether all fields, the day of the week aside, are 0.
+    /// Returns true if all fields are 0.
     bool isCleared() const;
 
     unsigned Year() const { return year_; }
@@ -33,9 +35,6 @@ public:
     unsigned Hour() const { return hour_; }
     unsigned Minute() const { return minute_; }
     unsigned Second() const { return second_; }
-    unsigned Milliseconds() const { return milliseconds_; }
-    /// 0 is Sunday; known only for a time made by "now".
-    unsigned DayOfWeek() const { return dayOfWeek_; }
 
     FGStr<char> toCString() const;
     FGStr<wchar_t> toWString() const;
@@ -50,9 +49,15 @@ private:
     std::uint8_t minute_ = 0;
     std::uint8_t hour_ = 0;
     std::uint8_t day_ = 0;
-    std::uint8_t dayOfWeek_ = 0;
     std::uint8_t month_ = 0;
     std::uint16_t year_ = 0;
 };
+
+/// Converts a date to whole seconds of UTC; the milliseconds are 0.
+FTime FTimeWithDate(std::chrono::system_clock::time_point date);
+
+/// Converts a time to whole seconds of UTC. Returns nullopt for a time that is no date, such as a cleared
+/// one.
+std::optional<std::chrono::system_clock::time_point> DateWithFTime(const FTime& time);
 
 } // namespace Kvs

@@ -1,6 +1,6 @@
 #include "host/plist/PropertyListReader.h"
 
-#include "core/text/Trim.h"
+#include "core/text/TextFunctions.h"
 #include "host/plist/PropertyListText.h"
 
 #include <memory>

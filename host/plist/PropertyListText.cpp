@@ -1,8 +1,6 @@
 #include "host/plist/PropertyListText.h"
 
-#include "core/text/DoubleText.h"
-#include "core/text/LowerAscii.h"
-#include "core/text/Trim.h"
+#include "core/text/TextFunctions.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "host/terminal/Terminal.h"
 
-#include "core/text/Trim.h"
+#include "core/text/TextFunctions.h"
 #include "host/terminal/TextLayout.h"
 
 #include <algorithm>

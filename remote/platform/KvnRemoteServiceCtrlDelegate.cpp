@@ -1,7 +1,7 @@
 #include "remote/platform/KvnRemoteServiceCtrlDelegate.h"
 
 #include "core/logging/CNSLog.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 #include "remote/platform/ObjcDTOFactory.h"
 #include "remote/platform/RemoteServiceConnector.h"
 

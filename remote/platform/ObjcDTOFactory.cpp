@@ -1,6 +1,6 @@
 #include "remote/platform/ObjcDTOFactory.h"
 
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 
 namespace kvn {
 

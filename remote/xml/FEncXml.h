@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/FMap.h"
+#include "core/base/Containers.h"
 #include "core/text/FMStr.h"
 #include "remote/xml/FEncXmlFragment.h"
 #include "remote/xml/FEncXmlWriter.h"

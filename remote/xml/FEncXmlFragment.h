@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/text/FStrToken.h"
+#include "core/text/FGStr.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/FList.h"
+#include "core/base/Containers.h"
 #include "remote/xml/FEncXmlTree.h"
 
 #include <cstddef>

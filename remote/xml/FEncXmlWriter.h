@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/base/FMap.h"
+#include "core/base/Containers.h"
+#include "core/text/FGStr.h"
 #include "core/text/FMStr.h"
-#include "core/text/FStrToken.h"
 
 namespace Kvs {
 

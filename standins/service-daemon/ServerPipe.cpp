@@ -1,6 +1,6 @@
 #include "standins/service-daemon/ServerPipe.h"
 
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 
 #include <system_error>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/base/FMap.h"
+#include "core/base/Containers.h"
 #include "remote/xml/FEncXmlDocument.h"
 #include "standins/service-daemon/Outbox.h"
 #include "standins/service-daemon/ServerPipe.h"

@@ -1,6 +1,6 @@
 #include "standins/service-daemon/Words.h"
 
-#include "core/text/Trim.h"
+#include "core/text/TextFunctions.h"
 
 #include <algorithm>
 #include <charconv>

@@ -2,7 +2,7 @@
 
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
-#include "core/text/Trim.h"
+#include "core/text/TextFunctions.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,11 +1,11 @@
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
 
-#include "core/base/Debug.h"
+#include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
 #include "core/system/ReadFile.h"
-#include "core/text/DoubleText.h"
+#include "core/text/TextFunctions.h"
 
 #include <algorithm>
 #include <cerrno>

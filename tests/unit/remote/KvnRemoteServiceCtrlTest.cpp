@@ -1,7 +1,7 @@
 #include "remote/KvnRemoteServiceCtrl.h"
 
 #include "core/system/FileDescriptor.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeService.h"
 

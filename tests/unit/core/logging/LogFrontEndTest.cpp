@@ -2,7 +2,6 @@
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"
 #include "core/system/FSysInfoPaths.h"
-#include "core/text/Widening.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
@@ -12,9 +11,9 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <string>
-#include <sys/stat.h>
 #include <thread>
 #include <vector>
 
@@ -25,8 +24,11 @@ using kvn::test::CapturedLog;
 using kvn::test::readFile;
 using kvn::test::TemporaryFolder;
 using kvn::test::writeFile;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+
+namespace fs = std::filesystem;
 
 class CNSLogTest : public testing::Test {
 protected:
@@ -41,7 +43,7 @@ protected:
 
     std::vector<std::string> logFiles() const {
         std::vector<std::string> files;
-        for (const auto& entry : std::filesystem::directory_iterator(folder.file("logs"))) {
+        for (const auto& entry : fs::directory_iterator(folder.file("logs"))) {
             files.push_back(entry.path().string());
         }
         return files;
@@ -56,57 +58,66 @@ protected:
     }
 
     const std::string consoleLine = "[0-9-]+T[0-9:]+[.][0-9]{3} KvnGUIAgent\\[[0-9]+\\] ";
-    TemporaryFolder folder;
+    const TemporaryFolder folder;
 };
+
+void logInEveryWay() {
+    CNSLog("plain %d", 1);
+    CNSDbgLog("debug %d", 2);
+    OCNSLog("object %@", "x");
+    OCNSDbgLog("debug object %@", "y");
+}
 
 TEST_F(CNSLogTest, OpensANewFileAndLogsThere) {
     EXPECT_EQ(console([&] {
                   init(kLogModeDebugOff | kLogModeNewLogBook);
-                  CNSLog("plain %d", 1);
-                  CNSDbgLog("debug %d", 1);
-                  OCNSLog("object %@", "x");
-                  OCNSDbgLog("debug object %@", "x");
+                  logInEveryWay();
               }),
               "");
-    ASSERT_EQ(logFiles().size(), 1U);
-    EXPECT_THAT(logFiles()[0],
-                MatchesRegex(".*/logs/KvnGUIAgent_[0-9-]{10}T[0-9]{2}-[0-9]{2}-[0-9]{2}[.][0-9]{3}[.]txt"));
+    ASSERT_THAT(logFiles(),
+                ElementsAre(MatchesRegex(".*/logs/KvnGUIAgent_[0-9-]{10}T[0-9]{2}-[0-9]{2}-[0-9]{2}"
+                                         "[.][0-9]{3}[.]txt")));
     EXPECT_THAT(readFile(logFiles()[0]), MatchesRegex("----.*----\n.*:\tplain 1\n.*:\tobject x\n"));
-    struct stat status {};
-    ASSERT_EQ(stat(folder.file("logs").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0777U);
 }
 
 TEST_F(CNSLogTest, DebugLoggingAlsoGoesToTheSystemLog) {
     init(kLogModeDebugOn | kLogModeDebugOff);
     const CapturedLog log;
-    const std::string output = console([] {
-        CNSDbgLog("debug %d", 1);
-        OCNSDbgLog("debug object %@", "x");
-    });
-    EXPECT_EQ(log.lines(), (std::vector<std::string>{"debug 1", "debug object x"}));
-    EXPECT_THAT(output, HasSubstr(std::string(FLoggable::getLogThreadId()) + ": debug 1\t\n"));
+    const std::string output = console(logInEveryWay);
+    EXPECT_THAT(log.lines(), ElementsAre("plain 1", "debug 2", "object x", "debug object y"));
+    EXPECT_THAT(output, HasSubstr(std::string(FLoggable::getLogThreadId()) + ": debug 2\t\n"));
     init(0);
     EXPECT_TRUE(CNSDbgLogEnabled()) << "neither bit leaves it as it is";
-    init(kLogModeDebugOff);
-    EXPECT_FALSE(CNSDbgLogEnabled());
 }
 
-TEST_F(CNSLogTest, CutsOnlyPrintfLines) {
-    const CapturedLog log;
-    const std::string large(5000, 'x');
-    CNSLog("%s", large.c_str());
-    OCNSLog("%@", large);
-    EXPECT_EQ(log.lines(), (std::vector<std::string>{large.substr(0, 4095), large}));
-}
-
-TEST_F(CNSLogTest, LinesWithoutABookAppearOnTheConsole) {
+TEST_F(CNSLogTest, LinesThatNoBookTakesAppearOnTheConsole) {
+    struct Inactive : FLogBookDummy {
+        bool isInactive() const override { return true; }
+    };
     init(0);
-    EXPECT_THAT(console([] { CNSLog("no book %d", 1); }), MatchesRegex(consoleLine + "no book 1\n"));
-    const CapturedLog log;
-    EXPECT_EQ(console([] { CNSSysLogMsg(nullptr); }), "");
-    CNSLog("kept");
-    EXPECT_TRUE(log.contains("kept"));
+    const auto logged = [] {
+        return console([] {
+            CNSLog("lost %d", 1);
+            OCNSLog("lost %@", 2);
+            CNSSysLogMsg(nullptr);
+        });
+    };
+    const auto onConsole = MatchesRegex(consoleLine + "lost 1\n" + consoleLine + "lost 2\n");
+    EXPECT_THAT(logged(), onConsole);
+    FTransferLog::useLogBook(FRef<FLogBook>(new Inactive));
+    EXPECT_THAT(logged(), onConsole);
+    FTransferLog::useLogBook(FRef<FLogBook>(new FLogBookDummy));
+    EXPECT_EQ(logged(), "");
+    if (!fs::exists("/dev/full")) {
+        GTEST_SKIP() << "no full device here";
+    }
+    fs::create_symlink("/dev/full", folder.file("full"));
+    FTransferLog::useLogBook(FRef<FLogBook>(new FLogBookFile(fWiden(folder.file("full")))));
+    EXPECT_THAT(logged(), onConsole);
+    init(kLogModeDebugOn);
+    EXPECT_THAT(console([] { CNSLog("lost %d", 3); }),
+                MatchesRegex(consoleLine + "[^ ]+ Thread\\[[0-9a-f]+\\]: lost 3\t\n"))
+        << "once, since debug logging has put it there";
 }
 
 TEST_F(CNSLogTest, AClientOrSuppressionStays) {
@@ -124,55 +135,18 @@ TEST_F(CNSLogTest, AClientOrSuppressionStays) {
     }
 }
 
-TEST_F(CNSLogTest, LinesThatDoNotFitAppearOnTheConsole) {
-    if (!std::filesystem::exists("/dev/full")) {
-        GTEST_SKIP() << "no full device here";
-    }
+TEST_F(CNSLogTest, GoesOnWhenTheDirectoryOrTheFileCannotBeMade) {
     init(0);
-    std::filesystem::create_symlink("/dev/full", folder.file("full"));
-    FTransferLog::useLogBook(FRef<FLogBook>(new FLogBookFile(fWiden(folder.file("full")))));
-    EXPECT_THAT(console([] {
-                    CNSLog("lost %d", 1);
-                    OCNSLog("lost %@", 2);
-                }),
-                MatchesRegex(consoleLine + "lost 1\n" + consoleLine + "lost 2\n"));
-    init(kLogModeDebugOn);
-    EXPECT_THAT(console([] { CNSLog("lost %d", 3); }),
-                MatchesRegex(consoleLine + "[^ ]+ Thread\\[[0-9a-f]+\\]: lost 3\t\n"))
-        << "once, since debug logging has put it there";
-}
-
-TEST_F(CNSLogTest, AnInactiveBookIsPassedBy) {
-    struct Inactive : FLogBookDummy {
-        bool isInactive() const override { return true; }
-    };
-    init(0);
-    FTransferLog::useLogBook(FRef<FLogBook>(new Inactive));
-    EXPECT_THAT(console([] { CNSLog("line"); }), HasSubstr("line\n"));
-    FTransferLog::useLogBook(FRef<FLogBook>(new FLogBookDummy));
-    EXPECT_EQ(console([] { CNSLog("line"); }), "");
-}
-
-TEST_F(CNSLogTest, GoesOnWhenTheDirectoryCannotBeMade) {
-    init(0);
-    writeFile(folder.file("file"), "");
-    const std::string bad = folder.file("file/logs");
-    EXPECT_THAT(console([&] { CNSInitLog(0, 0, "KvnGUIAgent", bad.c_str()); }),
-                MatchesRegex(consoleLine + "Failed to set user log dir: " + bad + "\n"));
-    const FGStr<wchar_t> directory = FSysInfoPaths::getUserLogDirW();
-    CNSInitLog(0, 0, "KvnGUIAgent", "x"); // too short to be one
-    EXPECT_EQ(FSysInfoPaths::getUserLogDirW(), directory);
-}
-
-TEST_F(CNSLogTest, GoesOnWhenTheFileCannotBeMade) {
-    init(0);
-    std::filesystem::remove_all(folder.file("logs"));
+    fs::remove_all(folder.file("logs"));
     writeFile(folder.file("logs"), ""); // tests run as root, whom permissions do not stop
     const CapturedLog log;
-    EXPECT_THAT(console([] { EXPECT_FALSE(CNSUseNewLogBook()); }),
-                MatchesRegex(consoleLine + "Failed to create LogBookFile[.]\n"));
+    EXPECT_THAT(console([&] { init(kLogModeNewLogBook); }),
+                MatchesRegex(consoleLine + "Failed to set user log dir: " + folder.file("logs") + "\n" +
+                             consoleLine + "Failed to create LogBookFile[.]\n"));
     CNSLog("still there");
-    EXPECT_TRUE(log.contains("still there")) << "the former book stays";
+    EXPECT_THAT(log.lines(), ElementsAre("still there")) << "the former book stays";
+    CNSInitLog(0, 0, "KvnGUIAgent", "x"); // too short to be a directory
+    EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), folder.file("logs/"));
 }
 
 /// Logs when its thread ends, after what the thread has made later is gone.
@@ -186,21 +160,22 @@ TEST_F(CNSLogTest, AThreadMayLogUntilItsVeryEnd) {
         thread_local const LastWords lastWords;
         static_cast<void>(&lastWords);
         const auto captured = FTransferLog::useLogBook(FRef<FLogBook>(new FLogBookDummy));
-        CNSLog("swallowed by a book that only this thread holds on to");
+        CNSLog("discarded by a book that only this thread holds");
         FTransferLog::useLogBook(captured);
     }).join();
-    EXPECT_EQ(log.lines(), std::vector<std::string>{"last words"});
+    EXPECT_THAT(log.lines(), ElementsAre("last words"));
 }
 
 TEST_F(CNSLogTest, ThreadsLogWhileTheBookIsReplaced) {
     init(kLogModeDebugOff | kLogModeNewLogBook);
     std::atomic<bool> stop = false;
-    std::atomic<int> written = 0;
+    std::atomic<std::size_t> written = 0;
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([&] {
             while (!stop) {
-                CNSLog("line %d", ++written);
+                ++written;
+                CNSLog("line");
             }
         });
     }
@@ -214,10 +189,47 @@ TEST_F(CNSLogTest, ThreadsLogWhileTheBookIsReplaced) {
     }
     std::size_t found = 0;
     for (const std::string& file : logFiles()) {
-        const std::string content = readFile(file);
-        found += Kvs::FGStr<char>(content).count("\tline ");
+        found += FGStr<char>(readFile(file)).count("\tline\n");
     }
-    EXPECT_EQ(found, static_cast<std::size_t>(written));
+    EXPECT_EQ(found, written);
+}
+
+TEST(CNSCleanupLogDir, DeletesOldLogFilesOnly) {
+    const TemporaryFolder folder;
+    fs::create_directories(folder.file("logs/folder.log"));
+    fs::create_directories(folder.file("other/log"));
+    fs::create_symlink(folder.file("other/kept.txt"), folder.file("logs/link.txt"));
+    fs::create_symlink(folder.file("other"), folder.file("logs/link.log"));
+    const auto leave = [&](long minutes, std::initializer_list<const char*> names) {
+        const timespec changed{time(nullptr) - minutes * 60, 0};
+        const timespec times[] = {changed, changed};
+        for (const char* name : names) {
+            writeFile(folder.file(name), "x"); // does nothing to a folder
+            ASSERT_EQ(utimensat(AT_FDCWD, folder.file(name).c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << name;
+        }
+    };
+    leave(721, {"logs/OLD.LOG", "logs/b.Zip", "logs/.txt", "logs/link.txt", "logs/link.log",
+                "beside_logs.txt", "other/log/a.txt"});
+    leave(721, {"logs/old.log.1", "logs/log", "logs/a.txtx", "logs/folder.log/a.txt", "logs/folder.log",
+                "other/kept.txt"});
+    leave(719, {"logs/young.txt"});
+    leave(-10, {"logs/future.txt"});
+
+    const CapturedLog log;
+    CNSCleanupLogDir(folder.file("logs").c_str(), 720);
+    CNSCleanupLogDir(folder.file("other/log").c_str(), 720);
+    CNSCleanupLogDir("/missing/logs", 720);
+    CNSCleanupLogDir("", 720);
+    CNSCleanupLogDir(nullptr, 720);
+    EXPECT_THAT(log.lines(), ElementsAre());
+    std::vector<std::string> left;
+    for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
+        left.push_back(entry.path().lexically_relative(folder.path()).string());
+    }
+    EXPECT_THAT(left,
+                testing::UnorderedElementsAre("logs", "logs/old.log.1", "logs/log", "logs/a.txtx",
+                                              "logs/folder.log", "logs/folder.log/a.txt", "logs/young.txt",
+                                              "logs/future.txt", "other", "other/log", "other/kept.txt"));
 }
 
 } // namespace

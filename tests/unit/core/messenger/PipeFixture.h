@@ -3,7 +3,7 @@
 #include "core/messenger/FComMessengerPipe.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"

@@ -37,48 +37,33 @@ protected:
         EXPECT_TRUE(waitUntil([&] { return living == 0; })) << "work was not deleted";
     }
 
-    std::unique_ptr<Work> work(std::function<void()> function) {
-        return std::make_unique<Work>(std::move(function), living);
+    bool start(FThread& thread, std::function<void()> function) {
+        return thread.execute(std::make_unique<Work>(std::move(function), living));
     }
 
+    std::atomic<bool> go = false;
     std::atomic<int> living = 0;
 };
 
-TEST_F(FThreadTest, JoinWaitsForAJoinableJob) {
+TEST_F(FThreadTest, EveryJoinWaitsForAJoinableJob) {
     FThread thread;
-    std::atomic<bool> go = false;
     bool done = false; // joining orders the accesses
-    thread.setJoinable(true);
-    ASSERT_TRUE(thread.execute(work([&] {
-        EXPECT_TRUE(thread.isCurrent());
-        thread.join(); // on its own thread: must not wait for itself
-        EXPECT_TRUE(waitUntil([&] { return go.load(); }));
-        done = true;
-    })));
-    EXPECT_FALSE(thread.isCurrent());
-    go = true;
-    thread.join();
-    EXPECT_TRUE(done);
-    thread.join();
-    EXPECT_FALSE(thread.isCurrent());
-}
-
-TEST_F(FThreadTest, EveryJoinWaits) {
-    FThread thread;
-    std::atomic<bool> go = false;
     std::atomic<int> joining = 0;
     std::atomic<int> joined = 0;
     thread.setJoinable(true);
-    ASSERT_TRUE(thread.execute(work([&] {
+    ASSERT_TRUE(start(thread, [&] {
         EXPECT_TRUE(waitUntil([&] { return go.load(); }));
         EXPECT_TRUE(thread.isCurrent()); // also while others join it
-        thread.join();
-    })));
+        thread.join();                   // on its own thread: must not wait for itself
+        done = true;
+    }));
+    EXPECT_FALSE(thread.isCurrent());
     std::vector<std::thread> joiners;
     for (int i = 0; i < 3; ++i) {
         joiners.emplace_back([&] {
             ++joining;
             thread.join();
+            EXPECT_TRUE(done);
             ++joined;
         });
     }
@@ -88,54 +73,44 @@ TEST_F(FThreadTest, EveryJoinWaits) {
     for (std::thread& joiner : joiners) {
         joiner.join();
     }
+    thread.join(); // with no job left
+    EXPECT_FALSE(thread.isCurrent());
 }
 
-TEST_F(FThreadTest, NewWorkAbandonsTheOldOne) {
-    FThread thread;
-    std::atomic<bool> go = false;
+TEST_F(FThreadTest, NewWorkAndTheRecordsEndAbandonAJob) {
     std::atomic<int> done = 0;
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_TRUE(thread.execute(work([&] {
-            EXPECT_TRUE(waitUntil([&] { return go.load(); }));
-            ++done;
-        })));
+    {
+        FThread thread;
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_TRUE(start(thread, [&] {
+                EXPECT_TRUE(waitUntil([&] { return go.load(); }));
+                ++done;
+            }));
+        }
+        thread.join(); // not joinable: returns at once, while the jobs still wait
     }
-    thread.join(); // not joinable: returns at once, while the jobs still wait
     EXPECT_EQ(done, 0);
     go = true;
     EXPECT_TRUE(waitUntil([&] { return done == 3; }));
 }
 
-TEST_F(FThreadTest, TheRecordMayGoBeforeItsJob) {
-    std::atomic<bool> gone = false;
-    std::atomic<bool> done = false;
-    {
-        FThread thread;
-        ASSERT_TRUE(thread.execute(work([&] {
-            EXPECT_TRUE(waitUntil([&] { return gone.load(); }));
-            done = true;
-        })));
-    }
-    gone = true;
-    EXPECT_TRUE(waitUntil([&] { return done.load(); }));
-}
-
-TEST(FCondTimedWait, ZeroTestsTheFlag) {
+TEST(FCondTimedWait, WaitsForTheFlagOrTheTime) {
     FThreadCondition condition;
+    const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(fCondTimedWait(condition.handle(), 0), kCondTimedOut);
+    EXPECT_EQ(fCondTimedWait(condition.handle(), 20), kCondTimedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(19)); // clocks differ
     condition.signal();
     EXPECT_EQ(fCondTimedWait(condition.handle(), 0), kCondSignalled);
     EXPECT_EQ(fCondTimedWait(condition.handle(), 60'000), kCondSignalled);
-    EXPECT_TRUE(condition.isSignalled());
     condition.clear();
     EXPECT_EQ(fCondTimedWait(condition.handle(), 0), kCondTimedOut);
-}
-
-TEST(FCondTimedWait, WaitsAtLeastTheTime) {
-    FThreadCondition condition;
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(fCondTimedWait(condition.handle(), 20), kCondTimedOut);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(19)); // clocks differ
+    for (int round = 0; round < 50; ++round) {
+        condition.clear();
+        std::thread other([&] { condition.signal(); });
+        EXPECT_EQ(fCondTimedWait(condition.handle(), 60'000), kCondSignalled);
+        other.join();
+    }
 }
 
 TEST(FCondTimedWait, TheDeadlineCarriesIntoSeconds) {
@@ -150,15 +125,6 @@ TEST(FCondTimedWait, TheDeadlineCarriesIntoSeconds) {
         const timespec deadline = fDeadlineAfter(c.now, c.milliseconds);
         EXPECT_EQ(deadline.tv_sec, c.deadline.tv_sec) << c.milliseconds;
         EXPECT_EQ(deadline.tv_nsec, c.deadline.tv_nsec) << c.milliseconds;
-    }
-}
-
-TEST(FCondTimedWait, AnotherThreadWakesIt) {
-    for (int round = 0; round < 50; ++round) {
-        FThreadCondition condition;
-        std::thread other([&] { condition.signal(); });
-        EXPECT_EQ(fCondTimedWait(condition.handle(), 60'000), kCondSignalled);
-        other.join();
     }
 }
 

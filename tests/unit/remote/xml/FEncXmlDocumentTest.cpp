@@ -1,6 +1,6 @@
 #include "remote/xml/FEncXmlDocument.h"
 
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 
 #include <gtest/gtest.h>
 

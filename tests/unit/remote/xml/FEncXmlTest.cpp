@@ -1,6 +1,6 @@
 #include "remote/xml/FEncXml.h"
 
-#include "core/text/Widening.h"
+#include "core/text/FGStr.h"
 #include "remote/xml/FEncXmlDocument.h"
 
 #include <gtest/gtest.h>

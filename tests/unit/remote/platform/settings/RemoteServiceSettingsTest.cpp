@@ -1,7 +1,7 @@
 #include "remote/platform/settings/RemoteServiceSettings.h"
-#include "core/base/FException.h"
-#include "core/platform/Conversions.h"
-#include "core/text/Widening.h"
+#include "core/base/Errors.h"
+#include "core/text/FGStr.h"
+#include "core/time/FTime.h"
 #include "remote/FXmlConfigFile.h"
 #include "tests/unit/remote/platform/settings/SettingsFixture.h"
 

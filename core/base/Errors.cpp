@@ -1,4 +1,4 @@
-#include "core/base/Debug.h"
+#include "core/base/Errors.h"
 
 #include <cstdio>
 #include <cstdlib>

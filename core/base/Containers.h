@@ -7,8 +7,12 @@
 
 namespace Kvs {
 
-/// A small map that keeps insertion order: found by walking and comparing keys, which beats hashing
-/// for the handful of entries that attributes, connections and handlers have.
+/// The library's growing list: entries in insertion order, geometric growth.
+template <class T>
+using FList = std::vector<T>;
+
+/// A small map that keeps insertion order. It finds an entry by comparing the keys one by one, which is
+/// faster than hashing for the few entries that attributes and connections have.
 template <class Key, class Value>
 class FMap {
 public:
@@ -23,19 +27,14 @@ public:
         }
     }
 
-    /// The value of `key`, or null.
+    /// Returns the value of `key`, or null.
     template <class K>
     Value* find(const K& key) {
         auto entry = position(key);
         return entry == entries_.end() ? nullptr : &entry->second;
     }
 
-    template <class K>
-    const Value* find(const K& key) const {
-        return const_cast<FMap*>(this)->find(key);
-    }
-
-    /// Whether there was such a key.
+    /// Returns false if there is no such key.
     template <class K>
     bool remove(const K& key) {
         auto entry = position(key);
@@ -47,8 +46,6 @@ public:
     }
 
     std::size_t count() const { return entries_.size(); }
-    bool isEmpty() const { return entries_.empty(); }
-    void clear() { entries_.clear(); }
 
     auto begin() { return entries_.begin(); }
     auto end() { return entries_.end(); }

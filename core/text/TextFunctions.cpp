@@ -1,4 +1,4 @@
-#include "core/text/DoubleText.h"
+#include "core/text/TextFunctions.h"
 
 #include <locale>
 #include <sstream>
@@ -57,7 +57,7 @@ std::size_t fReadDouble(std::string_view text, double& value) {
     if (length > 0) {
         std::istringstream in{std::string(text.substr(0, length))};
         in.imbue(std::locale::classic());
-        // Out of range fails, but stores the nearest value all the same.
+        // The stream fails for a number out of range, but stores the nearest value all the same.
         in >> value;
     }
     return length;

@@ -1,0 +1,146 @@
+#include "core/base/Errors.h"
+#include "core/system/FSysInfoPaths.h"
+#include "core/system/FileDescriptor.h"
+#include "core/system/PosixDifferences.h"
+#include "core/system/ReadFile.h"
+#include "core/system/WakePipe.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <poll.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+using namespace Kvs;
+using kvn::test::TemporaryFolder;
+using kvn::test::writeFile;
+
+TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
+    const std::pair<const char*, std::string> cases[] = {
+        {"", "/bin/ps"}, {"/", "/bin/ps"}, {"/r", "/r/bin/ps"}, {"/r//", "/r/bin/ps"}};
+    for (const auto& [root, path] : cases) {
+        FSysInfoPaths::setRoot(root);
+        EXPECT_EQ(FSysInfoPaths::underRoot("/bin/ps"), path) << root;
+    }
+    const auto& config = FOSXSystemConfig::getInstance();
+    const std::string directory = "/r/Library/Application Support/com.korvane.remote/config";
+    EXPECT_EQ(fNarrow(config.getServiceConfigDirectory(L"")), directory);
+    EXPECT_EQ(fNarrow(config.getServiceConfigDirectory(L"Name")), directory + "/Name");
+    FSysInfoPaths::setRoot("");
+}
+
+/// Runs in a process of its own, where no log directory has been set and HOME may change.
+void pathsFollowTheHome() {
+    const auto homeFor = [](const char* value) {
+        setenv("HOME", value, 1);
+        return FSysInfoPaths::getHomeFolder().str();
+    };
+    EXPECT_EQ(homeFor("/h"), "/h/");
+    EXPECT_EQ(homeFor("/h/"), "/h/");
+    EXPECT_EQ(homeFor(""), "./");
+    unsetenv("HOME");
+    EXPECT_EQ(fNarrow(FSysInfoPaths::getHomeFolderW()), "./");
+    const TemporaryFolder home;
+    homeFor(home.path().c_str());
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(fNarrow(FOSXSystemConfig::getInstance().getServiceLogDirectory(L"")), home.file("KvLogs/"));
+        EXPECT_TRUE(std::filesystem::is_directory(home.file("KvLogs")));
+    }
+}
+
+TEST(FSysInfoPathsDeathTest, TheDefaultLogDirectoryIsMadeInTheHome) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto run = [] {
+        pathsFollowTheHome();
+        std::_Exit(HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+}
+
+TEST(FSysInfoPaths, SetsTheLogDirectory) {
+    const TemporaryFolder folder;
+    for (const std::string ending : {"", "/"}) {
+        FSysInfoPaths::setUserLogDirW(fWiden(folder.file("x") + ending));
+        EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), folder.file("x/"));
+    }
+    const auto permissions = std::filesystem::status(folder.file("x")).permissions();
+    EXPECT_EQ(permissions, std::filesystem::perms(0777));
+    EXPECT_THAT(fNarrow(FSysInfoPaths::getNewLogFileNameW(L"Agent_", L".txt")),
+                testing::MatchesRegex(folder.file("x/Agent_[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}-[0-9]{2}-"
+                                                  "[0-9]{2}[.][0-9]{3}[.]txt")));
+
+    writeFile(folder.file("file"), "");
+    for (const std::string& bad :
+         {folder.file("file"), folder.file("file/below"), folder.file("missing/below"), std::string()}) {
+        EXPECT_THROW(FSysInfoPaths::setUserLogDirW(fWiden(bad)), FException) << bad;
+    }
+    EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), folder.file("x/")) << "the former one stays";
+}
+
+TEST(FileDescriptor, AssigningClosesTheFormerNumberAtOnce) {
+    FileDescriptor kept(::dup(0));
+    FileDescriptor other(::dup(0));
+    const int former = kept.get();
+    const int number = other.get();
+    kept = std::move(other);
+    EXPECT_EQ(kept.get(), number);
+    EXPECT_EQ(fcntl(former, F_GETFD), -1);
+    FileDescriptor& same = kept;
+    kept = std::move(same);
+    EXPECT_NE(fcntl(number, F_GETFD), -1);
+}
+
+TEST(fReadFile, StopsAtTheLimit) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("f");
+    writeFile(path, std::string(5000, 'x'));
+    ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(fReadFile(path, 5000), std::string(5000, 'x'));
+    EXPECT_EQ(fReadFile(folder.file("pipe"), 1), "") << "waits for no writer";
+    const std::pair<std::string, int> failures[] = {
+        {path, EFBIG}, {folder.file("missing"), ENOENT}, {folder.path(), EISDIR}};
+    for (const auto& [bad, error] : failures) {
+        EXPECT_FALSE(fReadFile(bad, 4999));
+        EXPECT_EQ(errno, error) << bad;
+    }
+}
+
+TEST(PosixDifferences, SocketsAreNotInherited) {
+    const FileDescriptor socket = closeOnExecSocket(AF_UNIX, SOCK_STREAM);
+    EXPECT_EQ(fcntl(socket.get(), F_GETFD), FD_CLOEXEC);
+    EXPECT_FALSE(closeOnExecSocket(-1, SOCK_STREAM));
+}
+
+TEST(PosixDifferences, ThreadsHaveDifferentNumbers) {
+    const std::uint32_t mine = threadIdNumber();
+    std::thread([=] { EXPECT_NE(threadIdNumber(), mine); }).join();
+    EXPECT_EQ(threadIdNumber(), mine);
+}
+
+TEST(WakePipe, WakesAndNeverBlocks) {
+    const WakePipe pipe;
+    pollfd polled = {pipe.descriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&polled, 1, 0), 0);
+    for (int i = 0; i < 100'000; ++i) { // more than a pipe holds
+        pipe.wake();
+    }
+    EXPECT_EQ(::poll(&polled, 1, 0), 1);
+    pipe.drain();
+    pipe.drain();
+    EXPECT_EQ(::poll(&polled, 1, 0), 0);
+    EXPECT_EQ(fcntl(pipe.descriptor(), F_GETFD), FD_CLOEXEC);
+}
+
+} // namespace
