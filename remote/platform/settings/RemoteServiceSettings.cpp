@@ -1,6 +1,5 @@
 #include "remote/platform/settings/RemoteServiceSettings.h"
 
-#include "core/base/Debug.h"
 #include "core/base/FException.h"
 #include "core/logging/CNSLog.h"
 #include "core/platform/Conversions.h"
@@ -31,8 +30,6 @@ constexpr char kRemoteAccessIntervalEnd[] = "RemoteAccessIntervalEnd";
 constexpr char kShowStatusBarMenu[] = "ShowStatusBarMenu";
 constexpr char kLastClientProcessInfo[] = "LastClientProcessInfo";
 
-RemoteServiceSettings* installedSettings = nullptr;
-
 Kvs::FGStr<wchar_t> settingsFile() {
     auto path = Kvs::FOSXSystemConfig::getInstance().getServiceConfigDirectory(L"KorvaneRemoteservice");
     return path.append(L"/settings.xml");
@@ -57,17 +54,6 @@ std::optional<RemoteServiceSettings::Date> dateOf(const std::optional<std::strin
 RemoteServiceSettings::RemoteServiceSettings(RemoteAppSuitePrefs& preferences)
     : preferences_(preferences), settingsFileW_(settingsFile()) {
     updateSettings();
-}
-
-RemoteServiceSettings& RemoteServiceSettings::sharedSettings() {
-    if (!installedSettings) {
-        Kvs::f_dbg_error("installedSettings", __FILE__, __LINE__, true);
-    }
-    return *installedSettings;
-}
-
-void RemoteServiceSettings::setSharedSettings(RemoteServiceSettings* settings) {
-    installedSettings = settings;
 }
 
 void RemoteServiceSettings::updateSettings() {
@@ -105,7 +91,7 @@ void RemoteServiceSettings::updateAccessInterval() {
     const Date now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
     accessIntervalBegin_ = begin && end ? *begin : now;
     accessIntervalEnd_ = begin && end ? *end : now;
-    // The stored end decides, over what the policy said. Its text counts as the number of its year.
+    // The stored end replaces the value of the policy. As a number its text is the year.
     canChangeAccessInterval_ = booleanForKey(kRemoteAccessIntervalEnd);
 }
 
@@ -158,7 +144,7 @@ std::string RemoteServiceSettings::verifySessionLogPath(std::string_view path) {
     if (!fs::exists(folder, error)) {
         fs::create_directories(folder, error);
         if (!error) {
-            // Whatever the umask says: every user's agent logs there.
+            // Whatever the umask is: every user's agent logs there.
             fs::permissions(folder, fs::perms::all, error);
         }
         if (error) {
