@@ -10,58 +10,37 @@ namespace kvn::test {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::_;
 using testing::ElementsAre;
+using testing::Return;
 
-struct RecordingDelegate : RemoteServiceConnectorDelegate {
-    void serviceConnectorReceivedAgentRegistrationResult(RemoteServiceConnector&,
-                                                         const OFRRequestResult&) override {}
-    void serviceConnectorFailedWithError(RemoteServiceConnector&, std::int32_t code,
-                                         const std::string& description) override {
-        failures.push_back(description + " " + std::to_string(code));
-    }
-    void serviceConnectorLostConnection(RemoteServiceConnector&) override {}
-    bool serviceConnectorShouldHandleLaunchRequest(RemoteServiceConnector&, const std::string&,
-                                                   const std::vector<std::string>&) override {
-        return launches;
-    }
-    void updateStatus() override { ++statusUpdates; }
-
-    std::vector<std::string> failures;
-    std::atomic<bool> launches{true};
-    int statusUpdates = 0;
+struct MockDelegate : RemoteServiceConnectorDelegate {
+    using Connector = RemoteServiceConnector;
+    MOCK_METHOD(void, serviceConnectorReceivedAgentRegistrationResult, (Connector&, const OFRRequestResult&),
+                (override));
+    MOCK_METHOD(void, serviceConnectorFailedWithError, (Connector&, std::int32_t, const std::string&),
+                (override));
+    MOCK_METHOD(void, serviceConnectorLostConnection, (Connector&), (override));
+    MOCK_METHOD(bool, serviceConnectorShouldHandleLaunchRequest,
+                (Connector&, const std::string&, const std::vector<std::string>&), (override));
+    MOCK_METHOD(void, updateStatus, (), (override));
 };
-
-std::string execute(const std::string& executable) {
-    return "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"" + executable +
-           "\" Parameters=\" /sessionid:123 /transferlog:on\"/>";
-}
 
 class RemoteServiceConnectorTest : public testing::Test {
 protected:
-    RemoteServiceConnectorTest()
-        : connector(std::make_shared<RemoteServiceConnector>(env.connector, delegate)) {}
+    RemoteServiceConnectorTest() {
+        ON_CALL(delegate, serviceConnectorShouldHandleLaunchRequest).WillByDefault(Return(true));
+    }
     ~RemoteServiceConnectorTest() override { connector->close(); }
 
-    /// Opens the pipe, so that the service can push.
-    void connect() {
-        bool answered = false;
-        connector->requestServiceStatus([&](const auto*, std::int32_t) { answered = true; });
-        ASSERT_TRUE(env.loop.runUntil([&] { return answered; }));
-    }
-    void pushAndWaitForLog(FakeService& service, const std::string& message, const std::string& line) {
-        service.push(message);
-        ASSERT_TRUE(env.loop.runUntil([&] { return env.log.contains(line); })) << line;
-    }
-    void pushAndWaitForLaunch(FakeService& service, const std::string& message,
-                              const std::string& line = "Launching client") {
-        const auto scheduled = env.loop.scheduledCount();
-        pushAndWaitForLog(service, message, line);
-        ASSERT_TRUE(waitUntil([&] { return env.loop.scheduledCount() == scheduled + 1; })); // after the line
+    void execute(const std::string& executable) {
+        connector->processCommand({0, "ExecuteProcess", executable, " /sessionid:123 /transferlog:on"});
     }
 
     AgentEnvironment env;
-    RecordingDelegate delegate;
-    std::shared_ptr<RemoteServiceConnector> connector;
+    testing::NiceMock<MockDelegate> delegate;
+    std::shared_ptr<RemoteServiceConnector> connector =
+        std::make_shared<RemoteServiceConnector>(env.connector, delegate);
 };
 
 TEST_F(RemoteServiceConnectorTest, EachAnswerReachesItsOwnHandlerOnce) {
@@ -125,87 +104,82 @@ TEST_F(RemoteServiceConnectorTest, WithoutAServiceEveryRequestFails) {
     EXPECT_EQ(results, std::vector<std::int32_t>(4, Kvs::kFailure));
     EXPECT_TRUE(env.log.contains("KvnRemoteServiceCtrl::sendRequest: no messenger for given pipe ID"));
 
+    EXPECT_CALL(delegate,
+                serviceConnectorFailedWithError(_, Kvs::kFailure, "sendSystemRebootRequest request failed."));
     EXPECT_EQ(connector->sendSystemRebootRequest(), Kvs::kFailure);
-    connector->registerServiceAgent();
-    EXPECT_THAT(delegate.failures, ElementsAre("sendSystemRebootRequest request failed. -2147483648"));
-    env.loop.runPending(); // the failure of the registration is reported later
-    EXPECT_EQ(delegate.failures.back(), "registerServiceAgent failed. -2147483648");
+    EXPECT_EQ(connector->registerServiceAgent(), Kvs::kFailure);
+    // The failure of the registration is reported later.
+    EXPECT_CALL(delegate, serviceConnectorFailedWithError(_, Kvs::kFailure, "registerServiceAgent failed."));
+    env.loop.runPending();
 }
 
 TEST_F(RemoteServiceConnectorTest, LaunchesTheClientAfterADelayAndReportsIt) {
-    FakeService service(answerAsOnlineService);
-    connect();
+    FakeService service;
+    EXPECT_CALL(delegate, updateStatus).Times(2);
     const struct {
         std::chrono::seconds upTime;
-        std::string executable;
-        std::string launched;
+        std::string executable, launched;
         std::chrono::milliseconds delay;
         std::string line;
     } cases[] = {
-        {90s, "&quot;/opt/client&quot;", "/opt/client", 1s, "Launching client in 1.0 seconds"},
-        {89s, "/Applications/C.app", "/Applications/C.app/Contents/MacOS/Inner", 12s,
-         "Launching client in 12.0 seconds"},
+        {90s, "\"/opt/client\"", "/opt/client", 1s, "Launching client in 1.0 seconds"},
+        {89s, "/C.app", "/C.app/Contents/MacOS/Inner", 12s, "Launching client in 12.0 seconds"},
     };
     for (const auto& c : cases) {
         env.system.up = c.upTime;
-        env.runner.launched.clear();
-        const auto reports = service.count("<ClientLauched");
-        pushAndWaitForLaunch(service, execute(c.executable), c.line);
+        execute(c.executable);
+        EXPECT_TRUE(env.log.contains(c.line));
         env.loop.advance(c.delay - 1ms);
-        EXPECT_TRUE(env.runner.launched.empty());
+        EXPECT_FALSE(env.log.contains("Started: " + c.launched));
         env.loop.advance(1ms);
-        ASSERT_EQ(env.runner.launched.size(), 1U);
-        EXPECT_EQ(env.runner.launched[0].first, c.launched);
-        EXPECT_THAT(env.runner.launched[0].second, ElementsAre("-sid:123", "-transferlog:on"));
-        EXPECT_TRUE(
-            waitUntil([&] { return service.count("<ClientLauched ProcessID=\"4300\"") == reports + 1; }));
+        EXPECT_EQ(env.runner.launched.back().first, c.launched);
+        EXPECT_THAT(env.runner.launched.back().second, ElementsAre("-sid:123", "-transferlog:on"));
         EXPECT_TRUE(
             env.log.contains("Started: " + c.launched + " procId: 4300, args: (-sid:123, -transferlog:on)"));
     }
+    EXPECT_TRUE(waitUntil([&] { return service.count("<ClientLauched ProcessID=\"4300\"") == 2; }));
     EXPECT_EQ(env.preferences.stringForKey("LastClientProcessInfo"), "4300|100008|alice");
-    EXPECT_EQ(delegate.statusUpdates, 2);
 }
 
-TEST_F(RemoteServiceConnectorTest, AFailedLaunchIsLoggedAndOtherCommandsLaunchNothing) {
-    FakeService service(answerAsOnlineService);
-    connect();
+TEST_F(RemoteServiceConnectorTest, AFailedLaunchIsNotReportedAndOtherCommandsLaunchNothing) {
+    FakeService service;
+    EXPECT_CALL(delegate, updateStatus).Times(0);
     env.runner.fails = true;
-    pushAndWaitForLaunch(service, execute("/opt/client"));
+    execute("/opt/client");
     env.loop.advance(1s);
     EXPECT_TRUE(
         env.log.contains("Failed to launch: /opt/client args: (-sid:123, -transferlog:on)\nException: "));
-    EXPECT_EQ(service.count("ClientLauched"), 0U);
-    EXPECT_EQ(delegate.statusUpdates, 0);
-    EXPECT_FALSE(env.preferences.stringForKey("LastClientProcessInfo"));
+    EXPECT_EQ(env.preferences.stringForKey("LastClientProcessInfo"), std::nullopt);
 
     env.runner.launched.clear();
-    pushAndWaitForLog(service, "<ServiceCommand Command=\"executeprocess\" Executable=\"/bin/true\"/>",
-                      "Received unknown service command: executeprocess");
-    delegate.launches = false;
-    pushAndWaitForLog(service, execute("/opt/client"),
-                      "Delegate handled launch request: /opt/client args: (-sid:123, -transferlog:on)");
+    connector->processCommand({0, "executeprocess", "/bin/true", ""});
+    EXPECT_TRUE(env.log.contains("Received unknown service command: executeprocess"));
+    EXPECT_CALL(delegate, serviceConnectorShouldHandleLaunchRequest(_, "/opt/client", _))
+        .WillOnce(Return(false));
+    execute("/opt/client");
+    EXPECT_TRUE(
+        env.log.contains("Delegate handled launch request: /opt/client args: (-sid:123, -transferlog:on)"));
     env.loop.advance(1min);
     EXPECT_TRUE(env.runner.launched.empty());
 }
 
 TEST_F(RemoteServiceConnectorTest, AScheduledLaunchHappensAfterTheConnectorIsDropped) {
-    FakeService service(answerAsOnlineService);
-    connect();
-    pushAndWaitForLaunch(service, execute("/opt/client"));
+    FakeService service;
+    execute("/opt/client");
     connector->close();
     connector = std::make_shared<RemoteServiceConnector>(env.connector, delegate);
     env.loop.advance(1s);
-    EXPECT_EQ(env.runner.launched.size(), 1U);
-    EXPECT_TRUE(waitUntil([&] { return service.count("ClientLauched") > 0; }));
+    EXPECT_TRUE(waitUntil([&] { return service.count("<ClientLauched") == 1; }));
 }
 
-TEST_F(RemoteServiceConnectorTest, LaunchesAtMostThirtyTwoClientsAtOnce) {
-    FakeService service(answerAsOnlineService);
-    connect();
-    for (int i = 0; i < 200; ++i) {
-        service.push(execute("/opt/client"));
+TEST_F(RemoteServiceConnectorTest, CarriesOutAtMostThirtyTwoLaunchesThatTheServiceSends) {
+    FakeService service;
+    connector->requestServiceStatus({});
+    ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 1; }));
+    for (int i = 0; i < 50; ++i) {
+        service.push("<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/opt/client\"/>");
     }
-    ASSERT_TRUE(env.loop.runUntil([&] { return env.log.contains("Too many launch requests, dropped"); }));
+    ASSERT_TRUE(waitUntil([&] { return env.log.contains("Too many launch requests, dropped"); }));
     env.loop.advance(1s);
     EXPECT_EQ(env.runner.launched.size(), 32U);
 }
