@@ -25,7 +25,10 @@ struct FakePower : PowerManagement {
         id = error == 0 ? ++lastAssertion : id;
         return error;
     }
-    std::int32_t releaseAssertion(AssertionId) override { return error; }
+    std::int32_t releaseAssertion(AssertionId id) override {
+        CNSLog("release %x", id);
+        return error;
+    }
     bool registerForSystemPower(MessageHandler handler) override {
         send = error == 0 ? std::move(handler) : nullptr;
         return error == 0;
@@ -162,13 +165,13 @@ TEST_F(SystemSleepMonitorTest, WakesTheDisplayAndHoldsOneAssertion) {
            {"prevent Remote desktop session running",
             "IOPMAssertPreventUserIdleDisplaySleep succeeded with assertionID: 1b"});
     expect([&] { loop_.advance(1s); },
-           {"Allowing display to sleep. Succeeded with assertionID: 1b",
+           {"release 1b", "Allowing display to sleep. Succeeded with assertionID: 1b",
             "prevent Remote desktop session running",
             "IOPMAssertPreventUserIdleDisplaySleep succeeded with assertionID: 1c"});
     expect(wake, {call + "42", woken});
     power_.error = -1;
     expect([&] { monitor_.allowDisplaySleep(); },
-           {"Allowing display to sleep. Failed with assertionID: 1c, error: ffffffff"});
+           {"release 1c", "Allowing display to sleep. Failed with assertionID: 1c, error: ffffffff"});
     expect([&] { monitor_.allowDisplaySleep(); }, {});
     loop_.advance(1999ms);
     expect([&] { loop_.advance(1ms); },

@@ -66,19 +66,6 @@ TEST_F(RemoteServiceConnectorTest, EachAnswerReachesItsOwnHandlerOnce) {
     EXPECT_THAT(servers, ElementsAre("a"));
 }
 
-TEST_F(RemoteServiceConnectorTest, TheAnswerToAProxyStatusRequestReachesNoHandler) {
-    // The command in the same delivery shows when the answer has been processed.
-    FakeService service(
-        [](const std::string&) {
-            return "<ServerStatus RequestData=\"1\"/><ServiceCommand Command=\"After\"/>";
-        },
-        Kvs::FRSCtrl::Pipe_RemoteServer);
-    EXPECT_EQ(connector->requestProxyStatus([&](const auto*, std::int32_t) { ADD_FAILURE(); }),
-              Kvs::kSuccess);
-    ASSERT_TRUE(waitUntil([&] { return env.log.contains("Received unknown service command: After"); }));
-    env.loop.runPending();
-}
-
 TEST_F(RemoteServiceConnectorTest, ForgetsTheOldestOfTooManyRequests) {
     FakeService service;
     std::vector<int> answered;
