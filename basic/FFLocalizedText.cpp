@@ -1,11 +1,10 @@
 #include "basic/FFLocalizedText.h"
 
 #include "basic/WindowsLanguages.h"
-#include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
+#include "core/text/TextFunctions.h"
 #include "core/threads/FThreadLock.h"
 
-#include <algorithm>
 #include <memory>
 
 namespace kvn {
@@ -27,9 +26,7 @@ SharedTexts& sharedTexts() {
 }
 
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [&](char x, char y) { return lower(x) == lower(y); });
+    return Kvs::fLowerAscii(std::string(a)) == Kvs::fLowerAscii(std::string(b));
 }
 
 void replaceAll(std::string& text, std::string_view placeholder, std::string_view replacement) {
@@ -67,9 +64,6 @@ const FFLocalizedText& FFLocalizedText::shared() {
     SharedTexts& texts = sharedTexts();
     Kvs::FLockGuard guard(texts.lock);
     if (!texts.instance) {
-        if (!texts.bundle || !texts.systemInfo) {
-            Kvs::f_dbg_error("texts.bundle && texts.systemInfo", __FILE__, __LINE__, true);
-        }
         texts.instance = std::make_unique<const FFLocalizedText>(
             *texts.bundle, texts.systemInfo->preferredLanguages(), texts.languageFile);
     }
@@ -196,7 +190,7 @@ FFLocalizedText::determineApplicationLanguage(const std::vector<std::string>& pr
         OCNSLog("No preferred languages in NSLocale. Using default lang: %@", language);
         return language;
     }
-    // The other preferred languages have no say in this.
+    // The other preferred languages only decide which languages are loaded.
     const std::string& preferred = preferredLanguages.front();
     std::string primary(primaryLanguage(preferred));
     if (languageMap_.contains(preferred)) {

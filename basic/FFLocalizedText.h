@@ -14,19 +14,19 @@
 
 namespace kvn {
 
-/// The texts that the product's platforms share, the menu's among them, in the user's language: from
-/// language.xml, which holds all languages, and from the bundle's string table (system texts).
+/// The texts of the user interface in the user's language: from language.xml, which holds all languages and
+/// is shared with the product's other platforms, and from the bundle's string table (system texts).
 ///
-/// Loading chooses the first preferred language, exactly or without its region, else English, and fills its
-/// gaps from English. Nothing changes afterwards: any thread may ask. A failure is logged and leaves texts
-/// out.
+/// Loading chooses the first preferred language, exactly or without its region, or else English, and adds
+/// missing texts from English. The texts do not change afterwards: any thread may read them. A failure to
+/// load is logged; its texts are missing.
 class FFLocalizedText {
 public:
-    /// A replacement and the placeholder that it stands for.
+    /// A replacement and the placeholder that it replaces.
     using Replacement = std::pair<std::optional<std::string_view>, std::optional<std::string_view>>;
 
-    /// Loads the texts. Without a file of its own, or when that holds no language, the bundle's
-    /// language.xml is read.
+    /// Loads the texts of the language file, or of the bundle's language.xml if no file is given or if the
+    /// file holds no language.
     FFLocalizedText(const host::Bundle& bundle, const std::vector<std::string>& preferredLanguages,
                     const std::optional<std::string>& languageFile);
     FFLocalizedText(const FFLocalizedText&) = delete;
@@ -35,27 +35,27 @@ public:
     /// The process's texts, loaded by the first call. Any thread.
     static const FFLocalizedText& shared();
 
-    /// Where `shared` finds the bundle and the preferred languages: set by main, which keeps both alive
-    /// until it sets null. Forgets the language file and the texts of before, so nobody may use them then.
+    /// Sets the sources of `shared`, which must be called before it and must outlive its use. Discards the
+    /// language file and the texts of earlier sources, so nobody may use them any more.
     static void setSharedSources(const host::Bundle* bundle, const host::SystemInfo* systemInfo);
 
-    /// The file that `shared` loads. After `setSharedSources`, before the first `shared`.
+    /// Sets the file that `shared` loads. Called after `setSharedSources`, before the first `shared`.
     static void useLanguageFile(std::string path);
 
-    /// The text, or an empty one, which is logged each time.
+    /// Returns the text. A missing one is logged, and an empty text returned.
     std::string stringForKey(std::string_view key) const;
 
     /// As `stringForKey`, with room for 100 more characters.
     std::string mutableStringForKey(std::string_view key) const;
 
-    /// The text, the default language's, or an empty one; logs nothing.
+    /// Returns the text, or the default language's, or an empty one. Logs nothing.
     std::string stringForKeyOrDefault(std::string_view key) const;
 
     /// A text of the bundle's string table.
     std::optional<std::string> systemStringForKey(std::string_view key) const;
 
-    /// The text with every occurrence of each placeholder replaced, pair by pair. The list ends at the
-    /// first pair with nothing in it.
+    /// Returns the text with every occurrence of each placeholder replaced, pair by pair. The list ends at
+    /// the first pair with a nullopt in it.
     std::string stringForKeyWithReplacements(std::string_view key,
                                              std::initializer_list<Replacement> replacements) const;
 
@@ -63,13 +63,14 @@ public:
     std::string stringForKeyWithReplacementsDictionary(std::string_view key,
                                                        const TextMap& replacements) const;
 
-    /// The text of every loaded language that has one, by Windows language id.
+    /// Returns the text of every loaded language that has one, by Windows language id.
     std::map<std::string, std::string> allStringsForKey(std::string_view key) const;
 
-    /// The code of a Windows language id.
+    /// Returns the language code of a Windows language id.
     std::optional<std::string> winLanguageKeyToLanguageCode(std::string_view id) const;
 
-    /// The Windows language id for a locale such as ("BR", "pt"), in any case; empty when there is none.
+    /// Returns the Windows language id for a locale such as ("BR", "pt"), whose case does not matter; empty
+    /// when there is none.
     std::string languageCodeForCountry(std::string_view country, std::string_view language) const;
 
 private:

@@ -7,14 +7,22 @@
 
 namespace kvn {
 
-/// The application's version, as its bundle's information list tells it. Any thread.
+/// The application's version as its bundle's information list gives it. Any thread.
 class FOCVersion {
 public:
-    static std::optional<std::string> versionInfo(const host::Bundle& bundle);
-    static std::optional<std::string> sourceRevision(const host::Bundle& bundle);
+    static std::optional<std::string> versionInfo(const host::Bundle& bundle) {
+        return bundle.infoValue("CFBundleVersion");
+    }
+    static std::optional<std::string> sourceRevision(const host::Bundle& bundle) {
+        return bundle.infoValue("com.korvane.source.revision");
+    }
 
     /// The version for people, two spaces, and the source revision in parentheses.
-    static std::string fullVersionInfo(const host::Bundle& bundle);
+    static std::string fullVersionInfo(const host::Bundle& bundle) {
+        constexpr char kNone[] = "(null)";
+        return bundle.infoValue("CFBundleShortVersionString").value_or(kNone) + "  (" +
+               sourceRevision(bundle).value_or(kNone) + ")";
+    }
 };
 
 } // namespace kvn

@@ -42,7 +42,7 @@ void logUnreadable(const std::string& path, int error) {
             path, mode, attributes.st_uid, attributes.st_gid, attributes.st_size);
 }
 
-/// The parser of one file: feeds it in pieces, hands the start tags on, and ends at the first fault.
+/// Reads one file in chunks, passes its start tags on, and stops at the first error.
 class Reading {
 public:
     explicit Reading(LanguageFileParser& target) : target_(target), parser_(XML_ParserCreate(nullptr)) {
@@ -53,7 +53,7 @@ public:
         XML_SetStartElementHandler(parser_.get(), [](void* self, const char* name, const char** attributes) {
             static_cast<Reading*>(self)->target_.didStartElement(name, attributes);
         });
-        // Both may make a small file into a huge one.
+        // Both can make a small file huge in memory.
         XML_SetEntityDeclHandler(parser_.get(), [](void* self, const char*, int, const char*, int,
                                                    const char*, const char*, const char*, const char*) {
             static_cast<Reading*>(self)->refuse("an entity declaration");

@@ -12,22 +12,23 @@ namespace kvn {
 using TextMap = std::map<std::string, std::string, std::less<>>; ///< Text by key.
 using LanguageMap = std::map<std::string, TextMap, std::less<>>; ///< Texts by language code.
 
-/// Reads a language file: elements "Language" with a Windows language id as "langKey", and behind each its
+/// Reads a language file: elements "Language" with a Windows language id as "langKey", each followed by its
 /// "KeyPair" elements with "key" and "value". Everything else in the file is ignored.
 ///
 /// Of languages that the user does not prefer only the keys required for all languages are kept. A file
-/// with entities or default attributes of its own is refused, so that it cannot swell in memory.
+/// that declares entities or default attributes is refused, because these can make a small file huge.
 class LanguageFileParser {
 public:
     static constexpr std::size_t kMaxBytes = std::size_t{8} << 20; // several times what the texts need
 
-    /// The tags of the preferred languages, the best first, and where the texts go; both outlive this.
+    /// `preferredLanguages` are language tags, the best first. The texts are added to `languageMap`. Both
+    /// must outlive the parser.
     LanguageFileParser(const std::vector<std::string>& preferredLanguages, LanguageMap& languageMap);
 
-    /// Adds the languages of one file. A failure is logged; what was read before it stays.
+    /// Adds the languages of one file. A failure is logged; texts read before it are kept.
     void parseLanguageData(const std::string& path);
 
-    /// A start tag; `attributes` are names and values in turn, up to a null.
+    /// Handles a start tag; `attributes` are names and values in turn, up to a null.
     void didStartElement(const char* element, const char* const* attributes);
 
 private:
@@ -39,7 +40,7 @@ private:
     bool skipLang_ = false;
     bool haveLang_ = false; ///< The user's first preferred language, exactly.
     bool haveDefaultLang_ = false;
-    TextMap* currentParserMap_ = nullptr; ///< Null outside of the languages that the product knows.
+    TextMap* currentParserMap_ = nullptr; ///< Null outside of known languages.
 };
 
 } // namespace kvn

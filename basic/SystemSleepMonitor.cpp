@@ -16,8 +16,6 @@ constexpr std::chrono::milliseconds kNudgeDelay{200};
 constexpr std::chrono::seconds kPreventSleepDelay{2};
 constexpr std::int32_t kMaxVetoes = 3;
 
-SystemSleepMonitor* sharedMonitor = nullptr;
-
 unsigned asHex(std::int32_t code) { return static_cast<unsigned>(code); }
 
 } // namespace
@@ -31,10 +29,6 @@ SystemSleepMonitor::~SystemSleepMonitor() {
         power_.deregisterForSystemPower();
     }
 }
-
-SystemSleepMonitor* SystemSleepMonitor::sharedInstance() { return sharedMonitor; }
-
-void SystemSleepMonitor::setSharedInstance(SystemSleepMonitor* monitor) { sharedMonitor = monitor; }
 
 void SystemSleepMonitor::addObserver(SystemSleepObserver& observer) {
     if (observers_.empty()) {
@@ -142,7 +136,7 @@ SystemSleepMonitor::find(const SystemSleepObserver* observer) const {
 }
 
 bool SystemSleepMonitor::canSystemSleep() {
-    // Here and below: an observer may remove itself, or others, while it is told.
+    // A copy, here and below: an observer may remove itself or others while it is called.
     const auto observers = observers_;
     const bool vetoed =
         std::any_of(observers.begin(), observers.end(), [this](SystemSleepObserver* observer) {

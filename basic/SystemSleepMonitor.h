@@ -1,6 +1,5 @@
 #pragma once
 
-#include "basic/SystemSleepObserver.h"
 #include "core/threads/FThreadLock.h"
 #include "host/MainLoop.h"
 #include "host/Pointer.h"
@@ -11,10 +10,21 @@
 
 namespace kvn {
 
-/// The one point of contact with power management: lights the display, as the agent does before it launches
-/// a client; can keep it awake, and relay the system's sleep and wake-up to observers, who may veto an idle
-/// sleep.
-/// Main thread, except `declareLocalUserActivity`. Lives until the main loop has stopped.
+/// Follows the system's sleep. Called on the main thread.
+class SystemSleepObserver {
+public:
+    virtual ~SystemSleepObserver() = default;
+
+    /// Asked before an idle sleep; false refuses it.
+    virtual bool canSystemSleep() = 0;
+    virtual void systemWillSleep() = 0;
+    virtual void systemDidWakeup() = 0;
+};
+
+/// The agent's only access to power management: wakes the display, keeps it awake, and tells observers when
+/// the system goes to sleep and wakes up; observers may refuse an idle sleep.
+///
+/// Main thread, except `declareLocalUserActivity`. Must live until the main loop has stopped.
 class SystemSleepMonitor {
 public:
     SystemSleepMonitor(host::PowerManagement& power, host::Pointer& pointer, host::MainLoop& mainLoop);
@@ -22,32 +32,32 @@ public:
     SystemSleepMonitor(const SystemSleepMonitor&) = delete;
     SystemSleepMonitor& operator=(const SystemSleepMonitor&) = delete;
 
-    /// The process's monitor, set once by main before other threads start; null until then. Any thread.
-    static SystemSleepMonitor* sharedInstance();
-    static void setSharedInstance(SystemSleepMonitor* monitor);
+    /// The monitor of the process: null until main has set it, before other threads start. Any thread.
+    static SystemSleepMonitor* sharedInstance() { return sharedInstance_; }
+    static void setSharedInstance(SystemSleepMonitor* monitor) { sharedInstance_ = monitor; }
 
-    /// The first observer begins, the removal of the last ends the delivery of power messages. The
-    /// observer is not owned and removes itself before it goes. Adding it again changes nothing.
+    /// Power messages are delivered while there is an observer. The observer is not owned and must be removed
+    /// before its end. Adding it again changes nothing.
     void addObserver(SystemSleepObserver& observer);
     void removeObserver(SystemSleepObserver& observer);
 
     bool registerForIOKitNotifications();
     void unregisterForIOKitNotifications();
 
-    /// Lights a sleeping display up when a session is about to start. Any thread.
+    /// Wakes a sleeping display, because a remote session is about to start. Any thread.
     bool declareLocalUserActivity();
 
-    /// Lights the display up, dismisses the screen saver, and a little later keeps the display awake until
-    /// `allowDisplaySleep`. 0, or -1 when nothing was begun.
+    /// Wakes the display, dismisses the screen saver, and 2 seconds later keeps the display awake until
+    /// `allowDisplaySleep`. Returns 0, or -1 if the display could not be woken and nothing follows.
     std::int32_t wakeupDisplayAndPreventSleep();
     void allowDisplaySleep();
     void releasePreventSleepAssertion(host::PowerManagement::AssertionId assertion);
 
-    /// Nudges the pointer a moment later; it ends where it was.
+    /// Moves the pointer slightly and back, 200 ms later.
     void closeScreenSaver();
 
-    /// Whether an idle sleep may go on. At most three requests in a row are refused, so that a stuck
-    /// observer cannot keep the machine awake for ever.
+    /// Returns true if an idle sleep is allowed. At most three requests in a row are refused, so that an
+    /// observer that always refuses cannot keep the machine awake for ever.
     bool canSystemSleep();
     void systemWillSleep();
     void systemDidWakeup();
@@ -58,6 +68,8 @@ private:
     void preventDisplaySleep();
     std::vector<SystemSleepObserver*>::const_iterator find(const SystemSleepObserver* observer) const;
     void nudgePointer();
+
+    inline static SystemSleepMonitor* sharedInstance_ = nullptr;
 
     host::PowerManagement& power_;
     host::Pointer& pointer_;

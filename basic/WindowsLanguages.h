@@ -7,8 +7,7 @@
 
 namespace kvn {
 
-/// A language as language.xml names it, by the id that the product's Windows programs use, and the code
-/// that this system knows it by.
+/// A language's id in language.xml, which is a Windows language id, and its language code.
 struct WindowsLanguage {
     std::string_view id;
     std::string_view code;
@@ -38,7 +37,7 @@ inline constexpr std::array<WindowsLanguage, 18> kWindowsLanguages{{
     {"27", "sk"},
 }};
 
-/// The code of a Windows language id; nothing for an id that the product does not have.
+/// Returns the code of a Windows language id; nullopt for an unknown id.
 inline std::optional<std::string_view> languageCodeOfWindowsId(std::string_view id) {
     const auto found = std::find_if(kWindowsLanguages.begin(), kWindowsLanguages.end(),
                                     [id](const WindowsLanguage& language) { return language.id == id; });

@@ -16,7 +16,6 @@
 #include <fstream>
 #include <string>
 #include <sys/syscall.h>
-#include <unistd.h>
 #endif
 
 namespace Kvs {

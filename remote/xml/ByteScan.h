@@ -10,9 +10,9 @@
 #include <arm_neon.h>
 #endif
 
-/// How the codec looks for its few special characters: many units at a time, as a bit mask in which
-/// bit i tells whether unit i is one of the wanted ones. Where the processor has no suitable
-/// instructions, and for wide characters, a plain loop does the same.
+/// Finds the special characters of XML in blocks of text. The result is a bit mask: bit i is set if unit i is
+/// one of the wanted characters. Without suitable processor instructions, and for wide characters, a plain
+/// loop does the same.
 namespace Kvs::ByteScan {
 
 inline constexpr std::size_t kBlock = 64;
@@ -27,7 +27,7 @@ std::uint64_t matchesPlain(const C* units, std::size_t count) {
     return mask;
 }
 
-/// The matches among exactly `kBlock` units.
+/// Returns the matches among exactly `kBlock` units.
 template <char... wanted, class C>
 std::uint64_t matchesBlock(const C* units) {
     return matchesPlain<wanted...>(units, kBlock);
@@ -60,7 +60,7 @@ uint8x16_t matchBits16(const char* bytes) {
     return vandq_u8(found, vld1q_u8(kBits));
 }
 
-/// Pairwise sums gather the bits of eight bytes in one.
+/// Pairwise sums collect the bits of eight bytes in one.
 template <char... wanted>
 std::uint64_t matchesBlock(const char* bytes) {
     const uint8x16_t low = vpaddq_u8(matchBits16<wanted...>(bytes), matchBits16<wanted...>(bytes + 16));
@@ -71,7 +71,7 @@ std::uint64_t matchesBlock(const char* bytes) {
 
 #endif
 
-/// The matches among the first `count` units, at most `kBlock` of them; reads no unit behind them.
+/// Returns the matches among the first `count` units, at most `kBlock` of them. Reads no unit behind them.
 template <char... wanted, class C>
 std::uint64_t matches(const C* units, std::size_t count) {
     if (count >= kBlock) {

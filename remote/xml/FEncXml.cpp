@@ -18,7 +18,7 @@ constexpr NamedReference kNamedReferences[] = {
     {"amp", '&'}, {"quot", '"'}, {"apos", '\''}, {"gt", '>'}, {"lt", '<'},
 };
 
-/// The value of one digit, or a number that is no digit in any base.
+/// Returns the value of a digit; 99, which is too large for any base, for other units.
 template <class C>
 std::uint32_t digitValue(C unit) {
     if (unit >= '0' && unit <= '9') {
@@ -33,7 +33,7 @@ std::uint32_t digitValue(C unit) {
     return 99;
 }
 
-/// The unit with the number that `digits` begins with; false when it begins with none.
+/// Sets `unit` to the number that `digits` begins with. Returns false when it begins with none.
 template <class C>
 bool decodeNumber(FStrToken<C> digits, std::uint32_t base, C& unit) {
     std::uint32_t value = 0;
@@ -45,7 +45,7 @@ bool decodeNumber(FStrToken<C> digits, std::uint32_t base, C& unit) {
     return read > 0;
 }
 
-/// The unit that the characters between "&" and ";" stand for; false when they stand for none.
+/// Decodes the characters between "&" and ";". Returns false when they are not a known reference.
 template <class C>
 bool decodeReference(FStrToken<C> reference, C& unit) {
     if (!reference.empty() && reference[0] == '#') {

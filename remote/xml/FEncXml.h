@@ -2,20 +2,20 @@
 
 #include "core/base/Containers.h"
 #include "core/text/FMStr.h"
-#include "remote/xml/FEncXmlFragment.h"
+#include "remote/xml/FEncXmlTree.h"
 #include "remote/xml/FEncXmlWriter.h"
 
 namespace Kvs {
 
-/// The XML codec's single steps; whole elements are read with `FEncXmlDocument`. No state, any thread.
-/// Exists for `char` and `wchar_t`, the writer that it inherits for `char` only.
+/// The single steps of the XML codec; whole elements are read with `FEncXmlDocument`. No state, any thread.
+/// Exists for `char` and `wchar_t`; the writer, which it inherits, exists for `char` only.
 template <class C>
 class FEncXml : public FEncXmlWriter<C> {
 public:
     /// Scans the first tag of a NUL-terminated text: its name, its attributes (raw, added to
     /// `attributes`) and whether it ends in "/>". `consumed` becomes the index just after the tag's ">".
-    /// False when there is no "<", or no ">" after it (`consumed` is then -1), or when the tag has more
-    /// than `FEncXmlDocument<C>::kMostAttributes` attributes.
+    /// Returns false when there is no "<", or no ">" after it (`consumed` is then -1), or when the tag has
+    /// more than `FEncXmlDocument<C>::kMostAttributes` attributes.
     static bool decodeNextTag(const C* text, FEncXmlFragment<C>& name,
                               FMap<FEncXmlFragment<C>, FEncXmlFragment<C>>& attributes, long& consumed,
                               bool& selfClosing);

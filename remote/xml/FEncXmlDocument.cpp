@@ -15,7 +15,7 @@ namespace {
 /// Positions are kept in 32 bits.
 constexpr std::size_t kLongestText = std::numeric_limits<std::uint32_t>::max() - 1;
 
-/// The shortest element that has a name is `<a/>`.
+/// The length of `<a/>`, the shortest element with a name.
 constexpr std::size_t kShortestText = 4;
 
 /// Reads one element from the start of a text into a tree, without recursion.
@@ -25,7 +25,7 @@ public:
     ElementReader(FEncXmlTree<C>& tree, const C* text, std::size_t length)
         : tree_(tree), text_(text), marks_(text, length) {}
 
-    /// The length of the element; 0 when there is none or it is not complete and well-formed.
+    /// Returns the length of the element; 0 when there is none or it is not complete and well-formed.
     std::size_t read() {
         std::size_t tag = marks_.next();
         if (tag != 0 || text_[0] != '<') {

@@ -4,12 +4,12 @@
 
 namespace Kvs {
 
-/// Reads one XML element with everything inside it. It is no general XML reader: it takes what this
-/// system writes (elements, attributes, character data), and has no rule for declarations, comments and
-/// CDATA sections, which it reads as ordinary tags. Any bytes are safe to load.
+/// Reads one XML element with everything inside it. It is not a general XML reader: it reads what this system
+/// writes (elements, attributes, character data), and treats declarations, comments and CDATA sections as
+/// ordinary tags. Any bytes are safe to load.
 ///
-/// The document owns a private copy of the element's text; all nodes and fragments refer to it and end
-/// with it. Exists for `char` and `wchar_t`. Not synchronised.
+/// The document owns a copy of the element's text; all nodes and fragments refer to it and are valid as long
+/// as it is. Exists for `char` and `wchar_t`. One thread at a time.
 template <class C>
 class FEncXmlDocument {
 public:
@@ -24,13 +24,13 @@ public:
     FEncXmlDocument(const FEncXmlDocument&) = delete;
     FEncXmlDocument& operator=(const FEncXmlDocument&) = delete;
 
-    /// Forgets what was loaded before, keeping its memory, and reads the element that `text` starts with
-    /// (for `char` after a UTF-8 byte-order mark, if there is one). False, and an empty root, when `text`
-    /// does not start with a "<" or the element has no name or is not complete and well-formed.
+    /// Discards what was loaded before, but keeps its memory, and reads the element that `text` starts with
+    /// (for `char` after a UTF-8 byte-order mark, if there is one). Returns false, with an empty root, when
+    /// `text` does not start with a "<" or the element has no name or is not complete and well-formed.
     ///
     /// `consumed` is set to the index in `text` of the ">" that ends the element, or to -1 on failure.
-    /// What follows is not looked at: another document in the same buffer is loaded from
-    /// `text + consumed + 1`, after the white space there, which the reader does not skip.
+    /// The text behind it is not read: load another document of the same buffer from `text + consumed + 1`,
+    /// after skipping white space, which the reader does not skip.
     /// `text` may hold NULs and is not needed after the call.
     bool loadXml(const C* text, long length, long& consumed);
 

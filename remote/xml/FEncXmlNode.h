@@ -9,7 +9,7 @@
 
 namespace Kvs {
 
-/// What a range-based for loop needs of the views below: `Step` has `value(index)` and `next(index)`.
+/// The iterator of the views below: `Step` has `value(index)` and `next(index)`.
 template <class Step>
 class FEncXmlIterator {
 public:
@@ -33,8 +33,8 @@ struct FEncXmlAttribute {
     FEncXmlFragment<C> value;
 };
 
-/// The attributes of one element in document order. A repeated name has kept its first position and
-/// taken the later value.
+/// The attributes of one element in document order. A repeated name keeps its first position and has the
+/// later value.
 template <class C>
 class FEncXmlAttributes {
 public:
@@ -52,7 +52,7 @@ public:
     FEncXmlIterator<FEncXmlAttributes> end() const { return {*this, end_}; }
     std::size_t count() const { return end_ - begin_; }
 
-    /// The raw value; an empty fragment where there is no such attribute.
+    /// Returns the raw value; an empty fragment when there is no such attribute.
     FEncXmlFragment<C> find(const C* name) const {
         for (const auto& attribute : *this) {
             if (attribute.name == name) {
@@ -90,8 +90,8 @@ private:
 template <class C>
 class FEncXmlChildren;
 
-/// A handle on one element of an `FEncXmlDocument`, made to be copied. It and everything taken from it
-/// are valid until the document loads another text or ends. An empty handle is false and has nothing.
+/// Refers to one element of an `FEncXmlDocument`; cheap to copy. It and everything taken from it are valid
+/// until the document loads another text or is destroyed. An empty node is false and has no contents.
 template <class C>
 class FEncXmlNode {
 public:
@@ -107,7 +107,7 @@ public:
                      : FEncXmlAttributes<C>();
     }
 
-    /// The raw value of one attribute; an empty fragment where there is none of that name.
+    /// Returns the raw value of an attribute; an empty fragment when there is none of that name.
     FEncXmlFragment<C> attribute(const C* name) const { return attributes().find(name); }
 
     FEncXmlTexts<C> text() const {
@@ -119,7 +119,7 @@ public:
         return tree_ ? FEncXmlChildren<C>(*tree_, index_ + 1, element().subtreeEnd) : FEncXmlChildren<C>();
     }
 
-    /// The direct children of that name in document order; deeper ones are not looked at.
+    /// Returns the direct children of that name in document order, not deeper ones.
     FList<FEncXmlNode> getElementsByTagName(const C* name) const {
         FList<FEncXmlNode> found;
         for (const FEncXmlNode& child : children()) {
@@ -150,7 +150,6 @@ public:
 
     FEncXmlIterator<FEncXmlChildren> begin() const { return {*this, first_}; }
     FEncXmlIterator<FEncXmlChildren> end() const { return {*this, end_}; }
-    bool isEmpty() const { return first_ == end_; }
 
 private:
     const FEncXmlTree<C>* tree_ = nullptr;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "remote/xml/FEncXmlFragment.h"
+#include "core/text/FGStr.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,15 +9,29 @@
 
 namespace Kvs {
 
-/// A piece of a document's text, by position.
+/// A view into a document's text: still encoded (see `FEncXml::addDecoded`), not NUL-terminated, valid as
+/// long as the text it was taken from.
+template <class C>
+struct FEncXmlFragment {
+    const C* text = nullptr;
+    std::int64_t length = 0;
+
+    FStrToken<C> token() const { return {text, static_cast<std::size_t>(length)}; }
+    bool isEmpty() const { return length == 0; }
+
+    /// Same length and same characters; false for null.
+    bool operator==(const C* other) const { return other && token() == other; }
+    bool operator==(const FEncXmlFragment& other) const { return token() == other.token(); }
+};
+
+/// A piece of a document's text by position.
 struct FEncXmlSpan {
     std::uint32_t begin = 0;
     std::uint32_t end = 0;
 };
 
-/// What the reader makes of a text: flat arrays in document order, which refer to the text and to each
-/// other by number. An element is no allocation of its own, and a tree that is filled again keeps its
-/// memory.
+/// A parsed document: flat arrays in document order, which refer to the text and to each other by index. An
+/// element needs no allocation of its own, and a tree that is filled again keeps its memory.
 template <class C>
 struct FEncXmlTree {
     struct Attribute {

@@ -38,8 +38,8 @@ Word copyWord(char* to, const char* from) {
 constexpr std::size_t kWord = sizeof(std::uint64_t);
 constexpr std::size_t kHalf = sizeof(std::uint32_t);
 
-/// Copies the text and returns the end. Two words, which may overlap, cost less than a call for texts of
-/// the length that names have.
+/// Copies the text and returns the end. For texts as long as names, copying two words, which may overlap,
+/// is faster than a call.
 inline char* put(char* to, std::string_view text) {
     const std::size_t length = text.size();
     if (length >= kWord && length <= 2 * kWord) {
@@ -53,20 +53,21 @@ inline char* put(char* to, std::string_view text) {
 
 constexpr std::uint64_t eightTimes(std::uint64_t byte) { return byte * 0x0101010101010101; }
 
-/// Not 0 when one of the eight bytes is 0.
+/// Returns a number other than 0 if one of the eight bytes is 0.
 constexpr std::uint64_t zeroByte(std::uint64_t bytes) {
     return (bytes - eightTimes(0x01)) & ~bytes & eightTimes(0x80);
 }
 
-/// Not 0 when one of the eight bytes must be escaped: each pair of characters differs in a single bit.
+/// Returns a number other than 0 if one of the eight bytes must be escaped. The characters of each pair
+/// differ in a single bit.
 constexpr std::uint64_t escapedByte(std::uint64_t bytes) {
     static_assert(('"' | 0x04) == '&' && ('<' | 0x02) == '>');
     return zeroByte((bytes | eightTimes(0x04)) ^ eightTimes('&')) |
            zeroByte((bytes | eightTimes(0x02)) ^ eightTimes('>'));
 }
 
-/// Copies the text as it is. False when something in it must be escaped: the copy is then of no use.
-/// Whole words again, so that looking costs little more than copying.
+/// Copies the text as it is. Returns false if a character in it must be escaped; the copy is then unusable.
+/// Works on whole words, so that the search costs little more than the copy.
 bool copyPlain(char* to, std::string_view text) {
     const char* from = text.data();
     const std::size_t length = text.size();
@@ -89,12 +90,12 @@ bool copyPlain(char* to, std::string_view text) {
     return escaped == 0;
 }
 
-/// Takes what was written from `out.reserve()` up to `end` as text.
+/// Makes what was written from `begin`, the result of `out.reserve()`, to `end` part of the text.
 void finish(FMStr<char>& out, const char* begin, const char* end) {
     out.setLength(out.length() + static_cast<std::size_t>(end - begin));
 }
 
-/// The three one after the other.
+/// Appends the three texts in order.
 inline void appendText(FMStr<char>& out, std::string_view before, std::string_view text,
                        std::string_view after) {
     char* const begin = out.reserve(before.size() + text.size() + after.size());

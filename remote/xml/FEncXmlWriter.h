@@ -13,7 +13,7 @@ using FEncXmlAttributeMap = FMap<FStrToken<char>, FStrToken<char>>;
 template <class C>
 class FEncXmlWriter {};
 
-/// Each call appends to `out`; nothing comes between two calls: no line end, no declaration.
+/// Each call appends to `out`; no line ends or declarations are written.
 template <>
 class FEncXmlWriter<char> {
 public:

@@ -9,8 +9,8 @@
 
 namespace Kvs {
 
-/// Walks over the marks of a text: the units `<`, `=`, `>` and `"`, which alone decide where names,
-/// values and text begin and end.
+/// Iterates over the marks of a text: the units `<`, `=`, `>` and `"`, which alone decide where names, values
+/// and text begin and end.
 template <class C>
 class MarkCursor {
 public:
@@ -19,7 +19,7 @@ public:
     const C* text() const { return text_; }
     std::size_t length() const { return length_; }
 
-    /// Takes the next mark and returns its position, which is `length()` behind the last one.
+    /// Takes the next mark and returns its position; `length()` when there is no more.
     std::size_t next() {
         while (marks_ == 0) {
             if (length_ - block_ <= ByteScan::kBlock) {
@@ -43,7 +43,7 @@ public:
         return position;
     }
 
-    /// The next mark taken is the first at `position`, which is not behind the end, or later.
+    /// Skips the marks before `position`, which is at most the text's length.
     void skipTo(std::size_t position) {
         while (position - block_ >= ByteScan::kBlock && length_ - block_ > ByteScan::kBlock) {
             block_ += ByteScan::kBlock;
@@ -77,7 +77,7 @@ struct ScannedTag {
     bool selfClosing = false;
 };
 
-/// Whether a name or an unquoted value can go on with the unit.
+/// Returns true if the unit can be part of a name or an unquoted value.
 template <class C>
 constexpr bool isXmlWordUnit(C unit) {
     return unit != ' ' && unit != '>';
@@ -108,11 +108,11 @@ std::size_t scanValue(MarkCursor<C>& marks, std::size_t equals, std::size_t& beg
 }
 
 /// Scans the tag whose "<", at `begin`, is the last mark taken, and calls `add(name, value)` for each
-/// attribute. False when the text ends before a ">" or when `add` returns false.
+/// attribute. Returns false when the text ends before a ">" or when `add` returns false.
 ///
 /// The first ">" ends the tag, also between quotes. The name ends at the first blank (the space alone),
-/// an attribute's name at "=", a quoted value at the next quote, another one at the next space; each of
-/// them ends with the tag at the latest, whose closing slash belongs to none of them.
+/// an attribute's name at "=", a quoted value at the next quote, an unquoted one at the next space. Each of
+/// them ends at the end of the tag at the latest, and the closing slash of the tag is not part of it.
 template <class C, class Add>
 bool scanTag(MarkCursor<C>& marks, std::size_t begin, ScannedTag& tag, Add&& add) {
     const C* text = marks.text();

@@ -2,7 +2,6 @@
 
 #include "core/logging/FTransferLog.h"
 
-#include <algorithm>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -10,8 +9,8 @@
 
 namespace kvn::test {
 
-/// Keeps every line that is logged during its scope, items separated by tabs; the current log book is
-/// the former one again at its end. Any thread may log.
+/// Keeps every line that is logged during its scope, with tabs between the items, and restores the former
+/// log book at its end. Any thread may log.
 class CapturedLog {
 public:
     CapturedLog() : book_(new Book), previous_(Kvs::FTransferLog::useLogBook(book_)) {}
@@ -21,12 +20,14 @@ public:
 
     std::vector<std::string> lines() const { return static_cast<Book&>(*book_).lines(); }
 
-    /// Whether a line has this text in it.
-    bool contains(const std::string& text) const {
-        const auto all = lines();
-        return std::any_of(all.begin(), all.end(),
-                           [&](const std::string& line) { return line.find(text) != line.npos; });
+    /// Returns the lines that contain the text.
+    std::vector<std::string> linesWith(const std::string& text) const {
+        auto found = lines();
+        std::erase_if(found, [&](const std::string& line) { return line.find(text) == line.npos; });
+        return found;
     }
+    std::size_t count(const std::string& text) const { return linesWith(text).size(); }
+    bool contains(const std::string& text) const { return count(text) > 0; }
 
 private:
     class Book : public Kvs::FLogBook {

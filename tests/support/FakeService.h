@@ -13,9 +13,8 @@
 
 namespace kvn::test {
 
-/// The service's end of a pipe, in the test's own process: records what agents send, and
-/// answers as the test says. Deliveries are recorded as they come; agents send one message a write, but
-/// two quick ones may arrive glued.
+/// The service's end of a pipe in the test's process: records what agents send, and sends the test's answers.
+/// Agents send each message with one write, but two messages may arrive in one delivery.
 class FakeService {
 public:
     using Answer = std::function<std::string(const std::string& message)>;
@@ -44,7 +43,7 @@ public:
         return transcript_;
     }
 
-    /// How often the text was received.
+    /// Returns how often the text was received.
     std::size_t count(const std::string& text) const { return Kvs::FGStr<char>(transcript()).count(text); }
 
 private:
@@ -68,15 +67,11 @@ private:
     std::string transcript_;
 };
 
-/// The value of RequestData of the last element in the message.
+/// Returns the request identifier of the last element in the message.
 inline std::string requestIdIn(const std::string& message) {
-    const std::string name = "RequestData=\"";
-    const auto at = message.rfind(name);
-    if (at == std::string::npos) {
-        return "0";
-    }
-    const auto begin = at + name.size();
-    return message.substr(begin, message.find('"', begin) - begin);
+    static const std::string kName = "RequestData=\"";
+    const auto at = message.rfind(kName);
+    return at == message.npos ? "0" : std::to_string(std::stoul(message.substr(at + kName.size())));
 }
 
 /// A service that confirms registrations and is online.

@@ -6,10 +6,11 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <unistd.h>
 
 namespace kvn::test {
 
-/// A fresh folder that is removed with everything in it at the end of the scope.
+/// A new folder that is removed with its contents at the end of the scope.
 class TemporaryFolder {
 public:
     TemporaryFolder() {

@@ -22,7 +22,7 @@ using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
 constexpr auto kToolTime = 30s;
-/// Far more than a list of processes takes, and than launchctl, whose errors are logged, ever has to say.
+/// Far more output than a list of processes has, and more error text than launchctl writes.
 constexpr host::ProcessRunner::Limits kListLimits{kToolTime, std::size_t{16} << 20};
 constexpr host::ProcessRunner::Limits kTaskLimits{kToolTime, std::size_t{64} << 10};
 
@@ -39,7 +39,7 @@ bool exists(const std::string& path) {
 
 std::string launchctl() { return Kvs::FSysInfoPaths::underRoot("/bin/launchctl"); }
 
-/// The path of a tool that only looks: the root's own, or else the machine's.
+/// The path of a tool that only reads: below the root if it has one, otherwise the machine's.
 std::string listTool(const char* path) {
     std::string own = Kvs::FSysInfoPaths::underRoot(path);
     return exists(own) ? own : path;
@@ -51,7 +51,7 @@ std::string plistIn(const char* directory, const std::string& label) {
 std::string agentPlist(const std::string& label) { return plistIn("/Library/LaunchAgents", label); }
 std::string daemonPlist(const std::string& label) { return plistIn("/Library/LaunchDaemons", label); }
 
-/// The number that the text begins with, or 0.
+/// Returns the number that the text begins with, or 0.
 int intValue(std::string_view text) {
     const auto digits = Kvs::fTrimmed(text);
     long long value = 0;
@@ -60,7 +60,7 @@ int intValue(std::string_view text) {
         std::clamp<long long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
-/// Takes the first word, which another has to follow, off a trimmed text.
+/// Removes and returns the first word of a trimmed text; nullopt when no other word follows it.
 std::optional<std::string_view> takeWord(std::string_view& text) {
     const auto end = text.find_first_of(Kvs::kBlanks);
     if (end == text.npos) {
@@ -91,7 +91,7 @@ std::optional<LCProcessInfo> parseProcess(std::string_view line) {
     return LCProcessInfo{std::string(*pid), std::string(*userId), std::string(rest)};
 }
 
-/// What a script came to, for the log.
+/// The result of a script as it is logged.
 std::string description(const std::variant<std::string, host::Error>& result) {
     const auto* error = std::get_if<host::Error>(&result);
     return error ? error->description() : std::get<std::string>(result);
@@ -259,7 +259,7 @@ int LaunchdController::removeService(const std::string& label) const {
 
 bool LaunchdController::stopAllInstancesOfApp(const std::string& name) const {
     auto running = findRunningProcessesMatching(name, std::nullopt);
-    // A list that could not be had is no proof that nobody is left.
+    // Without a list nobody knows that none is left.
     const auto lookAgain = [&] { running = findRunningProcessesMatching(name, std::nullopt); };
     const auto someRemain = [&] { return !running || !running->empty(); };
 

@@ -4,7 +4,6 @@
 #include "host/ScriptRunner.h"
 #include "host/Sleeper.h"
 #include "host/SystemInfo.h"
-#include "remote/platform/launchd/LCProcessInfo.h"
 
 #include <optional>
 #include <string>
@@ -13,15 +12,24 @@
 
 namespace kvn {
 
+/// A running process, as the process list prints it.
+struct LCProcessInfo {
+    std::string pid;
+    std::string userId;  // numeric
+    std::string command; // the whole command line
+
+    std::string description() const { return "pid: " + pid + ", uid: " + userId + ", command: " + command; }
+};
+
 /// Lists processes and users, controls launchd jobs, quits applications and reboots the computer, all
 /// through the system's command-line tools.
 ///
-/// Every failure is logged. Results of tasks are 0 on success, and -1 when the tool wrote to its standard
-/// error, whose text goes to `errorInfo`, or could not be run to its end within 30 seconds; the exit
-/// status does not count. launchctl so fails for a job that is already loaded, or already not.
+/// Every failure is logged. A task's result is 0 on success, and -1 when the tool wrote to its standard
+/// error, whose text goes to `errorInfo`, or did not end within 30 seconds; the exit status does not count.
+/// launchctl therefore fails when it is to load a loaded job, or to unload one that is not loaded.
 ///
-/// The tools and property lists are fixed paths. A root without a process list or user list of its own
-/// is shown the machine's; the tools that change something are never taken from outside the root.
+/// The tools and property lists have fixed paths below the root. Only the tools that list processes and
+/// users are taken from the machine when the root has none.
 ///
 /// Any thread that may block. Has no state of its own.
 class LaunchdController {
@@ -34,43 +42,43 @@ public:
         : processRunner_(processRunner), scriptRunner_(scriptRunner), sleeper_(sleeper),
           systemInfo_(systemInfo) {}
 
-    /// The processes, of one user or of all, whose command line contains the name; nothing when the
-    /// list could not be had.
+    /// Returns the processes, of one user or of all, whose command line contains the name; nullopt when the
+    /// list could not be read.
     std::optional<std::vector<LCProcessInfo>>
     findRunningProcessesMatching(std::string_view name, const std::optional<std::string>& userId) const;
 
-    /// The login window of each login session, of which `userId` owns the session; nothing when there
-    /// are none, as everywhere but on macOS.
+    /// Returns the login window of each login session, whose `userId` is the session's owner; nullopt when
+    /// there is none, as on every system but macOS.
     std::optional<std::vector<LCProcessInfo>> getLoginSessionInfo() const;
 
-    /// The names of all accounts but the system's; nothing when they could not be had.
+    /// Returns the names of all accounts except the system's; nullopt when they could not be read.
     std::optional<std::vector<std::string>> getLocalUsers() const;
 
-    /// Whether launchctl knows "asuser".
+    /// Returns true if the system's launchctl has the command "asuser".
     bool canUseLaunchctlAsUser() const;
 
     /// Loads an agent into a user's session, whose login window is the process `sessionPID`.
     int startAgent(const std::string& label, const std::string& userId, const std::string& sessionPID,
                    std::string& errorInfo) const;
 
-    /// Unloads an agent or daemon by its property list, or kills its process when it has none: then the
-    /// result is 0, `kNothingToStop` or an `errno` value, and `errorInfo` is empty.
+    /// Unloads an agent or daemon by its property list. Without a property list it kills the process: the
+    /// result is then 0, `kNothingToStop` or an `errno` value, and `errorInfo` is empty.
     int stopSystemService(const std::string& label, const std::string& pid, const std::string& userId,
                           std::string& errorInfo) const;
 
     int startDaemon(const std::string& label, std::string& errorInfo) const;
 
-    /// Stops a service, and starts it as a daemon 3 seconds later, whether or not it could be stopped;
-    /// the result is that of the start.
+    /// Stops a service and starts it as a daemon 3 seconds later, even if it could not be stopped. Returns
+    /// the result of the start.
     int restartService(const std::string& label, std::string& errorInfo) const;
 
     int removeService(const std::string& label) const;
 
-    /// Asks every instance of the application to quit, and ends those that do not. True when none is
-    /// known to be left.
+    /// Asks every instance of the application to quit and kills those that do not. Returns true if a list of
+    /// processes shows that none is left.
     bool stopAllInstancesOfApp(const std::string& name) const;
 
-    /// Asks the Finder to restart the computer; true when it was asked.
+    /// Asks the Finder to restart the computer. Returns true if the script ran without error.
     bool rebootSystem() const;
 
 private:

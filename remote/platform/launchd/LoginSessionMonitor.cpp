@@ -14,7 +14,7 @@ namespace {
 using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
-/// How long a new session gets to settle.
+/// A new session gets this time to start its own agent.
 constexpr auto kHandlingDelay = 10s;
 constexpr const char* kAgentProcess = "KvnGUIAgent";
 constexpr const char* kAgentLabel = "com.korvane.remote.KvnGUIAgent";
@@ -61,7 +61,7 @@ void LoginSessionMonitor::loginSessionChanged(const std::optional<std::string>& 
 void LoginSessionMonitor::startMissingAgents(const LaunchdController& launchd) {
     const auto agents = launchd.findRunningProcessesMatching(kAgentProcess, std::nullopt);
     if (!agents) {
-        return; // who has an agent is not known
+        return; // without a list nobody knows which user has an agent
     }
     for (const LCProcessInfo& session :
          launchd.getLoginSessionInfo().value_or(std::vector<LCProcessInfo>())) {

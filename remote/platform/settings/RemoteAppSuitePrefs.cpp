@@ -1,6 +1,5 @@
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
 
-#include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
@@ -28,13 +27,12 @@ using Kvs::FLockGuard;
 
 namespace {
 
-RemoteAppSuitePrefs* installedInstance = nullptr;
-
-/// Waits for the others, but not for ever: everybody may lock the file, and the main thread waits here.
+/// Waits for other holders of the lock, but only 2 seconds: any program may lock the file, and the main
+/// thread waits here.
 bool lockFile(const FileDescriptor& file, int kind) {
-    constexpr std::chrono::seconds kPatience(2);
+    constexpr std::chrono::seconds kTimeout(2);
     constexpr std::chrono::milliseconds kPause(1);
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    const auto deadline = std::chrono::steady_clock::now() + kTimeout;
     while (::flock(file.get(), kind | LOCK_NB) != 0) {
         const bool held = errno == EWOULDBLOCK;
         if ((!held && errno != EINTR) || std::chrono::steady_clock::now() > deadline) {
@@ -47,8 +45,8 @@ bool lockFile(const FileDescriptor& file, int kind) {
     return true;
 }
 
-/// The file is everybody's to write, whatever this process's umask says. O_NONBLOCK: what stands at the
-/// path may be no file at all and must not make anyone wait.
+/// Every user's agent must be able to write the file, whatever the umask of the process that creates it.
+/// O_NONBLOCK: the path may name a FIFO, which must not block the agent.
 FileDescriptor openForWriting(const std::string& path) {
     static auto* const umaskLock = new Kvs::FThreadLock; // the umask belongs to the whole process
     FLockGuard guard(*umaskLock);
@@ -60,7 +58,7 @@ FileDescriptor openForWriting(const std::string& path) {
     return file;
 }
 
-/// False when somebody has deleted or replaced the file since it was opened.
+/// Returns false when the file has been deleted or replaced since it was opened.
 bool standsAt(const std::string& path, const struct stat& opened) {
     struct stat current {};
     return ::stat(path.c_str(), &current) == 0 && current.st_dev == opened.st_dev &&
@@ -83,10 +81,11 @@ bool writeAt(int file, std::string_view bytes, std::size_t offset) {
     return true;
 }
 
-/// Puts the new bytes in the place of the old, which must be the whole file; false, with `errno` set and
-/// the old bytes back in place, on failure. The file keeps its identity, as everyone locks that very file
-/// and not its name. What lies behind the old end goes first: there a full disk shows while the old bytes
-/// are still whole. Only a process killed or a machine lost in the middle can leave a mixture.
+/// Replaces the old bytes, which must be the whole file, by the new ones. On failure returns false with
+/// `errno` set, and restores the old bytes. The file is written in place, because the other programs lock
+/// this file and not its name. The part behind the old end is written first: a full disk is then noticed
+/// while the old bytes are still complete. Only a process that is killed, or a machine that fails, in the
+/// middle can leave a mixture.
 bool replaceContents(int file, std::string_view oldBytes, std::string_view newBytes) {
     const std::size_t common = std::min(oldBytes.size(), newBytes.size());
     if (writeAt(file, newBytes.substr(common), common) && writeAt(file, newBytes.substr(0, common), 0) &&
@@ -119,15 +118,6 @@ RemoteAppSuitePrefs::RemoteAppSuitePrefs(std::string_view suiteName, const host:
     FLockGuard guard(lock_);
     readPreferences();
 }
-
-RemoteAppSuitePrefs& RemoteAppSuitePrefs::sharedInstance() {
-    if (!installedInstance) {
-        Kvs::f_dbg_error("installedInstance", __FILE__, __LINE__, true);
-    }
-    return *installedInstance;
-}
-
-void RemoteAppSuitePrefs::setSharedInstance(RemoteAppSuitePrefs* instance) { installedInstance = instance; }
 
 std::optional<PropertyValue> RemoteAppSuitePrefs::valueForKey(std::string_view key) {
     FLockGuard guard(lock_);
@@ -295,7 +285,7 @@ void RemoteAppSuitePrefs::setPreferenceValue(std::optional<PropertyValue> value,
 }
 
 std::optional<std::string> RemoteAppSuitePrefs::mergePreferences(int file) {
-    // Whatever the modification time says: file systems stamp coarsely and clocks are set back.
+    // Read whatever the modification time is: file systems round it, and clocks are set back.
     auto bytes = readBytes(file);
     if (bytes && !bytes->empty()) {
         if (auto read = readPrefs(*bytes)) {
@@ -310,7 +300,7 @@ std::optional<std::string> RemoteAppSuitePrefs::mergePreferences(int file) {
 void RemoteAppSuitePrefs::keepDamagedFile(const std::string& bytes) const {
     const std::string path = filePath_ + ".damaged";
     const FileDescriptor copy(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    const bool kept = copy ? writeAt(copy.get(), bytes, 0) : errno == EEXIST; // the first damage tells most
+    const bool kept = copy ? writeAt(copy.get(), bytes, 0) : errno == EEXIST; // an earlier copy is kept
     if (!kept) {
         CNSLog("Failed to keep a copy of damaged app suite prefs file: %s, errno: %d", path.c_str(), errno);
     }

@@ -12,13 +12,13 @@
 
 namespace kvn {
 
-/// The preferences that the product's programs share: a dictionary in a property-list file that each of
-/// them reads and writes under a lock of the file (`flock`). A write takes the file's latest contents,
-/// changes one key and leaves every other as it is. A read parses the file only when the second of its
-/// modification time has moved on, so it may miss a change made within that same second.
+/// The preferences that the product's programs share: a dictionary in a property-list file, which each of
+/// them reads and writes under an advisory lock on the file (`flock`). A write reads the file's latest
+/// contents, changes one key and keeps all others. A read parses the file only when its modification time is
+/// at least one second later than before, so it may miss a change made within that second.
 ///
-/// Failures are logged, and the values known before stay in force. A file that is no property list is
-/// copied to "<file>.damaged" before it is written; one that is too large is not written at all.
+/// Failures are logged, and the cached values stay in force. A file that is no property list is copied to
+/// "<file>.damaged" before it is overwritten; a file that is too large is not overwritten.
 ///
 /// Any thread.
 class RemoteAppSuitePrefs {
@@ -28,20 +28,20 @@ public:
     /// `suiteName` names the file; the property list must outlive this object.
     RemoteAppSuitePrefs(std::string_view suiteName, const host::PropertyList& propertyList);
 
-    /// The suite "com.korvane.remote", installed by main before anyone asks for it.
-    static RemoteAppSuitePrefs& sharedInstance();
-    static void setSharedInstance(RemoteAppSuitePrefs* instance);
+    /// The preferences of the process: null until main has set them, before other threads start. Any thread.
+    static RemoteAppSuitePrefs* sharedInstance() { return sharedInstance_; }
+    static void setSharedInstance(RemoteAppSuitePrefs* instance) { sharedInstance_ = instance; }
 
-    /// A text counts as the decimal number that it begins with, else as 0.
+    /// A text is converted to the decimal number that it begins with, or to 0.
     std::optional<Number> numberForKey(std::string_view key) KVS_EXCLUDES(lock_);
-    /// A number counts as its decimal text, a boolean as "1" or "0".
+    /// A number is converted to its decimal text, a boolean to "1" or "0".
     std::optional<std::string> stringForKey(std::string_view key) KVS_EXCLUDES(lock_);
 
     void setNumber(Number value, std::string_view key) KVS_EXCLUDES(lock_);
     void setString(std::string value, std::string_view key) KVS_EXCLUDES(lock_);
     void removeValueForKey(std::string_view key) KVS_EXCLUDES(lock_);
 
-    /// Deletes the file; the values known here stay until they are written or read again.
+    /// Deletes the file. The cached values stay until the next read or write of the file.
     void removeAllValues() KVS_EXCLUDES(lock_);
 
 private:
@@ -52,12 +52,14 @@ private:
         KVS_EXCLUDES(lock_);
 
     void readPreferences() KVS_REQUIRES(lock_);
-    /// The contents of the open file, which an exclusive lock protects, become the known values; gives
-    /// its bytes, or nothing when they cannot be read and must not be written over.
+    /// Caches the contents of the open file, which is locked for writing. Returns its bytes; nullopt when
+    /// they cannot be read, and then they must not be overwritten.
     std::optional<std::string> mergePreferences(int file) KVS_REQUIRES(lock_);
     std::optional<std::string> readBytes(int file) const;
     std::optional<Dictionary> readPrefs(const std::string& bytes) const;
     void keepDamagedFile(const std::string& bytes) const;
+
+    inline static RemoteAppSuitePrefs* sharedInstance_ = nullptr;
 
     const std::string filePath_;
     const host::PropertyList& propertyList_;

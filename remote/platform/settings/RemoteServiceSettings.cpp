@@ -28,8 +28,6 @@ constexpr char kRemoteAccessIntervalEnd[] = "RemoteAccessIntervalEnd";
 constexpr char kShowStatusBarMenu[] = "ShowStatusBarMenu";
 constexpr char kLastClientProcessInfo[] = "LastClientProcessInfo";
 
-RemoteServiceSettings* installedSettings = nullptr;
-
 Kvs::FGStr<wchar_t> settingsFile() {
     auto path = Kvs::FOSXSystemConfig::getInstance().getServiceConfigDirectory(L"KorvaneRemoteservice");
     return path.append(L"/settings.xml");
@@ -54,17 +52,6 @@ std::optional<RemoteServiceSettings::Date> dateOf(const std::optional<std::strin
 RemoteServiceSettings::RemoteServiceSettings(RemoteAppSuitePrefs& preferences)
     : preferences_(preferences), settingsFileW_(settingsFile()) {
     updateSettings();
-}
-
-RemoteServiceSettings& RemoteServiceSettings::sharedSettings() {
-    if (!installedSettings) {
-        Kvs::f_dbg_error("installedSettings", __FILE__, __LINE__, true);
-    }
-    return *installedSettings;
-}
-
-void RemoteServiceSettings::setSharedSettings(RemoteServiceSettings* settings) {
-    installedSettings = settings;
 }
 
 void RemoteServiceSettings::updateSettings() {
@@ -102,7 +89,7 @@ void RemoteServiceSettings::updateAccessInterval() {
     const Date now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
     accessIntervalBegin_ = begin && end ? *begin : now;
     accessIntervalEnd_ = begin && end ? *end : now;
-    // The stored end decides, over what the policy said. Its text counts as the number of its year.
+    // The stored end replaces the value of the policy. As a number its text is the year.
     canChangeAccessInterval_ = booleanForKey(kRemoteAccessIntervalEnd);
 }
 
@@ -155,7 +142,7 @@ std::string RemoteServiceSettings::verifySessionLogPath(std::string_view path) {
     if (!fs::exists(folder, error)) {
         fs::create_directories(folder, error);
         if (!error) {
-            // Whatever the umask says: every user's agent logs there.
+            // Whatever the umask is: every user's agent logs there.
             fs::permissions(folder, fs::perms::all, error);
         }
         if (error) {

@@ -12,8 +12,8 @@ namespace kvn {
 
 class RemoteAppSuitePrefs;
 
-/// The settings that govern the remote service for this user: the administrator's policy (settings.xml,
-/// read only) says which of them the user may change, the preferences hold the user's own values. What
+/// The settings of the remote service for this user. The administrator's policy (settings.xml, only read
+/// here) says which of them the user may change; the preferences hold the user's own values. A setting that
 /// the policy forbids to change is not written.
 ///
 /// Main thread only.
@@ -24,12 +24,12 @@ public:
     /// Reads both sources. The preferences must outlive this object.
     explicit RemoteServiceSettings(RemoteAppSuitePrefs& preferences);
 
-    /// Installed by main before anyone asks for it.
-    static RemoteServiceSettings& sharedSettings();
-    static void setSharedSettings(RemoteServiceSettings* settings);
+    /// The settings of the process: null until main has set them.
+    static RemoteServiceSettings* sharedSettings() { return sharedSettings_; }
+    static void setSharedSettings(RemoteServiceSettings* settings) { sharedSettings_ = settings; }
 
-    /// Reads the policy again if its modification time has moved forward, and the preferences always. A
-    /// policy that cannot be read is logged and leaves the permissions as they were: none at first.
+    /// Reads the preferences, and the policy if its modification time is later than before. A policy that
+    /// cannot be read is logged and leaves the permissions as they were; at first there are none.
     void updateSettings();
 
     bool changeTransferLogAllowed() const { return canChangeTransferLog_; }
@@ -44,21 +44,23 @@ public:
     bool showStatusBarMenu() const { return showStatusBarMenu_; }
 
     void setTransferLogEnabled(bool enabled);
-    /// An empty path stands for the administrator's or the default folder.
+    /// An empty path selects the administrator's folder or the default one.
     void setSessionLogEnabled(bool enabled, std::string_view path);
-    /// Stored to the second; the getters follow at the next `updateSettings`.
+    /// Stored with a resolution of one second. The getters change at the next `updateSettings`.
     void setRemoteAccessIntervalBegin(Date begin, Date end);
     void setShowStatusBarMenu(bool show);
     void setLastClientProcessInfo(std::string info);
 
-    /// The folder for session logs: the path, else the administrator's, else the default one. It is made
-    /// when it is missing; a failure is logged, and the folder is returned all the same.
+    /// Returns the folder for session logs: the path, or the administrator's folder, or the default one. A
+    /// missing folder is created; a failure is logged, and the folder is returned all the same.
     std::string verifySessionLogPath(std::string_view path);
 
 private:
     void updatePermissions();
     void updateAccessInterval();
     bool booleanForKey(std::string_view key);
+
+    inline static RemoteServiceSettings* sharedSettings_ = nullptr;
 
     RemoteAppSuitePrefs& preferences_;
     const Kvs::FGStr<wchar_t> settingsFileW_;

@@ -1,249 +1,182 @@
 #include "basic/SystemSleepMonitor.h"
+#include "core/logging/CNSLog.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ManualMainLoop.h"
 
 #include <gtest/gtest.h>
-#include <set>
 
 namespace kvn::test {
 namespace {
 
 using namespace std::chrono_literals;
 using host::PowerManagement;
-using Lines = std::vector<std::string>;
+using Kvs::CNSLog;
 
-/// Keeps what it is told; fails with `error` while that is not 0.
-class FakePower : public PowerManagement {
-public:
+// The fakes log what they are told, so that one list of lines shows calls and log texts in their order.
+
+struct FakePower : PowerManagement {
     std::int32_t declareUserActivity(const std::string& name, UserActivity kind, AssertionId& id) override {
-        calls.push_back("declare " + name + (kind == UserActivity::Local ? ", local " : ", remote ") +
-                        std::to_string(id));
+        CNSLog("declare %s %s, %u", kind == UserActivity::Local ? "local" : "remote", name.c_str(), id);
         id = 42;
         return error;
     }
     std::int32_t preventIdleDisplaySleep(const std::string& name, AssertionId& id) override {
-        calls.push_back("prevent " + name);
-        if (error == 0) {
-            id = ++lastAssertion_;
-            held.insert(id);
-        }
+        CNSLog("prevent %s", name.c_str());
+        id = error == 0 ? ++lastAssertion : id;
         return error;
     }
     std::int32_t releaseAssertion(AssertionId id) override {
-        EXPECT_EQ(held.erase(id), 1U);
+        CNSLog("release %x", id);
         return error;
     }
     bool registerForSystemPower(MessageHandler handler) override {
-        if (error == 0) {
-            send = std::move(handler);
-        }
+        send = error == 0 ? std::move(handler) : nullptr;
         return error == 0;
     }
     std::int32_t deregisterForSystemPower() override {
         send = nullptr;
         return error;
     }
-    void allowPowerChange(std::intptr_t argument) override {
-        calls.push_back("allow " + std::to_string(argument));
-    }
+    void allowPowerChange(std::intptr_t argument) override { CNSLog("allow %d", static_cast<int>(argument)); }
     void cancelPowerChange(std::intptr_t argument) override {
-        calls.push_back("cancel " + std::to_string(argument));
+        CNSLog("cancel %d", static_cast<int>(argument));
     }
 
-    std::int32_t error = 0;
-    Lines calls;
-    std::set<AssertionId> held;
-    MessageHandler send; // none while not registered
-
-private:
-    AssertionId lastAssertion_ = 0x1A;
+    std::int32_t error = 0; // the result of every call
+    AssertionId lastAssertion = 0x1A;
+    MessageHandler send; // empty while not registered
 };
 
-class FakePointer : public host::Pointer {
-public:
+struct FakePointer : host::Pointer {
     host::Point location() const override { return {100, 250}; }
     double mainScreenHeight() const override { return 800; }
-    void postMove(host::Point to) override { moves.emplace_back(to.x, to.y); }
-
-    std::vector<std::pair<double, double>> moves;
+    void postMove(host::Point to) override { CNSLog("move to %.0f, %.0f", to.x, to.y); }
 };
 
-class FakeObserver : public SystemSleepObserver {
-public:
+struct FakeObserver : SystemSleepObserver {
     bool canSystemSleep() override { return answer; }
-    void systemWillSleep() override { told += "sleep "; }
-    void systemDidWakeup() override { told += "wake "; }
+    void systemWillSleep() override { CNSLog("told of sleep"); }
+    void systemDidWakeup() override { CNSLog("told of wake-up"); }
 
     bool answer = true;
-    std::string told;
 };
 
-class SystemSleepMonitor : public testing::Test {
+class SystemSleepMonitorTest : public testing::Test {
 protected:
-    /// The lines that were logged since the last call.
-    Lines newLines() {
-        const Lines all = log_.lines();
-        Lines fresh(all.begin() + static_cast<std::ptrdiff_t>(seen_), all.end());
-        seen_ = all.size();
-        return fresh;
+    template <class Action>
+    void expect(Action action, const std::vector<std::string>& lines) {
+        const CapturedLog log;
+        action();
+        EXPECT_EQ(log.lines(), lines);
     }
 
     CapturedLog log_;
-    std::size_t seen_ = 0;
     FakeClock clock_;
     ManualMainLoop loop_{clock_};
     FakePower power_;
     FakePointer pointer_;
-    kvn::SystemSleepMonitor monitor_{power_, pointer_, loop_};
-    FakeObserver observer_;
+    SystemSleepMonitor monitor_{power_, pointer_, loop_};
+    FakeObserver observer_, second_;
 };
 
-TEST_F(SystemSleepMonitor, IsRegisteredWhileItHasObservers) {
-    FakeObserver second;
-    monitor_.addObserver(observer_);
-    monitor_.addObserver(observer_);
-    monitor_.addObserver(second);
-    EXPECT_EQ(newLines(), Lines{"IORegisterForSystemPower succeded\n"});
-    power_.send(PowerManagement::kSystemHasPoweredOn, 0);
-    EXPECT_EQ(observer_.told, "wake ");
-    monitor_.removeObserver(observer_);
-    EXPECT_TRUE(power_.send);
-    newLines();
-    monitor_.removeObserver(second);
+TEST_F(SystemSleepMonitorTest, ObserversReceivePowerMessages) {
+    const auto add = [&] { monitor_.addObserver(observer_); };
+    const auto remove = [&] { monitor_.removeObserver(observer_); };
+    expect(add, {"IORegisterForSystemPower succeded\n"});
+    expect(add, {});
+    expect([&] { monitor_.addObserver(second_); }, {});
+    expect([&] { monitor_.removeObserver(second_); }, {});
+    expect(
+        [&] { power_.send(PowerManagement::kSystemWillSleep, 7); },
+        {"SystemSleepMonitor: kIOMessageSystemWillSleep", "System will sleep", "told of sleep", "allow 7"});
+    expect([&] { power_.send(PowerManagement::kSystemHasPoweredOn, 8); },
+           {"SystemSleepMonitor: kIOMessageSystemHasPoweredOn", "System did wakeup", "told of wake-up"});
+    expect([&] { power_.send(PowerManagement::kSystemWillPowerOn, 9); }, {});
+    expect([&] { power_.send(0xAB, 0xCDE); }, {"SystemSleepMonitor: messageType 000000ab, arg 00000cde\n"});
+    expect(remove, {"IODeregisterForSystemPower succeded\n"});
     EXPECT_FALSE(power_.send);
-    EXPECT_EQ(newLines(), Lines{"IODeregisterForSystemPower succeded\n"});
-    monitor_.removeObserver(second);
-    EXPECT_EQ(newLines(), Lines{});
+    expect(remove, {});
 
-    monitor_.addObserver(second);
-    newLines();
+    monitor_.addObserver(observer_);
     power_.error = 5;
-    monitor_.removeObserver(second);
-    monitor_.addObserver(second);
-    monitor_.removeObserver(second);
-    EXPECT_EQ(newLines(), (Lines{"IODeregisterForSystemPower failed.", "IORegisterForSystemPower failed\n"}));
+    expect(remove, {"IODeregisterForSystemPower failed."});
+    expect(add, {"IORegisterForSystemPower failed\n"});
+    expect(remove, {});
 }
 
-TEST_F(SystemSleepMonitor, RefusesAtMostThreeSleepsInARow) {
-    FakeObserver willing;
-    monitor_.addObserver(willing);
+TEST_F(SystemSleepMonitorTest, RefusesAtMostThreeSleepsInARow) {
+    monitor_.addObserver(second_); // allows every sleep
     monitor_.addObserver(observer_);
-    newLines();
-    struct Step {
-        bool answer;
-        bool allowed;
-        int counter;
-    };
-    const Step steps[] = {{false, false, 1}, {false, false, 2}, {false, false, 3}, {false, true, 0},
-                          {false, false, 1}, {true, true, 0},   {false, false, 1}};
-    std::intptr_t argument = 100;
-    for (const Step& step : steps) {
+    const struct {
+        bool answer, allowed;
+        const char* counter;
+    } steps[] = {{false, false, "1"}, {false, false, "2"}, {false, false, "3"}, {false, true, "0"},
+                 {false, false, "1"}, {true, true, "0"},   {false, false, "1"}};
+    for (const auto& step : steps) {
         observer_.answer = step.answer;
-        power_.calls.clear();
-        power_.send(PowerManagement::kCanSystemSleep, ++argument);
-        EXPECT_EQ(power_.calls, Lines{(step.allowed ? "allow " : "cancel ") + std::to_string(argument)});
-        EXPECT_EQ(newLines(),
-                  (Lines{std::string("Allowing system to sleep: ") + (step.allowed ? "yes" : "no") +
-                             ", request: " + std::to_string(step.counter),
-                         std::string("SystemSleepMonitor: kIOMessageCanSystemSleep ") +
-                             (step.allowed ? "allowed" : "cancelled")}));
+        const std::string word = step.allowed ? "yes" : "no", result = step.allowed ? "allowed" : "cancelled";
+        expect([&] { power_.send(PowerManagement::kCanSystemSleep, 100); },
+               {"Allowing system to sleep: " + word + ", request: " + step.counter,
+                "SystemSleepMonitor: kIOMessageCanSystemSleep " + result,
+                step.allowed ? "allow 100" : "cancel 100"});
     }
 }
 
-TEST_F(SystemSleepMonitor, AnswersPowerMessages) {
-    monitor_.addObserver(observer_);
-    newLines();
-    power_.send(PowerManagement::kSystemWillSleep, 7);
-    EXPECT_EQ(power_.calls, Lines{"allow 7"});
-    EXPECT_EQ(newLines(), (Lines{"SystemSleepMonitor: kIOMessageSystemWillSleep", "System will sleep"}));
-    power_.send(PowerManagement::kSystemHasPoweredOn, 8);
-    EXPECT_EQ(newLines(), (Lines{"SystemSleepMonitor: kIOMessageSystemHasPoweredOn", "System did wakeup"}));
-    power_.send(PowerManagement::kSystemWillPowerOn, 9);
-    power_.send(0xAB, 0xCDE);
-    EXPECT_EQ(newLines(), Lines{"SystemSleepMonitor: messageType 000000ab, arg 00000cde\n"});
-    EXPECT_EQ(power_.calls, Lines{"allow 7"});
-    EXPECT_EQ(observer_.told, "sleep wake ");
-}
-
-TEST_F(SystemSleepMonitor, ObserversMayLeaveWhileTheyAreTold) {
-    class Leaving : public FakeObserver {
-    public:
-        Leaving(kvn::SystemSleepMonitor& monitor, SystemSleepObserver& other)
-            : monitor_(monitor), other_(other) {}
-        void systemWillSleep() override {
-            monitor_.removeObserver(*this);
-            monitor_.removeObserver(other_);
-        }
-
-    private:
-        kvn::SystemSleepMonitor& monitor_;
-        SystemSleepObserver& other_;
+TEST_F(SystemSleepMonitorTest, AnObserverMayRemoveItselfAndOthersWhileItIsCalled) {
+    struct Leaving : FakeObserver {
+        void systemWillSleep() override { leave(); }
+        std::function<void()> leave;
+    } leaving;
+    leaving.leave = [&] {
+        monitor_.removeObserver(leaving);
+        monitor_.removeObserver(observer_);
     };
-    Leaving leaving(monitor_, observer_);
     monitor_.addObserver(leaving);
     monitor_.addObserver(observer_);
-    monitor_.systemWillSleep();
-    EXPECT_EQ(observer_.told, "");
-    EXPECT_FALSE(power_.send);
+    expect([&] { monitor_.systemWillSleep(); },
+           {"System will sleep", "IODeregisterForSystemPower succeded\n"});
 }
 
-TEST_F(SystemSleepMonitor, DeclaresLocalActivity) {
-    EXPECT_TRUE(monitor_.declareLocalUserActivity());
-    power_.error = static_cast<std::int32_t>(0xE00002BCU); // as the system's codes look
-    EXPECT_FALSE(monitor_.declareLocalUserActivity());
+TEST_F(SystemSleepMonitorTest, DeclaresLocalActivityAnewAfterAFailure) {
+    const auto declare = [&] { EXPECT_EQ(monitor_.declareLocalUserActivity(), power_.error == 0); };
+    const std::string call = "declare local Remote desktop session starting, ";
+    expect(declare, {call + "0", "IOPMAssertionDeclareUserActivity succeeded"});
+    power_.error = static_cast<std::int32_t>(0xE00002BCU); // a typical code of the system
+    expect(declare, {call + "42", "IOPMAssertionDeclareUserActivity failed: e00002bc"});
     power_.error = 0;
-    EXPECT_TRUE(monitor_.declareLocalUserActivity());
-    // A failure forgets the assertion.
-    EXPECT_EQ(power_.calls, (Lines{"declare Remote desktop session starting, local 0",
-                                   "declare Remote desktop session starting, local 42",
-                                   "declare Remote desktop session starting, local 0"}));
-    EXPECT_EQ(newLines(), (Lines{"IOPMAssertionDeclareUserActivity succeeded",
-                                 "IOPMAssertionDeclareUserActivity failed: e00002bc",
-                                 "IOPMAssertionDeclareUserActivity succeeded"}));
+    expect(declare, {call + "0", "IOPMAssertionDeclareUserActivity succeeded"});
 }
 
-TEST_F(SystemSleepMonitor, KeepsOneAssertionAfterTwoWakeUps) {
-    EXPECT_EQ(monitor_.wakeupDisplayAndPreventSleep(), 0);
-    EXPECT_EQ(newLines(), Lines{"Wakeup display: DeclareUserActivity succeeded"});
-    loop_.advance(1s);
-    EXPECT_EQ(monitor_.wakeupDisplayAndPreventSleep(), 0);
-    loop_.advance(999ms);
-    EXPECT_TRUE(power_.held.empty());
-    loop_.advance(1s + 1ms);
-    EXPECT_EQ(power_.held, std::set<PowerManagement::AssertionId>{0x1C});
-    EXPECT_EQ(power_.calls,
-              (Lines{"declare Remote desktop session running, remote 0",
-                     "declare Remote desktop session running, remote 42",
-                     "prevent Remote desktop session running", "prevent Remote desktop session running"}));
-    EXPECT_EQ(newLines(), (Lines{"Wakeup display: DeclareUserActivity succeeded",
-                                 "IOPMAssertPreventUserIdleDisplaySleep succeeded with assertionID: 1b",
-                                 "Allowing display to sleep. Succeeded with assertionID: 1b",
-                                 "IOPMAssertPreventUserIdleDisplaySleep succeeded with assertionID: 1c"}));
-    power_.error = -1;
-    monitor_.allowDisplaySleep();
-    monitor_.allowDisplaySleep(); // none is held any more
-    EXPECT_EQ(newLines(), Lines{"Allowing display to sleep. Failed with assertionID: 1c, error: ffffffff"});
-}
-
-TEST_F(SystemSleepMonitor, TellsOfFailedWakeUps) {
+TEST_F(SystemSleepMonitorTest, WakesTheDisplayAndHoldsOneAssertion) {
+    const auto wake = [&] { EXPECT_EQ(monitor_.wakeupDisplayAndPreventSleep(), power_.error == 0 ? 0 : -1); };
+    const std::string call = "declare remote Remote desktop session running, ",
+                      woken = "Wakeup display: DeclareUserActivity succeeded";
     power_.error = 0x10;
-    EXPECT_EQ(monitor_.wakeupDisplayAndPreventSleep(), -1);
+    expect(wake, {call + "0", "IOPMAssertionDeclareUserActivity failed: 10"});
     EXPECT_EQ(loop_.scheduledCount(), 0U);
     power_.error = 0;
-    EXPECT_EQ(monitor_.wakeupDisplayAndPreventSleep(), 0);
-    power_.error = 0x11;
-    loop_.advance(2s);
-    EXPECT_EQ(newLines(), (Lines{"IOPMAssertionDeclareUserActivity failed: 10",
-                                 "Wakeup display: DeclareUserActivity succeeded",
-                                 "IOPMAssertPreventUserIdleDisplaySleep failed with error: 11"}));
-}
-
-TEST_F(SystemSleepMonitor, NudgesThePointer) {
-    monitor_.closeScreenSaver();
-    loop_.advance(199ms);
-    EXPECT_TRUE(pointer_.moves.empty());
-    loop_.advance(1ms);
-    EXPECT_EQ(pointer_.moves, (std::vector<std::pair<double, double>>{{103, 548}, {100, 550}}));
+    expect(wake, {call + "0", woken});
+    expect([&] { loop_.advance(199ms); }, {});
+    expect([&] { loop_.advance(1ms); }, {"move to 103, 548", "move to 100, 550"});
+    loop_.advance(800ms);
+    expect(wake, {call + "42", woken});
+    loop_.advance(999ms);
+    expect([&] { loop_.advance(1ms); },
+           {"prevent Remote desktop session running",
+            "IOPMAssertPreventUserIdleDisplaySleep succeeded with assertionID: 1b"});
+    expect([&] { loop_.advance(1s); },
+           {"release 1b", "Allowing display to sleep. Succeeded with assertionID: 1b",
+            "prevent Remote desktop session running",
+            "IOPMAssertPreventUserIdleDisplaySleep succeeded with assertionID: 1c"});
+    expect(wake, {call + "42", woken});
+    power_.error = -1;
+    expect([&] { monitor_.allowDisplaySleep(); },
+           {"release 1c", "Allowing display to sleep. Failed with assertionID: 1c, error: ffffffff"});
+    expect([&] { monitor_.allowDisplaySleep(); }, {});
+    loop_.advance(1999ms);
+    expect([&] { loop_.advance(1ms); },
+           {"prevent Remote desktop session running",
+            "IOPMAssertPreventUserIdleDisplaySleep failed with error: ffffffff"});
 }
 
 } // namespace

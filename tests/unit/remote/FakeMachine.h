@@ -10,8 +10,8 @@
 
 namespace kvn::test {
 
-/// A machine whose tools answer as the test says, in turn; the last answer, at first an empty one, stays.
-/// Keeps a journal of what was run and slept, with the root left out.
+/// A machine whose tools give the test's answers in turn and repeat the last one; without answers, an empty
+/// one. Keeps a journal of programs and sleeps, with paths relative to the root.
 struct FakeMachine : host::ProcessRunner, host::ScriptRunner, host::Sleeper {
     using Answer = std::variant<Outcome, host::Error>;
 

@@ -1,119 +1,107 @@
 #include "remote/ServiceMessages.h"
 
-#include "core/text/FGStr.h"
+#include "remote/platform/OFRRecords.h"
 #include "remote/xml/FEncXmlDocument.h"
+#include "tests/support/AgentEnvironment.h"
 
 #include <gtest/gtest.h>
 #include <limits>
-#include <string>
 
-namespace Kvs {
+namespace kvn::test {
 namespace {
 
-constexpr std::uint64_t kOwnSession = 100008;
-
-class ServiceMessages : public testing::Test {
+class ServiceMessagesTest : public testing::Test {
 protected:
-    FEncXmlNode<char> load(const std::string& text) {
+    Kvs::FEncXmlNode<char> load(const std::string& text) {
         EXPECT_TRUE(document_.loadXml(text.c_str())) << text;
         return document_.root();
     }
-    _FRServiceInfo status(const std::string& attributes) {
-        return fReadServiceInfo(load("<Status " + attributes + "/>"), kOwnSession);
+    OFRServiceInfo status(const std::string& text) {
+        return ObjcDTOFactory::convertFRServiceInfo(Kvs::fReadServiceInfo(load(text), 100008));
     }
 
-    FEncXmlDocument<char> document_;
+private:
+    Kvs::FEncXmlDocument<char> document_;
 };
 
-TEST(LeadingNumber, StopsAtTheFirstOtherCharacter) {
+TEST_F(ServiceMessagesTest, ANumberEndsAtTheFirstOtherCharacter) {
     const std::pair<const char*, std::int64_t> cases[] = {
         {"", 0},
         {"17", 17},
         {"-3", -3},
         {"12abc", 12},
-        {"abc", 0},
         {"-", 0},
         {"+5", 0},
         {" 5", 0},
         {"--5", 0},
-        {"007", 7},
-        {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
         {"9223372036854775808", std::numeric_limits<std::int64_t>::min()},
         {"99999999999999999999999999999999", -8814407033341083649}, // 10^32 - 1, in 64 bits
     };
     for (const auto& [text, number] : cases) {
-        EXPECT_EQ(fLeadingNumber(text), number) << text;
+        EXPECT_EQ(Kvs::fLeadingNumber(text), number) << text;
     }
 }
 
-TEST_F(ServiceMessages, StateWordIsComparedWhole) {
-    const std::pair<const char*, FRServiceState> cases[] = {
-        {"Value=\"online\"", FRServiceState::Online},   {"Value=\"paused\"", FRServiceState::Paused},
-        {"Value=\"Online\"", FRServiceState::Offline},  {"Value=\"online \"", FRServiceState::Offline},
-        {"Value=\"offline\"", FRServiceState::Offline}, {"Server=\"x\"", FRServiceState::Offline},
-    };
-    for (const auto& [attributes, state] : cases) {
-        EXPECT_EQ(status(attributes).status, state) << attributes;
-    }
-}
-
-TEST_F(ServiceMessages, StatusIsReadWhole) {
-    const auto info = fReadServiceInfo(
-        load("<Status Value=\"online\" RequestData=\"17\" Server=\"relay&amp;01\" Version=\"5.0.1\" "
-             "LastError=\"\" "
-             "RemoteRegistrationName=\"B\xC3\xBCro\" SubProcessSessions=\"7,100008|alice|x\">"
-             "<Proxy Name=\"a\" Server=\"s\" Time=\"12:00:00\" Priority=\"1\" Value=\"1\"/>"
-             "<Proxy Name=\"b\" Value=\"online\"/><Proxy Name=\"c\" Value=\"0\"/><Proxy Name=\"d\" "
-             "Value=\"off\"/>"
-             "<Other><Proxy Name=\"deep\"/></Other></Status>"),
-        kOwnSession);
-    EXPECT_EQ(info.requestId, 17U);
-    EXPECT_EQ(info.server, L"relay&01");
-    EXPECT_EQ(info.version, L"5.0.1");
-    EXPECT_EQ(fNarrow(info.registration), "B\xC3\xBCro");
-    EXPECT_TRUE(info.subProcessRunning);
-    EXPECT_EQ(info.subProcessUser, L"alice");
-    ASSERT_EQ(info.proxyInfos.size(), 4U);
-    EXPECT_EQ(info.proxyInfos[0].name, L"a");
-    EXPECT_EQ(info.proxyInfos[0].time, L"12:00:00");
-    const bool active[] = {true, true, false, false};
-    for (std::size_t i = 0; i < 4; ++i) {
-        EXPECT_EQ(info.proxyInfos[i].active, active[i]) << i;
-    }
-}
-
-TEST_F(ServiceMessages, SubProcessSessions) {
-    struct Case {
-        const char* list;
+TEST_F(ServiceMessagesTest, StatesAndSessionsAreComparedWhole) {
+    const struct {
+        const char* attributes;
+        const char* text;
         bool running;
-        const wchar_t* user;
+        const char* user;
+    } cases[] = {
+        {"Value=\"online\"", "Online", false, ""},
+        {"Value=\"paused\"", "Paused", false, ""},
+        {"Value=\"Online\"", "Offline", false, ""},
+        {"Value=\"online \"", "Offline", false, ""},
+        {"SubProcessSessions=\"\"", "Offline", false, ""},
+        {"SubProcessSessions=\"100008\"", "Offline", true, ""},
+        {"SubProcessSessions=\"1,100008|alice|console\"", "Offline", true, "alice"},
+        {"SubProcessSessions=\"100008||x\"", "Offline", true, ""},
+        {"SubProcessSessions=\"1000081,x100008\"", "Offline", false, ""},
+        {"SubProcessSessions=\",,100008,\"", "Offline", true, ""},
     };
-    const Case cases[] = {
-        {"", false, L""},
-        {"100011", false, L""},
-        {"100008", true, L""},
-        {"1,100008|alice|console", true, L"alice"},
-        {"100008|alice", true, L"alice"},
-        {"100008||x", true, L""},
-        {"1000081", false, L""},
-        {"x100008", false, L""},
-        {",,100008,", true, L""},
-    };
-    for (const Case& each : cases) {
-        const auto info = status("SubProcessSessions=\"" + std::string(each.list) + "\"");
-        EXPECT_EQ(info.subProcessRunning, each.running) << each.list;
-        EXPECT_EQ(info.subProcessUser, each.user) << each.list;
+    const FakeBundle bundle;
+    for (const auto& c : cases) {
+        const auto info = status("<Status " + std::string(c.attributes) + "/>");
+        EXPECT_EQ(info.description(bundle), "ServiceStatus: Status" + std::string(c.text)) << c.attributes;
+        EXPECT_EQ(info.subProcessRunning, c.running) << c.attributes;
+        EXPECT_EQ(info.subProcessUser, c.user) << c.attributes;
+        EXPECT_TRUE(info.proxyInfos.empty());
+    }
+    for (const auto& [state, text] :
+         {std::pair(3, "StatusInitial"), {4, "StatusOffline"}, {7, "StatusOffline"}}) {
+        EXPECT_EQ(OFRServiceInfo::serviceStateAsString(ServiceState{state}, bundle), text);
     }
 }
 
-TEST_F(ServiceMessages, NumbersOfARequestResult) {
-    const auto result = fReadRequestResult(load("<RequestResult RequestData=\"-3\" StatusCode=\"12abc\"/>"));
-    EXPECT_EQ(result.requestId, 4294967293U);
+TEST_F(ServiceMessagesTest, EveryAttributeReachesTheApplicationsRecord) {
+    const auto info =
+        status("<Status Value=\"online\" RequestData=\"17\" Server=\"relay&amp;01\" Version=\"5.0.1\" "
+               "LastError=\"none\" RemoteRegistrationName=\"B\xC3\xBCro\">"
+               "<Proxy Name=\"a\" Server=\"s\" Time=\"12:00:00\" Priority=\"1\" Value=\"1\"/>"
+               "<Proxy Name=\"b\" Value=\"online\"/><Proxy Name=\"c\" Value=\"0\"/>"
+               "<Proxy Name=\"d\" Value=\"off\"/><Other><Proxy Name=\"deep\"/></Other></Status>");
+    EXPECT_EQ(info.description(FakeBundle()), "ServiceStatus: StatusOnline server: relay&01");
+    EXPECT_EQ(info.requestID, 17U);
+    EXPECT_EQ(info.registration + "|" + info.lastError + "|" + info.version, "B\xC3\xBCro|none|5.0.1");
+    std::string proxies;
+    for (const OFRProxyInfo& p : info.proxyInfos) {
+        proxies += p.name + "," + p.server + "," + p.time + "," + p.priority + (p.active ? ",on " : ",off ");
+    }
+    EXPECT_EQ(proxies, "a,s,12:00:00,1,on b,,,,on c,,,,off d,,,,off ");
+
+    const auto result = ObjcDTOFactory::convertRequestResult(
+        Kvs::fReadRequestResult(load("<RequestResult RequestData=\"-3\" StatusCode=\"12abc\"/>")));
+    EXPECT_EQ(result.requestID, 4294967293U);
     EXPECT_EQ(result.statusCode, 12);
-    const auto empty = fReadRequestResult(load("<RequestResult StatusCode=\"-7\"/>"));
-    EXPECT_EQ(empty.requestId, 0U);
-    EXPECT_EQ(empty.statusCode, -7);
+    const auto proxy = ObjcDTOFactory::convertProxyStatus(
+        Kvs::fReadProxyStatus(load("<ServerStatus RequestData=\"5\" Value=\"v\" LastError=\"e\"/>")));
+    EXPECT_EQ(proxy.status + proxy.lastError + std::to_string(proxy.requestID), "ve0");
+    const auto command = ObjcDTOFactory::convertFRServiceCommand(Kvs::fReadServiceCommand(
+        load("<ServiceCommand RequestData=\"5\" Command=\"c\" Executable=\"&lt;\" Parameters=\"p\"/>")));
+    EXPECT_EQ(command.command + command.executable + command.parameters + std::to_string(command.requestID),
+              "c<p0");
 }
 
 } // namespace
-} // namespace Kvs
+} // namespace kvn::test

@@ -5,72 +5,45 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <memory>
-#include <optional>
 
 namespace kvn::test {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::_;
 using testing::ElementsAre;
+using testing::Return;
 
-class RecordingDelegate : public RemoteServiceConnectorDelegate {
-public:
-    void serviceConnectorReceivedAgentRegistrationResult(RemoteServiceConnector&,
-                                                         const OFRRequestResult& result) override {
-        registration = result;
-    }
-    void serviceConnectorFailedWithError(RemoteServiceConnector&, std::int32_t code,
-                                         const std::string& description) override {
-        failures.push_back(description + " " + std::to_string(code));
-    }
-    void serviceConnectorLostConnection(RemoteServiceConnector&) override { ++lost; }
-    bool serviceConnectorShouldHandleLaunchRequest(RemoteServiceConnector&, const std::string&,
-                                                   const std::vector<std::string>&) override {
-        return launches;
-    }
-    void updateStatus() override { ++statusUpdates; }
-
-    std::optional<OFRRequestResult> registration;
-    std::vector<std::string> failures;
-    int lost = 0;
-    std::atomic<bool> launches{true};
-    int statusUpdates = 0;
+struct MockDelegate : RemoteServiceConnectorDelegate {
+    using Connector = RemoteServiceConnector;
+    MOCK_METHOD(void, serviceConnectorReceivedAgentRegistrationResult, (Connector&, const OFRRequestResult&),
+                (override));
+    MOCK_METHOD(void, serviceConnectorFailedWithError, (Connector&, std::int32_t, const std::string&),
+                (override));
+    MOCK_METHOD(void, serviceConnectorLostConnection, (Connector&), (override));
+    MOCK_METHOD(bool, serviceConnectorShouldHandleLaunchRequest,
+                (Connector&, const std::string&, const std::vector<std::string>&), (override));
+    MOCK_METHOD(void, updateStatus, (), (override));
 };
 
-constexpr char kExecute[] =
-    "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"&quot;/opt/client&quot;\" "
-    "Parameters=\" /sessionid:123 /transferlog:on\"/>";
-
-class Connector : public testing::Test {
+class RemoteServiceConnectorTest : public testing::Test {
 protected:
-    Connector() : connector(std::make_shared<RemoteServiceConnector>(env.connector, delegate)) {}
-    ~Connector() override { connector->close(); }
-
-    /// Opens the pipe, so that the service can push.
-    void connect() {
-        bool answered = false;
-        connector->requestServiceStatus([&](const auto*, std::int32_t) { answered = true; });
-        ASSERT_TRUE(env.loop.runUntil([&] { return answered; }));
+    RemoteServiceConnectorTest() {
+        ON_CALL(delegate, serviceConnectorShouldHandleLaunchRequest).WillByDefault(Return(true));
     }
-    void pushAndWaitForLog(FakeService& service, const std::string& message, const std::string& line) {
-        service.push(message);
-        ASSERT_TRUE(env.loop.runUntil([&] { return env.log.contains(line); })) << line;
-    }
+    ~RemoteServiceConnectorTest() override { connector->close(); }
 
-    void pushAndWaitForLaunch(FakeService& service, const std::string& message,
-                              const std::string& line = "Launching client") {
-        const auto scheduled = env.loop.scheduledCount();
-        pushAndWaitForLog(service, message, line);
-        ASSERT_TRUE(waitUntil([&] { return env.loop.scheduledCount() == scheduled + 1; })); // after the line
+    void execute(const std::string& executable) {
+        connector->processCommand({0, "ExecuteProcess", executable, " /sessionid:123 /transferlog:on"});
     }
 
     AgentEnvironment env;
-    RecordingDelegate delegate;
-    std::shared_ptr<RemoteServiceConnector> connector;
+    testing::NiceMock<MockDelegate> delegate;
+    std::shared_ptr<RemoteServiceConnector> connector =
+        std::make_shared<RemoteServiceConnector>(env.connector, delegate);
 };
 
-TEST_F(Connector, EachAnswerReachesItsOwnHandlerOnce) {
+TEST_F(RemoteServiceConnectorTest, EachAnswerReachesItsOwnHandlerOnce) {
     FakeService service;
     int first = 0;
     std::vector<std::string> servers;
@@ -83,7 +56,7 @@ TEST_F(Connector, EachAnswerReachesItsOwnHandlerOnce) {
     ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 2; }));
     EXPECT_EQ(service.transcript(), "<GetStatus RequestData=\"1\" /><GetStatus RequestData=\"2\" />");
 
-    // Unprompted, twice the same, and glued into one delivery.
+    // Unprompted, twice the same, and all in one delivery.
     service.push("<Status RequestData=\"99\"/> \n<Status RequestData=\"2\" Server=\"a\"/>"
                  "<Status RequestData=\"2\" Server=\"b\"/><Status/>");
     ASSERT_TRUE(env.loop.runUntil([&] { return !servers.empty(); }));
@@ -93,21 +66,7 @@ TEST_F(Connector, EachAnswerReachesItsOwnHandlerOnce) {
     EXPECT_THAT(servers, ElementsAre("a"));
 }
 
-TEST_F(Connector, TheAnswerToAProxyStatusRequestReachesNobody) {
-    // The command in the same delivery tells when the answer has been processed.
-    FakeService service(
-        [](const std::string&) {
-            return "<ServerStatus RequestData=\"1\" Value=\"online\"/><ServiceCommand Command=\"After\"/>";
-        },
-        Kvs::FRSCtrl::Pipe_RemoteServer);
-    int calls = 0;
-    EXPECT_EQ(connector->requestProxyStatus([&](const auto*, std::int32_t) { ++calls; }), Kvs::kSuccess);
-    ASSERT_TRUE(waitUntil([&] { return env.log.contains("Received unknown service command: After"); }));
-    env.loop.runPending();
-    EXPECT_EQ(calls, 0);
-}
-
-TEST_F(Connector, ForgetsTheOldestOfTooManyRequests) {
+TEST_F(RemoteServiceConnectorTest, ForgetsTheOldestOfTooManyRequests) {
     FakeService service;
     std::vector<int> answered;
     for (int i = 1; i <= 257; ++i) {
@@ -119,7 +78,7 @@ TEST_F(Connector, ForgetsTheOldestOfTooManyRequests) {
     EXPECT_THAT(answered, ElementsAre(2, 257));
 }
 
-TEST_F(Connector, WithoutAServiceEveryRequestFailsAtOnce) {
+TEST_F(RemoteServiceConnectorTest, WithoutAServiceEveryRequestFails) {
     std::vector<std::int32_t> results;
     const auto record = [&](const auto* response, std::int32_t result) {
         EXPECT_FALSE(response);
@@ -129,158 +88,87 @@ TEST_F(Connector, WithoutAServiceEveryRequestFailsAtOnce) {
     connector->requestProxyStatus(record);
     connector->sendServicePauseRequest(record);
     connector->sendServiceContinueRequest(record);
-    EXPECT_THAT(results, testing::Each(Kvs::kFailure));
-    EXPECT_EQ(results.size(), 4U);
+    EXPECT_EQ(results, std::vector<std::int32_t>(4, Kvs::kFailure));
     EXPECT_TRUE(env.log.contains("KvnRemoteServiceCtrl::sendRequest: no messenger for given pipe ID"));
 
+    EXPECT_CALL(delegate,
+                serviceConnectorFailedWithError(_, Kvs::kFailure, "sendSystemRebootRequest request failed."));
     EXPECT_EQ(connector->sendSystemRebootRequest(), Kvs::kFailure);
-    connector->registerServiceAgent();
-    EXPECT_THAT(delegate.failures, ElementsAre("sendSystemRebootRequest request failed. -2147483648"));
-    env.loop.runPending(); // the registration's failure is told later
-    EXPECT_EQ(delegate.failures.back(), "registerServiceAgent failed. -2147483648");
+    EXPECT_EQ(connector->registerServiceAgent(), Kvs::kFailure);
+    // The failure of the registration is reported later.
+    EXPECT_CALL(delegate, serviceConnectorFailedWithError(_, Kvs::kFailure, "registerServiceAgent failed."));
+    env.loop.runPending();
 }
 
-TEST_F(Connector, MessagesOnTheWire) {
+TEST_F(RemoteServiceConnectorTest, LaunchesTheClientAfterADelayAndReportsIt) {
     FakeService service;
-    const std::string pid = std::to_string(getpid());
-    connector->sendServicePauseRequest({});
-    connector->sendSystemRebootRequest();
-    connector->registerServiceAgent();
-    connector->unregisterServiceAgent();
-    const std::string agent = " SessionID=\"100008\" UserID=\"alice\" ProcessID=\"" + pid + "\" RequestData=";
-    const std::string expected = "<Pause /><GetStatus RequestData=\"1\" /><RebootSystem /><RegisterAgent" +
-                                 agent + "\"3\"></RegisterAgent><UnregisterAgent" + agent +
-                                 "\"0\"></UnregisterAgent>";
-    EXPECT_TRUE(waitUntil([&] { return service.transcript() == expected; })) << service.transcript();
-}
-
-TEST_F(Connector, RegistrationResultReachesTheDelegate) {
-    FakeService service([](const std::string& message) {
-        return "<RequestResult RequestData=\"" + requestIdIn(message) + "\" StatusCode=\"5\"/>";
-    });
-    connector->registerServiceAgent();
-    ASSERT_TRUE(env.loop.runUntil([&] { return delegate.registration.has_value(); }));
-    EXPECT_EQ(delegate.registration->statusCode, 5);
-    EXPECT_TRUE(delegate.failures.empty());
-}
-
-TEST_F(Connector, LaunchesTheClientAndReportsIt) {
-    FakeService service(answerAsOnlineService);
-    connect();
-    pushAndWaitForLaunch(service, kExecute, "Launching client in 1.0 seconds");
-    env.loop.advance(999ms);
-    EXPECT_TRUE(env.runner.launched.empty());
-    env.loop.advance(1ms);
-    ASSERT_EQ(env.runner.launched.size(), 1U);
-    EXPECT_EQ(env.runner.launched[0].first, "/opt/client");
-    EXPECT_THAT(env.runner.launched[0].second, ElementsAre("-sid:123", "-transferlog:on"));
-    EXPECT_TRUE(waitUntil([&] {
-        return service.count("<ClientLauched ProcessID=\"4300\" SessionID=\"100008\" UserID=\"alice\" "
-                             "RequestData=\"0\"></ClientLauched>") == 1;
-    }));
+    EXPECT_CALL(delegate, updateStatus).Times(2);
+    const struct {
+        std::chrono::seconds upTime;
+        std::string executable, launched;
+        std::chrono::milliseconds delay;
+        std::string line;
+    } cases[] = {
+        {90s, "\"/opt/client\"", "/opt/client", 1s, "Launching client in 1.0 seconds"},
+        {89s, "/C.app", "/C.app/Contents/MacOS/Inner", 12s, "Launching client in 12.0 seconds"},
+    };
+    for (const auto& c : cases) {
+        env.system.up = c.upTime;
+        execute(c.executable);
+        EXPECT_TRUE(env.log.contains(c.line));
+        env.loop.advance(c.delay - 1ms);
+        EXPECT_FALSE(env.log.contains("Started: " + c.launched));
+        env.loop.advance(1ms);
+        EXPECT_EQ(env.runner.launched.back().first, c.launched);
+        EXPECT_THAT(env.runner.launched.back().second, ElementsAre("-sid:123", "-transferlog:on"));
+        EXPECT_TRUE(
+            env.log.contains("Started: " + c.launched + " procId: 4300, args: (-sid:123, -transferlog:on)"));
+    }
+    EXPECT_TRUE(waitUntil([&] { return service.count("<ClientLauched ProcessID=\"4300\"") == 2; }));
     EXPECT_EQ(env.preferences.stringForKey("LastClientProcessInfo"), "4300|100008|alice");
-    EXPECT_TRUE(env.log.contains("Started: /opt/client procId: 4300, args: (-sid:123, -transferlog:on)"));
-    EXPECT_EQ(delegate.statusUpdates, 1);
 }
 
-TEST_F(Connector, WaitsLongerWhileTheSystemStarts) {
-    FakeService service(answerAsOnlineService);
-    env.system.up = 89s;
-    connect();
-    pushAndWaitForLaunch(service, kExecute, "Launching client in 12.0 seconds");
-    env.loop.advance(11999ms);
-    EXPECT_TRUE(env.runner.launched.empty());
-    env.loop.advance(1ms);
-    EXPECT_EQ(env.runner.launched.size(), 1U);
-}
-
-TEST_F(Connector, LaunchesTheProgramInsideABundle) {
-    FakeService service(answerAsOnlineService);
-    connect();
-    pushAndWaitForLaunch(service,
-                         "<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/Applications/C.app\"/>");
+TEST_F(RemoteServiceConnectorTest, AFailedLaunchIsNotReportedAndOtherCommandsLaunchNothing) {
+    FakeService service;
+    EXPECT_CALL(delegate, updateStatus).Times(0);
+    env.runner.fails = true;
+    execute("/opt/client");
     env.loop.advance(1s);
-    ASSERT_EQ(env.runner.launched.size(), 1U);
-    EXPECT_EQ(env.runner.launched[0].first, "/Applications/C.app/Contents/MacOS/Inner");
-    EXPECT_TRUE(env.runner.launched[0].second.empty());
-}
+    EXPECT_TRUE(
+        env.log.contains("Failed to launch: /opt/client args: (-sid:123, -transferlog:on)\nException: "));
+    EXPECT_EQ(env.preferences.stringForKey("LastClientProcessInfo"), std::nullopt);
 
-TEST_F(Connector, LaunchesNothingItShouldNot) {
-    FakeService service(answerAsOnlineService);
-    connect();
-    pushAndWaitForLog(service, "<ServiceCommand Command=\"executeprocess\" Executable=\"/bin/true\"/>",
-                      "Received unknown service command: executeprocess");
-    delegate.launches = false;
-    pushAndWaitForLog(service, kExecute,
-                      "Delegate handled launch request: /opt/client args: (-sid:123, -transferlog:on)");
+    env.runner.launched.clear();
+    connector->processCommand({0, "executeprocess", "/bin/true", ""});
+    EXPECT_TRUE(env.log.contains("Received unknown service command: executeprocess"));
+    EXPECT_CALL(delegate, serviceConnectorShouldHandleLaunchRequest(_, "/opt/client", _))
+        .WillOnce(Return(false));
+    execute("/opt/client");
+    EXPECT_TRUE(
+        env.log.contains("Delegate handled launch request: /opt/client args: (-sid:123, -transferlog:on)"));
     env.loop.advance(1min);
     EXPECT_TRUE(env.runner.launched.empty());
 }
 
-TEST_F(Connector, FailedLaunchIsLoggedAndNotReported) {
-    FakeService service(answerAsOnlineService);
-    env.runner.fails = true;
-    connect();
-    pushAndWaitForLaunch(service, kExecute);
-    env.loop.advance(1s);
-    EXPECT_TRUE(
-        env.log.contains("Failed to launch: /opt/client args: (-sid:123, -transferlog:on)\nException: "));
-    EXPECT_EQ(service.count("ClientLauched"), 0U);
-    EXPECT_EQ(delegate.statusUpdates, 0);
-    EXPECT_FALSE(env.preferences.stringForKey("LastClientProcessInfo"));
-}
-
-TEST_F(Connector, ALaunchUnderWayOutlivesTheOwnersInterest) {
-    FakeService service(answerAsOnlineService);
-    connect();
-    pushAndWaitForLaunch(service, kExecute);
+TEST_F(RemoteServiceConnectorTest, AScheduledLaunchHappensAfterTheConnectorIsDropped) {
+    FakeService service;
+    execute("/opt/client");
     connector->close();
     connector = std::make_shared<RemoteServiceConnector>(env.connector, delegate);
     env.loop.advance(1s);
-    EXPECT_EQ(env.runner.launched.size(), 1U);
-    EXPECT_TRUE(waitUntil([&] { return service.count("ClientLauched") > 0; }));
+    EXPECT_TRUE(waitUntil([&] { return service.count("<ClientLauched") == 1; }));
 }
 
-TEST_F(Connector, AFloodOfLaunchRequestsIsBounded) {
-    FakeService service(answerAsOnlineService);
-    connect();
-    std::string flood;
-    for (int i = 0; i < 20; ++i) {
-        flood += kExecute; // less than one delivery
+TEST_F(RemoteServiceConnectorTest, CarriesOutAtMostThirtyTwoLaunchesThatTheServiceSends) {
+    FakeService service;
+    connector->requestServiceStatus({});
+    ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 1; }));
+    for (int i = 0; i < 50; ++i) {
+        service.push("<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/opt/client\"/>");
     }
-    for (int i = 0; i < 10; ++i) {
-        service.push(flood);
-    }
-    ASSERT_TRUE(env.loop.runUntil([&] { return env.log.contains("Too many launch requests, dropped"); }));
+    ASSERT_TRUE(waitUntil([&] { return env.log.contains("Too many launch requests, dropped"); }));
     env.loop.advance(1s);
     EXPECT_EQ(env.runner.launched.size(), 32U);
-}
-
-TEST_F(Connector, NonsenseIsDroppedAndTheNextMessageUnderstood) {
-    FakeService service;
-    const std::string nonsense[] = {
-        "<Status RequestData=\"1\"",
-        std::string("\0\0\0<", 4),
-        "<?xml version=\"1.0\"?><Status RequestData=\"1\"/>",
-        "hello",
-        "<Status></status>",
-        std::string(3000, '<'),
-        "<a>",
-        "<Unknown RequestData=\"1\"/>",
-    };
-    int answers = 0;
-    connector->requestServiceStatus([&](const auto*, std::int32_t) { ++answers; });
-    ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 1; }));
-    for (const std::string& each : nonsense) {
-        service.push(each);
-    }
-    // What stands behind nonsense in the same delivery is lost with it: say it until it stands alone.
-    ASSERT_TRUE(env.loop.runUntil([&] {
-        service.push("<Status RequestData=\"1\"/>");
-        return answers > 0;
-    }));
-    EXPECT_EQ(answers, 1);
-    EXPECT_TRUE(env.log.contains("dropped what is no message in a delivery of"));
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "core/system/FSysInfoPaths.h"
 #include "host/plist/XmlPropertyList.h"
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -10,7 +11,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <sys/stat.h>
 
@@ -19,47 +19,49 @@ namespace kvn::test {
 /// A root of its own with the folders that the product's installation makes.
 class SettingsFixture : public testing::Test {
 protected:
-    SettingsFixture() {
-        Kvs::FSysInfoPaths::setRoot(folder_.path());
-        std::filesystem::create_directories(support_ + "/registry");
-        std::filesystem::create_directories(support_ + "/config/KorvaneRemoteservice");
-    }
     ~SettingsFixture() override { Kvs::FSysInfoPaths::setRoot(""); }
 
-    /// Runs the action and gives what it logged.
+    /// Runs the action and returns the lines that it logged.
     template <class Action>
-    static std::string logOf(Action action) {
-        testing::internal::CaptureStderr();
+    static std::vector<std::string> logOf(Action action) {
+        const CapturedLog log;
         action();
-        return testing::internal::GetCapturedStderr();
+        return log.lines();
     }
 
     static void moveTime(const std::string& path, std::chrono::seconds by) {
         std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + by);
     }
 
-    static mode_t modeOf(const std::string& path) {
-        struct stat status {};
-        return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+    /// The value as a program reads it that starts now.
+    std::optional<std::string> stored(const std::string& key) {
+        return RemoteAppSuitePrefs("com.korvane.remote", lists_).stringForKey(key);
+    }
+
+    static std::string install(const std::string& root) {
+        Kvs::FSysInfoPaths::setRoot(root);
+        const std::string support = root + "/Library/Application Support/com.korvane.remote";
+        std::filesystem::create_directories(support + "/registry");
+        std::filesystem::create_directories(support + "/config/KorvaneRemoteservice");
+        return support;
     }
 
     TemporaryFolder folder_;
-    const std::string support_ = folder_.path() + "/Library/Application Support/com.korvane.remote";
+    const std::string support_ = install(folder_.path());
     const std::string prefsPath_ = support_ + "/registry/com.korvane.remote.plist";
     const std::string policyPath_ = support_ + "/config/KorvaneRemoteservice/settings.xml";
     host::XmlPropertyList lists_;
+    RemoteAppSuitePrefs prefs_{"com.korvane.remote", lists_};
 };
 
-/// The umask for a scope.
-class WithUmask {
-public:
-    explicit WithUmask(mode_t mask) : before_(::umask(mask)) {}
-    ~WithUmask() { ::umask(before_); }
-    WithUmask(const WithUmask&) = delete;
-    WithUmask& operator=(const WithUmask&) = delete;
-
-private:
-    mode_t before_;
-};
+/// Runs the action with a umask that denies others everything, and returns the path's mode afterwards.
+template <class Action>
+mode_t modeMadeBy(Action action, const std::string& path) {
+    const mode_t before = ::umask(077);
+    action();
+    EXPECT_EQ(::umask(before), mode_t{077});
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
 
 } // namespace kvn::test
