@@ -125,6 +125,7 @@ struct Target {
     std::string calls;
     void none() { calls += "none;"; }
     int sum(int a, int b) { return a + b; }
+    int difference(int a, int b) { return a - b; }
     void two(int number, std::string text) { calls += std::to_string(number) + text + ";"; }
 };
 
@@ -136,6 +137,7 @@ TEST(FDelegate, ComparesObjectAndMethod) {
     EXPECT_EQ(sum.ParamCount(), 2);
     EXPECT_TRUE(*sum.clone() == sum);
     EXPECT_FALSE(*Sum(&b, &Target::sum).clone() == sum);
+    EXPECT_FALSE(*Sum(&a, &Target::difference).clone() == sum);
     EXPECT_TRUE(sum == static_cast<const void*>(&a) && !!sum);
     EXPECT_TRUE((!FDelegator0V<Target>(nullptr, &Target::none) && !FDelegator0V<Target>(&a, nullptr)));
 }
