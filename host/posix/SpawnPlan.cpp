@@ -1,6 +1,7 @@
 #include "host/posix/SpawnPlan.h"
 
 #include "core/system/PosixDifferences.h"
+#include "host/posix/PosixError.h"
 
 #include <cerrno>
 #include <csignal>
@@ -81,9 +82,12 @@ int SpawnPlan::start(const std::string& path, const std::vector<std::string>& ar
                        environment(outputConnected_).data());
 }
 
-int reapChild(pid_t child) {
+std::variant<int, Error> reapChild(pid_t child) {
     int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    while (::waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return posixError(errno, "The exit status");
+        }
     }
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "host/Error.h"
+
 #include <spawn.h>
 #include <string>
 #include <sys/types.h>
+#include <variant>
 #include <vector>
 
 namespace kvn::host {
@@ -36,7 +39,9 @@ private:
     int error_ = 0;
 };
 
-/// Waits for the end of the child: its exit status, or 128 + the number of the signal that ended it.
-int reapChild(pid_t child);
+/// Waits for the end of the child: its exit status, or 128 + the number of the signal that ended it. An error
+/// of the domain "posix" when the system does not tell (ECHILD: somebody else has reaped it, or SIGCHLD is
+/// ignored).
+std::variant<int, Error> reapChild(pid_t child);
 
 } // namespace kvn::host

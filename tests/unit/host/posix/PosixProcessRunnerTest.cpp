@@ -1,6 +1,8 @@
 #include "host/posix/PosixProcessRunner.h"
 #include "core/system/WakePipe.h"
 #include "host/posix/PollMainLoop.h"
+#include "host/posix/ToolScriptRunner.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/PumpUntil.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
@@ -175,6 +177,36 @@ TEST_F(PosixProcessRunner, RunsAndCollects) {
     EXPECT_EQ(errorOf(runner_.run("/bin/sleep", {"600"}, {std::chrono::milliseconds(100), 1})), ETIMEDOUT);
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_LT(waitpid(-1, nullptr, WNOHANG), 0);
+}
+
+TEST_F(PosixProcessRunner, TakesNoLostExitStatusForSuccess) {
+    struct sigaction ignored {};
+    struct sigaction former {};
+    ignored.sa_handler = SIG_IGN; // the system then reaps children itself and forgets how they ended
+    sigaction(SIGCHLD, &ignored, &former);
+    EXPECT_NE(errorOf(runner_.run("/bin/sh", {"-c", "exit 7"}, kGenerous)), 0);
+    const auto launched = runner_.launch("/bin/true", {});
+    EXPECT_TRUE(waitUntil([&] { return kill(std::get<pid_t>(launched), 0) != 0; }));
+    sigaction(SIGCHLD, &former, nullptr);
+    const CapturedLog log;
+    raise(SIGCHLD);
+    EXPECT_TRUE(pumpUntil(loop_, [&] { return log.contains("Lost sight of process"); }));
+}
+
+TEST_F(PosixProcessRunner, RunsScriptsThroughATool) {
+    const std::string tool = folder_.file("tool");
+    writeFile(tool, "#!/bin/sh\n[ $# = 2 ] && [ \"$1\" = -e ] || exit 9\n"
+                    "case $2 in *fail*) echo ' no such application' >&2; exit 1;; esac\n"
+                    "echo \"did: $2\"\n");
+    chmod(tool.c_str(), 0755);
+    const auto resultOf = [](host::ToolScriptRunner scripts, const char* source) {
+        const auto result = scripts.run(source);
+        const auto* error = std::get_if<host::Error>(&result);
+        return error ? error->description() : std::get<std::string>(result);
+    };
+    EXPECT_EQ(resultOf({runner_, tool}, "tell \"x\"\n  quit"), "did: tell \"x\"\n  quit");
+    EXPECT_EQ(resultOf({runner_, tool}, "fail"), "no such application (script 1)");
+    EXPECT_EQ(resultOf({runner_, folder_.file("none")}, ""), "No such file or directory (posix 2)");
 }
 
 TEST_F(PosixProcessRunner, EndsRunsWithTheirProcessGroups) {
