@@ -4,10 +4,8 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
 #include "core/system/PosixDifferences.h"
-#include "host/linux/AuthorizationCodes.h"
+#include "host/PrivilegedJobs.h"
 #include "host/linux/helper-installer/HelperFiles.h"
-#include "host/posix/Pipe.h"
-#include "host/posix/PosixError.h"
 #include "host/posix/SpawnPlan.h"
 
 #include <cerrno>
@@ -40,7 +38,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
     auto answers = requests ? makePipe() : std::nullopt;
     if (!answers) {
         Kvs::OCNSLog("Failed to make the pipes to %@: %@", pkexec, posixError(errno));
-        return kAuthorizationInternal;
+        return PrivilegedJobs::kInternal;
     }
     SpawnPlan plan(SpawnPlan::Group::Inherited);
     plan.connect(requests->readEnd.get(), STDIN_FILENO);
@@ -50,7 +48,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
     if (const int error = plan.start(pkexec, arguments, process_); error != 0) {
         process_ = 0;
         Kvs::OCNSLog("Failed to start %@: %@", pkexec, posixError(error));
-        return kAuthorizationInternal;
+        return PrivilegedJobs::kInternal;
     }
     pipe_ = LinePipe(std::move(answers->readEnd), std::move(requests->writeEnd));
     requests.reset();
@@ -59,7 +57,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
         return 0;
     }
     const auto exitStatus = finish();
-    return exitStatus == kDismissed || end_.isRaised() ? PrivilegedJobs::kCanceled : kAuthorizationDenied;
+    return exitStatus == kDismissed || end_.isRaised() ? PrivilegedJobs::kCanceled : PrivilegedJobs::kDenied;
 }
 
 std::optional<Error> ElevatedInstaller::bless(const std::string& source, const std::string& label) {

@@ -13,10 +13,9 @@
 #include "host/linux/Unavailable.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/AppBundle.h"
-#include "host/posix/InterruptibleSleeper.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
-#include "host/posix/SystemClock.h"
+#include "host/posix/SystemTime.h"
 #include "host/posix/ThreadWorkQueue.h"
 
 #include <filesystem>

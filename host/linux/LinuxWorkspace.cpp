@@ -2,8 +2,6 @@
 
 #include "core/logging/CNSLog.h"
 #include "host/linux/LogindSleep.h"
-#include "host/posix/KeepAlive.h"
-#include "host/posix/PosixError.h"
 
 #include <cerrno>
 #include <cstdlib>

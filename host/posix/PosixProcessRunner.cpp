@@ -2,9 +2,7 @@
 
 #include "core/logging/CNSLog.h"
 #include "core/system/PosixDifferences.h"
-#include "host/posix/Pipe.h"
 #include "host/posix/PollUntil.h"
-#include "host/posix/PosixError.h"
 #include "host/posix/SpawnPlan.h"
 
 #include <algorithm>

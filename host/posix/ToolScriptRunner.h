@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/text/Trim.h"
 #include "host/ProcessRunner.h"
 #include "host/ScriptRunner.h"
 
@@ -20,7 +21,18 @@ public:
         : processRunner_(processRunner), tool_(std::move(tool)) {}
 
     /// Errors are the process runner's, or have the domain "script" and the program's exit status.
-    std::variant<std::string, Error> run(const std::string& source) override;
+    std::variant<std::string, Error> run(const std::string& source) override {
+        constexpr ProcessRunner::Limits kLimits{std::chrono::minutes(2), std::size_t{64} << 10};
+        const auto result = processRunner_.run(tool_, {"-e", source}, kLimits);
+        if (const auto* error = std::get_if<Error>(&result)) {
+            return *error;
+        }
+        const auto& outcome = std::get<ProcessRunner::Outcome>(result);
+        if (outcome.exitStatus != 0) {
+            return Error{"script", outcome.exitStatus, std::string(Kvs::fTrimmed(outcome.errors))};
+        }
+        return std::string(Kvs::fTrimmed(outcome.output));
+    }
 
 private:
     ProcessRunner& processRunner_;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "host/Workspace.h"
-#include "host/posix/KeepAlive.h"
 
 #include <memory>
 #include <string>

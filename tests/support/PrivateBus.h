@@ -3,7 +3,7 @@
 #include "host/linux/BusConnection.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
-#include "host/posix/SignalsBlocked.h"
+#include "host/posix/Signals.h"
 #include "tests/support/PumpUntil.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -14,7 +14,8 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
-#include <sdbus-c++/sdbus-c++.h>
+#include <sdbus-c++/Error.h>
+#include <sdbus-c++/IConnection.h>
 #include <string>
 #include <thread>
 

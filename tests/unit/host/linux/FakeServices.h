@@ -9,7 +9,7 @@
 #include <memory>
 #include <optional>
 #include <poll.h>
-#include <sdbus-c++/sdbus-c++.h>
+#include <sdbus-c++/IObject.h>
 #include <string>
 #include <unistd.h>
 

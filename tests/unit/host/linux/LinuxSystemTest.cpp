@@ -1,6 +1,6 @@
 #include "host/Host.h"
 #include "host/linux/LinuxSessionInfo.h"
-#include "host/linux/LocaleLanguages.h"
+#include "host/linux/LinuxSystemInfo.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>

@@ -3,6 +3,7 @@
 #include "tests/support/PrivateBus.h"
 
 #include <atomic>
+#include <sdbus-c++/IObject.h>
 
 namespace kvn::test {
 namespace {

@@ -5,7 +5,7 @@
 #include "tests/support/PrivateBus.h"
 
 #include <cstdlib>
-#include <sdbus-c++/sdbus-c++.h>
+#include <sdbus-c++/IObject.h>
 
 namespace kvn::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "host/posix/InterruptibleSleeper.h"
+#include "host/posix/SystemTime.h"
 #include "host/posix/ThreadWorkQueue.h"
 #include "tests/support/WaitUntil.h"
 
