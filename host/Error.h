@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <system_error>
 
 namespace kvn::host {
 
@@ -12,5 +13,12 @@ struct Error {
 
     std::string description() const { return reason + " (" + domain + " " + std::to_string(code) + ")"; }
 };
+
+/// The error of an `errno` value, in the domain "posix". `subject` names what failed, if the caller does not
+/// know.
+inline Error posixError(int code, const std::string& subject = {}) {
+    const std::string reason = std::generic_category().message(code);
+    return {"posix", code, subject.empty() ? reason : subject + ": " + reason};
+}
 
 } // namespace kvn::host

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace kvn::host {
 
@@ -12,8 +13,8 @@ class MainLoop {
 public:
     using Task = std::function<void()>;
 
-    /// Something registered with the loop; destroying it ends the registration: its task does not run
-    /// again. Main thread.
+    /// Something registered with the loop. Destroying it ends the registration: its task does not run again.
+    /// Main thread.
     class Registration {
     public:
         virtual ~Registration() = default;
@@ -45,5 +46,19 @@ public:
     /// Makes `run` return after the task in progress. Any thread.
     virtual void quit() = 0;
 };
+
+/// A registration that keeps the object alive. Whoever calls the object holds it weakly, and so stops when
+/// the registration ends.
+template <class T>
+[[nodiscard]] MainLoop::Handle keepAlive(std::shared_ptr<T> object) {
+    class Holder final : public MainLoop::Registration {
+    public:
+        explicit Holder(std::shared_ptr<T> held) : held_(std::move(held)) {}
+
+    private:
+        const std::shared_ptr<T> held_;
+    };
+    return std::make_unique<Holder>(std::move(object));
+}
 
 } // namespace kvn::host

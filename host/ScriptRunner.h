@@ -12,8 +12,8 @@ class ScriptRunner {
 public:
     virtual ~ScriptRunner() = default;
 
-    /// Runs the source to its end. Returns a description of its result, or why it failed. Any thread that
-    /// may block.
+    /// Runs the source to its end. Returns a description of its result, or an error. Any thread but the main
+    /// one; blocks until the applications have answered.
     virtual std::variant<std::string, Error> run(const std::string& source) = 0;
 };
 

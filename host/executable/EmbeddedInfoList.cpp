@@ -2,18 +2,14 @@
 
 #include "core/system/FileDescriptor.h"
 #include "host/PropertyList.h"
-#include "host/executable/Elf.h"
-#include "host/executable/MachO.h"
+#include "host/executable/ExecutableFormats.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <system_error>
 
 namespace kvn::host {
 namespace {
-
-Error posixError(int number) { return {"posix", number, std::generic_category().message(number)}; }
 
 std::variant<FileWindow, Error> findInfoList(const FileWindow& file) {
     const auto magic = file.readAt(0, 4);
@@ -29,7 +25,7 @@ std::variant<FileWindow, Error> findInfoList(const FileWindow& file) {
 } // namespace
 
 std::variant<std::string, Error> readEmbeddedInfoList(const std::string& path) {
-    // Something else than a file in its place must neither hold us up nor become our terminal.
+    // The path may name something else: a FIFO must not block, a terminal must not become ours.
     const Kvs::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) {

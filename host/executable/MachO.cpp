@@ -1,6 +1,5 @@
-#include "host/executable/MachO.h"
-
 #include "host/executable/EmbeddedInfoList.h"
+#include "host/executable/ExecutableFormats.h"
 
 #include <string>
 

@@ -1,9 +1,11 @@
 #include "host/linux/BusConnection.h"
 
-#include "host/posix/SignalsBlocked.h"
+#include "host/posix/Signals.h"
 
 #include <cerrno>
 #include <future>
+#include <sdbus-c++/Error.h>
+#include <sdbus-c++/IConnection.h>
 #include <string_view>
 #include <thread>
 

@@ -3,7 +3,11 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <sdbus-c++/sdbus-c++.h>
+
+namespace sdbus {
+class Error;
+class IConnection;
+} // namespace sdbus
 
 namespace kvn::host {
 
@@ -12,8 +16,8 @@ inline constexpr std::chrono::seconds kBusTimeLimit{1};
 
 enum class Bus { Session, System };
 
-/// A connection with `kBusTimeLimit` set, or null when there is no bus or it does not answer in time.
-/// To be used under `SignalsBlocked`: the library takes an interrupted call for a failed one. Any thread.
+/// A connection with `kBusTimeLimit` set; null when there is no bus or it does not answer in time. Use it
+/// under `SignalsBlocked`, because the library takes an interrupted call for a failed one. Any thread.
 std::unique_ptr<sdbus::IConnection> connectToBus(Bus bus);
 
 /// The errno value that fits the error best.

@@ -4,10 +4,8 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
 #include "core/system/PosixDifferences.h"
-#include "host/linux/AuthorizationCodes.h"
+#include "host/PrivilegedJobs.h"
 #include "host/linux/helper-installer/HelperFiles.h"
-#include "host/posix/Pipe.h"
-#include "host/posix/PosixError.h"
 #include "host/posix/SpawnPlan.h"
 
 #include <cerrno>
@@ -18,6 +16,19 @@
 
 namespace kvn::host {
 
+namespace {
+
+std::optional<int> exitStatusOf(pid_t process) {
+    const auto reaped = reapChild(process);
+    if (const auto* error = std::get_if<Error>(&reaped)) {
+        Kvs::OCNSLog("How the installer of privileged helpers ended is not known: %@", *error);
+        return std::nullopt;
+    }
+    return std::get<int>(reaped);
+}
+
+} // namespace
+
 ElevatedInstaller::~ElevatedInstaller() { finish(); }
 
 std::int32_t ElevatedInstaller::start(const std::string& program) {
@@ -27,7 +38,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
     auto answers = requests ? makePipe() : std::nullopt;
     if (!answers) {
         Kvs::OCNSLog("Failed to make the pipes to %@: %@", pkexec, posixError(errno));
-        return kAuthorizationInternal;
+        return PrivilegedJobs::kInternal;
     }
     SpawnPlan plan(SpawnPlan::Group::Inherited);
     plan.connect(requests->readEnd.get(), STDIN_FILENO);
@@ -37,7 +48,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
     if (const int error = plan.start(pkexec, arguments, process_); error != 0) {
         process_ = 0;
         Kvs::OCNSLog("Failed to start %@: %@", pkexec, posixError(error));
-        return kAuthorizationInternal;
+        return PrivilegedJobs::kInternal;
     }
     pipe_ = LinePipe(std::move(answers->readEnd), std::move(requests->writeEnd));
     requests.reset();
@@ -46,7 +57,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
         return 0;
     }
     const auto exitStatus = finish();
-    return exitStatus == kDismissed || end_.isRaised() ? PrivilegedJobs::kCanceled : kAuthorizationDenied;
+    return exitStatus == kDismissed || end_.isRaised() ? PrivilegedJobs::kCanceled : PrivilegedJobs::kDenied;
 }
 
 std::optional<Error> ElevatedInstaller::bless(const std::string& source, const std::string& label) {
@@ -69,7 +80,8 @@ std::optional<Error> ElevatedInstaller::bless(const std::string& source, const s
     return Error{*domain, std::atoi(code->c_str()), *reason};
 }
 
-/// Takes the rights back and reaps the process: its exit status, or nothing when it had to be left behind.
+/// Ends the installer and with it its rights. Returns its exit status, or nullopt when that is not known or
+/// the process does not end.
 std::optional<int> ElevatedInstaller::finish() {
     pipe_ = {}; // the installer ends with its input
     const pid_t process = std::exchange(process_, 0);
@@ -82,14 +94,14 @@ std::optional<int> ElevatedInstaller::finish() {
     constexpr std::pair<int, std::chrono::seconds> kSteps[] = {{SIGTERM, std::chrono::seconds(3)},
                                                                {SIGKILL, std::chrono::seconds(1)}};
     if (!end_.isRaised() && pollUntil({&polled, 1}, deadlineIn(std::chrono::seconds(3))) > 0) {
-        return reapChild(process);
+        return exitStatusOf(process);
     }
     for (const auto& [signal, patience] : kSteps) {
         if (::kill(process, signal) != 0) {
             break; // out of our reach, being root's
         }
         if (pollUntil({&polled, 1}, deadlineIn(patience)) > 0) {
-            return reapChild(process);
+            return exitStatusOf(process);
         }
     }
     Kvs::CNSLog("The installer of privileged helpers does not end: %d", static_cast<int>(process));

@@ -2,7 +2,7 @@
 
 #include "host/Error.h"
 #include "host/linux/helper-installer/LinePipe.h"
-#include "host/posix/EndSignal.h"
+#include "host/posix/PollUntil.h"
 
 #include <cstdint>
 #include <optional>

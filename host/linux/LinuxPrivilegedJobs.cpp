@@ -2,7 +2,6 @@
 
 #include "core/logging/CNSLog.h"
 #include "core/system/ReadFile.h"
-#include "host/linux/AuthorizationCodes.h"
 #include "host/linux/ElevatedInstaller.h"
 #include "host/linux/helper-installer/HelperFiles.h"
 
@@ -53,12 +52,12 @@ std::int32_t LinuxPrivilegedJobs::copyRights(Authorization& authorization, const
         return 0;
     }
     if ((flags & PrivilegedJobs::kInteractionAllowed) == 0) {
-        return kAuthorizationInteractionNotAllowed;
+        return kInteractionNotAllowed;
     }
     const auto program = bundle_.auxiliaryExecutable("MacOS/KvnHelperInstaller");
     if (!program) {
         Kvs::OCNSLog("The bundle has no installer of privileged helpers, and without it: %@", *obstacle);
-        return kAuthorizationInternal;
+        return kInternal;
     }
     const std::int32_t result = own.installer.start(*program);
     own.rights = result == 0 ? Rights::OfTheInstaller : Rights::None;
@@ -69,7 +68,7 @@ std::optional<Error> LinuxPrivilegedJobs::bless(const std::string& label, Author
     using Rights = LinuxAuthorization::Rights;
     auto& own = static_cast<LinuxAuthorization&>(authorization);
     if (own.rights == Rights::None) {
-        return Error{"authorization", kAuthorizationDenied, "No right to install " + label};
+        return Error{"authorization", kDenied, "No right to install " + label};
     }
     const auto source =
         isJobLabel(label) ? bundle_.auxiliaryExecutable("Library/LaunchServices/" + label) : std::nullopt;

@@ -3,7 +3,7 @@
 #include "host/Bundle.h"
 #include "host/PrivilegedJobs.h"
 #include "host/linux/helper-installer/HelperInstallation.h"
-#include "host/posix/EndSignal.h"
+#include "host/posix/PollUntil.h"
 
 namespace kvn::host {
 

@@ -2,10 +2,11 @@
 
 #include "core/logging/CNSLog.h"
 #include "host/linux/BusConnection.h"
-#include "host/posix/KeepAlive.h"
-#include "host/posix/SignalsBlocked.h"
+#include "host/posix/Signals.h"
 
 #include <map>
+#include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/IProxy.h>
 #include <utility>
 #include <vector>
 

@@ -2,9 +2,11 @@
 
 #include "core/logging/CNSLog.h"
 #include "host/linux/BusConnection.h"
-#include "host/posix/SignalsBlocked.h"
+#include "host/posix/Signals.h"
 
 #include <fcntl.h>
+#include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/IProxy.h>
 
 namespace kvn::host {
 namespace {

@@ -1,9 +1,11 @@
 #include "host/linux/ScreenSaver.h"
 
 #include "host/linux/BusConnection.h"
-#include "host/posix/SignalsBlocked.h"
+#include "host/posix/Signals.h"
 
 #include <cerrno>
+#include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/IProxy.h>
 #include <utility>
 
 namespace kvn::host {

@@ -2,12 +2,14 @@
 
 #include "core/logging/CNSLog.h"
 #include "host/linux/BusConnection.h"
-#include "host/posix/KeepAlive.h"
-#include "host/posix/SignalsBlocked.h"
+#include "host/posix/Signals.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/IObject.h>
+#include <sdbus-c++/Message.h>
 #include <utility>
 
 namespace kvn::host {

@@ -1,11 +1,108 @@
 #include "host/plist/XmlPropertyList.h"
 
 #include "host/plist/PropertyListReader.h"
-#include "host/plist/PropertyListWriter.h"
+#include "host/plist/PropertyListText.h"
 
+#include <cstddef>
+#include <string_view>
 #include <utility>
 
 namespace kvn::host {
+namespace {
+
+/// Writes the XML form. A value that the form cannot hold gives a text that cannot be read back.
+class Writer {
+public:
+    std::string text;
+
+    void put(const PropertyValue& value) {
+        indent();
+        std::visit(*this, value.value);
+    }
+
+    void operator()(bool value) { text += value ? "<true/>\n" : "<false/>\n"; }
+    void operator()(std::int64_t value) { element("integer", std::to_string(value)); }
+    void operator()(std::uint64_t value) { element("integer", std::to_string(value)); }
+    void operator()(double value) { element("real", textOfReal(value)); }
+    void operator()(const std::string& value) { element("string", value); }
+    void operator()(const PropertyValue::Data& value) { element("data", textOfData(value)); }
+    void operator()(PropertyValue::Date value) {
+        element("date", textOfDate(value).value_or("outside the years 1 to 9999"));
+    }
+
+    void operator()(const PropertyValue::Array& array) {
+        container("array", array.empty(), [&] {
+            for (const PropertyValue& item : array) {
+                put(item);
+            }
+        });
+    }
+
+    void operator()(const PropertyValue::Dictionary& dictionary) {
+        container("dict", dictionary.empty(), [&] {
+            for (const auto& [key, item] : dictionary) {
+                indent();
+                element("key", key);
+                put(item);
+            }
+        });
+    }
+
+private:
+    void indent() { text.append(depth_, '\t'); }
+
+    template <class Body>
+    void container(std::string_view name, bool empty, Body body) {
+        if (empty) {
+            text.append("<").append(name).append("/>\n");
+            return;
+        }
+        text.append("<").append(name).append(">\n");
+        ++depth_;
+        body();
+        --depth_;
+        indent();
+        text.append("</").append(name).append(">\n");
+    }
+
+    void element(std::string_view name, std::string_view content) {
+        text.append("<").append(name).append(">");
+        for (const char c : content) {
+            switch (c) {
+            case '&':
+                text += "&amp;";
+                break;
+            case '<':
+                text += "&lt;";
+                break;
+            case '>':
+                text += "&gt;";
+                break;
+            case '\r':
+                text += "&#13;"; // a bare one reads as a line feed
+                break;
+            default:
+                text += c;
+            }
+        }
+        text.append("</").append(name).append(">\n");
+    }
+
+    std::size_t depth_ = 0;
+};
+
+std::string propertyListText(const PropertyValue& value) {
+    Writer writer;
+    writer.text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                  "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                  "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                  "<plist version=\"1.0\">\n";
+    writer.put(value);
+    writer.text += "</plist>\n";
+    return std::move(writer.text);
+}
+
+} // namespace
 
 std::variant<PropertyValue, Error> XmlPropertyList::parse(std::string_view bytes) const {
     if (bytes.size() > kMaxBytes) {

@@ -1,7 +1,7 @@
 #include "host/posix/PollMainLoop.h"
 
 #include "core/logging/CNSLog.h"
-#include "host/posix/SignalInbox.h"
+#include "host/posix/Signals.h"
 
 #include <algorithm>
 #include <climits>

@@ -6,7 +6,7 @@
 namespace kvn::host {
 namespace {
 
-/// What poll(2) is to be given, rounded up so that it does not return just before the deadline.
+/// The timeout for poll(2), rounded up so that it does not return just before the deadline.
 int millisecondsUntil(Deadline deadline) {
     constexpr std::chrono::milliseconds kLongest(1'000'000'000);
     if (!deadline) {

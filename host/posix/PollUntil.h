@@ -1,5 +1,8 @@
 #pragma once
 
+#include "core/system/WakePipe.h"
+
+#include <atomic>
 #include <chrono>
 #include <optional>
 #include <poll.h>
@@ -7,13 +10,31 @@
 
 namespace kvn::host {
 
-/// When a wait ends; nothing for one without a limit.
+/// The time at which a wait ends; nullopt for a wait without a limit.
 using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
 inline Deadline deadlineIn(std::chrono::milliseconds time) { return std::chrono::steady_clock::now() + time; }
 
-/// poll(2) through signals: the number of descriptors that are ready, 0 when the deadline has passed, or
-/// -1 with `errno` set. Negative numbers among the descriptors are left out, their events are 0. Any thread.
+/// poll(2), which signals do not end: returns the number of descriptors that are ready, 0 after the deadline,
+/// or -1 with `errno` set. Negative descriptors are left out and have no events. Any thread.
 int pollUntil(std::span<pollfd> descriptors, Deadline deadline);
+
+/// Ends the waits of threads that block in poll(2), once and for all: the program is about to end. Any
+/// thread.
+class EndSignal {
+public:
+    void raise() {
+        raised_ = true;
+        pipe_.wake();
+    }
+    bool isRaised() const { return raised_; }
+
+    /// Readable from `raise` on.
+    int descriptor() const { return pipe_.descriptor(); }
+
+private:
+    Kvs::WakePipe pipe_;
+    std::atomic<bool> raised_ = false;
+};
 
 } // namespace kvn::host

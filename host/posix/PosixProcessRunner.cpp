@@ -1,9 +1,8 @@
 #include "host/posix/PosixProcessRunner.h"
 
+#include "core/logging/CNSLog.h"
 #include "core/system/PosixDifferences.h"
-#include "host/posix/Pipe.h"
 #include "host/posix/PollUntil.h"
-#include "host/posix/PosixError.h"
 #include "host/posix/SpawnPlan.h"
 
 #include <algorithm>
@@ -118,11 +117,14 @@ PosixProcessRunner::run(const std::string& path, const std::vector<std::string>&
     if (problem != 0) {
         ::kill(-pid, SIGKILL);
     }
-    const int exitStatus = reapChild(pid);
+    const auto reaped = reapChild(pid);
     if (problem != 0) {
         return posixError(problem);
     }
-    return Outcome{exitStatus, std::move(outputText.text), std::move(errorText.text)};
+    if (const auto* error = std::get_if<Error>(&reaped)) {
+        return *error;
+    }
+    return Outcome{std::get<int>(reaped), std::move(outputText.text), std::move(errorText.text)};
 }
 
 void PosixProcessRunner::reap() {
@@ -130,7 +132,10 @@ void PosixProcessRunner::reap() {
     // One signal may stand for several ends.
     std::erase_if(children_, [](pid_t child) {
         const pid_t result = waitpid(child, nullptr, WNOHANG);
-        return result == child || (result < 0 && errno == ECHILD);
+        if (result < 0) {
+            Kvs::OCNSLog("Lost sight of process %d: %@", static_cast<int>(child), posixError(errno));
+        }
+        return result != 0;
     });
 }
 

@@ -3,7 +3,7 @@
 #include "core/threads/FThreadLock.h"
 #include "host/MainLoop.h"
 #include "host/ProcessRunner.h"
-#include "host/posix/EndSignal.h"
+#include "host/posix/PollUntil.h"
 
 #include <set>
 

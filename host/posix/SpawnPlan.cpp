@@ -8,30 +8,43 @@
 #include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 extern char** environ;
 
 namespace kvn::host {
 namespace {
 
-/// For ps(1), which cuts its lines to $COLUMNS even when it writes into a pipe.
-char endlessLines[] = "COLUMNS=1000000";
+/// ps(1) cuts its lines to $COLUMNS even when it writes into a pipe.
+char longLines[] = "COLUMNS=1000000";
 
-std::vector<char*> environment(bool withEndlessLines) {
+std::vector<char*> environment(bool withLongLines) {
     std::vector<char*> variables;
     for (char** variable = environ; variable && *variable; ++variable) {
-        if (!withEndlessLines || !std::string_view(*variable).starts_with("COLUMNS=")) {
+        if (!withLongLines || !std::string_view(*variable).starts_with("COLUMNS=")) {
             variables.push_back(*variable);
         }
     }
-    if (withEndlessLines) {
-        variables.push_back(endlessLines);
+    if (withLongLines) {
+        variables.push_back(longLines);
     }
     variables.push_back(nullptr);
     return variables;
 }
 
 } // namespace
+
+std::optional<Pipe> makePipe() {
+    int ends[2];
+    if (::pipe(ends) != 0) {
+        return std::nullopt;
+    }
+    const Kvs::FileDescriptor readEnd(ends[0]);
+    const Kvs::FileDescriptor writeEnd(ends[1]);
+    Pipe pipe{Kvs::FileDescriptor(::fcntl(ends[0], F_DUPFD_CLOEXEC, 3)),
+              Kvs::FileDescriptor(::fcntl(ends[1], F_DUPFD_CLOEXEC, 3))};
+    return pipe.readEnd && pipe.writeEnd ? std::optional(std::move(pipe)) : std::nullopt;
+}
 
 SpawnPlan::SpawnPlan(Group group) {
     note(posix_spawn_file_actions_init(&actions_));
@@ -81,9 +94,12 @@ int SpawnPlan::start(const std::string& path, const std::vector<std::string>& ar
                        environment(outputConnected_).data());
 }
 
-int reapChild(pid_t child) {
+std::variant<int, Error> reapChild(pid_t child) {
     int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    while (::waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return posixError(errno, "The exit status");
+        }
     }
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

@@ -1,18 +1,32 @@
 #pragma once
 
+#include "core/system/FileDescriptor.h"
+#include "host/Error.h"
+
+#include <optional>
 #include <spawn.h>
 #include <string>
 #include <sys/types.h>
+#include <variant>
 #include <vector>
 
 namespace kvn::host {
 
-/// What a child process starts with, in place of what it would inherit: an empty standard input, this
-/// process's standard output and error and no other descriptor, default signal handling. One start.
+/// A pipe to or from a child process. Close-on-exec, and never one of the numbers 0 to 2, which are the
+/// child's own.
+struct Pipe {
+    Kvs::FileDescriptor readEnd;
+    Kvs::FileDescriptor writeEnd;
+};
+
+/// Returns nullopt, with `errno` set, when the process has no descriptors left. Any thread.
+std::optional<Pipe> makePipe();
+
+/// The state in which a child process starts, instead of inheriting this process's: an empty standard input,
+/// this process's standard output and error and no other descriptor, default signal handling. One start.
 class SpawnPlan {
 public:
-    /// The process group that the child runs in: this process's, one of its own, or one of its own in a
-    /// session of its own.
+    /// The process group of the child: this process's, its own, or its own in a session of its own.
     enum class Group { Inherited, Own, OwnSession };
 
     explicit SpawnPlan(Group group);
@@ -20,11 +34,11 @@ public:
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
 
-    /// Gives the child this open descriptor, which is none of 0 to 2, as one of those. Standard output
-    /// of this kind is no terminal: the child is told of lines without an end, whatever $COLUMNS says.
+    /// Makes this open descriptor, greater than 2, the child's descriptor 0, 1 or 2. A child whose standard
+    /// output is connected so gets a very large $COLUMNS, because no terminal limits its lines.
     void connect(int descriptor, int standardDescriptor);
 
-    /// 0, or an `errno` value. The caller reaps the child.
+    /// Returns 0 or an `errno` value. The caller reaps the child.
     int start(const std::string& path, const std::vector<std::string>& arguments, pid_t& pid);
 
 private:
@@ -36,7 +50,9 @@ private:
     int error_ = 0;
 };
 
-/// Waits for the end of the child: its exit status, or 128 + the number of the signal that ended it.
-int reapChild(pid_t child);
+/// Waits for the end of the child: its exit status, or 128 + the number of the signal that ended it. An error
+/// of the domain "posix" when the system does not tell (ECHILD: somebody else has reaped it, or SIGCHLD is
+/// ignored).
+std::variant<int, Error> reapChild(pid_t child);
 
 } // namespace kvn::host

@@ -1,7 +1,7 @@
 #include "host/posix/ThreadWorkQueue.h"
 
 #include "core/logging/CNSLog.h"
-#include "host/posix/SignalsBlocked.h"
+#include "host/posix/Signals.h"
 
 #include <system_error>
 #include <utility>

@@ -37,7 +37,9 @@ void Child::watch(host::MainLoop& loop) {
     watch_ = loop.watchReadable(end_.get(), [this] {
         watch_.reset();
         const Ended ended = std::move(ended_);
-        ended(host::reapChild(pid_));
+        const auto reaped = host::reapChild(pid_);
+        const int* status = std::get_if<int>(&reaped);
+        ended(status ? *status : -1);
     });
 }
 

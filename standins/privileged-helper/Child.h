@@ -14,7 +14,8 @@ namespace kvn::helper {
 /// Main thread.
 class Child {
 public:
-    /// Gets the exit status, or 128 + the number of the signal that ended the child; may destroy it.
+    /// Gets the exit status, 128 + the number of the signal that ended the child, or -1 when the system does
+    /// not tell; may destroy it.
     using Ended = std::function<void(int status)>;
 
     /// Starts a program that gets nothing to read and whose output nobody sees. Throws std::system_error.

@@ -3,7 +3,7 @@
 #include "host/linux/BusConnection.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
-#include "host/posix/SignalsBlocked.h"
+#include "host/posix/Signals.h"
 #include "tests/support/PumpUntil.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -14,13 +14,15 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
-#include <sdbus-c++/sdbus-c++.h>
+#include <sdbus-c++/Error.h>
+#include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/IObject.h>
 #include <string>
 #include <thread>
 
 namespace kvn::test {
 
-/// A bus of the test's own, which plays both the session's and the system's.
+/// A message bus of the test, which serves as the session's and the system's.
 class PrivateBus {
 public:
     PrivateBus() {
@@ -62,7 +64,7 @@ private:
     pid_t pid_ = 0;
 };
 
-/// Another program on the private bus: answers on a thread of its own, which the bus's end merely ends.
+/// Another program on the private bus, which answers on its own thread until it or the bus ends.
 class BusProgram {
 public:
     BusProgram() = default;
@@ -75,9 +77,11 @@ public:
     BusProgram(const BusProgram&) = delete;
     BusProgram& operator=(const BusProgram&) = delete;
 
-    sdbus::IConnection& connection() { return *connection_; }
+    std::unique_ptr<sdbus::IObject> makeObject(const std::string& path) {
+        return sdbus::createObject(*connection_, path);
+    }
 
-    /// Once its objects are complete.
+    /// Takes the names and begins to answer. After its objects were made.
     void serve(std::initializer_list<std::string> names) {
         for (const std::string& name : names) {
             connection_->requestName(name);

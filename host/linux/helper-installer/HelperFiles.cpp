@@ -4,7 +4,6 @@
 #include "core/system/FileDescriptor.h"
 #include "host/executable/EmbeddedInfoList.h"
 #include "host/linux/helper-installer/AtomicFile.h"
-#include "host/posix/PosixError.h"
 
 #include <algorithm>
 #include <cerrno>

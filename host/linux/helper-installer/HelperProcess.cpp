@@ -4,7 +4,6 @@
 #include "core/system/FileDescriptor.h"
 #include "host/linux/helper-installer/HelperFiles.h"
 #include "host/posix/PollUntil.h"
-#include "host/posix/PosixError.h"
 
 #include <cerrno>
 #include <charconv>

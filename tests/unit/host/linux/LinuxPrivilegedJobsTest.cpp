@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
-#include <functional>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -115,7 +114,7 @@ TEST_F(LinuxPrivilegedJobs, InstallsStartsAndReplaces) {
     const pid_t third = helper();
     EXPECT_EQ(kill(third, 0), 0);
 
-    jobs_.interrupt(); // no more of that
+    jobs_.interrupt(); // the next blessing does not wait
     const auto start = std::chrono::steady_clock::now();
     ASSERT_EQ(bless().reason, "");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2500));
@@ -124,32 +123,28 @@ TEST_F(LinuxPrivilegedJobs, InstallsStartsAndReplaces) {
     EXPECT_EQ(filesIn("/Library/LaunchDaemons"), 1);
 }
 
-TEST_F(LinuxPrivilegedJobs, TellsWhyAHelperIsNotInstalled) {
+TEST_F(LinuxPrivilegedJobs, RefusesOtherPrograms) {
     const std::string other = folder_.file("Agent.app/Contents/Library/LaunchServices/other");
-    struct Case {
-        std::string label;
-        std::function<void()> prepare;
-        int code;
-    };
-    const Case cases[] = {
-        {"", [] {}, ENOENT},
-        {"missing", [] {}, ENOENT},
-        {"../LaunchServices/" + std::string(kLabel), [] {}, ENOENT},
-        {".hidden",
-         [&] { fs::copy_file(source_, folder_.file("Agent.app/Contents/Library/LaunchServices/.hidden")); },
-         ENOENT},
-        {"other", [&] { fs::copy_file(source_, other); }, EINVAL}, // not what it says it is
-        {"other", [&] { fs::remove(other), fs::create_symlink(source_, other); }, ELOOP},
-        {"other", [&] { fs::remove(other), writeFile(other, "#!/bin/sh\n"); }, 1},
-    };
     EXPECT_EQ(jobs_.createAuthorization({}, kAsk, authorization_), 0);
-    EXPECT_EQ(bless().code, -60005); // no right to anything yet
+    EXPECT_EQ(bless().code, PrivilegedJobs::kDenied); // no right to anything yet
     ASSERT_EQ(copyRights(), 0);
-    for (const Case& expected : cases) {
-        expected.prepare();
-        EXPECT_EQ(bless(expected.label).code, expected.code) << expected.label;
+    const auto expectRefusal = [&](const std::string& label, int code) {
+        EXPECT_EQ(bless(label).code, code) << label;
         EXPECT_EQ(filesIn("/Library/PrivilegedHelperTools") + filesIn("/Library/LaunchDaemons"), 0);
+    };
+    fs::copy_file(source_, fs::path(other).replace_filename(".hidden"));
+    for (const std::string label :
+         {"", "missing", "../LaunchServices/com.korvane.remote.KvnServiceController", ".hidden"}) {
+        expectRefusal(label, ENOENT);
     }
+    fs::copy_file(source_, other);
+    expectRefusal("other", EINVAL); // its information list names another label
+    fs::remove(other);
+    fs::create_symlink(source_, other);
+    expectRefusal("other", ELOOP);
+    fs::remove(other);
+    writeFile(other, "#!/bin/sh\n");
+    expectRefusal("other", 1);
 
     const host::HelperInstallation installation(runner_, propertyLists_);
     const std::string fifo = folder_.file("fifo"); // must not make anyone wait for a writer
@@ -178,17 +173,21 @@ TEST_F(LinuxPrivilegedJobs, CountsABrokenJobAsNone) {
 
 TEST_F(LinuxPrivilegedJobs, AsksForRightsThatItDoesNotHave) {
     blockFolders();
-    EXPECT_EQ(copyRights(kDoNotAsk), -60007);
-    EXPECT_EQ(copyRights(), -60008); // no pkexec
-    const std::pair<const char*, std::int32_t> refusals[] = {
-        {"exit 126", -60006}, {"exit 127", -60005}, {"exit 0", -60005}, {"echo nonsense; exec cat", -60005}};
-    for (const auto& [body, code] : refusals) {
+    EXPECT_EQ(copyRights(kDoNotAsk), PrivilegedJobs::kInteractionNotAllowed);
+    EXPECT_EQ(copyRights(), PrivilegedJobs::kInternal); // no pkexec
+    for (const auto& [body, code] : {std::pair("exit 126", PrivilegedJobs::kCanceled),
+                                     {"exit 127", PrivilegedJobs::kDenied},
+                                     {"exit 0", PrivilegedJobs::kDenied},
+                                     {"echo nonsense; exec cat", PrivilegedJobs::kDenied}}) {
         makePkexec(body);
         EXPECT_EQ(copyRights(), code) << body;
     }
-    EXPECT_EQ(bless().code, -60005);
+    EXPECT_EQ(bless().code, PrivilegedJobs::kDenied);
+    makePkexec("echo ready; exec true"); // an installer that dies
+    EXPECT_EQ(copyRights(), 0);
+    EXPECT_EQ(bless().code, EPIPE);
     fs::remove(folder_.file("Agent.app/Contents/MacOS/KvnHelperInstaller"));
-    EXPECT_EQ(copyRights(), -60008);
+    EXPECT_EQ(copyRights(), PrivilegedJobs::kInternal);
 }
 
 TEST_F(LinuxPrivilegedJobs, InstallsThroughTheInstaller) {
@@ -207,13 +206,6 @@ TEST_F(LinuxPrivilegedJobs, InstallsThroughTheInstaller) {
     authorization_.reset(); // the rights end, the helper goes on
     EXPECT_LT(waitpid(-1, nullptr, WNOHANG), 0);
     EXPECT_EQ(kill(helper(), 0), 0);
-}
-
-TEST_F(LinuxPrivilegedJobs, OutlivesAnInstallerThatDies) {
-    blockFolders();
-    makePkexec("echo ready; exec true");
-    ASSERT_EQ(copyRights(), 0);
-    EXPECT_EQ(bless().code, EPIPE);
 }
 
 TEST_F(LinuxPrivilegedJobs, GivesUpAskingWhenTheProgramEnds) {

@@ -1,6 +1,10 @@
+#include "core/system/FSysInfoPaths.h"
 #include "host/Host.h"
 #include "host/linux/LinuxSessionInfo.h"
-#include "host/linux/LocaleLanguages.h"
+#include "host/linux/LinuxSystemInfo.h"
+#include "host/linux/SandboxPrivacy.h"
+#include "host/plist/XmlPropertyList.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -52,7 +56,43 @@ TEST(LocaleLanguages, FollowTheRulesOfGettext) {
     }
 }
 
-TEST(LinuxHost, KnowsItsSession) {
+TEST(SandboxPrivacy, GrantsWhatItsFileDoesNotRefuse) {
+    const TemporaryFolder root;
+    Kvs::FSysInfoPaths::setRoot(root.path());
+    std::filesystem::create_directories(root.file("var/db"));
+    const host::XmlPropertyList propertyLists;
+    host::SandboxPrivacy privacy("KvnGUIAgent", propertyLists);
+    const std::string own = "<dict><key>KvnGUIAgent</key>";
+    const struct {
+        std::string contents; // of the file; none when empty
+        bool accessibility, screenRecording, complains;
+    } cases[] = {
+        {"", true, true, false},
+        {"<dict><key>Other</key><false/></dict>", true, true, false},
+        {own + "<dict><key>accessibility</key><false/></dict></dict>", false, true, false},
+        {own + "<dict><key>screenRecording</key><integer>1</integer></dict></dict>", true, false, false},
+        {own + "<true/></dict>", false, false, true},
+        {"<true/>", false, false, true},
+        {"garbage", false, false, true},
+    };
+    for (const auto& [contents, accessibility, screenRecording, complains] : cases) {
+        if (!contents.empty()) {
+            writeFile(root.file("var/db/com.korvane.remote.privacy.plist"),
+                      "<plist version=\"1.0\">" + contents + "</plist>");
+        }
+        CapturedLog log;
+        EXPECT_EQ(privacy.isAccessibilityTrusted(false), accessibility) << contents;
+        EXPECT_EQ(privacy.onScreenWindows().value().at(0).name.has_value(), screenRecording) << contents;
+        EXPECT_EQ(!log.lines().empty(), complains) << contents;
+        EXPECT_EQ(privacy.isAccessibilityTrusted(true), accessibility);
+        EXPECT_EQ(log.contains("asked to allow KvnGUIAgent: accessibility"), !accessibility);
+        EXPECT_EQ(privacy.requestScreenCapture(), screenRecording);
+        EXPECT_EQ(log.contains("asked to allow KvnGUIAgent: screen recording"), !screenRecording);
+    }
+    Kvs::FSysInfoPaths::setRoot("");
+}
+
+TEST(LinuxHost, KnowsItsSessionAndSystem) {
     const host::Host host = host::makeHost();
     const auto session = host.sessionInfo->ownSession();
     const auto audit = host::parseAuditSession(readFile("/proc/self/sessionid"));
@@ -62,6 +102,7 @@ TEST(LinuxHost, KnowsItsSession) {
 
     const double upTime = std::stod(readFile("/proc/uptime"));
     EXPECT_NEAR(static_cast<double>(host.systemInfo->upTime().count()), upTime, 60);
+    EXPECT_FALSE(host.privacyPermissions->isGuarded()); // without a root
 }
 
 } // namespace

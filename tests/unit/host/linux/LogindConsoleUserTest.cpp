@@ -3,6 +3,7 @@
 #include "tests/support/PrivateBus.h"
 
 #include <atomic>
+#include <sdbus-c++/IObject.h>
 
 namespace kvn::test {
 namespace {
@@ -10,37 +11,45 @@ namespace {
 template <class T>
 using Reference = sdbus::Struct<T, sdbus::ObjectPath>;
 
-const std::string kLogin = "org.freedesktop.login1";
-
 /// A logind with a seat and the sessions "a" and "g".
-struct FakeLogind {
+class FakeLogind {
+public:
     FakeLogind() {
-        describe(*alice, "user", "alice", 501);
-        describe(*greeter, "greeter", "gdm", 117);
-        seat->registerProperty("ActiveSession").onInterface(kLogin + ".Seat").withGetter([this] {
-            const std::string path = active == '/' ? "/" : std::string("/session/") + active.load();
+        describe(*alice_, "user", "alice", 501);
+        describe(*greeter_, "greeter", "gdm", 117);
+        addProperty(*seat_, kSeat, "ActiveSession", [this] {
+            const std::string path = active_ == '/' ? "/" : std::string("/session/") + active_.load();
             return Reference<std::string>("id", sdbus::ObjectPath(path));
         });
-        seat->finishRegistration();
-        program.serve({kLogin});
+        seat_->finishRegistration();
+        program_.serve({"org.freedesktop.login1"});
+    }
+    void activate(char session) {
+        active_ = session;
+        seat_->emitPropertiesChangedSignal(kSeat, {"ActiveSession"});
+    }
+
+private:
+    static constexpr const char* kSeat = "org.freedesktop.login1.Seat";
+    static constexpr const char* kSession = "org.freedesktop.login1.Session";
+
+    template <class Getter>
+    static void addProperty(sdbus::IObject& object, const char* interface, const char* name, Getter get) {
+        object.registerProperty(name).onInterface(interface).withGetter(get);
     }
     static void describe(sdbus::IObject& session, std::string kind, std::string name, std::uint32_t uid) {
-        const auto add = [&](const char* property, auto value) {
-            const auto get = [value] { return value; };
-            session.registerProperty(property).onInterface(kLogin + ".Session").withGetter(get);
-        };
-        add("Class", kind);
-        add("Name", name);
-        add("User", Reference<std::uint32_t>(uid, sdbus::ObjectPath("/user")));
+        addProperty(session, kSession, "Class", [kind] { return kind; });
+        addProperty(session, kSession, "Name", [name] { return name; });
+        addProperty(session, kSession, "User",
+                    [uid] { return Reference<std::uint32_t>(uid, sdbus::ObjectPath("/user")); });
         session.finishRegistration();
     }
 
-    std::atomic<char> active = 'g';
-    BusProgram program;
-    std::unique_ptr<sdbus::IObject> alice = sdbus::createObject(program.connection(), "/session/a");
-    std::unique_ptr<sdbus::IObject> greeter = sdbus::createObject(program.connection(), "/session/g");
-    std::unique_ptr<sdbus::IObject> seat =
-        sdbus::createObject(program.connection(), "/org/freedesktop/login1/seat/seat0");
+    std::atomic<char> active_ = 'g';
+    BusProgram program_;
+    std::unique_ptr<sdbus::IObject> alice_ = program_.makeObject("/session/a");
+    std::unique_ptr<sdbus::IObject> greeter_ = program_.makeObject("/session/g");
+    std::unique_ptr<sdbus::IObject> seat_ = program_.makeObject("/org/freedesktop/login1/seat/seat0");
 };
 
 TEST(LogindConsoleUser, FollowsTheForegroundSession) {
@@ -68,8 +77,7 @@ TEST(LogindConsoleUser, FollowsTheForegroundSession) {
     };
     for (const auto& [session, name, uid] : cases) {
         const int before = changes;
-        logind.active = session;
-        logind.seat->emitPropertiesChangedSignal(kLogin + ".Seat", {"ActiveSession"});
+        logind.activate(session);
         ASSERT_TRUE(pumpUntil(bus.loop(), [&] { return changes > before; }));
         EXPECT_EQ(std::pair(owner.name, owner.uid), std::pair(name, uid));
     }

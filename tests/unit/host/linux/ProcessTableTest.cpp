@@ -35,9 +35,7 @@ TEST(ProcessTable, KnowsTheInstancesOfItsProgramAndRoot) {
             runner.run(program, arguments, {std::chrono::seconds(20), 10'000}));
     };
     const auto instances = [&](const Arguments& arguments) {
-        const auto outcome = run(arguments);
-        EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
-        std::istringstream output(outcome.output);
+        std::istringstream output(run(arguments).output);
         return Pids(std::istream_iterator<pid_t>(output), {});
     };
     const auto end = [&](pid_t process) { return run({"end" + std::to_string(process)}).exitStatus; };

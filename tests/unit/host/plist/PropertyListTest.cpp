@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <locale>
+#include <sstream>
 #include <string>
 
 namespace kvn::test {
@@ -13,21 +14,17 @@ using host::PropertyList;
 using host::PropertyValue;
 using host::XmlPropertyList;
 
-std::string repeated(const std::string& text, std::size_t count) {
-    std::string all;
-    for (std::size_t i = 0; i < count; ++i) {
-        all += text;
-    }
-    return all;
-}
-
 std::string plist(const std::string& content) { return "<plist version=\"1.0\">" + content + "</plist>"; }
 
 std::string nested(std::size_t depth) {
-    return plist(repeated("<array>", depth) + repeated("</array>", depth));
+    std::string content;
+    for (std::size_t i = 0; i < 2 * depth; ++i) {
+        content += i < depth ? "<array>" : "</array>";
+    }
+    return plist(content);
 }
 
-TEST(PropertyListTest, ReadsTheFormsThatOtherProgramsWrite) {
+TEST(PropertyListTest, ReadsTheFormsOfOtherPrograms) {
     const struct {
         std::string text;
         PropertyValue value;
@@ -45,71 +42,48 @@ TEST(PropertyListTest, ReadsTheFormsThatOtherProgramsWrite) {
          {PropertyValue::Dictionary{{"k", {false}}}}},
         {"\xEF\xBB\xBF<array> </array>", {PropertyValue::Array{}}},
     };
-    for (const auto& c : cases) {
-        const auto read = XmlPropertyList().parse(c.text);
-        ASSERT_TRUE(std::holds_alternative<PropertyValue>(read)) << c.text;
-        EXPECT_EQ(std::get<PropertyValue>(read), c.value) << c.text;
+    for (const auto& [text, value] : cases) {
+        const auto read = XmlPropertyList().parse(text);
+        ASSERT_TRUE(std::holds_alternative<PropertyValue>(read)) << text;
+        EXPECT_EQ(std::get<PropertyValue>(read), value) << text;
     }
 }
 
-TEST(PropertyListTest, RefusesWhatIsNoPropertyList) {
+TEST(PropertyListTest, RefusesOtherTexts) {
     const std::string entities = "<!DOCTYPE plist [<!ENTITY a \"aaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;\">]>";
     const std::string file = "<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]>";
     const std::string dtd = "<!DOCTYPE plist SYSTEM \"http://localhost/x.dtd\">";
-    for (const std::string& text : {
-             std::string(),
-             std::string("hello"),
-             std::string("bplist00\xD0"),
-             plist(""),
-             plist("<true/><true/>"),
-             plist("<true/>") + plist("<true/>"),
-             plist("<plist><true/></plist>"),
-             plist("<uid>1</uid>"),
-             plist("text<true/>"),
-             plist("<true>x</true>"),
-             plist("<string><true/></string>"),
-             plist("<string>\x01</string>"),
-             plist("<string>\xC3</string>"),
-             plist("<array><key>k</key></array>"),
-             plist("<dict><true/></dict>"),
-             plist("<dict><key>k</key></dict>"),
-             plist("<dict><key>k</key><key>k</key><true/></dict>"),
-             plist("<dict><key>k</key><true/>"),
-             plist("<integer></integer>"),
-             plist("<integer>12x</integer>"),
-             plist("<integer>--1</integer>"),
-             plist("<integer>18446744073709551616</integer>"),
-             plist("<integer>-9223372036854775809</integer>"),
-             plist("<real>1e</real>"),
-             plist("<real>,5</real>"),
-             plist("<date>2023-02-29T00:00:00Z</date>"),
-             plist("<date>0000-01-01T00:00:00Z</date>"),
-             plist("<date>2024-01-01T24:00:00Z</date>"),
-             plist("<date>2024-01-01</date>"),
-             plist("<data>QUI</data>"),
-             plist("<data>Q=I=</data>"),
-             plist("<data>Q===</data>"),
-             plist("<data>Q*I=</data>"),
-             entities + plist("<string>&b;</string>"),
-             file + plist("<string>&a;</string>"),
-             dtd + plist("<string>&undeclared;</string>"),
-             nested(PropertyList::kMaxDepth + 1),
-             nested(100'000),
-             plist("<string>" + std::string(PropertyList::kMaxBytes, 'a') + "</string>"),
-         }) {
+    std::vector<std::string> texts = {"", "hello", plist(""), plist("<true/>") + plist("<true/>")};
+    texts.insert(texts.end(),
+                 {entities + plist("<string>&b;</string>"), file + plist("<string>&a;</string>")});
+    texts.insert(texts.end(),
+                 {dtd + plist("<string>&undeclared;</string>"), "bplist00\xD0", nested(100'000)});
+    texts.push_back(nested(PropertyList::kMaxDepth + 1));
+    texts.push_back(plist("<string>" + std::string(PropertyList::kMaxBytes, 'a') + "</string>"));
+    std::istringstream contents(
+        "<true/><true/> <plist><true/></plist> <uid>1</uid> text<true/> <true>x</true> "
+        "<string><true/></string> "
+        "<string>\x01</string> <string>\xC3</string> <array><key>k</key></array> <dict><true/></dict> "
+        "<dict><key>k</key></dict> <dict><key>k</key><key>k</key><true/></dict> <dict><key>k</key><true/> "
+        "<integer></integer> <integer>12x</integer> <integer>--1</integer> "
+        "<integer>18446744073709551616</integer> <integer>-9223372036854775809</integer> <real>1e</real> "
+        "<real>,5</real> <date>2023-02-29T00:00:00Z</date> <date>0000-01-01T00:00:00Z</date> "
+        "<date>2024-01-01T24:00:00Z</date> <date>2024-01-01</date> <data>QUI</data> <data>Q=I=</data> "
+        "<data>Q===</data> <data>Q*I=</data>");
+    for (std::string content; contents >> content;) {
+        texts.push_back(plist(content));
+    }
+    EXPECT_EQ(texts.size(), 11U + 28U);
+    for (const std::string& text : texts) {
         EXPECT_TRUE(std::holds_alternative<Error>(XmlPropertyList().parse(text))) << text.substr(0, 200);
     }
     EXPECT_TRUE(
         std::holds_alternative<PropertyValue>(XmlPropertyList().parse(nested(PropertyList::kMaxDepth))));
-}
-
-TEST(PropertyListTest, TellsWhereAListIsWrong) {
     const auto read = XmlPropertyList().parse("<plist>\n<array>\n<integer>x</integer></array></plist>");
-    ASSERT_TRUE(std::holds_alternative<Error>(read));
     EXPECT_EQ(std::get<Error>(read).reason, "line 3: not a valid integer");
 }
 
-TEST(PropertyListTest, WritesOnlyWhatCanBeReadAgain) {
+TEST(PropertyListTest, WritesOnlyListsThatCanBeReadAgain) {
     const auto year = [](int number) {
         return PropertyValue{PropertyValue::Date(std::chrono::sys_days(std::chrono::year(number) / 1 / 1))};
     };

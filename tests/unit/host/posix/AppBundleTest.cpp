@@ -12,14 +12,12 @@ namespace {
 
 using Texts = std::map<std::string, std::string, std::less<>>;
 
-struct Case {
-    std::string source;
-    Texts texts;
-    std::vector<std::size_t> brokenLines;
-};
-
 TEST(StringsTable, ReadsTheClassicForm) {
-    const Case cases[] = {
+    const struct {
+        std::string source;
+        Texts texts;
+        std::vector<std::size_t> brokenLines;
+    } cases[] = {
         {"", {}, {}},
         {"\xEF\xBB\xBF/* a \"b\" = \"c\"; */ // d\r\n\"k\"=\"v\";\"l\" /**/ = // x\n \"w\" ;",
          {{"k", "v"}, {"l", "w"}},
@@ -39,10 +37,10 @@ TEST(StringsTable, ReadsTheClassicForm) {
         {"\"a\" = \"\\", {}, {1}},
         {"\"a", {}, {1}},
     };
-    for (const Case& example : cases) {
-        const host::StringsTable table = host::parseStringsTable(example.source);
-        EXPECT_EQ(table.texts, example.texts) << example.source;
-        EXPECT_EQ(table.brokenLines, example.brokenLines) << example.source;
+    for (const auto& [source, texts, brokenLines] : cases) {
+        const host::StringsTable table = host::parseStringsTable(source);
+        EXPECT_EQ(table.texts, texts) << source;
+        EXPECT_EQ(table.brokenLines, brokenLines) << source;
     }
 }
 
@@ -54,13 +52,16 @@ protected:
         writeFile(path, content);
         return path;
     }
+    void addList(const std::string& app, const std::string& entries) {
+        add(app + "/Contents/Info.plist", "<plist version=\"1.0\"><dict>" + entries + "</dict></plist>");
+    }
 
     TemporaryFolder folder_;
     host::XmlPropertyList propertyLists_;
     CapturedLog log_;
 };
 
-TEST_F(AppBundle, FindsTextsAndElseTheKey) {
+TEST_F(AppBundle, FindsTheTextOrReturnsTheKey) {
     add("Own.app/Contents/Resources/en.lproj/Localizable.strings",
         "\"StatusOnline\" = \"Online\";\n\"broken\nok\n");
     const host::AppBundle bundle(folder_.file("Own.app"), propertyLists_);
@@ -93,9 +94,7 @@ TEST_F(AppBundle, ChoosesTheTextsOfTheFirstPreferredLanguageThatHasSome) {
 }
 
 TEST_F(AppBundle, FindsItsInformationAndResources) {
-    add("Own.app/Contents/Info.plist",
-        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>1.2</string>"
-        "<key>LSUIElement</key><true/></dict></plist>");
+    addList("Own.app", "<key>CFBundleVersion</key><string>1.2</string><key>LSUIElement</key><true/>");
     const std::string language = add("Own.app/Contents/Resources/language.xml", "");
     const host::AppBundle bundle(folder_.file("Own.app"), propertyLists_);
     EXPECT_EQ(bundle.infoValue("CFBundleVersion"), "1.2");
@@ -106,16 +105,14 @@ TEST_F(AppBundle, FindsItsInformationAndResources) {
 }
 
 TEST_F(AppBundle, FindsTheExecutableOfAnotherBundle) {
-    const auto list = [](const std::string& entries) {
-        return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + entries + "</dict></plist>";
-    };
-    add("Named.app/Contents/Info.plist", list("<key>CFBundleExecutable</key><string>client</string>"));
+    const std::string key = "<key>CFBundleExecutable</key>";
+    addList("Named.app", key + "<string>client</string>");
+    addList("Other.app", key + "<true/>");
+    addList("Broken.app", "<dict>");
+    addList("Empty.app", key + "<string>gone</string>");
     const std::string named = add("Named.app/Contents/MacOS/client", "");
-    add("Other.app/Contents/Info.plist", list("<key>CFBundleExecutable</key><true/>"));
     const std::string other = add("Other.app/Contents/MacOS/Other", "");
-    add("Broken.app/Contents/Info.plist", "<plist><dict>");
     const std::string broken = add("Broken.app/Contents/MacOS/Broken", "");
-    add("Empty.app/Contents/Info.plist", list("<key>CFBundleExecutable</key><string>gone</string>"));
 
     const host::AppBundle bundle(folder_.file("Own.app"), propertyLists_);
     EXPECT_EQ(bundle.executableOf(folder_.file("Named.app")), named);

@@ -1,12 +1,13 @@
 #include "host/posix/PosixProcessRunner.h"
 #include "core/system/WakePipe.h"
 #include "host/posix/PollMainLoop.h"
+#include "host/posix/ToolScriptRunner.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/PumpUntil.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -25,32 +26,26 @@ class PosixProcessRunner : public testing::Test {
 protected:
     std::string makeScript(const std::string& body) {
         const std::string path = folder_.file("script");
-        writeFile(path, "#!/bin/sh\nexec >" + folder_.file("out.part") + "\n" + body + "\n");
+        writeFile(path, "#!/bin/sh\n" + body + "\n");
         chmod(path.c_str(), 0755);
         return path;
     }
 
-    /// Starts the script and waits until its process is gone, zombie included.
+    /// Launches the script and waits until its process is gone, zombie included.
     std::string outputOf(const std::string& body, const std::vector<std::string>& arguments = {}) {
-        const auto result = runner_.launch(makeScript(body), arguments);
-        const pid_t* pid = std::get_if<pid_t>(&result);
-        if (!pid) {
-            return std::get<host::Error>(result).description();
-        }
-        EXPECT_TRUE(pumpUntil(loop_, [pid] { return kill(*pid, 0) != 0 && errno == ESRCH; }));
-        return readFile(folder_.file("out.part"));
+        const auto script = makeScript("exec >" + folder_.file("output") + "\n" + body);
+        const auto pid = std::get<pid_t>(runner_.launch(script, arguments));
+        EXPECT_TRUE(pumpUntil(loop_, [pid] { return kill(pid, 0) != 0; }));
+        return readFile(folder_.file("output"));
     }
 
     using Outcome = host::ProcessRunner::Outcome;
     static constexpr host::ProcessRunner::Limits kGenerous{std::chrono::minutes(1), 100};
 
-    static int errorOf(const std::variant<Outcome, host::Error>& result) {
+    template <class Result>
+    static int errorOf(const Result& result) {
         const auto* error = std::get_if<host::Error>(&result);
         return error ? error->code : 0;
-    }
-
-    static auto openDescriptors() {
-        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
     }
 
     TemporaryFolder folder_;
@@ -87,19 +82,11 @@ TEST_F(PosixProcessRunner, GivesTheChildACleanStart) {
 
 TEST_F(PosixProcessRunner, TellsWhyAProgramDoesNotStart) {
     writeFile(folder_.file("plain"), "text");
-    const std::vector<std::pair<std::string, int>> cases = {
-        {folder_.file("missing"), ENOENT},
-        {folder_.file("plain"), EACCES},
-        {folder_.path(), EACCES},
-        {"", ENOENT},
-    };
-    for (const auto& [path, code] : cases) {
-        const auto result = runner_.launch(path, {});
-        const auto* error = std::get_if<host::Error>(&result);
-        ASSERT_TRUE(error) << path;
-        EXPECT_EQ(error->domain, "posix");
-        EXPECT_EQ(error->code, code) << path;
-        EXPECT_EQ(error->reason, strerror(code));
+    for (const auto& [path, code] : {std::pair(folder_.file("missing"), ENOENT),
+                                     {folder_.file("plain"), EACCES},
+                                     {folder_.path(), EACCES}}) {
+        EXPECT_EQ(errorOf(runner_.launch(path, {})), code) << path;
+        EXPECT_EQ(errorOf(runner_.run(path, {}, kGenerous)), code) << path;
     }
 }
 
@@ -124,14 +111,9 @@ TEST_F(PosixProcessRunner, ReapsWhatManyThreadsLaunch) {
             }
         });
     }
-    std::atomic<bool> launched = false;
-    std::thread joiner([&] {
-        std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
-        launched = true;
-    });
+    std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
     // No child is left, not even a zombie: nobody else has any here.
-    EXPECT_TRUE(pumpUntil(loop_, [&] { return launched && waitpid(-1, nullptr, WNOHANG) < 0; }));
-    joiner.join();
+    EXPECT_TRUE(pumpUntil(loop_, [] { return waitpid(-1, nullptr, WNOHANG) < 0; }));
 }
 
 TEST_F(PosixProcessRunner, LaunchesIntoTheSessionAskedFor) {
@@ -144,37 +126,56 @@ TEST_F(PosixProcessRunner, LaunchesIntoTheSessionAskedFor) {
 }
 
 TEST_F(PosixProcessRunner, RunsAndCollects) {
-    const auto megabytes = [](char c) { return std::string(100'000, c); };
-    struct Case {
+    const struct {
         std::string script;
         int exitStatus;
-        std::string output;
-        std::string errors;
-    };
-    const Case cases[] = {
+        std::string output, errors;
+    } cases[] = {
         {"echo out; echo err >&2; exit 3", 3, "out\n", "err\n"},
         {"printf partly; kill -KILL $$", 128 + SIGKILL, "partly", ""},
         {"exec >&- 2>&-; exit 1", 1, "", ""},
         {"cat; head -c 5000000 /dev/zero | tr '\\0' x; head -c 3000000 /dev/zero | tr '\\0' y >&2", 0,
-         megabytes('x'), megabytes('y')}, // cut at the limit, and the child not blocked
+         std::string(100'000, 'x'), std::string(100'000, 'y')}, // cut at the limit, and the child not blocked
         {"sleep 600 & echo $! >" + folder_.file("left") + "; echo gone", 0, "gone\n", ""},
     };
+    const auto openDescriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
+    };
     const auto before = openDescriptors();
-    for (const Case& expected : cases) {
-        const auto result =
-            runner_.run("/bin/sh", {"-c", expected.script}, {std::chrono::minutes(1), 100'000});
-        const auto* outcome = std::get_if<Outcome>(&result);
-        ASSERT_TRUE(outcome) << expected.script << ": " << std::get<host::Error>(result).description();
-        EXPECT_EQ(outcome->exitStatus, expected.exitStatus) << expected.script;
-        EXPECT_TRUE(outcome->output == expected.output) << expected.script << outcome->output.size();
-        EXPECT_TRUE(outcome->errors == expected.errors) << expected.script << outcome->errors.size();
+    for (const auto& [script, exitStatus, output, errors] : cases) {
+        const auto outcome =
+            std::get<Outcome>(runner_.run("/bin/sh", {"-c", script}, {std::chrono::minutes(1), 100'000}));
+        EXPECT_EQ(outcome.exitStatus, exitStatus) << script;
+        EXPECT_TRUE(outcome.output == output) << script << outcome.output.size();
+        EXPECT_TRUE(outcome.errors == errors) << script << outcome.errors.size();
     }
     kill(std::stoi(readFile(folder_.file("left"))), SIGKILL);
-
-    EXPECT_EQ(errorOf(runner_.run(folder_.file("missing"), {}, kGenerous)), ENOENT);
     EXPECT_EQ(errorOf(runner_.run("/bin/sleep", {"600"}, {std::chrono::milliseconds(100), 1})), ETIMEDOUT);
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_LT(waitpid(-1, nullptr, WNOHANG), 0);
+}
+
+TEST_F(PosixProcessRunner, TakesNoLostExitStatusForSuccess) {
+    struct sigaction ignored {};
+    struct sigaction former {};
+    ignored.sa_handler = SIG_IGN; // the system then reaps children itself and forgets how they ended
+    sigaction(SIGCHLD, &ignored, &former);
+    EXPECT_NE(errorOf(runner_.run("/bin/sh", {"-c", "exit 7"}, kGenerous)), 0);
+    const auto launched = runner_.launch("/bin/true", {});
+    EXPECT_TRUE(waitUntil([&] { return kill(std::get<pid_t>(launched), 0) != 0; }));
+    sigaction(SIGCHLD, &former, nullptr);
+    const CapturedLog log;
+    raise(SIGCHLD);
+    EXPECT_TRUE(pumpUntil(loop_, [&] { return log.contains("Lost sight of process"); }));
+}
+
+TEST_F(PosixProcessRunner, RunsScriptsThroughATool) {
+    host::ToolScriptRunner scripts(runner_, makeScript("[ $# = 2 ] && [ \"$1\" = -e ] || exit 9\n"
+                                                       "[ \"$2\" = fail ] && echo ' none' >&2 && exit 1\n"
+                                                       "echo \"did: $2\""));
+    EXPECT_EQ(std::get<std::string>(scripts.run("tell \"x\"\n  quit")), "did: tell \"x\"\n  quit");
+    EXPECT_EQ(std::get<host::Error>(scripts.run("fail")).description(), "none (script 1)");
+    EXPECT_EQ(errorOf(host::ToolScriptRunner(runner_, folder_.file("missing")).run("")), ENOENT);
 }
 
 TEST_F(PosixProcessRunner, EndsRunsWithTheirProcessGroups) {

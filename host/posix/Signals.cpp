@@ -1,4 +1,4 @@
-#include "host/posix/SignalInbox.h"
+#include "host/posix/Signals.h"
 
 #include <array>
 #include <atomic>

@@ -1,11 +1,21 @@
 #pragma once
 
+#include "host/Clock.h"
 #include "host/Sleeper.h"
-#include "host/posix/EndSignal.h"
 #include "host/posix/PollUntil.h"
 
 namespace kvn::host {
 
+/// The clocks of the C++ library.
+class SystemClock final : public Clock {
+public:
+    std::chrono::system_clock::time_point now() const override { return std::chrono::system_clock::now(); }
+    std::chrono::steady_clock::time_point steadyNow() const override {
+        return std::chrono::steady_clock::now();
+    }
+};
+
+/// Sleeps that the end of the program cuts short.
 class InterruptibleSleeper final : public Sleeper {
 public:
     void sleepFor(std::chrono::milliseconds duration) override {
