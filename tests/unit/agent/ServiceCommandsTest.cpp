@@ -123,7 +123,7 @@ TEST_F(ServiceCommands, AMissingHelperIsInstalledOnceAndACommandWithoutOneDroppe
     workQueue.runAll();
     env.loop.runPending();
     EXPECT_THAT(jobs.blessed, ElementsAre(kHelperId, kHelperId));
-    EXPECT_EQ(jobs.rights.at(0).second.environment.at(0).value, "ServiceCtrlAuthPromt\n\n");
+    EXPECT_THAT(jobs.requests.at(0), testing::EndsWith(" prompt=ServiceCtrlAuthPromt\n\n"));
     EXPECT_EQ(linesWith("Can't start/stop service, priviliged helper tool not available (-2)").size(), 2U);
     EXPECT_EQ(failures.size(), 2U);
     EXPECT_EQ(abandoned, 1);

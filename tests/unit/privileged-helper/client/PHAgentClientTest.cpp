@@ -122,7 +122,7 @@ TEST_F(PHAgentClientTest, NeedsTheEmbeddedHelpersIdentifierAndVersion) {
         EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstallFailed);
     }
     EXPECT_TRUE(log.contains("is missing in the application bundle"));
-    EXPECT_TRUE(jobs.creations.empty());
+    EXPECT_TRUE(jobs.requests.empty());
 }
 
 TEST_F(PHAgentClientTest, CountsFailedInstallsUpToFive) {
@@ -164,28 +164,21 @@ TEST_F(PHAgentClientTest, CountsFailedInstallsUpToFive) {
 TEST_F(PHAgentClientTest, AsksForTheRightWithUserOrPrompt) {
     const struct {
         std::string user, password, prompt;
-        std::uint32_t creationFlags, flags;
-        Texts environment;
+        std::string creation, right; // flags and environment
         std::string line;
     } cases[] = {
-        {"ann", "pw", "?", 0, 18, {"username=ann", "password=pw"}, ", flags: 18, env items: 2, 3, ann"},
-        {"", "", "Allow?", 19, 19, {"prompt=Allow?\n\n"}, ", flags: 19, env items: 1, 8, Allow?\n\n"},
-        {"", "", "", 19, 19, {}, ", flags: 19, env items: 0"},
+        {"ann", "pw", "?", "0 username=ann password=pw", "18 username=ann password=pw",
+         ", flags: 18, env items: 2, 3, ann"},
+        {"", "", "Allow?", "19 prompt=Allow?\n\n", "19 prompt=Allow?\n\n",
+         ", flags: 19, env items: 1, 8, Allow?\n\n"},
+        {"", "", "", "19", "19", ", flags: 19, env items: 0"},
     };
     const auto client = makeClient();
-    for (const auto& [user, password, prompt, creationFlags, flags, expected, line] : cases) {
+    for (const auto& [user, password, prompt, creation, right, line] : cases) {
+        jobs.requests.clear();
         EXPECT_TRUE(client->createAuthorizationForUser(user, password, prompt));
-        const auto& [right, request] = jobs.rights.back();
-        EXPECT_EQ(right, "com.apple.ServiceManagement.blesshelper");
-        EXPECT_EQ(jobs.creations.back().flags, creationFlags);
-        EXPECT_EQ(request.flags, flags);
-        for (const auto& environmentItems : {jobs.creations.back().environment, request.environment}) {
-            Texts items;
-            for (const auto& [name, value] : environmentItems) {
-                items.push_back(name + "=" + value);
-            }
-            EXPECT_EQ(items, expected);
-        }
+        EXPECT_THAT(jobs.requests,
+                    ElementsAre("create " + creation, "com.apple.ServiceManagement.blesshelper " + right));
         EXPECT_TRUE(log.contains(line)) << line;
     }
     EXPECT_TRUE(log.contains("AuthorizationCreate: flags: 19"));

@@ -52,13 +52,5 @@ TEST_F(PHClientProtocolHandlerTest, EndsTheReadTimeoutAfterTheHandshake) {
     EXPECT_EQ(handler.uninstallAgent(), 5);
 }
 
-TEST_F(PHClientProtocolHandlerTest, GivesUpOnASilentHelper) {
-    FakeHelper helper("helper", [](const PHMessage&) { return std::nullopt; });
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(handler.connectPrivilegedAgent("helper"), std::nullopt);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1900));
-    EXPECT_FALSE(handler.isConnected());
-}
-
 } // namespace
 } // namespace kvn::test
