@@ -85,6 +85,8 @@ FResult FComMessengerPipe::close() {
 }
 
 FResult FComMessengerPipe::beginReceive() {
+    // Only `worker` is used from here on, which holds the state: once the thread runs, its handler may
+    // destroy this client end before the call returns.
     PipeWorker worker{this, state_, {}};
     FPipePhase phase{};
     bool started = false;

@@ -28,9 +28,9 @@ private:
 
 bool start(Loop loop, PipeWorker& worker) KVS_REQUIRES(worker.state->lock) {
     FThread& thread = worker.connection->thread();
+    // In the list before the thread runs: `endReceive` has to find, stop and join every running thread. The
+    // new thread cannot remove itself too early, since it needs the lock that the caller holds.
     worker.state->running.push_back(worker.connection);
-    // In the list before the thread runs: `endReceive` must find, stop and join every running thread, and the
-    // new thread removes itself from the list only under the lock that the caller holds.
     thread.setJoinable(true);
     PipeWorker own{worker.pipe, worker.state, std::move(worker.connection)};
     if (thread.execute(std::make_unique<Job>(loop, std::move(own)))) {
@@ -58,9 +58,8 @@ void leave(PipeWorker& worker, bool own) {
             worker.state->phase = kPipeIdle;
         }
     }
-    // Outside the lock, since this logs. It closes an accepted socket. Its number stays out of `peers` from
-    // here on, so a new peer that gets the number cannot be mistaken for the old one.
-    // A client end's socket is still held by the state.
+    // Closes an accepted socket; a client end's is still held by the state. Not before its entry in `peers`
+    // is gone: a new peer may get the number at once, and the removal by number would then hit the new entry.
     worker.connection.reset();
 }
 

@@ -4,7 +4,7 @@
 #include "tests/support/ManualMainLoop.h"
 #include "tests/unit/privileged-helper/SocketPair.h"
 
-#include <mutex>
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -19,8 +19,8 @@ struct Reading {
         const PHEventThread::Client client = {
             [this](const PHMessage& message) { events.push_back(message.text()); },
             [this](const host::Error* error) {
-                const std::lock_guard<std::mutex> guard(mutex);
-                ends.push_back(error ? error->reason : "closed");
+                end = error ? error->reason : "closed";
+                ++ends;
             },
         };
         thread = std::make_shared<PHEventThread>(handler, client, loop);
@@ -32,17 +32,12 @@ struct Reading {
         }
     }
 
-    Texts endsSoFar() {
-        const std::lock_guard<std::mutex> guard(mutex);
-        return ends;
-    }
-
     SocketPair sockets;
     std::shared_ptr<PHProtocolHandler> handler =
         std::make_shared<PHProtocolHandler>(std::move(sockets.ours), false);
     Texts events;
-    std::mutex mutex;
-    Texts ends;
+    std::string end;
+    std::atomic<int> ends = 0;
     std::shared_ptr<PHEventThread> thread;
 };
 
@@ -56,10 +51,11 @@ protected:
 TEST_F(PHEventThreadTest, ForwardsEventsAndReportsTheEndOnce) {
     Reading reading(loop);
     reading.sockets.write("F7100003[1]F7100003[2]F7100001{");
-    EXPECT_TRUE(waitUntil([&] { return !reading.endsSoFar().empty(); }));
+    EXPECT_TRUE(waitUntil([&] { return reading.ends > 0; }));
     EXPECT_FALSE(reading.handler->sendMessage({{"Ctrl", "bye"}})); // another failure
     reading.thread->stop();
-    EXPECT_EQ(reading.ends, Texts{"Failed to deserialize message"});
+    EXPECT_EQ(reading.ends, 1);
+    EXPECT_EQ(reading.end, "Failed to deserialize message");
     EXPECT_TRUE(log.contains("PH connection failed, reason: Failed to deserialize message"));
     EXPECT_TRUE(reading.thread->hasEnded());
     EXPECT_TRUE(reading.events.empty()); // they wait for the main thread
@@ -77,7 +73,8 @@ TEST_F(PHEventThreadTest, ReportsThePeersEndOnceFromEitherThread) {
         reading.sockets.peer.reset();
         sender.join();
         reading.thread->stop();
-        EXPECT_EQ(reading.ends, Texts{"closed"});
+        EXPECT_EQ(reading.ends, 1);
+        EXPECT_EQ(reading.end, "closed");
     }
     EXPECT_TRUE(log.contains("PrivilegedAgent event connection closed by peer"));
 }
@@ -92,7 +89,7 @@ TEST_F(PHEventThreadTest, LeavesAFloodInTheSocket) {
     stopped.sockets.write(flood);
     EXPECT_TRUE(waitUntil([&] { return loop.scheduledCount() == 512; }));
     stopped.thread->stop();
-    EXPECT_TRUE(stopped.ends.empty());
+    EXPECT_EQ(stopped.ends, 0);
     EXPECT_EQ(loop.scheduledCount(), 512U);
     EXPECT_TRUE(loop.runUntil([&] { return read.events.size() == 600; }));
     EXPECT_EQ(stopped.events.size(), 256U);
@@ -109,7 +106,7 @@ TEST_F(PHEventThreadTest, StopEndsABlockedReaderAndFreesItsConnection) {
         reading.thread->stop();
         another.join();
         EXPECT_FALSE(reading.handler->isConnected());
-        EXPECT_TRUE(reading.ends.empty());
+        EXPECT_EQ(reading.ends, 0);
         const std::weak_ptr<PHConnection> connection = reading.thread->connection();
         const std::weak_ptr<PHEventThread> thread = reading.thread;
         reading.thread.reset();
