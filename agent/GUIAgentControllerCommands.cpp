@@ -2,7 +2,6 @@
 
 #include "core/logging/CNSLog.h"
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
 // What the user has the privileged helper do. A command goes to the work queue, since connecting to the
@@ -16,13 +15,6 @@ namespace {
 
 constexpr char kHelperNotAvailable[] = "Can't start/stop service, priviliged helper tool not available";
 constexpr std::int32_t kHelperNotAvailableCode = -2;
-
-const PHMessage kNothing; // null
-
-const PHMessage& valueIn(const PHMessage& message, const char* key) {
-    const auto found = message.find(key); // an array has no keys
-    return found == message.end() ? kNothing : *found;
-}
 
 } // namespace
 
@@ -104,16 +96,13 @@ bool GUIAgentController::processAgentEvent(const PHMessage& event) {
 }
 
 void GUIAgentController::executedTaskCompletedWithResult(const PHMessage& event) {
-    const PHMessage& response = valueIn(event, "Response");
-    const PHMessage& requestId = valueIn(response, "requestId");
-    const PHMessage& result = valueIn(response, "result");
-    const auto pending = requestId.is_number_unsigned() ? pendingTasks_.find(requestId.get<std::uint64_t>())
-                                                        : pendingTasks_.end();
+    const PHMessage response = event.valueIn("Response");
+    const PHMessage requestId = response.valueIn("requestId");
+    const PHMessage result = response.valueIn("result");
+    const auto taskId = requestId.asIdentifier();
+    const auto pending = taskId ? pendingTasks_.find(*taskId) : pendingTasks_.end();
     if (pending == pendingTasks_.end()) {
-        const auto text = [](const PHMessage& value) {
-            return value.is_null() ? "(null)"
-                                   : value.dump(-1, ' ', false, PHMessage::error_handler_t::replace);
-        };
+        const auto text = [](const PHMessage& value) { return value.isNull() ? "(null)" : value.text(); };
         OCNSLog("Received response: %@ for unknown request: %@", text(result), text(requestId));
         return;
     }

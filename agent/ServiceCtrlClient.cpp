@@ -2,8 +2,6 @@
 
 #include "core/logging/CNSLog.h"
 
-#include <nlohmann/json.hpp>
-
 namespace kvn {
 
 namespace {
@@ -43,11 +41,7 @@ void ServiceCtrlClient::sendRestartCommand() {
 void ServiceCtrlClient::sendExecuteCommand(const std::string& task, const std::vector<std::string>& arguments,
                                            std::optional<std::uint64_t> requestId) {
     CNSLog("Sending launch command");
-    PHMessage message{{"Cmd", "ExecuteTask"}, {"task", task}, {"args", arguments}};
-    if (requestId) {
-        message["requestId"] = *requestId;
-    }
-    sendMessage(message);
+    sendMessage({{"Cmd", "ExecuteTask"}, {"task", task}, {"args", arguments}, {"requestId", requestId}});
 }
 
 } // namespace kvn

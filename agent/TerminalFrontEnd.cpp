@@ -2,7 +2,6 @@
 
 #include "core/system/FSysInfoPaths.h"
 
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -108,7 +107,7 @@ std::string TerminalFrontEnd::runTask(GUIAgentController& controller, const std:
         arguments.push_back(argument);
     }
     controller.executeTask(task, arguments, [this](const PHMessage* result) {
-        terminal_.message("task: " + (result ? "result " + result->dump() : "no result"));
+        terminal_.message("task: " + (result ? "result " + result->text() : "no result"));
     });
     return requested("task");
 }

@@ -1,24 +1,19 @@
-// A command to the privileged helper and its completion event, beside the same bytes on a bare socket. Ours
-// goes the agent's way: the client's frame, the event thread, a task in the main loop. The helper, the same
-// bare thread for both, answers each command. To compare the work and not the scheduler's choices, run the
-// program on one core: taskset -c 0 helper_bench.
+// Measures a command to the privileged helper and its completion event, beside the same bytes on a bare
+// socket. "Ours" is what the agent does: it writes a frame, and an event thread reads the answer and posts it
+// to the main loop. In both cases the helper is the same bare thread. To compare the work and not the
+// scheduler's choices, run the program on one core: taskset -c 0 helper_bench.
 
 #include "core/logging/CNSLog.h"
 #include "core/system/FileDescriptor.h"
 #include "core/system/WakePipe.h"
-#include "host/plist/XmlPropertyList.h"
-#include "host/posix/AppBundle.h"
 #include "host/posix/PollMainLoop.h"
-#include "privileged-helper/client/PHAgentClient.h"
-#include "tests/support/FakePrivilegedJobs.h"
-#include "tests/support/FakeSleeper.h"
+#include "privileged-helper/client/PHEventThread.h"
 
 #include <benchmark/benchmark.h>
 
 #include <array>
 #include <cstdlib>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <poll.h>
 #include <string_view>
 #include <sys/socket.h>
@@ -79,46 +74,40 @@ class Ours {
 public:
     Ours() {
         Kvs::CNSInitLog(Kvs::kLogModeDebugOff, Kvs::kSysLogSuppressed, "helper_bench", nullptr);
-        client_->startEventThread();
+        check(thread_->start());
     }
+    ~Ours() { thread_->stop(); }
 
     void roundTrips() {
-        client_->left = kRoundTrips;
-        client_->sendCommand();
+        left_ = kRoundTrips;
+        sendCommand();
         loop_.run();
     }
 
 private:
+    void sendCommand() { check(handler_->sendMessage({{"Cmd", "StartService"}})); }
+
     /// Sends the next command when the one before is completed, on the main thread.
-    struct Client : kvn::PHAgentClient {
-        Client(const Environment& environment, Kvs::FileDescriptor connection)
-            : PHAgentClient(environment, std::move(connection), "", false), loop(environment.loop) {}
-
-        void sendCommand() { check(sendMessage(kvn::PHMessage::object({{"Cmd", "StartService"}}))); }
-        bool dispatchAgentEvent(const kvn::PHMessage& event) override {
-            PHAgentClient::dispatchAgentEvent(event);
-            check(kvn::integerIn(event, "status") == 0);
-            if (--left > 0) {
-                sendCommand();
-            } else {
-                loop.quit();
-            }
-            return false;
+    void completed(const kvn::PHMessage& event) {
+        check(kvn::integerIn(event, "status") == 0);
+        if (--left_ > 0) {
+            sendCommand();
+        } else {
+            loop_.quit();
         }
-        void eventThreadTerminatedWithError(const kvn::host::Error*) override { std::abort(); }
-
-        kvn::host::MainLoop& loop;
-        int left = 0;
-    };
+    }
 
     Helper helper_;
     kvn::host::PollMainLoop loop_;
-    kvn::host::XmlPropertyList propertyLists_;
-    kvn::host::AppBundle bundle_{"", propertyLists_};
-    kvn::test::FakeSleeper sleeper_;
-    kvn::test::FakePrivilegedJobs jobs_;
-    const std::shared_ptr<Client> client_ = std::make_shared<Client>(
-        kvn::PHAgentClient::Environment{loop_, sleeper_, bundle_, jobs_}, std::move(helper_.agentsEnd));
+    int left_ = 0;
+    const std::shared_ptr<kvn::PHProtocolHandler> handler_ =
+        std::make_shared<kvn::PHProtocolHandler>(std::move(helper_.agentsEnd), false);
+    const kvn::PHEventThread::Client client_ = {
+        [this](const kvn::PHMessage& event) { completed(event); },
+        [](const kvn::host::Error*) { std::abort(); },
+    };
+    const std::shared_ptr<kvn::PHEventThread> thread_ =
+        std::make_shared<kvn::PHEventThread>(handler_, client_, loop_);
 };
 
 class Raw {

@@ -1,6 +1,6 @@
 // Installs, upgrades, downgrades and uninstalls the privileged helper again and again in a sandbox, as agents
-// of two versions would, and fails when a process, descriptor, thread or file of it stays behind. Everything
-// is the product's but the client's pauses, which last no time.
+// of two versions would, and fails when a process, descriptor, thread or file is left. All code is the
+// product's; only the client's pauses are skipped.
 // helper_cycles [COUNT]
 
 #include "agent/ServiceCtrlClient.h"
@@ -61,18 +61,18 @@ std::string makeBundle(const fs::path& bundle, const std::string& version) {
     return bundle;
 }
 
-/// What the cycles must not make more of.
+/// The resources of which the cycles must leave none.
 struct Counts {
     long processes, descriptors, threads, files;
     bool operator==(const Counts&) const = default;
 };
 
-/// The processes that run a program of the sandbox, and the children that nobody has reaped.
+/// Counts the processes that run a program of the sandbox, and the children that were not reaped.
 long processesIn(const std::string& sandbox) {
     long count = 0;
     for (const auto& entry : fs::directory_iterator("/proc")) {
         std::error_code none;
-        std::string stat; // nothing of a process that is gone, or of what is none
+        std::string stat; // empty for a process that has ended and for other entries
         std::getline(std::ifstream(entry.path() / "stat"), stat);
         const std::size_t name = stat.rfind(") ");
         const bool isChild = name != stat.npos && std::atoi(stat.c_str() + name + 4) == ::getpid();
@@ -96,7 +96,7 @@ public:
     void play(int cycles) {
         auto played = std::async(std::launch::async, [&] {
             const Quit quitsAtTheEnd{loop_};
-            cycle(); // makes what stays: folders, the libraries' threads
+            cycle(); // makes folders and threads of libraries, which stay
             const Counts before = counts();
             const auto start = std::chrono::steady_clock::now();
             for (int i = 0; i < cycles; ++i) {
@@ -112,7 +112,7 @@ public:
                                                 {"files", before.files, after.files}}) {
                 std::printf("%-12s %ld before, %ld after\n", name, was, is);
             }
-            check(before == after, "something was left behind");
+            check(before == after, "a resource is left");
             const auto slept = sleeper_.slept(); // 4 seconds only where a newer helper was uninstalled
             check(std::count(slept.begin(), slept.end(), std::chrono::seconds(4)) == cycles + 1,
                   "not every cycle had its downgrade");
@@ -127,7 +127,7 @@ private:
         host::MainLoop& loop;
     };
 
-    /// Nothing that the helper tells by itself matters here.
+    /// Ignores the helper's events.
     struct Events : PHAgentEventHandler {
         bool processAgentEvent(const PHMessage&) override { return false; }
         void processErrorEvent(const host::Error*) override {}
@@ -141,7 +141,7 @@ private:
                                                                                  sandbox.sleeper_, bundle,
                                                                                  jobs} {}
 
-        /// As it does before a command, from the start of the program to its end.
+        /// Does what the agent does before its first command, and ends the client.
         void verifyHelper(const std::function<void(PHAgentClient&)>& then = {}) {
             Events events;
             const auto client = std::make_shared<ServiceCtrlClient>(environment, events);
@@ -167,9 +167,9 @@ private:
 
     Counts counts() {
         check(test::waitUntil([&] { return processesIn(folder_.path()) == 0; }), "a helper does not end");
-        std::promise<void> leavesAreTaken; // 250 ms after a client has sent its "bye"
-        loop_.postAfter(std::chrono::milliseconds(250), [&] { leavesAreTaken.set_value(); });
-        leavesAreTaken.get_future().wait();
+        std::promise<void> connectionsAreClosed; // 250 ms after a client has sent its "bye"
+        loop_.postAfter(std::chrono::milliseconds(250), [&] { connectionsAreClosed.set_value(); });
+        connectionsAreClosed.get_future().wait();
         const auto entriesOf = [](const char* path) {
             return std::distance(fs::directory_iterator(path), {});
         };

@@ -1,4 +1,4 @@
-// The messenger pipe beside bare blocking reads and writes on a socket, and beside libzmq. Every
+// Measures the messenger pipe beside bare blocking reads and writes on a socket, and beside libzmq. Every
 // contender has two threads, one at each end; to compare their work and not the scheduler's choices,
 // run the program on one core: taskset -c 0 messenger_bench.
 
@@ -54,10 +54,10 @@ private:
     bool open_ = false;
 };
 
-/// What both ends do with what arrives, whatever carries it.
+/// The reactions of both ends to the bytes that arrive, the same for every contender.
 class Traffic {
 public:
-    /// Counts the answer; true while the next question is to be sent.
+    /// Counts an answer. Returns true if the next question is to be sent.
     bool answered() {
         if (--left_ > 0) {
             return true;

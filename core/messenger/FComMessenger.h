@@ -11,13 +11,14 @@
 namespace Kvs {
 
 /// A byte-stream transport between programs of one machine. It adds no framing: bytes arrive in the
-/// pieces that the system delivers, and the layer above finds its messages in them.
+/// pieces that the system delivers, and its user separates the messages.
 class FComMessenger {
 public:
-    /// What a `DataReceived` handler gets. It belongs to the handlers for the duration of one raise.
+    /// The argument of `DataReceived`. It belongs to the handlers for the duration of one raise.
     struct DataReceivedArg {
-        FGStr<wchar_t> sender;     ///< identity of the peer, which `send` accepts as its target
-        FList<unsigned char> data; ///< the bytes of one read, 1 to 4096; copy or move out what is to stay
+        FGStr<wchar_t> sender; ///< identity of the peer, which `send` accepts as its target
+        FList<unsigned char>
+            data; ///< the bytes of one read, 1 to 4096; a handler copies or moves out the bytes that it keeps
     };
 
     template <class T>
@@ -33,7 +34,7 @@ public:
     /// Opens the end under the name. 0 or an error number.
     virtual FResult open(const wchar_t* name) = 0;
 
-    /// `endReceive`, and forgets the name. 0.
+    /// Calls `endReceive` and clears the name. 0.
     virtual FResult close() = 0;
 
     /// Starts receiving. 0, kFailure when no thread could be started, kInvalidState when it is not idle.

@@ -10,7 +10,8 @@
 namespace Kvs {
 namespace {
 
-/// The number that the text begins with; 0 without one, -1 for one that no descriptor has.
+/// Returns the number at the beginning of the text: 0 if there is none, -1 if it is too large for a
+/// descriptor.
 int leadingNumber(const wchar_t* text) {
     long long number = 0;
     for (; *text >= L'0' && *text <= L'9'; ++text) {
@@ -31,7 +32,8 @@ FResult writeOnce(const PipeConnection& connection, const unsigned char* data, l
     return kSuccess;
 }
 
-/// `writeOnce` of a server end, which drops a peer that is out of step from now on.
+/// `writeOnce` of a server end. A peer that took part of a message is dropped: it would read the next message
+/// as the rest of this one.
 FResult writeToPeer(PipeConnection& peer, const unsigned char* data, long length, long& written) {
     long count = 0;
     const FResult result = writeOnce(peer, data, length, count);
@@ -45,7 +47,7 @@ FResult writeToPeer(PipeConnection& peer, const unsigned char* data, long length
     return result;
 }
 
-/// The end's socket; without one, a connection whose every operation fails with EBADF.
+/// Returns the end's socket, or a connection whose every operation fails with EBADF.
 PipeConnectionRef socketOf(FPipeState& state) {
     FLockGuard guard(state.lock);
     if (!state.socket) {
@@ -83,6 +85,8 @@ FResult FComMessengerPipe::close() {
 }
 
 FResult FComMessengerPipe::beginReceive() {
+    // Only `worker` is used from here on, which holds the state: once the thread runs, its handler may
+    // destroy this client end before the call returns.
     PipeWorker worker{this, state_, {}};
     FPipePhase phase{};
     bool started = false;
@@ -112,7 +116,7 @@ FResult FComMessengerPipe::endReceive() {
         state_->phase = kPipeStopping;
         std::swap(socket, state_->socket);
         std::swap(peers, state_->peers);
-        running = state_->running;
+        running = state_->running; // a copy: a second `endReceive` has to wait for the threads as well
         if (socket) {
             socket->stop();
         }
@@ -121,12 +125,15 @@ FResult FComMessengerPipe::endReceive() {
             inHandler = inHandler || connection->thread().isCurrent();
         }
     }
+    // Not under the lock, which the threads take when they end. A handler that ends its own pipe joins no
+    // thread: its own would never end, and a handler on another thread may be ending the pipe too and wait
+    // for this one.
     if (!inHandler) {
         for (const PipeConnectionRef& connection : running) {
             connection->thread().join();
         }
     }
-    // The numbers are closed in this order, as far as nobody else holds them.
+    // This order of the references is the order of the lines "FComMessengerPipe closed".
     running.clear();
     socket.reset();
     for (auto peer = peers.end(); peer != peers.begin();) {

@@ -13,16 +13,16 @@ struct FPipeState;
 /// and the logs know it as macOS's ECONNRESET, whose number other systems use for something else.
 inline constexpr int kPeerClosedError = 54;
 
-/// A messenger over a Unix-domain socket whose file lies in "/var/tmp/com.korvane/pipes" and has the
+/// A messenger over a Unix-domain socket whose file is in "/var/tmp/com.korvane/pipes" and has the
 /// pipe's name. A server end makes the file and accepts any number of peers; a client end connects.
 ///
 /// Any thread may call. Events are raised on the thread that reads the connection (accept errors on
 /// the accepting one), never under the pipe's lock; handlers may send.
 ///
 /// `endReceive`, `close` and the destructor wait until the pipe's threads have ended, that is until
-/// handlers in progress have returned: whoever calls them must hold no lock that a handler takes.
-/// Called from one of the pipe's own handlers they do not wait. A handler may so close its pipe, and a
-/// client end may even be destroyed by its own handler; a server end must not be.
+/// running handlers have returned: the caller must hold no lock that a handler takes. Called from one of
+/// the pipe's own handlers they do not wait. A handler may therefore close its pipe, and the handler of a
+/// client end may even destroy it; the handler of a server end must not.
 ///
 /// The process must ignore SIGPIPE.
 class FComMessengerPipe final : public FComMessenger {
@@ -31,8 +31,9 @@ public:
     FComMessengerPipe(bool server, bool second);
     ~FComMessengerPipe() override;
 
-    /// A null name is an empty one. Does not wait: a server that leaves its callers waiting is EAGAIN (on
-    /// some systems ECONNREFUSED). A socket that is already open is let go, once nobody receives from it.
+    /// A null name is an empty one. Does not wait: for a server that accepts no peers the result is EAGAIN
+    /// (on some systems ECONNREFUSED). Replaces a socket that is already open; the former one is closed when
+    /// no thread receives from it any more.
     FResult open(const wchar_t* name) override;
 
     FResult close() override;
@@ -48,12 +49,11 @@ public:
 
     /// A client end ignores the target. A server end sends to the peer whose number the target begins
     /// with (kFailure when there is none), or, without a target, to all; `written` is then the count of
-    /// the last write that succeeded, and the result 0. A peer that does not read makes the write fail
-    /// with EAGAIN, or end short, after two seconds; a server end then drops the peer, which would
-    /// otherwise take the next message for the rest of this one.
+    /// the last write that succeeded, and the result 0. If a peer does not read, the write fails with EAGAIN
+    /// or ends short after two seconds, and a server end drops the peer.
     FResult send(const wchar_t* target, const unsigned char* data, long length, long& written) override;
 
-    /// Whether this is the name of the last `open`; a null or empty name is that of a closed pipe.
+    /// Returns true if this is the name of the last `open`; a closed pipe has the empty name.
     bool hasName(const wchar_t* name);
 
     /// The path of the socket file, cut to what an address can hold. With `create`, makes missing

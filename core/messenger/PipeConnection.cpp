@@ -6,47 +6,32 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
 
 namespace Kvs {
 namespace {
 
 // Long enough for any peer that is alive, short enough for a main thread to be stuck in a send.
-constexpr timeval kSendTimeout = {2, 0};
-
-template <class Call>
-long uninterrupted(Call call) {
-    long result = 0;
-    do {
-        result = call();
-    } while (result < 0 && errno == EINTR);
-    return result;
-}
+constexpr std::chrono::seconds kSendLimit{2};
 
 } // namespace
 
+PipeConnection::PipeConnection(FileDescriptor socket) : SharedSocket(std::move(socket)) {
+    limitSending(kSendLimit);
+}
+
 PipeConnection::~PipeConnection() {
-    if (socket_) {
+    if (number() >= 0) {
         CNSLog("FComMessengerPipe closed: %d", number());
     }
 }
 
 void PipeConnection::stop() {
-    stopped_.store(true, std::memory_order_release);
     if (wakePipe_) {
+        markShut();
         wakePipe_->wake(); // not every system lets a shutdown end a blocked accept
     } else {
-        ::shutdown(number(), SHUT_RDWR);
+        shutDown();
     }
-}
-
-long PipeConnection::read(unsigned char* buffer, std::size_t size) const {
-    return uninterrupted([&] { return ::read(number(), buffer, size); });
-}
-
-long PipeConnection::write(const unsigned char* data, std::size_t length) const {
-    return uninterrupted([&] { return ::write(number(), data, length); });
 }
 
 FileDescriptor PipeConnection::accept() const {
@@ -66,15 +51,11 @@ FileDescriptor PipeConnection::accept() const {
         if (::poll(polled, 2, -1) < 0) {
             return peer;
         }
-        if (isStopped()) {
+        if (!isOpen()) {
             errno = EINTR;
             return peer;
         }
     }
-}
-
-void PipeConnection::limitSending(const FileDescriptor& socket) {
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &kSendTimeout, sizeof kSendTimeout);
 }
 
 } // namespace Kvs

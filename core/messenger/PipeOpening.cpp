@@ -2,7 +2,7 @@
 
 #include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
-#include "core/messenger/PipeState.h"
+#include "core/messenger/PipeWorker.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/PosixDifferences.h"
 #include "core/text/FGStr.h"
@@ -37,10 +37,10 @@ bool withAddress(const std::string& path, Call call) {
     return call(reinterpret_cast<const sockaddr*>(&address), kAddressLength) == 0;
 }
 
-/// Logs the failed call and gives its error number back.
-FResult failed(const char* what) {
+/// Logs the failed call and returns its error number.
+FResult failed(const char* call) {
     const int error = errno;
-    CNSLog("FComMessengerPipe: %s%d, %s", what, error, std::strerror(error));
+    CNSLog("FComMessengerPipe: %s%d, %s", call, error, std::strerror(error));
     return error;
 }
 
@@ -53,7 +53,7 @@ void makeDirectories(const std::string& base, const std::string& pipes) {
         CNSLog("Failed to create directory for Unix domain sockets, errno: %d, %s", error,
                std::strerror(error));
     }
-    ::chmod(base.c_str(), kForEveryone); // whatever the umask left
+    ::chmod(base.c_str(), kForEveryone); // the umask may have taken rights from mkdir
 }
 
 void storeName(FPipeState& state, const wchar_t* name) {
@@ -85,7 +85,7 @@ FResult FComMessengerPipe::openOnServer(const wchar_t* name) {
     if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
         return noSocket();
     }
-    ::unlink(path.c_str()); // a stale one
+    ::unlink(path.c_str()); // the file of a server that is gone
     if (!withAddress(path, [&](auto... address) { return ::bind(socket.get(), address...); })) {
         return failed("bind error: ");
     }
@@ -106,7 +106,7 @@ FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
     storeName(*state_, name);
     const std::string path = pipeFullPath(name, false);
     FileDescriptor socket = closeOnExecSocket(AF_UNIX, SOCK_STREAM);
-    // A server that accepts nobody must not hold up the caller, who may be a main thread.
+    // A server that accepts no peer must not block the caller, which may be a main thread.
     if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
         return noSocket();
     }
@@ -116,7 +116,6 @@ FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
     if (::fcntl(socket.get(), F_SETFL, 0) != 0) {
         return noSocket();
     }
-    PipeConnection::limitSending(socket);
     CNSDbgLog("FComMessengerPipe: connected %d", socket.get());
     storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket)));
     return kSuccess;

@@ -17,7 +17,8 @@ class Job : public FInvokable<void> {
 public:
     Job(Loop loop, PipeWorker worker) : loop_(loop), worker_(std::move(worker)) {}
 
-    // The loop takes the worker along, so that it decides when the connection is let go.
+    // The thread record deletes the job only after it has run; the loop therefore takes the worker, and with
+    // it the reference to the connection, which it drops before its last log line.
     void invoke() const override { loop_(std::move(worker_)); }
 
 private:
@@ -27,6 +28,8 @@ private:
 
 bool start(Loop loop, PipeWorker& worker) KVS_REQUIRES(worker.state->lock) {
     FThread& thread = worker.connection->thread();
+    // In the list before the thread runs: `endReceive` has to find, stop and join every running thread. The
+    // new thread cannot remove itself too early, since it needs the lock that the caller holds.
     worker.state->running.push_back(worker.connection);
     thread.setJoinable(true);
     PipeWorker own{worker.pipe, worker.state, std::move(worker.connection)};
@@ -37,7 +40,7 @@ bool start(Loop loop, PipeWorker& worker) KVS_REQUIRES(worker.state->lock) {
     return false;
 }
 
-/// The pipe's own thread has come to life; a peer's reader finds the pipe receiving.
+/// Marks the start of a thread. Only the pipe's own thread finds the phase "starting".
 void enter(const PipeWorker& worker) {
     FLockGuard guard(worker.state->lock);
     if (worker.state->phase == kPipeStarting) {
@@ -45,7 +48,7 @@ void enter(const PipeWorker& worker) {
     }
 }
 
-/// The thread ends, and with it the pipe's receiving when it was the pipe's own.
+/// Marks the end of a thread; with the pipe's own thread its receiving ends too.
 void leave(PipeWorker& worker, bool own) {
     {
         FLockGuard guard(worker.state->lock);
@@ -55,19 +58,23 @@ void leave(PipeWorker& worker, bool own) {
             worker.state->phase = kPipeIdle;
         }
     }
-    worker.connection.reset(); // closes an accepted socket; a client's own stays stored
+    // Closes an accepted socket; a client end's is still held by the state. Not before its entry in `peers`
+    // is gone: a new peer may get the number at once, and the removal by number would then hit the new entry.
+    worker.connection.reset();
 }
 
 void raiseError(const PipeWorker& worker, int error) { worker.pipe->ReadError.raise(worker.pipe, error); }
 
-/// Raises what the connection brings until it ends, or somebody stops it.
+/// Raises the bytes that arrive until the connection ends or is stopped.
 void receive(const PipeWorker& worker) {
     const PipeConnection& connection = *worker.connection;
     const int number = connection.number();
     const FGStr<wchar_t> sender = FGStr<wchar_t>().appendValueOf(number);
     FComMessenger::DataReceivedArg arg; // reused, so that a chunk costs a copy and no allocation
     unsigned char buffer[4096];
-    while (!connection.isStopped()) {
+    // A handler may stop the connection and then destroy the pipe, so `worker.pipe` is used only after the
+    // connection was found open. Other threads cannot destroy it meanwhile: they join this thread first.
+    while (connection.isOpen()) {
         const long count = connection.read(buffer, sizeof buffer);
         if (count > 0) {
             arg.sender = sender;
@@ -76,7 +83,7 @@ void receive(const PipeWorker& worker) {
             continue;
         }
         const int error = errno;
-        if (connection.isStopped()) {
+        if (!connection.isOpen()) {
             return;
         }
         // Linux calls it a reset when the peer closed without having read everything.
@@ -103,11 +110,12 @@ void readLoop(PipeWorker worker) {
 void addPeer(const PipeWorker& listener, FileDescriptor socket) {
     const int number = socket.get();
     CNSLog("FComMessengerPipe:: connection accepted: %d", number);
-    PipeConnection::limitSending(socket);
     PipeWorker peer{listener.pipe, listener.state, fMakeRef<PipeConnection>(std::move(socket))};
     {
+        // `endReceive` stops the listener under this lock and collects the running threads there: a peer is
+        // either in its list or not started at all.
         FLockGuard guard(peer.state->lock);
-        if (listener.connection->isStopped()) {
+        if (!listener.connection->isOpen()) {
             return;
         }
         peer.state->peers.set(number, peer.connection);
@@ -122,7 +130,7 @@ void addPeer(const PipeWorker& listener, FileDescriptor socket) {
 void acceptPeers(const PipeWorker& worker) {
     const PipeConnection& listener = *worker.connection;
     int failures = 0;
-    while (!listener.isStopped()) {
+    while (listener.isOpen()) {
         FileDescriptor peer = listener.accept();
         const int error = errno;
         if (peer) {
@@ -130,7 +138,7 @@ void acceptPeers(const PipeWorker& worker) {
             failures = 0;
         } else if (error != EINTR && error != ECONNABORTED) {
             CNSLog("FComMessengerPipe:: accept error: %d, %s", error, std::strerror(error));
-            if (!listener.isStopped()) {
+            if (listener.isOpen()) {
                 raiseError(worker, error);
             }
             if (failures++ == 5) {

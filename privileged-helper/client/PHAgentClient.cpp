@@ -1,13 +1,12 @@
 #include "privileged-helper/client/PHAgentClient.h"
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace kvn {
 namespace {
 
-// What the helper needs to take its leave, before its connection goes.
-constexpr std::chrono::milliseconds kLeaveTaking{250};
+// The time in which the helper can end before its connection is closed.
+constexpr std::chrono::milliseconds kEndingTime{250};
 
 } // namespace
 
@@ -32,6 +31,8 @@ PHAgentClient::~PHAgentClient() {
 void PHAgentClient::dropEventHandler() {
     Kvs::FLockGuard guard(lock_);
     myEventHandler_ = nullptr;
+    // The caller destroys the handler next. A handler that drops itself in its call must not wait for that
+    // call.
     while (terminalReporter_ != std::thread::id() && terminalReporter_ != std::this_thread::get_id()) {
         terminalReported_.wait(lock_);
     }
@@ -65,8 +66,21 @@ void PHAgentClient::startEventThread() {
         return;
     }
     stopEventThread();
-    const auto thread =
-        std::make_shared<PHEventThread>(protocolHandler_, weak_from_this(), environment_.loop);
+    const PHEventThread::Client self = {
+        [weak = weak_from_this()](const PHMessage& message) {
+            if (const auto client = weak.lock()) {
+                client->dispatchAgentEvent(message);
+            }
+        },
+        [weak = weak_from_this()](const host::Error* error) {
+            if (const auto client = weak.lock()) {
+                client->eventThreadTerminatedWithError(error);
+            }
+        },
+    };
+    const auto thread = std::make_shared<PHEventThread>(protocolHandler_, self, environment_.loop);
+    // Stored before it starts: its first read may fail at once, and the event handler may then end the
+    // client's connection, which has to find the thread.
     {
         Kvs::FLockGuard guard(lock_);
         eventThread_ = thread;
@@ -82,12 +96,12 @@ void PHAgentClient::stop(const std::shared_ptr<PHEventThread>& thread) {
     }
     thread->stop();
     Kvs::FLockGuard guard(lock_);
-    if (eventThread_ == thread) {
+    if (eventThread_ == thread) { // and not one that was started while this waited
         eventThread_.reset();
     }
 }
 
-/// Leaves a newer connection, and the thread that reads it, alone.
+/// Does nothing to a newer connection and the thread that reads it.
 void PHAgentClient::endConnection(const PHProtocolHandler::Connection& connection) {
     if (const auto thread = eventThread();
         thread && (thread->hasEnded() || thread->connection() == connection)) {
@@ -98,8 +112,8 @@ void PHAgentClient::endConnection(const PHProtocolHandler::Connection& connectio
 
 void PHAgentClient::terminatePrivilegedAgent() {
     const auto connection = protocolHandler_->connection();
-    sendMessage(PHMessage::object({{"Ctrl", "bye"}}));
-    environment_.loop.postAfter(kLeaveTaking, [weak = weak_from_this(), connection] {
+    sendMessage({{"Ctrl", "bye"}});
+    environment_.loop.postAfter(kEndingTime, [weak = weak_from_this(), connection] {
         if (const auto client = weak.lock()) {
             client->endConnection(connection);
         }
@@ -113,7 +127,7 @@ void PHAgentClient::uninstallPrivilegedAgent() {
         commandCompleted_.clear();
         waitingForCommandCompletion_ = true;
     }
-    if (sendMessage(PHMessage::object({{"Cmd", "UninstallInstallerAgent"}}))) {
+    if (sendMessage({{"Cmd", "UninstallInstallerAgent"}})) {
         fCondTimedWait(commandCompleted_.handle(),
                        static_cast<unsigned int>(environment_.uninstallTimeout.count()));
     }
@@ -134,12 +148,15 @@ bool PHAgentClient::dispatchAgentEvent(const PHMessage& message) {
         }
         handler = myEventHandler_;
     }
+    // It cannot be dropped meanwhile: this and `dropEventHandler` run on the main thread.
     return handler && handler->processAgentEvent(message);
 }
 
 void PHAgentClient::eventThreadTerminatedWithError(const host::Error* error) {
     PHAgentEventHandler* handler = nullptr;
     {
+        // Taken away in one step, so that of two ends only the first is told. From here until it has returned
+        // `dropEventHandler` waits for this thread.
         Kvs::FLockGuard guard(lock_);
         handler = std::exchange(myEventHandler_, nullptr);
         if (!handler) {

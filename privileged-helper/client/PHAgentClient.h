@@ -5,7 +5,6 @@
 #include "host/MainLoop.h"
 #include "host/PrivilegedJobs.h"
 #include "host/Sleeper.h"
-#include "privileged-helper/client/PHAgentEventHandler.h"
 #include "privileged-helper/client/PHClientProtocolHandler.h"
 #include "privileged-helper/client/PHEventThread.h"
 
@@ -21,19 +20,35 @@
 
 namespace kvn {
 
-/// A synchronous read while the event thread is reading.
+/// Receives a privileged helper's events and the end of its connection.
+class PHAgentEventHandler {
+public:
+    virtual ~PHAgentEventHandler() = default;
+
+    /// An event of the helper. Main thread.
+    virtual bool processAgentEvent(const PHMessage& event) = 0;
+
+    /// The connection ended; `error` is null when the helper closed it. Called once in a client's life, on
+    /// the thread that met the end: the client's event thread, or one whose message could not be sent.
+    virtual void processErrorEvent(const host::Error* error) = 0;
+};
+
+/// Thrown by a synchronous read while the event thread is reading.
 class PHAgentClientInvalidState : public std::logic_error {
 public:
     using std::logic_error::logic_error;
 };
 
-/// The agent's client of one privileged helper, which is embedded in the application bundle: connects to
-/// it, installs it or replaces it when its version is not the embedded one, and brings its events to the
-/// main thread. Held by a shared pointer, which may be dropped on any thread. Connecting, installing and
-/// the synchronous uninstall block: they are for one background thread at a time.
-class PHAgentClient : public PHEventThreadClient, public std::enable_shared_from_this<PHAgentClient> {
+/// The client of one privileged helper, which is embedded in the application bundle: connects to it, installs
+/// it or replaces it when its version is not the embedded one, and brings its events to the main thread. In
+/// the names of this class and of PHClientProtocolHandler, which the interface prescribes, "agent" is the
+/// privileged helper; elsewhere it is this program.
+///
+/// Held by a shared pointer, which may be dropped on any thread. Connecting, installing and the synchronous
+/// uninstall block: they are for one background thread at a time.
+class PHAgentClient : public std::enable_shared_from_this<PHAgentClient> {
 public:
-    /// What a client works with; all of it outlives the client.
+    /// All of it outlives the client.
     struct Environment {
         host::MainLoop& loop;
         host::Sleeper& sleeper;
@@ -56,17 +71,17 @@ public:
     /// Not connected; `eventHandler` lives until `dropEventHandler` has been called, or the client is gone.
     PHAgentClient(const Environment& environment, PHAgentEventHandler& eventHandler,
                   const std::string& agentPath, bool trace);
-    ~PHAgentClient() override;
+    virtual ~PHAgentClient();
     PHAgentClient(const PHAgentClient&) = delete;
     PHAgentClient& operator=(const PHAgentClient&) = delete;
 
-    /// When it returns, the event handler is not being called and will not be any more. Main thread.
+    /// When it returns, no thread is calling the event handler or will call it. Main thread.
     void dropEventHandler();
-    /// Whether there is an event handler: not after the one terminal error that it is told. Any thread.
+    /// Returns true until the event handler was told the end of a connection, or was dropped. Any thread.
     bool deliversEvents() const;
 
-    /// Whether a helper is connected; connects to one of the embedded version if that is worth trying.
-    /// A connection to a helper of another version is left open, so a second call finds it.
+    /// Returns true if a helper is connected; if not, connects to one of the embedded version if that is
+    /// worth trying. A connection to a helper of another version is left open, so a second call returns true.
     bool verifyAgentConnection();
 
     /// Puts the embedded helper in place of an installed one and connects to it. With an empty user the
@@ -75,12 +90,12 @@ public:
                                          const std::string& withPassword,
                                          const std::string& authorizationPrompt);
 
-    /// Empty when the user refused or the system gave none.
+    /// Returns null when the user refused or the system gave no authorization.
     std::unique_ptr<host::PrivilegedJobs::Authorization>
     createAuthorizationForUser(const std::string& user, const std::string& password,
                                const std::string& authorizationPrompt);
 
-    /// Whether the installed helper is newer than the embedded one.
+    /// Returns true if the installed helper is newer than the embedded one.
     bool downgradeRequiredForAgent(const std::string& label) const;
 
     /// Any thread.
@@ -92,31 +107,28 @@ public:
     /// Reads one message. Throws PHAgentClientInvalidState while an event thread runs.
     std::optional<PHMessage> readMessage();
 
-    /// The version that the helper told last.
+    /// The version that the helper sent last.
     std::optional<std::string> getAgentVersion() const;
 
-    /// Whether connecting is worth trying.
+    /// Returns false after a failed attempt, another version or a failed install.
     bool tryToConnect() const { return tryToConnect_; }
 
     /// Failed installs so far; the fifth is the last.
     std::int32_t installErrorCount() const { return installErrorCount_; }
 
-    /// Begins to read events, unless a thread does already. Without a connection the thread reports that
-    /// as its end.
+    /// Begins to read events, unless a thread reads this connection already. Without a connection the event
+    /// handler is told an error.
     void startEventThread();
     /// Closes the connection that the thread reads.
     void stopEventThread();
     void verifyEventThreadRunning() { startEventThread(); }
 
-    /// Tells the helper to end and, 250 ms later on the main thread, ends the connection of this moment and
-    /// lets go of one that ended by itself.
+    /// Tells the helper to end and, 250 ms later on the main thread, ends the present connection and drops
+    /// one that has ended by itself.
     void terminatePrivilegedAgent();
-    /// Tells the helper to uninstall itself, waits until it has, and ends the connection. The completion
-    /// comes through the main thread, which therefore would wait in vain.
+    /// Tells the helper to uninstall itself, waits for the completion, and ends the connection. The
+    /// completion comes through the main thread, which therefore would always wait until the timeout.
     void uninstallPrivilegedAgent();
-
-    bool dispatchAgentEvent(const PHMessage& message) override;
-    void eventThreadTerminatedWithError(const host::Error* error) override;
 
 private:
     struct Embedded {
@@ -136,6 +148,8 @@ private:
     std::shared_ptr<PHEventThread> eventThread() const;
     void stop(const std::shared_ptr<PHEventThread>& thread);
     void endConnection(const PHProtocolHandler::Connection& connection);
+    bool dispatchAgentEvent(const PHMessage& message);
+    void eventThreadTerminatedWithError(const host::Error* error);
 
     const Environment environment_;
     const std::shared_ptr<PHClientProtocolHandler> protocolHandler_;
@@ -143,12 +157,14 @@ private:
     std::atomic<bool> tryToConnect_ = true;
     std::atomic<std::int32_t> installErrorCount_ = 0;
 
-    mutable Kvs::FThreadLock lock_; // not held during a call of anybody else
+    // Not held during a call of another object: the event handler may drop this client, and
+    // `PHEventThread::stop` waits for a thread that may be about to take this lock.
+    mutable Kvs::FThreadLock lock_;
     std::string agentName_ KVS_GUARDED_BY(lock_);
     std::optional<std::string> installedToolVersion_ KVS_GUARDED_BY(lock_);
     std::shared_ptr<PHEventThread> eventThread_ KVS_GUARDED_BY(lock_);
     PHAgentEventHandler* myEventHandler_ KVS_GUARDED_BY(lock_) = nullptr;
-    std::thread::id terminalReporter_ KVS_GUARDED_BY(lock_); // while it calls the event handler
+    std::thread::id terminalReporter_ KVS_GUARDED_BY(lock_); // the thread that is in `processErrorEvent`
     std::condition_variable_any terminalReported_;
     bool waitingForCommandCompletion_ KVS_GUARDED_BY(lock_) = false;
     Kvs::FThreadCondition commandCompleted_;

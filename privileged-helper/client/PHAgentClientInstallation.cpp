@@ -1,4 +1,4 @@
-// How the client checks, installs and replaces the helper.
+// The client's checks, installation and replacement of the helper.
 
 #include "core/logging/CNSLog.h"
 #include "privileged-helper/client/PHAgentClient.h"
@@ -83,7 +83,7 @@ void PHAgentClient::setInstalledToolVersion(const std::string& version) {
     installedToolVersion_ = version;
 }
 
-/// Without its identifier and version the helper can be neither found nor judged.
+/// The helper's identifier names its socket, and its version is compared with the installed one.
 bool PHAgentClient::isAgentEmbedded() const {
     if (!embedded_.bundleId.empty() && !embedded_.version.empty()) {
         return true;
@@ -148,7 +148,7 @@ PHAgentClient::InstallResult PHAgentClient::installPrivilegedAgent(const std::st
     return verifyInstalledVersion();
 }
 
-/// An older tool is not blessed over a newer one.
+/// The system does not bless an older tool over a newer one.
 void PHAgentClient::uninstallNewerAgent() {
     const auto version = connect();
     const auto status = protocolHandler_->uninstallAgent();

@@ -7,9 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <sys/un.h>
 
 namespace kvn {
@@ -18,11 +16,11 @@ namespace {
 constexpr int kAttempts = 3;
 constexpr std::chrono::seconds kPauseAfterFailure{1};
 
-constexpr timeval kHandshakeTimeout = {2, 0};
-constexpr timeval kUninstallTimeout = {10, 0};
-constexpr timeval kNoTimeout = {0, 0};
-// A helper that does not read must not hold up its caller for ever; it then counts as failed.
-constexpr timeval kSendTimeout = {2, 0};
+constexpr std::chrono::seconds kHandshakeTimeout{2};
+constexpr std::chrono::seconds kUninstallTimeout{10};
+constexpr std::chrono::seconds kNoTimeout{0};
+// A helper that does not read must not block its caller for ever; the send then fails.
+constexpr std::chrono::seconds kSendTimeout{2};
 
 // The address is macOS's, whose path field has 104 bytes, on every system: a long name means the same
 // file everywhere.
@@ -35,60 +33,51 @@ struct IOException {
     int code;
 };
 
-[[noreturn]] void fail(const char* text) { throw IOException{text, errno}; }
-
-int setTimeout(int socket, int option, const timeval& timeout) {
-    return ::setsockopt(socket, SOL_SOCKET, option, &timeout, sizeof timeout);
+void failIf(int error, const char* text) {
+    if (error != 0) {
+        throw IOException{text, error};
+    }
 }
 
-/// A listener that accepts nobody must not hold up the caller: with a full queue the attempt fails.
-bool connectWithoutWaiting(int socket, const std::string& path) {
+/// 0 or an errno value. With a full queue the attempt fails: a listener that accepts nobody must not block
+/// the caller.
+int connectWithoutWaiting(int socket, const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, kPathField - 1);
     if (const int error = PHSetNonBlocking(socket, true); error != 0) {
-        errno = error;
-        return false;
+        return error;
     }
     if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), kAddressLength) != 0) {
-        return false;
+        return errno;
     }
-    errno = PHSetNonBlocking(socket, false);
-    return errno == 0;
+    return PHSetNonBlocking(socket, false);
 }
 
-/// A connected socket whose reads end after a while. Throws IOException.
-Kvs::FileDescriptor connectedSocket(const std::string& bundleIdentifier) {
+/// Connects to the helper, with a bound on the handshake's reads and on all writes. Throws IOException.
+std::shared_ptr<PHConnection> connectionTo(const std::string& bundleIdentifier) {
     Kvs::FileDescriptor socket = Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM);
-    if (!socket) {
-        fail("Failed to create Unix domain socket");
-    }
-    errno = Kvs::preventSigPipe(socket.get());
-    if (errno != 0) {
-        fail("Failed to set SO_NOSIGPIPE socket option");
-    }
+    failIf(socket ? 0 : errno, "Failed to create Unix domain socket");
+    failIf(Kvs::preventSigPipe(socket.get()), "Failed to set SO_NOSIGPIPE socket option");
     const std::string path = Kvs::FSysInfoPaths::underRoot("/var/run/" + bundleIdentifier + ".socket");
     if (path.size() >= kPathField) {
         throw IOException{"Bundle name too long for Unix domain socket name", static_cast<int>(path.size())};
     }
-    if (!connectWithoutWaiting(socket.get(), path)) {
-        fail("Failed to connect Unix domain socket");
-    }
-    if (setTimeout(socket.get(), SO_RCVTIMEO, kHandshakeTimeout) != 0) {
-        fail("failed to set socket receive timeout");
-    }
-    setTimeout(socket.get(), SO_SNDTIMEO, kSendTimeout);
-    return socket;
+    failIf(connectWithoutWaiting(socket.get(), path), "Failed to connect Unix domain socket");
+    auto connection = std::make_shared<PHConnection>(std::move(socket));
+    failIf(connection->limitReceiving(kHandshakeTimeout), "failed to set socket receive timeout");
+    connection->limitSending(kSendTimeout);
+    return connection;
 }
 
 } // namespace
 
 std::optional<std::string>
 PHClientProtocolHandler::connectPrivilegedAgent(const std::string& bundleIdentifier) {
-    Kvs::FileDescriptor socket;
-    for (int attempt = 1; !socket && attempt <= kAttempts; ++attempt) {
+    Connection next;
+    for (int attempt = 1; !next && attempt <= kAttempts; ++attempt) {
         try {
-            socket = connectedSocket(bundleIdentifier);
+            next = connectionTo(bundleIdentifier);
         } catch (const IOException& exception) {
             Kvs::OCNSLog("%@: %@, error: %d", "IOException", exception.text, exception.code);
             sleeper_.sleepFor(kPauseAfterFailure);
@@ -97,21 +86,21 @@ PHClientProtocolHandler::connectPrivilegedAgent(const std::string& bundleIdentif
             }
         }
     }
-    setConnection(std::move(socket));
+    setConnection(next);
     auto version = getAgentVersion();
     const Connection established = connection();
     if (!established) {
         return version;
     }
-    if (setTimeout(established->number(), SO_RCVTIMEO, kNoTimeout) != 0) {
-        Kvs::CNSLog("failed to reset socket receive timeout, error: %d", errno);
+    if (const int error = established->limitReceiving(kNoTimeout); error != 0) {
+        Kvs::CNSLog("failed to reset socket receive timeout, error: %d", error);
     }
     Kvs::CNSLog("Connection to PrivilegedAgent established");
     return version;
 }
 
 std::optional<std::string> PHClientProtocolHandler::getAgentVersion() {
-    if (!sendMessage(PHMessage::object({{"Ctrl", "getVersion"}}))) {
+    if (!sendMessage({{"Ctrl", "getVersion"}})) {
         return std::nullopt;
     }
     const auto answer = readMessage();
@@ -119,11 +108,11 @@ std::optional<std::string> PHClientProtocolHandler::getAgentVersion() {
 }
 
 std::optional<std::int32_t> PHClientProtocolHandler::uninstallAgent() {
-    if (!sendMessage(PHMessage::object({{"Cmd", "UninstallInstallerAgent"}}))) {
+    if (!sendMessage({{"Cmd", "UninstallInstallerAgent"}})) {
         return std::nullopt;
     }
     if (const Connection current = connection()) {
-        setTimeout(current->number(), SO_RCVTIMEO, kUninstallTimeout);
+        current->limitReceiving(kUninstallTimeout);
     }
     const auto answer = readMessage();
     return answer ? integerIn(*answer, "status") : std::nullopt;

@@ -10,21 +10,21 @@
 namespace kvn {
 
 /// The agent's end of the connection: opens the helper's socket and makes the requests that wait for their
-/// answer. These block; no event thread may be reading meanwhile, and no delegate be set.
+/// answer. These block. Meanwhile no event thread may read and no delegate may be set.
 class PHClientProtocolHandler : public PHProtocolHandler {
 public:
     PHClientProtocolHandler(Kvs::FileDescriptor connection, bool trace, host::Sleeper& sleeper)
         : PHProtocolHandler(std::move(connection), trace), sleeper_(sleeper) {}
 
     /// Connects to "/var/run/ID.socket", with three attempts that are a second apart, and asks for the
-    /// helper's version. Nothing when no helper could be reached or it did not tell its version within
-    /// 2 seconds; one that answered without a version stays connected. Blocks.
+    /// helper's version. Returns nullopt when no helper could be reached, or when it did not send its version
+    /// within 2 seconds; a helper that answered without a version stays connected. Blocks.
     std::optional<std::string> connectPrivilegedAgent(const std::string& bundleIdentifier);
 
-    /// The helper's version.
+    /// Asks the helper for its version.
     std::optional<std::string> getAgentVersion();
 
-    /// Tells the helper to uninstall itself; its status. Waits at most 10 seconds for an answer.
+    /// Tells the helper to uninstall itself and returns its status. Waits at most 10 seconds for an answer.
     std::optional<std::int32_t> uninstallAgent();
 
 private:

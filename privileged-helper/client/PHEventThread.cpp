@@ -2,10 +2,22 @@
 
 #include "core/logging/CNSLog.h"
 
-#include <nlohmann/json.hpp>
+#include <semaphore>
 #include <utility>
 
 namespace kvn {
+namespace {
+
+constexpr int kMostWaiting = 256; // messages in the main loop; more are left in the socket
+
+} // namespace
+
+struct PHEventThread::Delivery {
+    explicit Delivery(Client receiver) : client(std::move(receiver)) {}
+
+    const Client client;
+    std::counting_semaphore<> room{kMostWaiting};
+};
 
 class PHEventThread::Body : public Kvs::FInvokable<void> {
 public:
@@ -13,13 +25,14 @@ public:
     void invoke() const override { thread_->main(); }
 
 private:
-    const std::shared_ptr<PHEventThread> thread_; // the last to hold it may be this
+    // The client may drop its event thread in a call on that very thread; the object has to live until `main`
+    // has returned.
+    const std::shared_ptr<PHEventThread> thread_;
 };
 
-PHEventThread::PHEventThread(std::shared_ptr<PHProtocolHandler> handler,
-                             std::weak_ptr<PHEventThreadClient> client, host::MainLoop& loop)
-    : handler_(std::move(handler)), connection_(handler_->connection()), client_(std::move(client)),
-      loop_(loop) {
+PHEventThread::PHEventThread(std::shared_ptr<PHProtocolHandler> handler, Client client, host::MainLoop& loop)
+    : handler_(std::move(handler)), connection_(handler_->connection()),
+      delivery_(std::make_shared<Delivery>(std::move(client))), loop_(loop) {
     handler_->setDelegate(this);
 }
 
@@ -36,32 +49,36 @@ bool PHEventThread::start() {
 }
 
 void PHEventThread::stop() {
+    // `giveUp` comes first: the reader takes the closing below for a failure, which must not be reported.
+    // `removeDelegate` waits for a report that has begun. Neither it nor `join` waits for the calling thread,
+    // so the client may call this from a report.
     giveUp();
     handler_->removeDelegate(*this);
     handler_->closeConnection(connection_);
     thread_.join();
 }
 
-/// False when the connection was given up before.
+/// Returns false when this was called before: the first caller alone may report the end.
 bool PHEventThread::giveUp() {
     if (ended_.exchange(true)) {
         return false;
     }
-    room_->release(); // a reader that waits for room looks at `ended_` then
+    delivery_->room.release(); // a reader that waits for room finds `ended_`
     return true;
 }
 
 void PHEventThread::main() {
-    for (room_->acquire(); !ended_; room_->acquire()) {
-        auto message = handler_->readMessage(connection_);
+    auto& room = delivery_->room;
+    for (room.acquire(); !ended_; room.acquire()) {
+        const auto message = handler_->readMessage(connection_);
         if (!message) {
             break;
         }
-        loop_.post([client = client_, room = room_, event = std::move(*message)] {
-            if (const auto receiver = client.lock()) {
-                receiver->dispatchAgentEvent(event);
-            }
-            room->release();
+        // The task holds the delivery and not this object: a main loop that runs late must not keep the
+        // connection open.
+        loop_.post([delivery = delivery_, event = *message] {
+            delivery->client.dispatchAgentEvent(event);
+            delivery->room.release();
         });
     }
     giveUp();
@@ -71,20 +88,14 @@ void PHEventThread::main() {
 void PHEventThread::connctionFailedWithError(PHProtocolHandler&, const host::Error& error) {
     if (giveUp()) {
         Kvs::OCNSLog("PH connection failed, reason: %@", error.reason);
-        tellClient(&error);
+        delivery_->client.terminatedWithError(&error);
     }
 }
 
 void PHEventThread::connectionClosed(PHProtocolHandler&) {
     if (giveUp()) {
         Kvs::CNSLog("PrivilegedAgent event connection closed by peer");
-        tellClient(nullptr);
-    }
-}
-
-void PHEventThread::tellClient(const host::Error* error) {
-    if (const auto client = client_.lock()) {
-        client->eventThreadTerminatedWithError(error);
+        delivery_->client.terminatedWithError(nullptr);
     }
 }
 

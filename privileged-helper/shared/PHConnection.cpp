@@ -2,25 +2,22 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace kvn {
 namespace {
 
-/// Calls until all bytes are transferred; each call gets how many already are.
+/// Calls until all bytes are transferred; each call gets the number of bytes that already are.
 template <class Call>
 int transferAll(std::size_t size, Call call) {
     for (std::size_t done = 0; done < size;) {
-        const ssize_t count = call(done);
+        const long count = call(done);
         if (count > 0) {
             done += static_cast<std::size_t>(count);
         } else if (count == 0) {
             return EPIPE;
-        } else if (errno == ECONNRESET) {
-            return EPIPE; // how some systems tell that the peer left without having read all
-        } else if (errno != EINTR) {
-            return errno;
+        } else {
+            // Some systems report a reset when the peer closed its end before it had read everything.
+            return errno == ECONNRESET ? EPIPE : errno;
         }
     }
     return 0;
@@ -28,21 +25,15 @@ int transferAll(std::size_t size, Call call) {
 
 } // namespace
 
-void PHConnection::shutDown() {
-    if (open_.exchange(false, std::memory_order_acq_rel)) {
-        ::shutdown(number(), SHUT_RDWR);
-    }
-}
-
-int PHConnection::read(void* buffer, std::size_t size) {
+int PHConnection::readAll(void* buffer, std::size_t size) {
     const int error = transferAll(
         size, [&](std::size_t done) { return readSome(static_cast<char*>(buffer) + done, size - done); });
     return isOpen() ? error : EBADF;
 }
 
-ssize_t PHConnection::readSome(char* buffer, std::size_t size) {
+long PHConnection::readSome(char* buffer, std::size_t size) {
     if (aheadBegin_ == aheadEnd_) {
-        const ssize_t count = ::read(number(), ahead_.data(), ahead_.size());
+        const long count = read(ahead_.data(), ahead_.size());
         if (count <= 0) {
             return count;
         }
@@ -52,13 +43,12 @@ ssize_t PHConnection::readSome(char* buffer, std::size_t size) {
     const std::size_t count = std::min(size, aheadEnd_ - aheadBegin_);
     std::copy_n(ahead_.data() + aheadBegin_, count, buffer);
     aheadBegin_ += count;
-    return static_cast<ssize_t>(count);
+    return static_cast<long>(count);
 }
 
-int PHConnection::write(const void* data, std::size_t size) const {
-    const int error = transferAll(size, [&](std::size_t done) {
-        return ::write(number(), static_cast<const char*>(data) + done, size - done);
-    });
+int PHConnection::writeAll(const void* data, std::size_t size) const {
+    const int error = transferAll(
+        size, [&](std::size_t done) { return write(static_cast<const char*>(data) + done, size - done); });
     return isOpen() ? error : EBADF;
 }
 

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 namespace kvn {
 namespace {
+
+using nlohmann::json;
 
 template <class Number>
 std::int32_t cut(Number number) {
@@ -15,22 +18,77 @@ std::int32_t cut(Number number) {
 
 } // namespace
 
-std::optional<std::string> stringIn(const PHMessage& message, std::string_view key) {
-    const auto found = message.find(key);
-    if (found == message.end() || !found->is_string()) {
+PHMessage::PHMessage(const char* text) : value_(std::make_shared<json>(text)) {}
+PHMessage::PHMessage(const std::string& text) : value_(std::make_shared<json>(text)) {}
+PHMessage::PHMessage(int number) : value_(std::make_shared<json>(number)) {}
+PHMessage::PHMessage(std::uint64_t number) : value_(std::make_shared<json>(number)) {}
+PHMessage::PHMessage(const std::vector<std::string>& texts) : value_(std::make_shared<json>(texts)) {}
+
+PHMessage::PHMessage(std::initializer_list<Member> members) {
+    json object = json::object();
+    for (const Member& member : members) {
+        if (member.value) {
+            object[member.key] = member.value->value();
+        }
+    }
+    value_ = std::make_shared<json>(std::move(object));
+}
+
+PHMessage PHMessage::parse(std::string_view text) {
+    if (text.find('\0') != text.npos) {
+        throw std::invalid_argument("NUL in the text"); // which the parser takes for the end
+    }
+    return PHMessage(std::make_shared<json>(json::parse(text)));
+}
+
+const json& PHMessage::value() const {
+    static const json null;
+    return value_ ? *value_ : null;
+}
+
+std::string PHMessage::serialize() const { return value().dump(); }
+
+std::string PHMessage::text() const { return value().dump(-1, ' ', false, json::error_handler_t::replace); }
+
+bool PHMessage::isNull() const { return value().is_null(); }
+
+bool PHMessage::isStructured() const { return value().is_structured(); }
+
+PHMessage PHMessage::valueIn(std::string_view key) const {
+    const auto found = value().find(key); // an array has no keys
+    return found == value().end() ? PHMessage() : PHMessage(Value(value_, &*found));
+}
+
+std::optional<std::string> PHMessage::asString() const {
+    return value().is_string() ? std::optional(value().get<std::string>()) : std::nullopt;
+}
+
+std::optional<std::int32_t> PHMessage::asInteger() const {
+    const auto& number = value();
+    if (!number.is_number()) {
         return std::nullopt;
     }
-    return found->get<std::string>();
+    // A far number must stay far: a failure's code must not become 0.
+    return number.is_number_integer() && !number.is_number_unsigned() ? cut(number.get<std::int64_t>())
+                                                                      : cut(number.get<double>());
+}
+
+std::optional<std::uint64_t> PHMessage::asIdentifier() const {
+    return value().is_number_unsigned() ? std::optional(value().get<std::uint64_t>()) : std::nullopt;
+}
+
+std::optional<std::vector<std::string>> PHMessage::asStrings() const {
+    const auto isString = [](const auto& value) { return value.is_string(); };
+    const bool fits = value().is_array() && std::all_of(value().begin(), value().end(), isString);
+    return fits ? std::optional(value().get<std::vector<std::string>>()) : std::nullopt;
+}
+
+std::optional<std::string> stringIn(const PHMessage& message, std::string_view key) {
+    return message.valueIn(key).asString();
 }
 
 std::optional<std::int32_t> integerIn(const PHMessage& message, std::string_view key) {
-    const auto found = message.find(key);
-    if (found == message.end() || !found->is_number()) {
-        return std::nullopt;
-    }
-    // Far numbers are kept far: a failure's code must not become 0.
-    return found->is_number_integer() && !found->is_number_unsigned() ? cut(found->get<std::int64_t>())
-                                                                      : cut(found->get<double>());
+    return message.valueIn(key).asInteger();
 }
 
 } // namespace kvn

@@ -1,20 +1,73 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
+#include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kvn {
 
-/// A message between agent and privileged helper: a JSON object (a hostile peer may send an array).
-using PHMessage = nlohmann::json;
+/// A message between agent and privileged helper, or a value in one: a JSON value. It never changes, so
+/// copies share it, and any thread may read it. A message is an object (a hostile peer may send an array).
+class PHMessage {
+public:
+    struct Member;
 
-/// The text under the key; nothing when the message has none there.
+    PHMessage() = default; ///< null
+    PHMessage(const char* text);
+    PHMessage(const std::string& text);
+    PHMessage(int number);
+    PHMessage(std::uint64_t number);
+    PHMessage(const std::vector<std::string>& texts);
+    /// An object. A member without a value is left out.
+    PHMessage(std::initializer_list<Member> members);
+
+    /// Throws std::exception with the reason when the text is not one JSON value in UTF-8.
+    static PHMessage parse(std::string_view text);
+
+    /// The JSON text for the wire. Throws std::exception with the reason when a string is not UTF-8.
+    std::string serialize() const;
+    /// The JSON text for people, with U+FFFD in place of what is not UTF-8.
+    std::string text() const;
+
+    bool isNull() const;
+    /// Returns true for an object or an array.
+    bool isStructured() const;
+
+    /// Returns null when this is no object or has no such member.
+    PHMessage valueIn(std::string_view key) const;
+
+    // The value as a type of this program; nullopt when it has another type.
+    std::optional<std::string> asString() const;
+    /// A number, cut to a whole one of 32 bits.
+    std::optional<std::int32_t> asInteger() const;
+    /// A whole number that is not negative.
+    std::optional<std::uint64_t> asIdentifier() const;
+    /// An array of strings.
+    std::optional<std::vector<std::string>> asStrings() const;
+
+private:
+    using Value = std::shared_ptr<const nlohmann::json>;
+
+    explicit PHMessage(Value value) : value_(std::move(value)) {}
+    const nlohmann::json& value() const;
+
+    Value value_; // empty: null
+};
+
+struct PHMessage::Member {
+    const char* key;
+    std::optional<PHMessage> value;
+};
+
+/// The string under the key, or nullopt.
 std::optional<std::string> stringIn(const PHMessage& message, std::string_view key);
 
-/// The number under the key, cut to a whole one of 32 bits; nothing when the message has none there.
+/// The number under the key, cut to a whole one of 32 bits, or nullopt.
 std::optional<std::int32_t> integerIn(const PHMessage& message, std::string_view key);
 
 } // namespace kvn

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <fcntl.h>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace kvn {
@@ -18,7 +18,7 @@ constexpr std::size_t kHeader = 8;
 constexpr std::size_t kPrefix = 3; // "F71", which a reader does not look at
 constexpr std::size_t kLongestFrameBody = 0xFFFFF;
 
-/// The length in a frame's header, as scanf's %5X reads it; 0 when there is none.
+/// Returns the length in a frame's header, as scanf's %5X reads it, or 0 when there is none.
 std::int32_t bodyLength(const char* header) {
     const std::string digits(header + kPrefix, kHeader - kPrefix);
     return static_cast<std::int32_t>(std::strtoul(digits.c_str(), nullptr, 16));
@@ -27,26 +27,27 @@ std::int32_t bodyLength(const char* header) {
 std::optional<std::string> serialize(const PHMessage& message) {
     std::string reason = "no object or array";
     try {
-        if (message.is_structured()) {
-            std::string text = message.dump();
+        if (message.isStructured()) {
+            std::string text = message.serialize();
             if (text.size() <= kLongestFrameBody) {
                 return text;
             }
             reason = "too long";
         }
-    } catch (const PHMessage::exception& error) {
+    } catch (const std::exception& error) {
         reason = error.what();
     }
     Kvs::OCNSLog("PHProtocolHandler: Failed to serialize msg, error: %@", reason);
     return std::nullopt;
 }
 
-/// Nothing when the bytes are not UTF-8.
+/// Returns nullopt when the bytes are not UTF-8.
 std::optional<std::string> textOf(std::string_view bytes) {
+    std::string text(bytes);
     try {
-        static_cast<void>(PHMessage(bytes).dump());
-        return std::string(bytes);
-    } catch (const PHMessage::exception&) {
+        PHMessage(text).serialize();
+        return text;
+    } catch (const std::exception&) {
         return std::nullopt;
     }
 }
@@ -58,18 +59,15 @@ std::optional<PHMessage> deserialize(std::string_view body) {
                      text ? reason : "not UTF-8");
         return std::nullopt;
     };
-    if (body.find('\0') != body.npos) {
-        return failed("NUL in the text"); // which the parser takes for the end
-    }
     try {
         PHMessage message = PHMessage::parse(body);
-        return message.is_structured() ? std::optional(std::move(message)) : failed("no object or array");
-    } catch (const PHMessage::exception& error) {
+        return message.isStructured() ? std::optional(std::move(message)) : failed("no object or array");
+    } catch (const std::exception& error) {
         return failed(error.what());
     }
 }
 
-/// Without white space of any kind that Unicode knows.
+/// Removes white space of every kind that Unicode defines.
 std::string withoutSpaces(std::string text) {
     for (const std::string_view space :
          {"\t",     "\n",     "\f",     "\r",     " ",      "\u00A0", "\u1680", "\u2000",
@@ -91,13 +89,16 @@ PHProtocolHandler::PHProtocolHandler(Kvs::FileDescriptor connection, bool trace)
 PHProtocolHandler::~PHProtocolHandler() { closeConnection(); }
 
 void PHProtocolHandler::setConnection(Kvs::FileDescriptor connection) {
-    Connection next = connection ? std::make_shared<PHConnection>(std::move(connection)) : nullptr;
+    setConnection(connection ? std::make_shared<PHConnection>(std::move(connection)) : nullptr);
+}
+
+void PHProtocolHandler::setConnection(Connection connection) {
     {
         Kvs::FLockGuard guard(connectionLock_);
-        std::swap(connection_, next);
+        std::swap(connection_, connection);
     }
-    if (next) {
-        next->shutDown();
+    if (connection) {
+        connection->shutDown();
     }
 }
 
@@ -111,11 +112,11 @@ PHProtocolHandler::Connection PHProtocolHandler::connection() const {
     return connection_;
 }
 
-void PHProtocolHandler::closeConnection() { setConnection(Kvs::FileDescriptor()); }
+void PHProtocolHandler::closeConnection() { setConnection(Connection()); }
 
 void PHProtocolHandler::closeConnection(const Connection& connection) { closeFailed(connection); }
 
-/// False when the handler has got another connection meanwhile.
+/// Returns false when the handler got another connection meanwhile.
 bool PHProtocolHandler::closeFailed(const Connection& failed) {
     if (failed) {
         failed->shutDown();
@@ -142,7 +143,9 @@ void PHProtocolHandler::removeDelegate(const PHConnectionDelegate& delegate) {
 }
 
 void PHProtocolHandler::waitForCalls() {
-    delegateChanged_.notify_all(); // who waits for his turn need not any more
+    delegateChanged_.notify_all(); // a thread that waits in `report` for its turn finds no delegate any more
+    // The caller of this may destroy the former delegate next, so every call must have returned, even one
+    // that began before the delegate was removed. A thread does not wait for the call that it is in.
     while (callDepth_ > 0 && caller_ != std::this_thread::get_id()) {
         delegateChanged_.wait(delegateLock_);
     }
@@ -151,15 +154,16 @@ void PHProtocolHandler::waitForCalls() {
 void PHProtocolHandler::report(const Connection& failed, const Tell& tell) {
     PHConnectionDelegate* delegate = nullptr;
     {
-        // The connection is closed in the same breath, so that the thread that met its end first tells it
-        // first, and a reader that is woken by this waits.
+        // The connection is closed under the lock, in one step with taking the turn. A reader that the
+        // shutdown wakes therefore waits here for its turn, and the failure that came first is told first.
         Kvs::FLockGuard guard(delegateLock_);
         const auto self = std::this_thread::get_id();
+        // One thread at a time calls the delegate, as it is not made for more.
         while (callDepth_ > 0 && caller_ != self && delegate_) {
             delegateChanged_.wait(delegateLock_);
         }
         if (!closeFailed(failed) || !delegate_) {
-            return;
+            return; // the end of a connection that was replaced means nothing to the delegate of the new one
         }
         delegate = delegate_;
         caller_ = self;
@@ -203,7 +207,7 @@ bool PHProtocolHandler::sendMessage(const PHMessage& message) {
     if (traceOn_) {
         Kvs::OCNSLog("Sending Message: %s", *text);
     }
-    if (const int error = connection->write(frame.data(), frame.size()); error != 0) {
+    if (const int error = connection->writeAll(frame.data(), frame.size()); error != 0) {
         reportIOError(connection, "Failed to send message: " + *text, error);
         return false;
     }
@@ -219,7 +223,7 @@ std::optional<PHMessage> PHProtocolHandler::readMessage(const Connection& connec
     }
     for (;;) {
         std::array<char, kHeader> header;
-        if (const int error = connection->read(header.data(), header.size()); error != 0) {
+        if (const int error = connection->readAll(header.data(), header.size()); error != 0) {
             if (error != EPIPE) {
                 Kvs::OCNSLog("PHProtocolhandler Read failed: %d", error);
             }
@@ -233,7 +237,7 @@ std::optional<PHMessage> PHProtocolHandler::readMessage(const Connection& connec
         }
         std::array<char, kMaxBody + 1> body;
         const auto size = static_cast<std::size_t>(length);
-        if (const int error = connection->read(body.data(), size); error != 0) {
+        if (const int error = connection->readAll(body.data(), size); error != 0) {
             reportIOError(connection, "Failed to read message body", error);
             return std::nullopt;
         }

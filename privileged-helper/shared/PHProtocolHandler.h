@@ -2,8 +2,8 @@
 
 #include "core/system/FileDescriptor.h"
 #include "core/threads/FThreadLock.h"
+#include "host/Error.h"
 #include "privileged-helper/shared/PHConnection.h"
-#include "privileged-helper/shared/PHConnectionDelegate.h"
 #include "privileged-helper/shared/PHMessage.h"
 
 #include <condition_variable>
@@ -16,9 +16,23 @@
 
 namespace kvn {
 
+class PHProtocolHandler;
+
+/// Is told the end of a connection, on the thread that met it. The connection is closed by then.
+class PHConnectionDelegate {
+public:
+    virtual ~PHConnectionDelegate() = default;
+
+    /// `error` has the domain "IO" and an errno value or a code of this layer, or the domain "PH".
+    virtual void connctionFailedWithError(PHProtocolHandler& handler, const host::Error& error) = 0;
+
+    /// The peer closed the connection.
+    virtual void connectionClosed(PHProtocolHandler& handler) = 0;
+};
+
 /// Writes and reads messages as frames: "F71", the length of the body as five hexadecimal digits, and the
-/// body, a JSON text in UTF-8 of 1 to 511 bytes. What fails closes the connection that it happened on,
-/// then is told to the delegate, on the same thread. One thread reads at a time; any may do the rest.
+/// body, a JSON text in UTF-8 of 1 to 511 bytes. A failure closes the connection that it happened on and
+/// is then told to the delegate, on the same thread. One thread reads at a time; any may do the rest.
 /// The process ignores SIGPIPE.
 class PHProtocolHandler {
 public:
@@ -38,30 +52,32 @@ public:
 
     /// Replaces the connection; the former one is closed.
     void setConnection(Kvs::FileDescriptor connection);
+    void setConnection(Connection connection);
     bool isConnected() const { return connection() != nullptr; }
-    /// The descriptor's number to look at, -1 when not connected.
+    /// The descriptor's number, -1 when not connected. It may be closed at any time; to use it, hold the
+    /// connection.
     int conFd() const;
     /// Empty when not connected.
     Connection connection() const;
 
-    /// Makes a blocked read or write return; nothing is told to the delegate by this call.
+    /// Makes a blocked read or write return; this call tells the delegate nothing.
     void closeConnection();
-    /// The same for this connection, and only if it is still the handler's.
+    /// Closes this connection. The handler keeps one that it got meanwhile.
     void closeConnection(const Connection& connection);
 
-    /// The delegate is not owned. When the call returns, the former delegate is not being called and will
-    /// not be any more; except within such a call on the same thread, which does not wait for itself.
+    /// The delegate is not owned. When the call returns, no thread is calling the former delegate or will
+    /// call it. If a call of the delegate itself removes it, only that call is still running.
     void setDelegate(PHConnectionDelegate* delegate);
-    /// The same, leaving the handler without delegate if it has this one.
+    /// Removes this delegate if the handler still has it; otherwise only waits like `setDelegate`.
     void removeDelegate(const PHConnectionDelegate& delegate);
 
-    /// Whether the whole frame was written. A message that is no JSON object or array, holds broken UTF-8
-    /// or is too long for a frame is logged and not sent; the connection stays open.
+    /// Returns true if the whole frame was written. A message that is no JSON object or array, holds broken
+    /// UTF-8 or is too long for a frame is logged and not sent; the connection stays open.
     bool sendMessage(const PHMessage& message);
 
-    /// Blocks until a whole message has arrived; nothing when an error, told to the delegate, ended that.
+    /// Blocks until a whole message has arrived. Returns nullopt after an error, which the delegate was told.
     std::optional<PHMessage> readMessage();
-    /// The same from this connection, which may have been closed or replaced.
+    /// Reads from this connection, which may have been closed or replaced.
     std::optional<PHMessage> readMessage(const Connection& connection);
 
 private:
@@ -78,11 +94,14 @@ private:
     mutable Kvs::FThreadLock connectionLock_;
     Connection connection_ KVS_GUARDED_BY(connectionLock_);
 
-    Kvs::FThreadLock delegateLock_; // not held during a call of the delegate
+    // Not held during a call of the delegate, which may call the handler, or take a lock of its own that
+    // another thread holds while it removes the delegate. `caller_` and `callDepth_` stand for the lock
+    // meanwhile.
+    Kvs::FThreadLock delegateLock_;
     std::condition_variable_any delegateChanged_;
     PHConnectionDelegate* delegate_ KVS_GUARDED_BY(delegateLock_) = nullptr;
-    std::thread::id caller_ KVS_GUARDED_BY(delegateLock_); // of the delegate
-    int callDepth_ KVS_GUARDED_BY(delegateLock_) = 0;
+    std::thread::id caller_ KVS_GUARDED_BY(delegateLock_); // the thread that is calling the delegate
+    int callDepth_ KVS_GUARDED_BY(delegateLock_) = 0;      // its calls; a call may cause the next failure
 };
 
 /// Sets the descriptor's blocking mode; 0 or an errno value.

@@ -2,8 +2,6 @@
 
 #include "privileged-helper/shared/PHProtocolHandler.h"
 
-#include <nlohmann/json.hpp>
-
 namespace kvn::helper {
 namespace {
 
@@ -20,24 +18,25 @@ void shorten(std::string& text) {
 
 } // namespace
 
-PHMessage completionEvent(const std::string& command, const Outcome& outcome, const PHMessage* response) {
+PHMessage completionEvent(const std::string& command, const Outcome& outcome,
+                          const std::optional<PHMessage>& response) {
     std::string name = command;
     while (name.size() > kLongestName) {
         shorten(name);
     }
-    PHMessage event = {{"Event", "CommandCompleted"}, {"Cmd", name}, {"status", outcome.status}};
-    if (response) {
-        event["Response"] = *response;
-    }
+    const auto event = [&](const std::optional<PHMessage>& details) {
+        return PHMessage{{"Event", "CommandCompleted"},
+                         {"Cmd", name},
+                         {"status", outcome.status},
+                         {"Response", response},
+                         {"ErrorDetails", details}};
+    };
     for (std::string details = outcome.details; !details.empty(); shorten(details)) {
-        event["ErrorDetails"] = details;
-        if (event.dump(-1, ' ', false, PHMessage::error_handler_t::replace).size() <=
-            PHProtocolHandler::kMaxBody) {
-            return event;
+        if (PHMessage message = event(details); message.text().size() <= PHProtocolHandler::kMaxBody) {
+            return message;
         }
-        event.erase("ErrorDetails");
     }
-    return event;
+    return event(std::nullopt);
 }
 
 } // namespace kvn::helper

@@ -5,7 +5,6 @@
 #include "standins/privileged-helper/Completion.h"
 
 #include <cerrno>
-#include <nlohmann/json.hpp>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -24,16 +23,9 @@ constexpr const char* kInstalled[] = {
     "/Library/LaunchDaemons/com.korvane.remote.KvnServiceController.plist",
 };
 
-/// The texts of an array; nothing when it is anything else.
-std::optional<std::vector<std::string>> textsOf(const PHMessage& value) {
-    std::vector<std::string> texts;
-    for (const PHMessage& text : value) {
-        if (!value.is_array() || !text.is_string()) {
-            return std::nullopt;
-        }
-        texts.push_back(text.get<std::string>());
-    }
-    return value.is_array() ? std::optional(texts) : std::nullopt;
+/// The response to a task.
+PHMessage responseOf(int result, const std::optional<std::uint64_t>& requestId) {
+    return {{"result", result}, {"requestId", requestId}};
 }
 
 } // namespace
@@ -68,7 +60,7 @@ void Helper::received(Id session, const PHMessage& message) {
     } else if (const auto name = stringIn(message, "Cmd")) {
         command(session, *name, message);
     } else {
-        Kvs::OCNSLog("Message not understood: %@", message.dump());
+        Kvs::OCNSLog("Message not understood: %@", message.text());
     }
     if (const auto found = sessions_.find(session); found != sessions_.end()) {
         found->second->readOn();
@@ -88,9 +80,7 @@ void Helper::control(Id session, const std::string& word) {
 
 void Helper::command(Id session, const std::string& name, const PHMessage& message) {
     Kvs::OCNSLog("Session %d commands %@", session, name);
-    const auto done = [this, session, name](const Outcome& outcome) {
-        complete(session, name, outcome, nullptr);
-    };
+    const auto done = [this, session, name](const Outcome& outcome) { complete(session, name, outcome); };
     if (const auto told = options_.statusOf.find(name); told != options_.statusOf.end()) {
         done(told->second);
     } else if (name == "StartService") {
@@ -110,16 +100,13 @@ void Helper::command(Id session, const std::string& name, const PHMessage& messa
 
 void Helper::execute(Id session, const PHMessage& message) {
     const Id id = ++lastId_;
-    PHMessage response = {{"result", kNoResult}};
-    if (const auto number = message.find("requestId");
-        number != message.end() && number->is_number_integer()) {
-        response["requestId"] = *number;
-    }
+    const auto requestId = message.valueIn("requestId").asIdentifier();
     const auto refuse = [&](int status, const std::string& details) {
-        complete(session, "ExecuteTask", {status, details}, &response);
+        complete(session, "ExecuteTask", {status, details}, responseOf(kNoResult, requestId));
     };
     const auto path = stringIn(message, "task");
-    const auto arguments = textsOf(message.value("args", PHMessage::array()));
+    const PHMessage args = message.valueIn("args");
+    const auto arguments = args.isNull() ? std::optional(std::vector<std::string>()) : args.asStrings();
     if (!path || !path->starts_with('/') || !arguments) {
         refuse(EINVAL, "\"task\" must be an absolute path, \"args\" an array of strings");
         return;
@@ -130,8 +117,8 @@ void Helper::execute(Id session, const PHMessage& message) {
     }
     auto task = std::make_unique<Task>();
     try {
-        task->child.emplace(loop_, *path, *arguments, [this, session, id, response](int status) {
-            taskEnded(session, id, response, status);
+        task->child.emplace(loop_, *path, *arguments, [this, session, id, requestId](int status) {
+            taskEnded(session, id, requestId, status);
         });
     } catch (const std::system_error& error) {
         refuse(error.code().value(), error.what());
@@ -145,17 +132,16 @@ void Helper::execute(Id session, const PHMessage& message) {
     tasks_[id] = std::move(task);
 }
 
-void Helper::taskEnded(Id session, Id task, const PHMessage& response, int status) {
-    PHMessage result = response;
+void Helper::taskEnded(Id session, Id task, const std::optional<std::uint64_t>& requestId, int status) {
+    int result = status;
     Outcome outcome;
     if (tasks_.at(task)->late) {
         outcome = {ETIMEDOUT, "the task took too long and was killed"};
-    } else {
-        result["result"] = status;
+        result = kNoResult;
     }
     tasks_.at(task)->child.reset(); // reaped: its number may be somebody else's
     tasks_.erase(task);
-    complete(session, "ExecuteTask", outcome, &result);
+    complete(session, "ExecuteTask", outcome, responseOf(result, requestId));
 }
 
 // The files go first: the answer tells what became of them.
@@ -169,12 +155,12 @@ void Helper::uninstall(Id session) {
         }
     }
     listener_.remove();
-    complete(session, "UninstallInstallerAgent", outcome, nullptr);
+    complete(session, "UninstallInstallerAgent", outcome);
     loop_.quit();
 }
 
 void Helper::complete(Id session, const std::string& name, const Outcome& outcome,
-                      const PHMessage* response) {
+                      const std::optional<PHMessage>& response) {
     Kvs::OCNSLog("Session %d: %@ completed with status %d %@", session, name, outcome.status,
                  outcome.details);
     send(session, completionEvent(name, outcome, response), options_.completion);

@@ -45,9 +45,10 @@ private:
     void control(Id session, const std::string& word);
     void command(Id session, const std::string& name, const PHMessage& message);
     void execute(Id session, const PHMessage& message);
-    void taskEnded(Id session, Id task, const PHMessage& response, int status);
+    void taskEnded(Id session, Id task, const std::optional<std::uint64_t>& requestId, int status);
     void uninstall(Id session);
-    void complete(Id session, const std::string& name, const Outcome& outcome, const PHMessage* response);
+    void complete(Id session, const std::string& name, const Outcome& outcome,
+                  const std::optional<PHMessage>& response = std::nullopt);
     void send(Id session, const PHMessage& message, Fault fault);
     void close(Id session);
     void endIfUnused();

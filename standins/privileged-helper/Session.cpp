@@ -2,15 +2,13 @@
 
 #include "core/logging/CNSLog.h"
 
-#include <nlohmann/json.hpp>
 #include <string_view>
-#include <sys/socket.h>
 #include <utility>
 
 namespace kvn::helper {
 namespace {
 
-constexpr timeval kSendPatience{2, 0};
+constexpr std::chrono::seconds kSendPatience{2};
 
 /// What is written in place of a message.
 std::string_view nonsense(Fault fault) {
@@ -38,7 +36,7 @@ Session::Session(host::MainLoop& loop, Kvs::FileDescriptor connection, Received 
                  host::MainLoop::Task ended)
     : loop_(loop), handler_(std::move(connection), false) {
     PHSetNonBlocking(handler_.conFd(), false);
-    ::setsockopt(handler_.conFd(), SOL_SOCKET, SO_SNDTIMEO, &kSendPatience, sizeof kSendPatience);
+    handler_.connection()->limitSending(kSendPatience);
     handler_.setDelegate(this);
     reader_ = std::thread(
         [this, received = std::move(received), ended = std::move(ended)] { read(received, ended); });
@@ -53,11 +51,11 @@ Session::~Session() {
 
 void Session::read(const Received& received, const host::MainLoop::Task& ended) {
     while (!ending_) {
-        auto message = handler_.readMessage();
+        const auto message = handler_.readMessage();
         if (!message) {
             break;
         }
-        loop_.post([received, message = std::move(*message)] { received(message); });
+        loop_.post([received, message = *message] { received(message); });
         turns_.acquire();
     }
     loop_.post(ended);
@@ -70,7 +68,7 @@ void Session::send(const PHMessage& message, Fault fault) {
     }
     const std::string_view bytes = nonsense(fault);
     if (const auto connection = handler_.connection(); connection && !bytes.empty()) {
-        connection->write(bytes.data(), bytes.size());
+        connection->writeAll(bytes.data(), bytes.size());
     }
     if (fault == Fault::Close || fault == Fault::ShortHeader || fault == Fault::ShortBody) {
         handler_.closeConnection();

@@ -9,7 +9,6 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -26,7 +25,7 @@ public:
     /// `answer` runs on the helper's thread.
     FakeHelper(const std::string& bundleIdentifier, Answer answer)
         : path_(Kvs::FSysInfoPaths::underRoot("/var/run/" + bundleIdentifier + ".socket")),
-          answer_(std::move(answer)), listener_(Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM)) {
+          answer_(std::move(answer)) {
         std::filesystem::create_directories(std::filesystem::path(path_).parent_path());
         EXPECT_EQ(withAddress(::bind, listener_), 0);
         EXPECT_EQ(::listen(listener_.get(), 5), 0);
@@ -34,7 +33,7 @@ public:
     }
     ~FakeHelper() {
         stopping_ = true;
-        connection_.closeConnection();
+        hangUp();
         const auto waker = Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM);
         withAddress(::connect, waker);
         thread_.join();
@@ -51,8 +50,6 @@ public:
         const std::lock_guard<std::mutex> guard(mutex_);
         return transcript_;
     }
-    /// How many connections were ended by the agent or `hangUp`.
-    int endedConnections() const { return ended_; }
 
 private:
     template <class Call>
@@ -65,30 +62,27 @@ private:
 
     void serve() {
         for (;;) {
-            Kvs::FileDescriptor accepted(::accept(listener_.get(), nullptr, nullptr));
-            connection_.setConnection(std::move(accepted));
+            connection_.setConnection(Kvs::FileDescriptor(::accept(listener_.get(), nullptr, nullptr)));
             if (stopping_) {
                 return;
             }
             while (const auto message = connection_.readMessage()) {
                 {
                     const std::lock_guard<std::mutex> guard(mutex_);
-                    transcript_.push_back(message->dump());
+                    transcript_.push_back(message->text());
                 }
                 if (const auto answer = answer_(*message)) {
                     connection_.sendMessage(*answer);
                 }
             }
-            ++ended_;
         }
     }
 
     const std::string path_;
     const Answer answer_;
-    const Kvs::FileDescriptor listener_;
+    const Kvs::FileDescriptor listener_ = Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM);
     PHProtocolHandler connection_{Kvs::FileDescriptor(), false};
     std::atomic<bool> stopping_ = false;
-    std::atomic<int> ended_ = 0;
     mutable std::mutex mutex_;
     std::vector<std::string> transcript_;
     std::thread thread_;

@@ -3,7 +3,7 @@
 #include "host/PrivilegedJobs.h"
 
 #include <functional>
-#include <utility>
+#include <string>
 #include <vector>
 
 namespace kvn::test {
@@ -11,15 +11,10 @@ namespace kvn::test {
 /// Answers as the test says and notes what it was asked. To be looked at while nobody uses it.
 class FakePrivilegedJobs : public host::PrivilegedJobs {
 public:
-    struct Request {
-        Environment environment;
-        std::uint32_t flags;
-    };
-
-    void presentPromptsWith(PromptPresenter presenter) override { promptPresenter = std::move(presenter); }
+    void presentPromptsWith(PromptPresenter) override {}
     std::int32_t createAuthorization(const Environment& environment, std::uint32_t flags,
                                      std::unique_ptr<Authorization>& authorization) override {
-        creations.push_back({environment, flags});
+        note("create", environment, flags);
         if (creationError == 0) {
             authorization = std::make_unique<Authorization>();
         }
@@ -27,7 +22,7 @@ public:
     }
     std::int32_t copyRights(Authorization&, const std::string& right, const Environment& environment,
                             std::uint32_t flags) override {
-        rights.emplace_back(right, Request{environment, flags});
+        note(right, environment, flags);
         return rightsError;
     }
     std::optional<host::Error> bless(const std::string& label, Authorization&) override {
@@ -41,16 +36,22 @@ public:
         return job;
     }
 
-    PromptPresenter promptPresenter;
     std::int32_t creationError = 0;
     std::int32_t rightsError = 0;
     std::optional<host::Error> blessError;
     std::function<void()> onBless;
     std::optional<host::PropertyValue::Dictionary> job;
 
-    std::vector<Request> creations;
-    std::vector<std::pair<std::string, Request>> rights;
+    std::vector<std::string> requests; ///< such as "create 19 prompt=Please"
     std::vector<std::string> blessed;
+
+private:
+    void note(const std::string& request, const Environment& environment, std::uint32_t flags) {
+        requests.push_back(request + " " + std::to_string(flags));
+        for (const auto& [name, value] : environment) {
+            requests.back() += " " + name + "=" + value;
+        }
+    }
 };
 
 } // namespace kvn::test

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 namespace kvn::test {
 namespace {
@@ -18,17 +17,17 @@ constexpr char kHelperId[] = "com.korvane.remote.KvnServiceController";
 
 /// A helper of the embedded version that completes what it is told to.
 std::optional<PHMessage> obey(const PHMessage& message) {
-    if (message.contains("Ctrl")) {
-        if (message["Ctrl"] == "getVersion") {
-            return PHMessage{{"version", "2.0.0"}};
-        }
-        return std::nullopt;
+    if (const auto control = stringIn(message, "Ctrl")) {
+        return control == "getVersion" ? std::optional(PHMessage{{"version", "2.0.0"}}) : std::nullopt;
     }
-    PHMessage answer{{"Event", "CommandCompleted"}, {"Cmd", message["Cmd"]}, {"status", 0}};
-    if (message.contains("requestId")) {
-        answer["Response"] = {{"requestId", message["requestId"]}, {"result", "done"}};
+    std::optional<PHMessage> response;
+    if (const PHMessage requestId = message.valueIn("requestId"); !requestId.isNull()) {
+        response = {{"requestId", requestId}, {"result", "done"}};
     }
-    return answer;
+    return PHMessage{{"Event", "CommandCompleted"},
+                     {"Cmd", message.valueIn("Cmd")},
+                     {"status", 0},
+                     {"Response", response}};
 }
 
 class ServiceCommands : public Application, protected AgentObserver {
@@ -62,7 +61,7 @@ TEST_F(ServiceCommands, TravelAsMessagesAndCompleteOnTheMainThread) {
     app.mainController().stopService();
     app.mainController().startService();
     app.mainController().restartService();
-    app.mainController().executeTask("/bin/x", {"-a", "b c"}, [&](const auto* r) { result = r->dump(); });
+    app.mainController().executeTask("/bin/x", {"-a", "b c"}, [&](const auto* r) { result = r->text(); });
     app.mainController().executeTask("/bin/y", {}, nullptr);
     EXPECT_THAT(helper.transcript(), IsEmpty()); // nothing happens on the main thread
     ASSERT_TRUE(completes(5));
@@ -83,14 +82,16 @@ TEST_F(ServiceCommands, TravelAsMessagesAndCompleteOnTheMainThread) {
 
 TEST_F(ServiceCommands, FailuresOfTheHelperAreTold) {
     FakeHelper helper(kHelperId, [](const PHMessage& message) -> std::optional<PHMessage> {
-        if (message.contains("Ctrl")) {
+        const auto command = stringIn(message, "Cmd");
+        if (!command) {
             return obey(message);
         }
-        PHMessage answer{{"Event", "CommandCompleted"}, {"Cmd", message["Cmd"]}, {"status", -201}};
-        if (message["Cmd"] == "StartService") {
-            answer["ErrorDetails"] = "no such program";
+        std::optional<PHMessage> details;
+        if (command == "StartService") {
+            details = "no such program";
         }
-        return answer;
+        return PHMessage{
+            {"Event", "CommandCompleted"}, {"Cmd", *command}, {"status", -201}, {"ErrorDetails", details}};
     });
     app.mainController().restartService();
     app.mainController().startService();
@@ -102,11 +103,14 @@ TEST_F(ServiceCommands, FailuresOfTheHelperAreTold) {
     EXPECT_EQ(app.updateAppState(AgentApplication::AppState::NotOnline, ServiceState::Offline),
               ServiceState::Initial);
 
-    helper.push({{"Event", "CommandCompleted"}, {"Cmd", 5}, {"status", "x"}, {"Response", {1, 2}}});
+    helper.push({{"Event", "CommandCompleted"},
+                 {"Cmd", 5},
+                 {"status", "x"},
+                 {"Response", PHMessage::parse("[1,2]")}});
     helper.push({{"Event", "Other"}, {"Cmd", "StopService"}});
     helper.push({{"Event", "CommandCompleted"},
                  {"Cmd", "ExecuteTask"},
-                 {"Response", {{"requestId", 99}, {"result", {{"a", 1}}}}}});
+                 {"Response", PHMessage::parse(R"({"requestId":99,"result":{"a":1}})")}});
     ASSERT_TRUE(completes(4));
     EXPECT_THAT(linesWith("unknown request"),
                 ElementsAre("Received response: {\"a\":1} for unknown request: 99"));
@@ -120,7 +124,7 @@ TEST_F(ServiceCommands, AMissingHelperIsInstalledOnceAndACommandWithoutOneDroppe
     workQueue.runAll();
     env.loop.runPending();
     EXPECT_THAT(jobs.blessed, ElementsAre(kHelperId, kHelperId));
-    EXPECT_EQ(jobs.rights.at(0).second.environment.at(0).value, "ServiceCtrlAuthPromt\n\n");
+    EXPECT_THAT(jobs.requests.at(0), testing::EndsWith(" prompt=ServiceCtrlAuthPromt\n\n"));
     EXPECT_EQ(linesWith("Can't start/stop service, priviliged helper tool not available (-2)").size(), 2U);
     EXPECT_EQ(failures.size(), 2U);
     EXPECT_EQ(abandoned, 1);
@@ -146,7 +150,7 @@ TEST_F(ServiceCommands, AHelperThatEndsIsToldOnceAndTheCommandsAfterItReconnect)
     int abandoned = 0;
     {
         FakeHelper helper(kHelperId, [](const PHMessage& message) {
-            return message.contains("Ctrl") ? obey(message) : std::nullopt; // never completes
+            return stringIn(message, "Ctrl") ? obey(message) : std::nullopt; // never completes
         });
         app.mainController().executeTask("/bin/x", {},
                                          [&](const PHMessage* result) { abandoned += !result; });

@@ -2,50 +2,42 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ManualMainLoop.h"
-#include "tests/unit/privileged-helper/client/HelperFixture.h"
+#include "tests/unit/privileged-helper/SocketPair.h"
 
-#include <filesystem>
-#include <mutex>
-#include <nlohmann/json.hpp>
+#include <atomic>
 #include <thread>
 #include <vector>
 
 namespace kvn::test {
 namespace {
 
-class Client : public PHEventThreadClient {
-public:
-    bool dispatchAgentEvent(const PHMessage& message) override {
-        events.push_back(message.dump());
-        return false;
-    }
-    void eventThreadTerminatedWithError(const host::Error* error) override {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        ends_.push_back(error ? error->reason : "closed");
-    }
-    std::vector<std::string> ends() const {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        return ends_;
-    }
-    std::vector<std::string> events;
+using Texts = std::vector<std::string>;
 
-private:
-    mutable std::mutex mutex_;
-    std::vector<std::string> ends_;
-};
-
-/// A thread that reads from a socket whose other end the test has.
+/// An event thread that reads from a socket whose other end the test has, and what it told its client.
 struct Reading {
     explicit Reading(host::MainLoop& loop) {
+        const PHEventThread::Client client = {
+            [this](const PHMessage& message) { events.push_back(message.text()); },
+            [this](const host::Error* error) {
+                end = error ? error->reason : "closed";
+                ++ends;
+            },
+        };
         thread = std::make_shared<PHEventThread>(handler, client, loop);
         EXPECT_TRUE(thread->start());
     }
-    ~Reading() { thread->stop(); }
+    ~Reading() {
+        if (thread) {
+            thread->stop();
+        }
+    }
 
     SocketPair sockets;
     std::shared_ptr<PHProtocolHandler> handler =
         std::make_shared<PHProtocolHandler>(std::move(sockets.ours), false);
-    std::shared_ptr<Client> client = std::make_shared<Client>();
+    Texts events;
+    std::string end;
+    std::atomic<int> ends = 0;
     std::shared_ptr<PHEventThread> thread;
 };
 
@@ -56,44 +48,35 @@ protected:
     ManualMainLoop loop{clock};
 };
 
-TEST_F(PHEventThreadTest, ForwardsEventsAndTellsTheEndOnce) {
-    const struct {
-        std::string bytes;
-        std::string end;
-        std::string line;
-    } cases[] = {
-        {"", "closed", "PrivilegedAgent event connection closed by peer"},
-        {"F7100001{", "Failed to deserialize message",
-         "PH connection failed, reason: Failed to deserialize message"},
-    };
-    for (const auto& [bytes, end, line] : cases) {
-        Reading reading(loop);
-        reading.sockets.write("F7100003[1]F7100003[2]" + bytes);
-        reading.sockets.peer.reset();
-        EXPECT_TRUE(waitUntil([&] { return !reading.client->ends().empty(); }));
-        EXPECT_FALSE(reading.handler->sendMessage(PHMessage::object())); // another failure
-        reading.thread->stop();
-        EXPECT_EQ(reading.client->ends(), std::vector{end});
-        EXPECT_TRUE(log.contains(line));
-        EXPECT_TRUE(reading.thread->hasEnded());
-        EXPECT_TRUE(reading.client->events.empty());
-        loop.runPending();
-        EXPECT_EQ(reading.client->events, (std::vector<std::string>{"[1]", "[2]"}));
-    }
+TEST_F(PHEventThreadTest, ForwardsEventsAndReportsTheEndOnce) {
+    Reading reading(loop);
+    reading.sockets.write("F7100003[1]F7100003[2]F7100001{");
+    EXPECT_TRUE(waitUntil([&] { return reading.ends > 0; }));
+    EXPECT_FALSE(reading.handler->sendMessage({{"Ctrl", "bye"}})); // another failure
+    reading.thread->stop();
+    EXPECT_EQ(reading.ends, 1);
+    EXPECT_EQ(reading.end, "Failed to deserialize message");
+    EXPECT_TRUE(log.contains("PH connection failed, reason: Failed to deserialize message"));
+    EXPECT_TRUE(reading.thread->hasEnded());
+    EXPECT_TRUE(reading.events.empty()); // they wait for the main thread
+    loop.runPending();
+    EXPECT_EQ(reading.events, (Texts{"[1]", "[2]"}));
 }
 
-TEST_F(PHEventThreadTest, TellsThePeersEndOnceWhoeverMeetsIt) {
+TEST_F(PHEventThreadTest, ReportsThePeersEndOnceFromEitherThread) {
     for (int i = 0; i < 50; ++i) {
         Reading reading(loop);
         std::thread sender([&] { // meets the end while writing, the event thread while reading
-            while (reading.handler->sendMessage(PHMessage::object())) {
+            while (reading.handler->sendMessage({{"Ctrl", "bye"}})) {
             }
         });
         reading.sockets.peer.reset();
         sender.join();
         reading.thread->stop();
-        EXPECT_EQ(reading.client->ends(), std::vector<std::string>{"closed"});
+        EXPECT_EQ(reading.ends, 1);
+        EXPECT_EQ(reading.end, "closed");
     }
+    EXPECT_TRUE(log.contains("PrivilegedAgent event connection closed by peer"));
 }
 
 TEST_F(PHEventThreadTest, LeavesAFloodInTheSocket) {
@@ -106,25 +89,14 @@ TEST_F(PHEventThreadTest, LeavesAFloodInTheSocket) {
     stopped.sockets.write(flood);
     EXPECT_TRUE(waitUntil([&] { return loop.scheduledCount() == 512; }));
     stopped.thread->stop();
-    EXPECT_TRUE(stopped.client->ends().empty());
+    EXPECT_EQ(stopped.ends, 0);
     EXPECT_EQ(loop.scheduledCount(), 512U);
-    EXPECT_TRUE(loop.runUntil([&] { return read.client->events.size() == 600; }));
-    EXPECT_EQ(stopped.client->events.size(), 256U);
+    EXPECT_TRUE(loop.runUntil([&] { return read.events.size() == 600; }));
+    EXPECT_EQ(stopped.events.size(), 256U);
 }
 
-TEST_F(PHEventThreadTest, EndsABlockedReaderAndLeavesNothing) {
-    const auto entriesOf = [](const char* folder) {
-        std::error_code none; // not every system has every folder
-        return std::distance(std::filesystem::directory_iterator(folder, none), {});
-    };
-    const auto inUse = [&] {
-        // Counted on a thread of its own: a sanitizer's thread comes with the process's first one, and stays.
-        std::pair<std::ptrdiff_t, std::ptrdiff_t> counts;
-        std::thread([&] { counts = {entriesOf("/dev/fd"), entriesOf("/proc/self/task")}; }).join();
-        return counts;
-    };
-    const auto before = inUse();
-    for (int i = 0; i < 200; ++i) {
+TEST_F(PHEventThreadTest, StopEndsABlockedReaderAndFreesItsConnection) {
+    for (int i = 0; i < 100; ++i) {
         Reading reading(loop);
         reading.sockets.write("F7100002[]");
         if (i % 2 == 0) {
@@ -134,11 +106,13 @@ TEST_F(PHEventThreadTest, EndsABlockedReaderAndLeavesNothing) {
         reading.thread->stop();
         another.join();
         EXPECT_FALSE(reading.handler->isConnected());
-        EXPECT_TRUE(reading.client->ends().empty());
-        reading.client.reset();
-        loop.runPending(); // for a client that is gone
+        EXPECT_EQ(reading.ends, 0);
+        const std::weak_ptr<PHConnection> connection = reading.thread->connection();
+        const std::weak_ptr<PHEventThread> thread = reading.thread;
+        reading.thread.reset();
+        EXPECT_TRUE(thread.expired() && connection.expired()); // although a message waits in the main loop
+        loop.runPending();
     }
-    EXPECT_TRUE(waitUntil([&] { return inUse() == before; }));
 }
 
 } // namespace

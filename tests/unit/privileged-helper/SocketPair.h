@@ -1,13 +1,12 @@
 #pragma once
 
-#include "privileged-helper/shared/PHProtocolHandler.h"
+#include "core/system/FileDescriptor.h"
 
 #include <csignal>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <utility>
 
 namespace kvn::test {
 
@@ -21,7 +20,7 @@ struct SocketPair {
         peer = Kvs::FileDescriptor(ends[1]);
     }
 
-    /// The peer's bytes.
+    /// Writes as the peer.
     void write(const std::string& bytes) const {
         EXPECT_EQ(::write(peer.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }

@@ -1,0 +1,50 @@
+#include "core/system/SharedSocket.h"
+
+#include <cerrno>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+namespace Kvs {
+namespace {
+
+template <class Call>
+long uninterrupted(Call call) {
+    long result = 0;
+    do {
+        result = call();
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+int setTimeout(int socket, int option, std::chrono::seconds limit) {
+    const timeval timeout = {static_cast<time_t>(limit.count()), 0};
+    return ::setsockopt(socket, SOL_SOCKET, option, &timeout, sizeof timeout) == 0 ? 0 : errno;
+}
+
+} // namespace
+
+void SharedSocket::shutDown() {
+    // The flag goes first: a thread whose call the shutdown ends finds it and reports no failure.
+    if (markShut()) {
+        ::shutdown(number(), SHUT_RDWR);
+    }
+}
+
+long SharedSocket::read(void* buffer, std::size_t size) const {
+    return uninterrupted([&] { return ::read(number(), buffer, size); });
+}
+
+long SharedSocket::write(const void* data, std::size_t size) const {
+    return uninterrupted([&] { return ::write(number(), data, size); });
+}
+
+int SharedSocket::limitReceiving(std::chrono::seconds limit) const {
+    return setTimeout(number(), SO_RCVTIMEO, limit);
+}
+
+int SharedSocket::limitSending(std::chrono::seconds limit) const {
+    return setTimeout(number(), SO_SNDTIMEO, limit);
+}
+
+} // namespace Kvs
