@@ -118,9 +118,11 @@ void AppDelegate::settingsUpdated() {
 
 void AppDelegate::showLogFiles() {
     const std::string folder = Kvs::FSysInfoPaths::underRoot(kLogDirectory);
-    if (const auto error = environment_.workspace.openFolder(folder)) {
-        OCNSLog("Could not open %@: %@", folder, *error);
-    }
+    environment_.workspace.openFolder(folder, [folder](const std::optional<host::Error>& error) {
+        if (error) {
+            OCNSLog("Could not open %@: %@", folder, *error);
+        }
+    });
 }
 
 void AppDelegate::registerHotKey() {
@@ -208,6 +210,9 @@ void AppDelegate::workspaceNotification(host::Workspace::Event event) {
         startupTime_ = environment_.controller.clock.steadyNow();
         updateAppState(AppState::NotOnline, OFRServiceInfo::Initial);
         mainController_->start();
+        break;
+    case host::Workspace::Event::WillEndSession:
+        terminate();
         break;
     }
 }

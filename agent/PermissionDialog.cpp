@@ -266,9 +266,11 @@ void PermissionDialog::requestPreLoginRecordingPermission() {
 
 void PermissionDialog::requestPreLoginPermission(const char* option) {
     const std::string agent = Kvs::FSysInfoPaths::underRoot(kPreLoginAgent);
-    if (const auto error = environment_.workspace.launchApplication(agent, {option})) {
-        OCNSLog("Failed to launch PreLoginAgent, error: %@", *error);
-    }
+    environment_.workspace.launchApplication(agent, {option}, [](const std::optional<host::Error>& error) {
+        if (error) {
+            OCNSLog("Failed to launch PreLoginAgent, error: %@", *error);
+        }
+    });
     startUpdateTimer();
 }
 
@@ -292,9 +294,11 @@ void PermissionDialog::openScreenRecordingSettings() { openSettings("Privacy_Scr
 
 void PermissionDialog::openSettings(const char* pane) {
     const std::string url = std::string(kSettingsPane) + pane;
-    if (const auto error = environment_.workspace.openUrl(url)) {
-        OCNSLog("Could not open %@: %@", url, *error);
-    }
+    environment_.workspace.openUrl(url, [url](const std::optional<host::Error>& error) {
+        if (error) {
+            OCNSLog("Could not open %@: %@", url, *error);
+        }
+    });
     didOpenSystemPreferences_ = true;
     startUpdateTimer();
 }

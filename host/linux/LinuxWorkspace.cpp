@@ -57,29 +57,34 @@ MainLoop::Handle LinuxWorkspace::observe(std::function<void(Event)> handler) {
     return keepAlive(std::move(observer));
 }
 
-std::optional<Error> LinuxWorkspace::openUrl(const std::string& url) { return open(url); }
-
-std::optional<Error> LinuxWorkspace::openFolder(const std::string& path) { return open(path); }
-
-std::optional<Error> LinuxWorkspace::launchApplication(const std::string& executable,
-                                                       const std::vector<std::string>& arguments) {
-    auto result = processRunner_.launch(executable, arguments, ProcessRunner::Session::Own);
-    if (auto* error = std::get_if<Error>(&result)) {
-        return std::move(*error);
-    }
-    return std::nullopt;
+void LinuxWorkspace::openUrl(const std::string& url, Completion completion) {
+    open(url, std::move(completion));
 }
 
-std::optional<Error> LinuxWorkspace::open(const std::string& what) {
-    const auto opener = findInPath(kOpener);
-    if (opener) {
-        return launchApplication(*opener, {what});
+void LinuxWorkspace::openFolder(const std::string& path, Completion completion) {
+    open(path, std::move(completion));
+}
+
+void LinuxWorkspace::launchApplication(const std::string& executable,
+                                       const std::vector<std::string>& arguments, Completion completion) {
+    const auto result = processRunner_.launch(executable, arguments, ProcessRunner::Session::Own);
+    const auto* error = std::get_if<Error>(&result);
+    complete(std::move(completion), error ? std::optional(*error) : std::nullopt);
+}
+
+void LinuxWorkspace::open(const std::string& target, Completion completion) {
+    if (const auto opener = findInPath(kOpener)) {
+        return launchApplication(*opener, {target}, std::move(completion));
     }
     Error error = posixError(ENOENT, kOpener);
-    if (!std::exchange(openerMissed_, true)) {
+    if (!std::exchange(missingOpenerLogged_, true)) {
         Kvs::OCNSLog("Links and folders cannot be opened: %@", error.reason);
     }
-    return error;
+    complete(std::move(completion), std::move(error));
+}
+
+void LinuxWorkspace::complete(Completion completion, std::optional<Error> error) {
+    mainLoop_.post([completion = std::move(completion), error = std::move(error)] { completion(error); });
 }
 
 } // namespace kvn::host

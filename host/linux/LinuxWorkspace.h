@@ -5,9 +5,10 @@
 
 namespace kvn::host {
 
-/// A session by logind and xdg-open, which is found in $PATH. Without them, which is logged once, nothing
-/// is announced, and nothing can be opened. A sleep waits for the observer's return, no longer than logind
-/// allows (InhibitDelayMaxSec). Started programs get a process session of their own.
+/// A session by logind and xdg-open, which is found in $PATH. Without logind no event is announced; without
+/// xdg-open no link or folder can be opened. Either is logged once. A sleep waits for the observer's return,
+/// no longer than logind allows (InhibitDelayMaxSec). Started programs get a process session of their own.
+/// Never sends `WillEndSession`: logind does not know of log-outs, and a shutdown sends SIGTERM.
 class LinuxWorkspace final : public Workspace {
 public:
     /// Both outlive the workspace and its observer.
@@ -15,17 +16,18 @@ public:
 
     /// Takes a few times `kBusTimeLimit` at most.
     MainLoop::Handle observe(std::function<void(Event)> handler) override;
-    std::optional<Error> openUrl(const std::string& url) override;
-    std::optional<Error> openFolder(const std::string& path) override;
-    std::optional<Error> launchApplication(const std::string& executable,
-                                           const std::vector<std::string>& arguments) override;
+    void openUrl(const std::string& url, Completion completion) override;
+    void openFolder(const std::string& path, Completion completion) override;
+    void launchApplication(const std::string& executable, const std::vector<std::string>& arguments,
+                           Completion completion) override;
 
 private:
-    std::optional<Error> open(const std::string& what);
+    void open(const std::string& target, Completion completion);
+    void complete(Completion completion, std::optional<Error> error);
 
     MainLoop& mainLoop_;
     ProcessRunner& processRunner_;
-    bool openerMissed_ = false;
+    bool missingOpenerLogged_ = false;
 };
 
 } // namespace kvn::host

@@ -4,7 +4,6 @@
 #include "host/posix/KeepAlive.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,11 +24,15 @@ public:
         observer_ = observer;
         return keepAlive(std::move(observer));
     }
-    std::optional<Error> openUrl(const std::string& url) override { return machine_.openUrl(url); }
-    std::optional<Error> openFolder(const std::string& path) override { return machine_.openFolder(path); }
-    std::optional<Error> launchApplication(const std::string& executable,
-                                           const std::vector<std::string>& arguments) override {
-        return machine_.launchApplication(executable, arguments);
+    void openUrl(const std::string& url, Completion completion) override {
+        machine_.openUrl(url, std::move(completion));
+    }
+    void openFolder(const std::string& path, Completion completion) override {
+        machine_.openFolder(path, std::move(completion));
+    }
+    void launchApplication(const std::string& executable, const std::vector<std::string>& arguments,
+                           Completion completion) override {
+        machine_.launchApplication(executable, arguments, std::move(completion));
     }
 
     /// False when nobody observes.

@@ -96,11 +96,11 @@ public:
         handler_ = std::move(handler);
         return std::make_unique<FakeRegistration>([this] { handler_ = nullptr; });
     }
-    std::optional<host::Error> openUrl(const std::string& url) override { return open(url); }
-    std::optional<host::Error> openFolder(const std::string& path) override { return open(path); }
-    std::optional<host::Error> launchApplication(const std::string& executable,
-                                                 const std::vector<std::string>& arguments) override {
-        return open(executable + " " + arguments.at(0));
+    void openUrl(const std::string& url, Completion completion) override { open(url, completion); }
+    void openFolder(const std::string& path, Completion completion) override { open(path, completion); }
+    void launchApplication(const std::string& executable, const std::vector<std::string>& arguments,
+                           Completion completion) override {
+        open(executable + " " + arguments.at(0), completion);
     }
     void announce(Event event) {
         if (handler_) {
@@ -112,9 +112,10 @@ public:
     std::vector<std::string> opened;
 
 private:
-    std::optional<host::Error> open(const std::string& what) {
+    void open(const std::string& what, const Completion& completion) {
         opened.push_back(what);
-        return fails ? std::optional(host::Error{"posix", 2, "No such file or directory"}) : std::nullopt;
+        completion(fails ? std::optional(host::Error{"posix", 2, "No such file or directory"})
+                         : std::nullopt);
     }
 
     std::function<void(Event)> handler_;

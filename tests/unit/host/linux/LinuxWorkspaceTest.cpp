@@ -5,6 +5,8 @@
 #include "tests/support/WaitUntil.h"
 #include "tests/unit/host/linux/FakeServices.h"
 
+#include <cerrno>
+
 namespace kvn::test {
 namespace {
 
@@ -51,13 +53,21 @@ TEST(LinuxWorkspace, OpensThingsWithTheMachinesOpener) {
     host::PollMainLoop loop;
     host::PosixProcessRunner runner(loop);
     host::LinuxWorkspace workspace(loop, runner);
-    EXPECT_TRUE(workspace.openUrl("scheme:x?y"));
-    EXPECT_TRUE(workspace.openFolder("/a folder"));
+    const auto codeOf = [&](const auto& attempt) { // 0 on success
+        std::optional<int> code;
+        attempt([&](const std::optional<host::Error>& error) { code = error ? error->code : 0; });
+        EXPECT_FALSE(code); // completes later, in the loop
+        EXPECT_TRUE(pumpUntil(loop, [&] { return code.has_value(); }));
+        return code;
+    };
+    EXPECT_EQ(codeOf([&](auto done) { workspace.openUrl("scheme:x?y", done); }), ENOENT);
+    EXPECT_EQ(codeOf([&](auto done) { workspace.openFolder("/a folder", done); }), ENOENT);
     EXPECT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(codeOf([&](auto done) { workspace.launchApplication(folder.file("none"), {}, done); }), ENOENT);
 
     writeFile(folder.file("xdg-open"), "#!/bin/sh\nprintf '%s|' \"$@\" >>" + folder.file("opened") + "\n");
     std::filesystem::permissions(folder.file("xdg-open"), std::filesystem::perms::owner_all);
-    EXPECT_FALSE(workspace.openFolder("/a folder"));
+    EXPECT_EQ(codeOf([&](auto done) { workspace.openFolder("/a folder", done); }), 0);
     EXPECT_TRUE(pumpUntil(loop, [&] { return readFile(folder.file("opened")) == "/a folder|"; }));
     setenv("PATH", formerPath.c_str(), 1);
 }
