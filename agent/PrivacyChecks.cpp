@@ -31,7 +31,7 @@ bool isCapturable(const host::ScreenWindow& window) {
 } // namespace
 
 bool PrivacyChecks::haveCaptureScreenPermission() const {
-    if (!system_.isOperatingSystemAtLeast(10, 15, 0)) {
+    if (!permissions_.isGuarded() || !system_.isOperatingSystemAtLeast(10, 15, 0)) {
         return true;
     }
     const auto windows = permissions_.onScreenWindows();

@@ -19,13 +19,18 @@ class PrivacyPermissions {
 public:
     virtual ~PrivacyPermissions() = default;
 
-    /// The windows on the screen, from front to back; nothing when there is no list of them.
+    /// Returns true if the system lets programs see the screen and control the computer only with the user's
+    /// permission. Elsewhere there is no permission to check or to ask for.
+    virtual bool isGuarded() const = 0;
+
+    /// The windows on the screen, from front to back; nullopt when the system does not list them.
     virtual std::optional<std::vector<ScreenWindow>> onScreenWindows() const = 0;
 
-    /// Begins to capture the screen for a moment, which makes the system ask the user; whether it could.
+    /// Begins to capture the screen for a moment, which makes the system ask the user. Returns true if this
+    /// program may capture it.
     virtual bool requestScreenCapture() = 0;
 
-    /// Whether this program may control the computer; with `prompt` the system asks the user.
+    /// Returns true if this program may control the computer; with `prompt` the system asks the user.
     virtual bool isAccessibilityTrusted(bool prompt) = 0;
 };
 

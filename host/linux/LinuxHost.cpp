@@ -1,17 +1,16 @@
 #include "host/Host.h"
 
+#include "core/system/FSysInfoPaths.h"
 #include "host/linux/LinuxPowerManagement.h"
 #include "host/linux/LinuxPrivilegedJobs.h"
 #include "host/linux/LinuxSessionInfo.h"
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/LinuxWorkspace.h"
 #include "host/linux/LogindConsoleUser.h"
-#include "host/linux/NoHotKeys.h"
-#include "host/linux/NoPointer.h"
-#include "host/linux/NoScriptRunner.h"
 #include "host/linux/ProcessTable.h"
 #include "host/linux/SandboxPrivacy.h"
 #include "host/linux/SessionBusNotifications.h"
+#include "host/linux/Unavailable.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/posix/InterruptibleSleeper.h"
@@ -27,7 +26,7 @@
 namespace kvn::host {
 namespace {
 
-/// The bundle that this program lies in: X.app of X.app/Contents/MacOS/program.
+/// The bundle that holds this program: X.app of X.app/Contents/MacOS/program.
 std::string ownBundlePath() {
     std::error_code ignored;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored);
@@ -72,7 +71,11 @@ Host makeHost() {
     host.runningApplications =
         std::make_unique<ProcessTable>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
     host.hotKeys = std::make_unique<NoHotKeys>();
-    host.privacyPermissions = std::make_unique<SandboxPrivacy>("KvnGUIAgent", *host.propertyList);
+    if (Kvs::FSysInfoPaths::underRoot("").empty()) {
+        host.privacyPermissions = std::make_unique<UnguardedPrivacy>();
+    } else {
+        host.privacyPermissions = std::make_unique<SandboxPrivacy>("KvnGUIAgent", *host.propertyList);
+    }
     return host;
 }
 

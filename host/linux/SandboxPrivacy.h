@@ -7,14 +7,13 @@
 
 namespace kvn::host {
 
-/// A session that guards neither the screen nor the input devices: everything is granted. To play a session
-/// that does, a sandbox has the property list "/var/db/com.korvane.remote.privacy.plist" (below the root),
-/// which is read at each question:
+/// Plays, for a sandbox, a system that guards the screen and the input devices. The user's answers are in the
+/// property list "/var/db/com.korvane.remote.privacy.plist" (below the root), which is read at each question:
 ///
 ///     {"KvnGUIAgent": {"accessibility": false, "screenRecording": true}, "KvnPreLoginAgent": {...}}
 ///
-/// What it does not name is granted; from a file that cannot be read nothing is. To be asked is a line in
-/// the log, and whoever plays the user changes the file.
+/// What the file does not name is granted; if it cannot be read, nothing is granted. Asking the user is a
+/// line in the log; whoever plays the user edits the file.
 class SandboxPrivacy final : public PrivacyPermissions {
 public:
     struct Grants {
@@ -27,7 +26,9 @@ public:
 
     Grants grants() const;
 
-    /// One window, which stands for the screen; its name is there with the permission only.
+    bool isGuarded() const override { return true; }
+
+    /// One window, which stands for the screen; it has a name if screen recording is granted.
     std::optional<std::vector<ScreenWindow>> onScreenWindows() const override;
     bool requestScreenCapture() override;
     bool isAccessibilityTrusted(bool prompt) override;

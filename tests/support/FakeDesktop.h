@@ -172,6 +172,7 @@ public:
 
 class FakePrivacy : public host::PrivacyPermissions {
 public:
+    bool isGuarded() const override { return true; }
     std::optional<std::vector<host::ScreenWindow>> onScreenWindows() const override { return windows; }
     bool requestScreenCapture() override { return ++captureRequests, capture; }
     bool isAccessibilityTrusted(bool prompt) override { return prompts += prompt, trusted; }
