@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/DialogWindow.h"
+#include "remote/platform/OFRRecords.h"
 
 #include <cstdint>
 
@@ -21,7 +22,7 @@ public:
     virtual ~AgentApplication() = default;
 
     /// Sets the menu and the icon; returns the service state to show, which may differ from the reported one.
-    virtual std::int32_t updateAppState(AppState appState, std::int32_t serviceState) = 0;
+    virtual ServiceState updateAppState(AppState appState, ServiceState serviceState) = 0;
 
     // Told by the helper.
     virtual void startServiceCompletedWithStatus(std::int32_t status) = 0;

@@ -27,8 +27,6 @@ constexpr char kOpenPreferencesObject[] = "com.korvane.remote.GUIAgentSettings";
 constexpr auto kStartGrace = 15s;
 constexpr auto kInstanceCheckDelay = 500ms;
 
-/// A state of the menu only: the helper could not start the service.
-constexpr std::int32_t kStartFailed = 4;
 /// The helper's status of a start that failed.
 constexpr std::int32_t kStartFailedStatus = -201;
 
@@ -69,7 +67,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     barMenu_ = createMenu();
     settingsUpdated();
     startupTime_ = environment_.controller.clock.steadyNow();
-    updateAppState(AppState::NotOnline, OFRServiceInfo::Initial);
+    updateAppState(AppState::NotOnline, ServiceState::Initial);
     workspaceEvents_ = environment_.workspace.observe(
         [this](host::Workspace::Event event) { workspaceNotification(event); });
     mainController_->start();
@@ -147,27 +145,27 @@ void AppDelegate::registerHotKey() {
 
 // MARK: State
 
-std::int32_t AppDelegate::updateAppState(AppState appState, std::int32_t serviceState) {
-    const std::int32_t state = effectiveState(serviceState);
+ServiceState AppDelegate::updateAppState(AppState appState, ServiceState serviceState) {
+    const ServiceState state = effectiveState(serviceState);
     barMenu_->enableFor(state, startAttemptDidFail_);
     environment_.statusBar.updateItem(statusImage(appState));
     return state;
 }
 
-std::int32_t AppDelegate::effectiveState(std::int32_t serviceState) {
+ServiceState AppDelegate::effectiveState(ServiceState serviceState) {
     const bool young = environment_.controller.clock.steadyNow() - startupTime_ <= kStartGrace;
-    if (serviceState == OFRServiceInfo::Offline && young) {
-        return OFRServiceInfo::Initial;
+    if (serviceState == ServiceState::Offline && young) {
+        return ServiceState::Initial;
     }
-    if (serviceState == OFRServiceInfo::Initial && !young) {
-        return OFRServiceInfo::Offline;
+    if (serviceState == ServiceState::Initial && !young) {
+        return ServiceState::Offline;
     }
-    if (serviceState == OFRServiceInfo::Online) {
+    if (serviceState == ServiceState::Online) {
         startAttemptDidFail_ = false;
         if (!std::exchange(runningInstancesChecked_, true)) {
             mainLoop_.postAfter(kInstanceCheckDelay, [this] { checkForRunningInstances(); });
         }
-    } else if (serviceState == kStartFailed) {
+    } else if (serviceState == ServiceState::StartFailed) {
         startAttemptDidFail_ = true;
     }
     return serviceState;
@@ -202,13 +200,13 @@ void AppDelegate::workspaceNotification(host::Workspace::Event event) {
     switch (event) {
     case host::Workspace::Event::WillSleep:
         CNSLog("System will sleep, stopping controller");
-        updateAppState(AppState::NotOnline, OFRServiceInfo::Offline);
+        updateAppState(AppState::NotOnline, ServiceState::Offline);
         mainController_->stop();
         break;
     case host::Workspace::Event::DidWake:
         CNSLog("System did wake up, starting controller");
         startupTime_ = environment_.controller.clock.steadyNow();
-        updateAppState(AppState::NotOnline, OFRServiceInfo::Initial);
+        updateAppState(AppState::NotOnline, ServiceState::Initial);
         mainController_->start();
         break;
     case host::Workspace::Event::WillEndSession:
@@ -222,10 +220,10 @@ void AppDelegate::workspaceNotification(host::Workspace::Event event) {
 void AppDelegate::startServiceCompletedWithStatus(std::int32_t status) {
     CNSLog("start service completed: %d", status);
     if (status == kStartFailedStatus) {
-        updateAppState(AppState::NotOnline, kStartFailed);
+        updateAppState(AppState::NotOnline, ServiceState::StartFailed);
     } else {
         startupTime_ = environment_.controller.clock.steadyNow();
-        updateAppState(AppState::NotOnline, OFRServiceInfo::Initial);
+        updateAppState(AppState::NotOnline, ServiceState::Initial);
     }
     mainController_->requestServiceStatus();
 }

@@ -58,7 +58,7 @@ public:
     void restartServiceCompletedWithStatus(std::int32_t status);
 
     // AgentApplication
-    std::int32_t updateAppState(AppState appState, std::int32_t serviceState) override;
+    ServiceState updateAppState(AppState appState, ServiceState serviceState) override;
     void startServiceCompletedWithStatus(std::int32_t status) override;
     void stopServiceCompletedWithStatus(std::int32_t status) override;
     void settingsUpdated() override;
@@ -68,7 +68,7 @@ public:
 private:
     std::unique_ptr<StatusMenu> createMenu();
     void registerHotKey();
-    std::int32_t effectiveState(std::int32_t serviceState);
+    ServiceState effectiveState(ServiceState serviceState);
     host::StatusImage statusImage(AppState appState) const;
     void checkForRunningInstances();
 

@@ -25,9 +25,9 @@ GUIAgentController::~GUIAgentController() {
 
 void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
     using AppState = AgentApplication::AppState;
-    const std::int32_t state = info ? info->status : OFRServiceInfo::Offline;
+    const ServiceState state = info ? info->status : ServiceState::Offline;
     AppState appState = AppState::NotOnline;
-    if (state == OFRServiceInfo::Online) {
+    if (state == ServiceState::Online) {
         appState = info->subProcessRunning ? AppState::Controlled : AppState::Online;
     }
     lastStateText_ = stateText(appDelegate_.updateAppState(appState, state));
@@ -35,7 +35,7 @@ void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
         statusView_->showStatus(lastStateText_, info);
     }
     // No previous state counts as online, so that a first "online" is not worth a line.
-    const std::int32_t previous = lastServiceState_ ? lastServiceState_->status : OFRServiceInfo::Online;
+    const ServiceState previous = lastServiceState_ ? lastServiceState_->status : ServiceState::Online;
     if (state != previous && info) {
         OCNSLog("RemoteService status: %@, server:%@, registration:%@", lastStateText_, info->server,
                 info->registration);
@@ -48,7 +48,7 @@ void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
     }
 }
 
-std::string GUIAgentController::stateText(std::int32_t state) const {
+std::string GUIAgentController::stateText(ServiceState state) const {
     return OFRServiceInfo::serviceStateAsString(state, environment_.connector.bundle);
 }
 

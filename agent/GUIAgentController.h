@@ -74,7 +74,7 @@ private:
 
     void showContentView(DialogContentView& view, const char* titleKey);
     void windowWillClose();
-    std::string stateText(std::int32_t state) const;
+    std::string stateText(ServiceState state) const;
 
     void verifyServiceCtrlClient();
     void sendServiceCtrlCommand(HelperCommand command, std::optional<std::uint64_t> taskId = std::nullopt);

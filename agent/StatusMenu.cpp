@@ -1,7 +1,5 @@
 #include "agent/StatusMenu.h"
 
-#include "remote/platform/OFRRecords.h"
-
 #include <utility>
 
 namespace kvn {
@@ -29,10 +27,10 @@ std::size_t StatusMenu::add(std::string title, Action action) {
 
 void StatusMenu::addSeparator() { items_.push_back({}); }
 
-void StatusMenu::enableFor(std::int32_t serviceState, bool startAttemptDidFail) {
-    const bool stopped = serviceState == OFRServiceInfo::Offline || serviceState > OFRServiceInfo::Initial;
+void StatusMenu::enableFor(ServiceState serviceState, bool startAttemptDidFail) {
+    const bool stopped = serviceState == ServiceState::Offline || serviceState > ServiceState::Initial;
     items_[startMenuItem_].enabled = stopped && !startAttemptDidFail;
-    items_[stopMenuItem_].enabled = serviceState == OFRServiceInfo::Online || startAttemptDidFail;
+    items_[stopMenuItem_].enabled = serviceState == ServiceState::Online || startAttemptDidFail;
 }
 
 } // namespace kvn

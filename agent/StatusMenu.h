@@ -1,8 +1,8 @@
 #pragma once
 
 #include "host/StatusBar.h"
+#include "remote/platform/OFRRecords.h"
 
-#include <cstdint>
 #include <functional>
 
 namespace kvn {
@@ -31,9 +31,8 @@ public:
 
     const host::Menu& items() const { return items_; }
 
-    /// Sets what can be chosen while the service is in this state (OFRServiceInfo's values, and 4 for a
-    /// failed start).
-    void enableFor(std::int32_t serviceState, bool startAttemptDidFail);
+    /// Sets what can be chosen while the service is in this state.
+    void enableFor(ServiceState serviceState, bool startAttemptDidFail);
 
 private:
     std::size_t add(std::string title, Action action);

@@ -7,10 +7,15 @@
 
 namespace Kvs {
 
-/// State of the remote service. `Initial` is never read from a message.
-enum class FRServiceState : std::int32_t { Online = 0, Offline = 1, Paused = 2, Initial = 3 };
+/// Tells the requests of one connector apart; 0 asks for no answer.
+using RequestId = std::uint32_t;
 
-/// One proxy of a status answer. Time and priority are the service's own texts.
+/// State of the remote service. Messages tell the first three; the agent adds `Initial` for a service that
+/// is still starting and `StartFailed` for one that the helper could not start. A number that is not listed
+/// counts as offline.
+enum class ServiceState : std::int32_t { Online = 0, Offline = 1, Paused = 2, Initial = 3, StartFailed = 4 };
+
+/// One proxy of a status answer. Time and priority are passed on as the service wrote them.
 struct _FRProxyInfo {
     FGStr<wchar_t> name;
     bool active = false;
@@ -21,8 +26,8 @@ struct _FRProxyInfo {
 
 /// A "Status" message.
 struct _FRServiceInfo {
-    std::uint32_t requestId = 0;
-    FRServiceState status = FRServiceState::Offline;
+    RequestId requestId = 0;
+    ServiceState status = ServiceState::Offline;
     FGStr<wchar_t> server;
     FGStr<wchar_t> registration;
     FGStr<wchar_t> lastError;
@@ -34,22 +39,22 @@ struct _FRServiceInfo {
 
 /// A "ServerStatus" message, which carries no request identifier.
 struct _FRProxyStatus {
-    std::uint32_t requestId = 0;
+    RequestId requestId = 0;
     FGStr<wchar_t> status;
     FGStr<wchar_t> lastError;
 };
 
 /// A "ServiceCommand" message, which carries no request identifier.
 struct _FRServiceCommand {
-    std::uint32_t requestId = 0;
+    RequestId requestId = 0;
     FGStr<wchar_t> command;
     FGStr<wchar_t> executable;
     FGStr<wchar_t> parameters;
 };
 
-/// A "RequestResult" message; a status code of 0 is the service's success.
+/// A "RequestResult" message; a status code of 0 means success.
 struct _FRRequestResult {
-    std::uint32_t requestId = 0;
+    RequestId requestId = 0;
     std::int32_t statusCode = 0;
 };
 

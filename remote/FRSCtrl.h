@@ -1,7 +1,7 @@
 #pragma once
 
-/// The vocabulary spoken with the remote service daemon: pipe identifiers, element and attribute
-/// names. The spellings are part of the protocol.
+/// The names of the protocol with the remote service daemon: pipe identifiers, elements and attributes.
+/// Their spellings are part of the protocol.
 namespace Kvs::FRSCtrl {
 
 inline constexpr wchar_t Pipe_RemoteClient[] = L"Kvn30RemoteClient";

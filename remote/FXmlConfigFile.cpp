@@ -16,7 +16,7 @@ namespace Kvs {
 
 namespace {
 
-/// No deeper than the document's limit of levels.
+/// Recursion is safe: the document limits the levels.
 FEncXmlNode<wchar_t> firstBelow(const FEncXmlNode<wchar_t>& node, const wchar_t* name) {
     for (const FEncXmlNode<wchar_t>& child : node.children()) {
         if (child.name() == name) {

@@ -15,9 +15,9 @@ public:
     /// A larger file does not load.
     static constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
 
-    /// Replaces what was loaded before. False, and nothing is loaded, when the file cannot be opened, is
-    /// too large or is not well-formed. Throws FException when it cannot be read. Never waits, whatever
-    /// stands at the path.
+    /// Replaces what was loaded before. Returns false, and nothing is loaded, when the file cannot be opened,
+    /// is too large or is not well-formed. Throws FException when it cannot be read. Does not block, even
+    /// when the path names a FIFO.
     bool loadFromFile(const FGStr<wchar_t>& path);
 
     /// "1", "true" and "on", in any case, are true; any other text is false.

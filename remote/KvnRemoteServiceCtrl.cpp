@@ -26,43 +26,44 @@ void KvnRemoteServiceCtrl::closePipes() {
         FLockGuard guard(messengersLock_);
         messengers.swap(messengers_);
     }
+    // Without the lock: both steps wait for handlers in progress, and these take the lock.
     while (!messengers.empty()) {
         unsubscribe(*messengers.back());
-        messengers.pop_back(); // waits for the pipe's reader
+        messengers.pop_back(); // waits for the pipe's reader thread
     }
 }
 
 // MARK: Requests
 
-FResult KvnRemoteServiceCtrl::requestServiceStatus(unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::requestServiceStatus(RequestId requestId) {
     return sendRequest(Pipe_RemoteClient, nullptr, Tag_GetStatus, requestId);
 }
 
-FResult KvnRemoteServiceCtrl::requestProxyStatus(unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::requestProxyStatus(RequestId requestId) {
     return sendRequest(Pipe_RemoteServer, nullptr, Tag_GetServerStatus, requestId);
 }
 
-FResult KvnRemoteServiceCtrl::sendServicePauseRequest(unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::sendServicePauseRequest(RequestId requestId) {
     return sendRequest(Pipe_RemoteClient, Tag_Pause, Tag_GetStatus, requestId);
 }
 
-FResult KvnRemoteServiceCtrl::sendServiceContinueRequest(unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::sendServiceContinueRequest(RequestId requestId) {
     return sendRequest(Pipe_RemoteClient, Tag_Continue, Tag_GetStatus, requestId);
 }
 
-FResult KvnRemoteServiceCtrl::sendSystemRebootRequest(unsigned int) {
+FResult KvnRemoteServiceCtrl::sendSystemRebootRequest(RequestId) {
     return sendRequest(Pipe_RemoteClient, Tag_RebootSystem, nullptr, 0);
 }
 
-FResult KvnRemoteServiceCtrl::registerServiceAgentRequest(unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::registerServiceAgentRequest(RequestId requestId) {
     return sendAgentRequest(Tag_RegisterAgent, requestId);
 }
 
-FResult KvnRemoteServiceCtrl::unregisterServiceAgentRequest(unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::unregisterServiceAgentRequest(RequestId requestId) {
     return sendAgentRequest(Tag_UnregisterAgent, requestId);
 }
 
-FResult KvnRemoteServiceCtrl::sendAgentRequest(const char* tag, unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::sendAgentRequest(const char* tag, RequestId requestId) {
     const kvn::host::LoginSession session = sessionInfo_.ownSession();
     const std::string sessionId = std::to_string(session.identifier);
     const std::string processId = std::to_string(getpid());
@@ -87,7 +88,7 @@ FResult KvnRemoteServiceCtrl::clientLaunchedNotification(unsigned long long proc
 }
 
 FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* requestTag,
-                                          const char* statusTag, unsigned int requestId) {
+                                          const char* statusTag, RequestId requestId) {
     if (!requestTag && !statusTag) {
         CNSLog("KvnRemoteServiceCtrl::sendRequest: invalid arguments, neither request tag nor status tag "
                "spefified");
@@ -118,7 +119,7 @@ FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* req
 }
 
 FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const char* tag,
-                                                FEncXmlAttributeMap& attributes, unsigned int requestId) {
+                                                FEncXmlAttributeMap& attributes, RequestId requestId) {
     if (!tag) {
         CNSLog("KvnRemoteServiceCtrl::sendSimpleRequest: invalid arguments, no request tag");
         return kFailure;
@@ -143,7 +144,7 @@ FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const cha
     return result;
 }
 
-FResult KvnRemoteServiceCtrl::sendTag(const Messenger& messenger, const char* tag, unsigned int requestId) {
+FResult KvnRemoteServiceCtrl::sendTag(const Messenger& messenger, const char* tag, RequestId requestId) {
     FMStr<char> message;
     const std::string requestData = std::to_string(requestId);
     FEncXml<char>::addTag(message, tag, requestId ? Attr_RequestData : "", requestData);
@@ -155,8 +156,8 @@ FResult KvnRemoteServiceCtrl::sendMessage(const Messenger& messenger, const FMSt
     long written = 0;
     const FResult result =
         messenger->send(nullptr, reinterpret_cast<const unsigned char*>(message.c_str()), length, written);
-    return result == kSuccess && written < length ? kFailure
-                                                  : result; // the service cannot read half a message
+    // A message that was sent in part cannot be read by the service.
+    return result == kSuccess && written < length ? kFailure : result;
 }
 
 FResult KvnRemoteServiceCtrl::ensureReceiving(const Messenger& messenger) {
@@ -166,6 +167,7 @@ FResult KvnRemoteServiceCtrl::ensureReceiving(const Messenger& messenger) {
 // MARK: Messengers
 
 KvnRemoteServiceCtrl::Messenger KvnRemoteServiceCtrl::messengerForId(const wchar_t* pipeId) {
+    // Held until the pipe is listed: two requests at once must not open two pipes of one identifier.
     FLockGuard guard(messengersLock_);
     if (!closeAfterReceive_) {
         const auto open =
@@ -197,7 +199,7 @@ void KvnRemoteServiceCtrl::releaseSender(FComMessenger* messenger) {
         released = std::move(*entry);
         messengers_.erase(entry);
     }
-    // Outside the lock: both steps wait for handlers in progress, and these take the lock.
+    // Without the lock, as in closePipes(). `released` ends the pipe unless a request still uses it.
     unsubscribe(*released);
 }
 
@@ -207,8 +209,8 @@ void KvnRemoteServiceCtrl::unsubscribe(FComMessenger& messenger) {
 }
 
 void KvnRemoteServiceCtrl::Messenger_Error(FComMessenger* messenger, int& code) {
-    // Nameless, so that the next request opens a new pipe; but listed until the event has been raised,
-    // so that closePipes() waits for this handler.
+    // Closing takes the pipe's name away, so that the next request opens a new pipe. It stays listed until
+    // the event has been raised, so that closePipes() waits for this handler.
     messenger->close();
     _FRConnectionError error{code, {}};
     EventConnectionError.raise(this, error);
@@ -261,7 +263,7 @@ void KvnRemoteServiceCtrl::processMessage(const FEncXmlNode<char>& message) {
         _FRServiceCommand command = fReadServiceCommand(message);
         EventServiceCommand.raise(this, command);
     }
-    // Anything else, an echo of our own "GetStatus" included, is not for us.
+    // Other elements, among them an echo of the agent's own "GetStatus", are ignored.
 }
 
 } // namespace Kvs

@@ -32,25 +32,25 @@ public:
     FEvent<KvnRemoteServiceCtrl, _FRServiceCommand> EventServiceCommand;
     FEvent<KvnRemoteServiceCtrl, _FRConnectionError> EventConnectionError;
 
-    /// With `closeAfterReceive` every request opens a pipe of its own, which is closed after one
-    /// delivery; else one pipe per identifier is kept. `sessionInfo` outlives the client.
+    /// With `closeAfterReceive` every request opens a pipe of its own, which is closed after one delivery;
+    /// otherwise one pipe per identifier is kept. `sessionInfo` must outlive the client.
     KvnRemoteServiceCtrl(bool closeAfterReceive, const kvn::host::SessionInfo& sessionInfo);
     virtual ~KvnRemoteServiceCtrl();
     KvnRemoteServiceCtrl(const KvnRemoteServiceCtrl&) = delete;
     KvnRemoteServiceCtrl& operator=(const KvnRemoteServiceCtrl&) = delete;
 
-    /// Closes all pipes; on return none of their readers runs (the caller's own thread aside). A later
-    /// request opens them again.
+    /// Closes all pipes; on return none of their reader threads runs, except the calling thread if it is
+    /// one. A later request opens them again.
     void closePipes();
 
-    FResult requestServiceStatus(unsigned int requestId);
-    FResult requestProxyStatus(unsigned int requestId);
-    FResult sendServicePauseRequest(unsigned int requestId);
-    FResult sendServiceContinueRequest(unsigned int requestId);
+    FResult requestServiceStatus(RequestId requestId);
+    FResult requestProxyStatus(RequestId requestId);
+    FResult sendServicePauseRequest(RequestId requestId);
+    FResult sendServiceContinueRequest(RequestId requestId);
     /// The identifier is not sent: the service does not answer.
-    FResult sendSystemRebootRequest(unsigned int requestId);
-    FResult registerServiceAgentRequest(unsigned int requestId);
-    FResult unregisterServiceAgentRequest(unsigned int requestId);
+    FResult sendSystemRebootRequest(RequestId requestId);
+    FResult registerServiceAgentRequest(RequestId requestId);
+    FResult unregisterServiceAgentRequest(RequestId requestId);
     FResult clientLaunchedNotification(unsigned long long processId, const FGStr<char>& sessionId,
                                        const FGStr<char>& userId);
 
@@ -58,11 +58,11 @@ private:
     using Messenger = FRef<FComMessengerPipe>;
 
     FResult sendRequest(const wchar_t* pipeId, const char* requestTag, const char* statusTag,
-                        unsigned int requestId);
+                        RequestId requestId);
     FResult sendSimpleRequest(const wchar_t* pipeId, const char* tag, FEncXmlAttributeMap& attributes,
-                              unsigned int requestId);
-    FResult sendAgentRequest(const char* tag, unsigned int requestId);
-    static FResult sendTag(const Messenger& messenger, const char* tag, unsigned int requestId);
+                              RequestId requestId);
+    FResult sendAgentRequest(const char* tag, RequestId requestId);
+    static FResult sendTag(const Messenger& messenger, const char* tag, RequestId requestId);
     static FResult sendMessage(const Messenger& messenger, const FMStr<char>& message);
     static FResult ensureReceiving(const Messenger& messenger);
 
@@ -73,7 +73,7 @@ private:
     void Messenger_DataReceived(FComMessenger* messenger, FComMessenger::DataReceivedArg& arg);
     void Messenger_Error(FComMessenger* messenger, int& code);
 
-    /// Handles the documents of one delivery in order; false when something in it is no document.
+    /// Handles the documents of one delivery in order. Returns false at the first that does not parse.
     bool processDelivery(const char* bytes, long size);
     void processMessage(const FEncXmlNode<char>& message);
 
@@ -81,7 +81,7 @@ private:
     FList<Messenger> messengers_ KVS_GUARDED_BY(messengersLock_);
     const bool closeAfterReceive_;
     const kvn::host::SessionInfo& sessionInfo_;
-    std::atomic<bool> lastDeliveryWasBad_{false}; // a run of nonsense is worth one log line
+    std::atomic<bool> lastDeliveryWasBad_{false}; ///< Limits a series of bad deliveries to one log line.
 };
 
 } // namespace Kvs

@@ -16,15 +16,15 @@ FGStr<wchar_t> textOf(const FEncXmlNode<char>& node, const char* attribute) {
     return fWiden(decoded.token());
 }
 
-std::uint32_t requestIdOf(const FEncXmlNode<char>& node) {
-    return static_cast<std::uint32_t>(fLeadingNumber(node.attribute(Attr_RequestData).token()));
+RequestId requestIdOf(const FEncXmlNode<char>& node) {
+    return static_cast<RequestId>(fLeadingNumber(node.attribute(Attr_RequestData).token()));
 }
 
-FRServiceState stateOf(const FGStr<wchar_t>& word) {
+ServiceState stateOf(const FGStr<wchar_t>& word) {
     if (word == L"online") {
-        return FRServiceState::Online;
+        return ServiceState::Online;
     }
-    return word == L"paused" ? FRServiceState::Paused : FRServiceState::Offline;
+    return word == L"paused" ? ServiceState::Paused : ServiceState::Offline;
 }
 
 _FRProxyInfo readProxyInfo(const FEncXmlNode<char>& node) {

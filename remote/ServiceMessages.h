@@ -9,12 +9,11 @@
 /// Reads the service's messages into records. A missing attribute leaves its field empty or 0.
 namespace Kvs {
 
-/// An optional "-" and the decimal digits behind it, up to the first other character; no digits give 0.
-/// Wraps instead of overflowing.
+/// Reads an optional "-" and decimal digits up to the first other character; no digits give 0. A number
+/// that does not fit wraps.
 std::int64_t fLeadingNumber(std::string_view text);
 
-/// `ownSession` is the login session of this process: it decides whether the service's sub-process
-/// runs for this user.
+/// `ownSession` is the login session of this process: `subProcessRunning` is true when the message lists it.
 _FRServiceInfo fReadServiceInfo(const FEncXmlNode<char>& message, std::uint64_t ownSession);
 _FRRequestResult fReadRequestResult(const FEncXmlNode<char>& message);
 _FRProxyStatus fReadProxyStatus(const FEncXmlNode<char>& message);

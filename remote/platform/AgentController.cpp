@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kStatusInterval = 5s;
 /// How long the service may take to confirm a registration.
-constexpr auto kRegistrationPatience = 3s;
+constexpr auto kRegistrationTimeout = 3s;
 constexpr auto kConnectorRestartDelay = 5s;
 
 } // namespace
@@ -69,7 +69,7 @@ void AgentController::requestServiceStatus() {
         return;
     }
     const bool unconfirmed = !agentIsReqistered_ && registrationTime_ &&
-                             clock_.steadyNow() - *registrationTime_ > kRegistrationPatience;
+                             clock_.steadyNow() - *registrationTime_ > kRegistrationTimeout;
     if (!rsConnector_ || (unconfirmed && !connectorRestart_)) {
         restartConnector();
     }
@@ -103,7 +103,7 @@ bool AgentController::requestChange(ChangeRequest request) {
     const Kvs::FResult result = ((*rsConnector_).*request)([this](const auto* response, std::int32_t code) {
         const auto* info = response ? std::get_if<OFRServiceInfo>(response) : nullptr;
         if (!info) {
-            agentIsReqistered_ = false; // the pipe went with the failed request
+            agentIsReqistered_ = false; // a failed send has closed the pipe
             reportNoStatus(code);
         } else if (controllerDelegate_) {
             controllerDelegate_->notifyServiceStatus(info);
@@ -113,7 +113,7 @@ bool AgentController::requestChange(ChangeRequest request) {
 }
 
 bool AgentController::requestSystemReboot() {
-    const auto connector = rsConnector_; // its failure makes us drop it
+    const auto connector = rsConnector_; // kept alive: a failure makes the delegate method drop it
     return connector && connector->sendSystemRebootRequest() >= 0;
 }
 

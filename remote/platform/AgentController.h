@@ -13,18 +13,18 @@
 
 namespace kvn {
 
-/// Told of what the agent learns of the service. Main thread.
+/// Receives the service's status and the failures of requests. Called on the main thread.
 class AgentControllerDelegate {
 public:
     virtual ~AgentControllerDelegate() = default;
 
-    /// The service's status, or null when it could not be had.
+    /// `info` is null when the status could not be read.
     virtual void notifyServiceStatus(const OFRServiceInfo* info) = 0;
     virtual void notifyRequestFailedWithError(const std::string& text, std::int32_t code) = 0;
 };
 
-/// The agent's link to the remote service: registers the agent, polls the status, and replaces the
-/// connector after failures. Main thread only; must outlive the main loop's run.
+/// The agent's link to the remote service: registers the agent, polls the status every 5 seconds, and
+/// replaces the connector after failures. Main thread only; must outlive the main loop's run.
 class AgentController : public RemoteServiceConnectorDelegate {
 public:
     AgentController(const RemoteServiceConnector::Environment& environment, const host::Clock& clock);
@@ -37,12 +37,12 @@ public:
     /// Starts polling, registers, and asks for the first status.
     void start();
 
-    /// Ends polling, and withdraws from the service.
+    /// Ends polling, unregisters the agent and closes the connector.
     void stop();
 
     /// Does nothing while stopped.
     void requestServiceStatus();
-    // False when the service cannot be reached.
+    // Each returns false when the service cannot be reached.
     bool requestServicePause();
     bool requestServiceContinue();
     bool requestSystemReboot();

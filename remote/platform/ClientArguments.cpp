@@ -6,7 +6,7 @@ namespace kvn {
 
 namespace {
 
-/// The platform's white space on one line: the tab and Unicode's space separators, in UTF-8.
+/// The tab and Unicode's space separators, in UTF-8.
 constexpr std::string_view kWhitespace[] = {
     "\t",           " ",
     "\xC2\xA0",     "\xE1\x9A\x80",
@@ -26,7 +26,7 @@ constexpr std::pair<std::string_view, std::string_view> kClientOptions[] = {
     {"/transferlog:", "-transferlog:"},
 };
 
-/// The length of the white-space character that the text starts with; 0 when there is none.
+/// Returns the length of the white-space character that the text starts with, or 0.
 std::size_t whitespaceAt(std::string_view text) {
     for (const std::string_view space : kWhitespace) {
         if (text.starts_with(space)) {

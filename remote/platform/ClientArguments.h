@@ -6,9 +6,9 @@
 
 namespace kvn {
 
-/// Turns the service's parameter string into the client program's arguments: splits at white space
-/// outside double quotes, which are kept, and rewrites the service's options
-/// ("/sessionid:" and the like) into the client's own.
+/// Turns the service's parameter string into the client program's arguments: splits it at white space outside
+/// double quotes, keeps the quotes, and replaces the service's option names ("/sessionid:" and others) by the
+/// client's.
 std::vector<std::string> clientArguments(std::string_view parameters);
 
 } // namespace kvn

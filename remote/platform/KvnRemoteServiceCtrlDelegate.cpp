@@ -2,59 +2,59 @@
 
 #include "core/logging/CNSLog.h"
 #include "core/text/Widening.h"
-#include "remote/platform/ObjcDTOFactory.h"
 #include "remote/platform/RemoteServiceConnector.h"
 
-namespace kvn {
+namespace Kvs {
 
-using Bridge = KvnRemoteServiceCtrlDelegate;
+using kvn::ObjcDTOFactory;
 
-Bridge::KvnRemoteServiceCtrlDelegate(RemoteServiceConnector& connector, Kvs::KvnRemoteServiceCtrl& client)
+KvnRemoteServiceCtrlDelegate::KvnRemoteServiceCtrlDelegate(kvn::RemoteServiceConnector& connector,
+                                                           KvnRemoteServiceCtrl& client)
     : connector_(connector), client_(&client) {
-    client_->EventRequestResult.add(this, &Bridge::RequestResultEvent);
-    client_->EventServiceStatus.add(this, &Bridge::ServiceStatusEvent);
-    client_->EventProxyStatus.add(this, &Bridge::ProxyStatusEvent);
-    client_->EventConnectionError.add(this, &Bridge::ErrorEvent);
-    client_->EventServiceCommand.add(this, &Bridge::ExecuteCommandEvent);
+    client_->EventRequestResult.add(this, &KvnRemoteServiceCtrlDelegate::RequestResultEvent);
+    client_->EventServiceStatus.add(this, &KvnRemoteServiceCtrlDelegate::ServiceStatusEvent);
+    client_->EventProxyStatus.add(this, &KvnRemoteServiceCtrlDelegate::ProxyStatusEvent);
+    client_->EventConnectionError.add(this, &KvnRemoteServiceCtrlDelegate::ErrorEvent);
+    client_->EventServiceCommand.add(this, &KvnRemoteServiceCtrlDelegate::ExecuteCommandEvent);
 }
 
-void Bridge::close() {
+void KvnRemoteServiceCtrlDelegate::close() {
     if (!client_) {
         return;
     }
-    client_->EventRequestResult.remove(this, &Bridge::RequestResultEvent);
-    client_->EventServiceStatus.remove(this, &Bridge::ServiceStatusEvent);
-    client_->EventProxyStatus.remove(this, &Bridge::ProxyStatusEvent);
-    client_->EventConnectionError.remove(this, &Bridge::ErrorEvent);
-    client_->EventServiceCommand.remove(this, &Bridge::ExecuteCommandEvent);
+    client_->EventRequestResult.remove(this, &KvnRemoteServiceCtrlDelegate::RequestResultEvent);
+    client_->EventServiceStatus.remove(this, &KvnRemoteServiceCtrlDelegate::ServiceStatusEvent);
+    client_->EventProxyStatus.remove(this, &KvnRemoteServiceCtrlDelegate::ProxyStatusEvent);
+    client_->EventConnectionError.remove(this, &KvnRemoteServiceCtrlDelegate::ErrorEvent);
+    client_->EventServiceCommand.remove(this, &KvnRemoteServiceCtrlDelegate::ExecuteCommandEvent);
     client_ = nullptr;
 }
 
-void Bridge::RequestResultEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRRequestResult& record) {
+void KvnRemoteServiceCtrlDelegate::RequestResultEvent(KvnRemoteServiceCtrl*, _FRRequestResult& record) {
     connector_.processResponse(ObjcDTOFactory::convertRequestResult(record));
 }
 
-void Bridge::ServiceStatusEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRServiceInfo& record) {
+void KvnRemoteServiceCtrlDelegate::ServiceStatusEvent(KvnRemoteServiceCtrl*, _FRServiceInfo& record) {
     connector_.processResponse(ObjcDTOFactory::convertFRServiceInfo(record));
 }
 
-void Bridge::ProxyStatusEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRProxyStatus&) {
+void KvnRemoteServiceCtrlDelegate::ProxyStatusEvent(KvnRemoteServiceCtrl*, _FRProxyStatus&) {
     // The answer names no request, so there is no handler that it could be handed to.
 }
 
-void Bridge::ErrorEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRConnectionError& record) {
-    // Pending handlers stay: the next poll opens a new pipe.
+void KvnRemoteServiceCtrlDelegate::ErrorEvent(KvnRemoteServiceCtrl*, _FRConnectionError& record) {
+    // The handlers of unanswered requests are kept: the next poll opens a new pipe.
     if (record.message.isEmpty()) {
-        Kvs::CNSLog("RemoteServiceConnector: Connection failed: %d", record.errorCode);
+        CNSLog("RemoteServiceConnector: Connection failed: %d", record.errorCode);
     } else {
-        Kvs::CNSLog("RemoteServiceConnector: Connection failed: %s(%d)", Kvs::fNarrow(record.message).c_str(),
-                    record.errorCode);
+        CNSLog("RemoteServiceConnector: Connection failed: %s(%d)", fNarrow(record.message).c_str(),
+               record.errorCode);
     }
     connector_.connectionLost();
 }
 
-void Bridge::ExecuteCommandEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRServiceCommand& record) {
+void KvnRemoteServiceCtrlDelegate::ExecuteCommandEvent(KvnRemoteServiceCtrl*, _FRServiceCommand& record) {
     connector_.processCommand(ObjcDTOFactory::convertFRServiceCommand(record));
 }
 
-} // namespace kvn
+} // namespace Kvs

@@ -1,18 +1,19 @@
 #pragma once
 
-#include "remote/FRRecords.h"
 #include "remote/KvnRemoteServiceCtrl.h"
 
 namespace kvn {
-
 class RemoteServiceConnector;
+}
 
-/// The bridge from the service-control client's events, raised on reader threads, to the connector on
-/// the main thread. Main thread; owned by the connector.
+namespace Kvs {
+
+/// Converts what the service-control client raises on its reader threads and hands it to the connector.
+/// Created and closed on the main thread. Owned by the connector.
 class KvnRemoteServiceCtrlDelegate {
 public:
     /// Subscribes to the client's events.
-    KvnRemoteServiceCtrlDelegate(RemoteServiceConnector& connector, Kvs::KvnRemoteServiceCtrl& client);
+    KvnRemoteServiceCtrlDelegate(kvn::RemoteServiceConnector& connector, KvnRemoteServiceCtrl& client);
     ~KvnRemoteServiceCtrlDelegate() { close(); }
     KvnRemoteServiceCtrlDelegate(const KvnRemoteServiceCtrlDelegate&) = delete;
     KvnRemoteServiceCtrlDelegate& operator=(const KvnRemoteServiceCtrlDelegate&) = delete;
@@ -21,14 +22,14 @@ public:
     void close();
 
 private:
-    void RequestResultEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRRequestResult& record);
-    void ServiceStatusEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRServiceInfo& record);
-    void ProxyStatusEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRProxyStatus& record);
-    void ErrorEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRConnectionError& record);
-    void ExecuteCommandEvent(Kvs::KvnRemoteServiceCtrl*, Kvs::_FRServiceCommand& record);
+    void RequestResultEvent(KvnRemoteServiceCtrl*, _FRRequestResult& record);
+    void ServiceStatusEvent(KvnRemoteServiceCtrl*, _FRServiceInfo& record);
+    void ProxyStatusEvent(KvnRemoteServiceCtrl*, _FRProxyStatus& record);
+    void ErrorEvent(KvnRemoteServiceCtrl*, _FRConnectionError& record);
+    void ExecuteCommandEvent(KvnRemoteServiceCtrl*, _FRServiceCommand& record);
 
-    RemoteServiceConnector& connector_;
-    Kvs::KvnRemoteServiceCtrl* client_;
+    kvn::RemoteServiceConnector& connector_;
+    KvnRemoteServiceCtrl* client_; // null once closed
 };
 
-} // namespace kvn
+} // namespace Kvs

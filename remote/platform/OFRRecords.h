@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/Bundle.h"
+#include "remote/FRRecords.h"
 
 #include <cstdint>
 #include <string>
@@ -8,7 +9,11 @@
 
 namespace kvn {
 
-/// The application's form of the service's records: UTF-8 texts, immutable once made by `ObjcDTOFactory`.
+using Kvs::RequestId;
+using Kvs::ServiceState;
+
+// The application's form of the service's records: UTF-8 texts, immutable once `ObjcDTOFactory` has made
+// them.
 
 struct OFRProxyInfo {
     std::string name;
@@ -19,11 +24,8 @@ struct OFRProxyInfo {
 };
 
 struct OFRServiceInfo {
-    /// The values of `status`; any other value counts as offline.
-    enum State : std::int32_t { Online = 0, Offline = 1, Paused = 2, Initial = 3 };
-
-    std::uint32_t requestID = 0;
-    std::int32_t status = Offline;
+    RequestId requestID = 0;
+    ServiceState status = ServiceState::Offline;
     std::string server;
     std::string registration;
     std::string lastError;
@@ -33,28 +35,38 @@ struct OFRServiceInfo {
     std::vector<OFRProxyInfo> proxyInfos;
 
     /// The state's text in the bundle's string table.
-    static std::string serviceStateAsString(std::int32_t state, const host::Bundle& bundle);
+    static std::string serviceStateAsString(ServiceState state, const host::Bundle& bundle);
 
     /// "ServiceStatus: STATE", with " server: SERVER" when a server is set.
     std::string description(const host::Bundle& bundle) const;
 };
 
 struct OFRProxyStatus {
-    std::uint32_t requestID = 0;
+    RequestId requestID = 0;
     std::string status;
     std::string lastError;
 };
 
 struct OFRServiceCommand {
-    std::uint32_t requestID = 0;
+    RequestId requestID = 0;
     std::string command;
     std::string executable;
     std::string parameters;
 };
 
 struct OFRRequestResult {
-    std::uint32_t requestID = 0;
+    RequestId requestID = 0;
     std::int32_t statusCode = 0;
+};
+
+/// Converts the client's records, field by field, into the application's. Any thread.
+class ObjcDTOFactory {
+public:
+    static OFRRequestResult convertRequestResult(const Kvs::_FRRequestResult& record);
+    static OFRProxyInfo convertProxyInfo(const Kvs::_FRProxyInfo& record);
+    static OFRServiceInfo convertFRServiceInfo(const Kvs::_FRServiceInfo& record);
+    static OFRProxyStatus convertProxyStatus(const Kvs::_FRProxyStatus& record);
+    static OFRServiceCommand convertFRServiceCommand(const Kvs::_FRServiceCommand& record);
 };
 
 } // namespace kvn

@@ -19,15 +19,15 @@ using Kvs::CNSLog;
 using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
-/// A system that has just started is busy: the client waits until the desktop has settled.
+/// A system that has just started is busy: the client is launched later, when the desktop is ready.
 constexpr auto kSettledUpTime = 90s;
 constexpr std::chrono::milliseconds kLaunchDelayAfterBoot = 12s;
 constexpr std::chrono::milliseconds kLaunchDelay = 1s;
 
-/// More launches than this within their delay are no person's doing.
+/// A person does not ask for more launches than this within the launch delay.
 constexpr int kMaxPendingLaunches = 32;
 
-/// A service that never answers must not make the agent grow: beyond this many the oldest are forgotten.
+/// A service that never answers must not fill the memory: beyond this many the oldest request is forgotten.
 constexpr std::size_t kMaxPendingRequests = 256;
 
 } // namespace
@@ -40,16 +40,18 @@ RemoteServiceConnector::RemoteServiceConnector(const Environment& environment,
 RemoteServiceConnector::~RemoteServiceConnector() { close(); }
 
 void RemoteServiceConnector::close() {
-    closed_ = true;
-    ctrlDelegate_.close();
+    closed_ = true;        // drops what reader threads have posted already
+    ctrlDelegate_.close(); // waits for events that are being handled, so that nothing more is posted
     serviceCtrl_.closePipes();
 }
 
 // MARK: Requests
 
-std::uint32_t RemoteServiceConnector::prepareRequest(Completion completion) {
+RequestId RemoteServiceConnector::prepareRequest(Completion completion) {
+    // The handler is in the table before the request is sent: the answer may come, on a reader thread,
+    // before the send returns.
     Kvs::FLockGuard guard(requestLock_);
-    const std::uint32_t requestId = ++lastRequestID_;
+    const RequestId requestId = ++lastRequestID_;
     if (completion) {
         pendingRequests_.emplace(requestId, std::move(completion));
     }
@@ -59,7 +61,9 @@ std::uint32_t RemoteServiceConnector::prepareRequest(Completion completion) {
     return requestId;
 }
 
-RemoteServiceConnector::Completion RemoteServiceConnector::requestCompleted(std::uint32_t requestId) {
+RemoteServiceConnector::Completion RemoteServiceConnector::requestCompleted(RequestId requestId) {
+    // Only who removes a handler calls it. A reader thread with an answer and the main thread with a failed
+    // send may both ask for the same one, and it must not be called twice.
     Kvs::FLockGuard guard(requestLock_);
     const auto pending = pendingRequests_.find(requestId);
     if (pending == pendingRequests_.end()) {
@@ -71,7 +75,7 @@ RemoteServiceConnector::Completion RemoteServiceConnector::requestCompleted(std:
 }
 
 Kvs::FResult RemoteServiceConnector::sendRequest(ClientRequest request, Completion completion) {
-    const std::uint32_t requestId = prepareRequest(std::move(completion));
+    const RequestId requestId = prepareRequest(std::move(completion));
     const Kvs::FResult result = (serviceCtrl_.*request)(requestId);
     if (result < 0) {
         if (const Completion failed = requestCompleted(requestId)) {
@@ -109,7 +113,7 @@ Kvs::FResult RemoteServiceConnector::sendSystemRebootRequest() {
 }
 
 Kvs::FResult RemoteServiceConnector::registerServiceAgent() {
-    const std::uint32_t requestId = prepareRequest([this](const Response* response, std::int32_t result) {
+    const RequestId requestId = prepareRequest([this](const Response* response, std::int32_t result) {
         if (!response) {
             delegate_.serviceConnectorFailedWithError(*this, result, "registerServiceAgent failed.");
         } else if (const auto* answer = std::get_if<OFRRequestResult>(response)) {
@@ -118,7 +122,7 @@ Kvs::FResult RemoteServiceConnector::registerServiceAgent() {
     });
     const Kvs::FResult result = serviceCtrl_.registerServiceAgentRequest(requestId);
     if (result < 0) {
-        // Told later, since the caller is not done with this connector.
+        // Later, because the delegate drops this connector, which the caller still uses.
         postWhileOpen([failed = requestCompleted(requestId), result] {
             if (failed) {
                 failed(nullptr, result);
@@ -144,7 +148,7 @@ void RemoteServiceConnector::postWhileOpen(host::MainLoop::Task task) {
 }
 
 void RemoteServiceConnector::processResponse(Response response) {
-    const std::uint32_t requestId = std::visit([](const auto& answer) { return answer.requestID; }, response);
+    const RequestId requestId = std::visit([](const auto& answer) { return answer.requestID; }, response);
     if (Completion completion = requestCompleted(requestId)) {
         postWhileOpen([completion = std::move(completion), answer = std::move(response)] {
             completion(&answer, Kvs::kSuccess);
@@ -166,7 +170,7 @@ void RemoteServiceConnector::processCommand(const OFRServiceCommand& command) {
     std::erase(executable, '"');
     std::vector<std::string> arguments = clientArguments(command.parameters);
 
-    environment_.sleepMonitor.declareLocalUserActivity(); // wakes the display up
+    environment_.sleepMonitor.declareLocalUserActivity(); // wakes the display
 
     if (!delegate_.serviceConnectorShouldHandleLaunchRequest(*this, executable, arguments)) {
         OCNSLog("Delegate handled launch request: %@ args: %@", executable, arguments);
@@ -185,7 +189,7 @@ void RemoteServiceConnector::scheduleLaunch(std::string executable, std::vector<
     }
     const auto self = weak_from_this().lock();
     if (!self) {
-        return; // being destroyed
+        return; // the destructor has begun, and its close() waits for this call
     }
     const auto delay =
         environment_.systemInfo.upTime() < kSettledUpTime ? kLaunchDelayAfterBoot : kLaunchDelay;
@@ -220,7 +224,7 @@ void RemoteServiceConnector::notifyClientLauchedWithProcessId(std::int64_t proce
         static_cast<unsigned long long>(processId), sessionId.c_str(), session.userName.c_str());
     if (result != Kvs::kSuccess) {
         CNSLog("Failed to report the launched client: %d", result);
-        connectionLost(); // the pipe went with the failed message
+        connectionLost(); // a failed send has closed the pipe
     }
 }
 

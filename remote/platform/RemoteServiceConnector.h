@@ -25,14 +25,15 @@ namespace kvn {
 class RemoteServiceSettings;
 class SystemSleepMonitor;
 
-/// The application's face of the service-control client: gives every request its identifier, keeps
-/// the completion handler until the answer arrives, and carries out the service's commands.
+/// The application's side of the service-control client: gives every request its identifier, keeps the
+/// completion handler until the answer arrives, and carries out the service's commands.
 ///
-/// Main thread, but for what the bridge calls on the reader threads. Held by shared pointers, since a launch
-/// under way outlives the owner's interest; the delegate must outlive the main loop's run.
+/// Main thread, except for the methods that are called on the pipes' reader threads. Held by shared
+/// pointers, because a scheduled launch keeps the connector alive after its owner has dropped it. The
+/// delegate must outlive the main loop's run.
 class RemoteServiceConnector : public std::enable_shared_from_this<RemoteServiceConnector> {
 public:
-    /// What a connector works with; all of it outlives every connector.
+    /// The objects that a connector uses; all of them outlive every connector.
     struct Environment {
         host::MainLoop& mainLoop;
         host::ProcessRunner& processRunner;
@@ -52,53 +53,56 @@ public:
     ~RemoteServiceConnector();
 
     /// Stops listening to the service and closes the pipes; on return no command is being processed, and
-    /// no handler is called any more. A launch that is under way goes on, and is reported.
+    /// no handler is called any more. A scheduled launch still happens and is reported.
     void close();
 
-    // Each returns the result of sending; a negative one has been told to the handler already.
+    // Each returns the result of sending. The handler of a request that failed has been called already.
     Kvs::FResult requestServiceStatus(Completion completion);
-    /// The service's answer to this request is not evaluated: the handler learns only of a failure to send.
+    /// The handler is called only when the request cannot be sent: the service's answer names no request.
     Kvs::FResult requestProxyStatus(Completion completion);
     Kvs::FResult sendServicePauseRequest(Completion completion);
     Kvs::FResult sendServiceContinueRequest(Completion completion);
     Kvs::FResult sendSystemRebootRequest();
+    /// The delegate learns the result, or the failure to send, in the main loop.
     Kvs::FResult registerServiceAgent();
     Kvs::FResult unregisterServiceAgent();
 
     /// Records the launched client in the settings and tells the service.
     void notifyClientLauchedWithProcessId(std::int64_t processId);
 
-    /// Hands the answer to the handler that waits for it, in the main loop; an answer that nobody waits
-    /// for is dropped at once, so that a flood of them does not fill the loop. Any thread.
+    /// Calls the handler of the answered request in the main loop. Drops an answer without a handler at once,
+    /// so that a flood of them does not fill the main loop. Any thread.
     void processResponse(Response response);
 
-    /// Tells the delegate, in the main loop. Any thread.
+    /// Tells the delegate in the main loop. Any thread.
     void connectionLost();
 
-    /// Carries a command of the service out. On a reader thread.
+    /// Carries out a command of the service. Called on a reader thread.
     void processCommand(const OFRServiceCommand& command);
 
 private:
-    using ClientRequest = Kvs::FResult (Kvs::KvnRemoteServiceCtrl::*)(unsigned int);
+    using ClientRequest = Kvs::FResult (Kvs::KvnRemoteServiceCtrl::*)(RequestId);
 
-    std::uint32_t prepareRequest(Completion completion);
-    Completion requestCompleted(std::uint32_t requestId);
+    /// Gives a new identifier and keeps the handler, which may be empty, under it.
+    RequestId prepareRequest(Completion completion);
+    /// Removes and returns the handler of the request; empty when there is none.
+    Completion requestCompleted(RequestId requestId);
     Kvs::FResult sendRequest(ClientRequest request, Completion completion);
-    /// Runs the task in the main loop, unless the connector is closed by then. Any thread.
+    /// Runs the task in the main loop, unless the connector has been closed before. Any thread.
     void postWhileOpen(host::MainLoop::Task task);
     void scheduleLaunch(std::string executable, std::vector<std::string> arguments);
     void launchClient(const std::string& executable, const std::vector<std::string>& arguments);
 
     Environment environment_;
     Kvs::KvnRemoteServiceCtrl serviceCtrl_;
-    KvnRemoteServiceCtrlDelegate ctrlDelegate_;
+    Kvs::KvnRemoteServiceCtrlDelegate ctrlDelegate_;
 
     Kvs::FThreadLock requestLock_;
-    std::uint32_t lastRequestID_ KVS_GUARDED_BY(requestLock_) = 0;
-    std::map<std::uint32_t, Completion> pendingRequests_ KVS_GUARDED_BY(requestLock_);
+    RequestId lastRequestID_ KVS_GUARDED_BY(requestLock_) = 0;
+    std::map<RequestId, Completion> pendingRequests_ KVS_GUARDED_BY(requestLock_);
 
     std::atomic<int> pendingLaunches_{0};
-    bool closed_ = false;
+    bool closed_ = false; // main thread
     RemoteServiceConnectorDelegate& delegate_;
 };
 

@@ -88,7 +88,7 @@ TEST_F(AppDelegateTest, OldSystemsHaveNoPermissionsItemAndAGreyCopyOfTheIcon) {
     launch();
     app.showStatusBarItem();
     EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "", "Prefs", "", "Go", "Halt", "", "Hide"));
-    app.updateAppState(AppState::NotOnline, 2);
+    app.updateAppState(AppState::NotOnline, ServiceState::Paused);
     EXPECT_EQ(bar.image.look, Look::Grey);
     EXPECT_THAT(linesWith("HotKey"), ElementsAre("InstallApplicationEventHandler for HotKey failed: -9868",
                                                  "RegisterEventHotKey failed: -9868"));
@@ -117,7 +117,8 @@ TEST_F(AppDelegateTest, TheStateFollowsTheReportTheAgeAndTheLastStart) {
         workspace.announce(host::Workspace::Event::WillSleep);
         workspace.announce(host::Workspace::Event::DidWake); // begins the grace anew
         env.clock.advance(c.age);
-        EXPECT_EQ(app.updateAppState(AppState::NotOnline, c.reported), c.shown) << c.reported;
+        EXPECT_EQ(app.updateAppState(AppState::NotOnline, ServiceState{c.reported}), ServiceState{c.shown})
+            << c.reported;
         EXPECT_EQ(choices(), c.choices) << c.reported;
     }
 }
@@ -131,7 +132,7 @@ TEST_F(AppDelegateTest, TheIconShowsWhetherSomebodyControls) {
         {AppState::NotOnline, "ConnectedStatusIcon", Look::DisabledTemplate},
     };
     for (const auto& [state, name, look] : cases) {
-        app.updateAppState(state, 0);
+        app.updateAppState(state, ServiceState::Online);
         EXPECT_EQ(bar.image.name, name);
         EXPECT_EQ(bar.image.look, look);
     }
@@ -143,13 +144,13 @@ TEST_F(AppDelegateTest, AFailedStartIsShownUntilAStopSucceeds) {
     app.startServiceCompletedWithStatus(-201);
     EXPECT_EQ(choices(), "stop ");
     app.stopServiceCompletedWithStatus(5);
-    app.updateAppState(AppState::NotOnline, 1);
+    app.updateAppState(AppState::NotOnline, ServiceState::Offline);
     EXPECT_EQ(choices(), "stop ");
     app.stopServiceCompletedWithStatus(0);
-    app.updateAppState(AppState::NotOnline, 1);
+    app.updateAppState(AppState::NotOnline, ServiceState::Offline);
     EXPECT_EQ(choices(), "start ");
     app.startServiceCompletedWithStatus(0); // begins the grace
-    EXPECT_EQ(app.updateAppState(AppState::NotOnline, 1), 3);
+    EXPECT_EQ(app.updateAppState(AppState::NotOnline, ServiceState::Offline), ServiceState::Initial);
     EXPECT_THAT(linesWith("completed: "),
                 ElementsAre("start service completed: -201", "stop service completed: 5",
                             "stop service completed: 0", "start service completed: 0"));
@@ -160,12 +161,12 @@ TEST_F(AppDelegateTest, EndsOneOtherInstanceOnceTheServiceWasSeenOnline) {
     launch();
     env.loop.advance(1s);
     EXPECT_THAT(instances.terminated, IsEmpty());
-    app.updateAppState(AppState::Online, 0);
+    app.updateAppState(AppState::Online, ServiceState::Online);
     env.loop.advance(499ms);
     EXPECT_THAT(instances.terminated, IsEmpty());
     env.loop.advance(1ms);
-    app.updateAppState(AppState::NotOnline, 2);
-    app.updateAppState(AppState::Online, 0);
+    app.updateAppState(AppState::NotOnline, ServiceState::Paused);
+    app.updateAppState(AppState::Online, ServiceState::Online);
     env.loop.advance(1s);
     EXPECT_THAT(instances.terminated, ElementsAre(4711));
     EXPECT_EQ(linesWith("Another running KvnGUIAgent instance found, sending terminate event").size(), 1U);

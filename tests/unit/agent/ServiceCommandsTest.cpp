@@ -99,7 +99,8 @@ TEST_F(ServiceCommands, FailuresOfTheHelperAreTold) {
     EXPECT_THAT(linesWith("Command "),
                 ElementsAre("Command RestartService failed, status: -201",
                             "Command StartService failed, status: -201\nDetails: no such program"));
-    EXPECT_TRUE(app.updateAppState(AgentApplication::AppState::NotOnline, 1) == 3);
+    EXPECT_EQ(app.updateAppState(AgentApplication::AppState::NotOnline, ServiceState::Offline),
+              ServiceState::Initial);
 
     helper.push({{"Event", "CommandCompleted"}, {"Cmd", 5}, {"status", "x"}, {"Response", {1, 2}}});
     helper.push({{"Event", "Other"}, {"Cmd", "StopService"}});

@@ -47,10 +47,10 @@ TEST(LeadingNumber, StopsAtTheFirstOtherCharacter) {
 }
 
 TEST_F(ServiceMessages, StateWordIsComparedWhole) {
-    const std::pair<const char*, FRServiceState> cases[] = {
-        {"Value=\"online\"", FRServiceState::Online},   {"Value=\"paused\"", FRServiceState::Paused},
-        {"Value=\"Online\"", FRServiceState::Offline},  {"Value=\"online \"", FRServiceState::Offline},
-        {"Value=\"offline\"", FRServiceState::Offline}, {"Server=\"x\"", FRServiceState::Offline},
+    const std::pair<const char*, ServiceState> cases[] = {
+        {"Value=\"online\"", ServiceState::Online},   {"Value=\"paused\"", ServiceState::Paused},
+        {"Value=\"Online\"", ServiceState::Offline},  {"Value=\"online \"", ServiceState::Offline},
+        {"Value=\"offline\"", ServiceState::Offline}, {"Server=\"x\"", ServiceState::Offline},
     };
     for (const auto& [attributes, state] : cases) {
         EXPECT_EQ(status(attributes).status, state) << attributes;

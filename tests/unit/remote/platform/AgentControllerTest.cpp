@@ -13,13 +13,13 @@ using namespace std::chrono_literals;
 class RecordingDelegate : public AgentControllerDelegate {
 public:
     void notifyServiceStatus(const OFRServiceInfo* info) override {
-        statuses.push_back(info ? info->status : -1);
+        statuses.push_back(info ? std::optional(info->status) : std::nullopt);
     }
     void notifyRequestFailedWithError(const std::string& text, std::int32_t) override {
         failures.push_back(text);
     }
 
-    std::vector<std::int32_t> statuses; // -1 for none
+    std::vector<std::optional<ServiceState>> statuses;
     std::vector<std::string> failures;
 };
 
@@ -53,7 +53,7 @@ TEST_F(Controller, RegistersAndPollsEveryFiveSeconds) {
         ASSERT_TRUE(env.loop.runUntil([&] { return delegate.statuses.size() == polls; }));
     }
     EXPECT_EQ(service.count("<RegisterAgent"), 1U);
-    EXPECT_EQ(delegate.statuses, std::vector<std::int32_t>(4, OFRServiceInfo::Online));
+    EXPECT_EQ(delegate.statuses, std::vector<std::optional<ServiceState>>(4, ServiceState::Online));
 
     controller.start();
     EXPECT_EQ(linesWith("Status timer already started"), 1U);
@@ -103,7 +103,7 @@ TEST_F(Controller, WithoutAServiceOneAttemptIsMadeEveryFiveSeconds) {
     env.loop.runPending();
     EXPECT_EQ(linesWith("RemoteServiceConnector reported error: -2147483648, registerServiceAgent failed."),
               1U);
-    EXPECT_EQ(delegate.statuses.back(), -1);
+    EXPECT_EQ(delegate.statuses.back(), std::nullopt);
     for (std::size_t minute = 1; minute <= 10; ++minute) {
         env.loop.advance(1min);
         EXPECT_EQ(linesWith("registering service agent..."), minute * 12);
