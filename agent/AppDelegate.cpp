@@ -172,17 +172,16 @@ ServiceState AppDelegate::effectiveState(ServiceState serviceState) {
 }
 
 host::StatusImage AppDelegate::statusImage(AppState appState) const {
-    using Look = host::StatusImage::Look;
+    using Meaning = host::StatusImage::Meaning;
     switch (appState) {
     case AppState::Controlled:
-        return {"ControlledStatusIcon", Look::Plain};
+        return {Meaning::Controlled, "ControlledStatusIcon"};
     case AppState::Online:
-        return {"ConnectedStatusIcon", Look::Template};
+        return {Meaning::Connected, "ConnectedStatusIcon"};
     case AppState::NotOnline:
         break;
     }
-    return {"ConnectedStatusIcon",
-            environment_.statusBar.itemHasButton() ? Look::DisabledTemplate : Look::Grey};
+    return {Meaning::NotConnected, "ConnectedStatusIcon"};
 }
 
 void AppDelegate::checkForRunningInstances() {

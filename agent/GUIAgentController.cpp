@@ -87,17 +87,14 @@ void GUIAgentController::showPreferences() {
 void GUIAgentController::showContentView(DialogContentView& view, const char* titleKey) {
     constexpr double kTopMargin = 32.0;
     host::DialogWindow& window = appDelegate_.dialogWindow();
-    const host::Rect screen = window.visibleScreen();
-    const host::Rect place{screen.x + (screen.width - view.width()) * 0.5,
-                           screen.y + screen.height - view.height() - kTopMargin, view.width(),
-                           view.height()};
     contentView_ = &view;
     view.onChange([this, &window, &view] {
         if (contentView_ == &view) {
-            window.update(view.rows());
+            window.update(view.lines());
         }
     });
-    window.show(environment_.connector.bundle.localizedString(titleKey), view.rows(), place);
+    window.show(environment_.connector.bundle.localizedString(titleKey), view.lines(),
+                {host::DialogPlace::Anchor::TopCentre, kTopMargin, view.width(), view.height()});
 }
 
 void GUIAgentController::windowWillClose() {

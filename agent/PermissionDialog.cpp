@@ -21,9 +21,7 @@ constexpr auto kPreLoginAnswerPatience = 6s;
 constexpr auto kPreLoginCheckInterval = 3s;
 constexpr host::ProcessRunner::Limits kScriptLimits{10s, std::size_t{1} << 16};
 
-constexpr double kWidth = 480.0;
-constexpr double kHeight = 320.0;
-constexpr double kScreenMargin = 100.0;
+constexpr host::DialogPlace kPlace{host::DialogPlace::Anchor::TopRight, 100.0, 480.0, 320.0};
 
 constexpr char kPreLoginAgent[] = "/Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app/"
                                   "Contents/MacOS/KvnPreLoginAgent";
@@ -34,7 +32,7 @@ constexpr char kObservedNotification[] = "com.korvane.remote.PermissionInfo";
 constexpr char kAcceptedNotification[] = "com.korvane.remote.Permissions";
 constexpr std::int32_t kNoInformation = 4;
 
-/// As the system reads numbers: 0 for what is none, and the nearest for what is too large.
+/// Reads numbers as the system does: 0 for a text that is none, and the nearest for one that is too large.
 std::int32_t intValue(const host::Notification& notification, const char* key) {
     const auto found = notification.userInfo.find(key);
     const long number =
@@ -73,7 +71,7 @@ void PermissionDialog::begin() {
 void PermissionDialog::checkPermissions() {
     CNSLog("Checking permissions: received all: %d, did check: %d, dialog visible: %d, max popup count: %d",
            haveAllPermissions_, didCheckPermissions_, environment_.window.isVisible(), maxAutoPopupCount_);
-    if (preAccessibilityPermission_ != kGranted || preRecordingPermission_ != kGranted) {
+    if (preAccessibilityPermission_ != State::Granted || preRecordingPermission_ != State::Granted) {
         verifyPreLoginPermissions();
     }
     verifyGUIPermissions();
@@ -98,38 +96,38 @@ void PermissionDialog::updateStatus() {
 }
 
 void PermissionDialog::resetPermissions() {
-    preAccessibilityPermission_ = preRecordingPermission_ = kUnknown;
-    guiAccessibilityPermission_ = guiRecordingPermission_ = kUnknown;
+    preAccessibilityPermission_ = preRecordingPermission_ = State::Unknown;
+    guiAccessibilityPermission_ = guiRecordingPermission_ = State::Unknown;
     updateControlsForPermissions();
 }
 
 void PermissionDialog::updatePermissions() {
     CNSLog("Updating permissions, PreLogin accessibilty=%d, recordind=%d;  GUI accessibilty=%d, recordind=%d",
-           preAccessibilityPermission_, preRecordingPermission_, guiAccessibilityPermission_,
-           guiRecordingPermission_);
+           number(preAccessibilityPermission_), number(preRecordingPermission_),
+           number(guiAccessibilityPermission_), number(guiRecordingPermission_));
     // The user grants one permission at a time: the first that is missing has the only button.
     haveAllPermissions_ = true;
-    for (std::int32_t* state : {&preAccessibilityPermission_, &preRecordingPermission_,
-                                &guiAccessibilityPermission_, &guiRecordingPermission_}) {
-        if (*state != kGranted) {
-            *state = std::exchange(haveAllPermissions_, false) ? kRequestNext : kUnknown;
+    for (State* state : {&preAccessibilityPermission_, &preRecordingPermission_, &guiAccessibilityPermission_,
+                         &guiRecordingPermission_}) {
+        if (*state != State::Granted) {
+            *state = std::exchange(haveAllPermissions_, false) ? State::RequestNext : State::Unknown;
         }
     }
     CNSLog("Updated permissions, PreLogin accessibilty=%d, recording=%d;  GUI accessibilty=%d, recording=%d, "
            "have all=%d",
-           preAccessibilityPermission_, preRecordingPermission_, guiAccessibilityPermission_,
-           guiRecordingPermission_, haveAllPermissions_);
+           number(preAccessibilityPermission_), number(preRecordingPermission_),
+           number(guiAccessibilityPermission_), number(guiRecordingPermission_), haveAllPermissions_);
 }
 
 void PermissionDialog::verifyGUIPermissions() {
     if (environment_.privacyChecks.haveAccessibilityPermission()) {
-        guiAccessibilityPermission_ = kGranted;
+        guiAccessibilityPermission_ = State::Granted;
     }
     if (environment_.privacyChecks.haveCaptureScreenPermission()) {
-        guiRecordingPermission_ = kGranted;
+        guiRecordingPermission_ = State::Granted;
     }
-    CNSLog("Verified GUI permissions, accessibilty=%d, recordind=%d", guiAccessibilityPermission_,
-           guiRecordingPermission_);
+    CNSLog("Verified GUI permissions, accessibilty=%d, recordind=%d", number(guiAccessibilityPermission_),
+           number(guiRecordingPermission_));
 }
 
 void PermissionDialog::verifyPreLoginPermissions() {
@@ -174,10 +172,10 @@ void PermissionDialog::handleNotification(const host::Notification& notification
     OCNSLog("Received permission: %@, accessibility=%d, recording=%d", notification.name, accessibility,
             recording);
     if (accessibility != kNoInformation) {
-        preAccessibilityPermission_ = accessibility;
+        preAccessibilityPermission_ = State(accessibility);
     }
     if (recording != kNoInformation) {
-        preRecordingPermission_ = recording;
+        preRecordingPermission_ = State(recording);
     }
     updatePermissions();
     updateStatus();
@@ -186,13 +184,10 @@ void PermissionDialog::handleNotification(const host::Notification& notification
 // MARK: The window
 
 void PermissionDialog::showPermissions(bool reset) {
-    const host::Rect screen = environment_.window.visibleScreen();
-    const host::Rect place{screen.width - kWidth - kScreenMargin, screen.height - kScreenMargin - kHeight,
-                           kWidth, kHeight};
     didOpenSystemPreferences_ = false;
     maxAutoPopupCount_ = reset ? kAutoPopups : maxAutoPopupCount_ - 1;
     CNSLog("Show permission dialog: reset count=%d, remaining=%d", reset, maxAutoPopupCount_);
-    environment_.window.show(environment_.bundle.localizedString("PermissionsPanelTitle"), rows(), place);
+    environment_.window.show(environment_.bundle.localizedString("PermissionsPanelTitle"), lines(), kPlace);
     lastPreLoginPermissionCheck_.reset();
     resetPermissions();
     updateStatus();
@@ -200,49 +195,49 @@ void PermissionDialog::showPermissions(bool reset) {
 
 void PermissionDialog::updateControlsForPermissions() {
     updatePermissions();
-    environment_.window.update(rows());
+    environment_.window.update(lines());
 }
 
-host::DialogRows PermissionDialog::rows() {
-    const host::Bundle& bundle = environment_.bundle;
-    host::DialogRows rows{host::DialogText{bundle.localizedString("PermissionsMainInfo")}};
-    rows.emplace_back(host::DialogText{});
-    rows.emplace_back(host::DialogText{"KvnPreLoginAgent:"});
-    addPermission(rows, "AccessibilityStatus", preAccessibilityPermission_,
-                  &PermissionDialog::requestPreLoginAccessibilityPermission);
-    addPermission(rows, "ScreenRecordingStatus", preRecordingPermission_,
-                  &PermissionDialog::requestPreLoginRecordingPermission);
-    rows.emplace_back(host::DialogText{});
-    rows.emplace_back(host::DialogText{"KvnGuiAgent:"});
-    addPermission(rows, "AccessibilityStatus", guiAccessibilityPermission_,
-                  &PermissionDialog::requestGUIAccessibilityPermission);
-    addPermission(rows, "ScreenRecordingStatus", guiRecordingPermission_,
-                  &PermissionDialog::requestGUIRecordingPermission);
-    rows.emplace_back(host::DialogText{});
-    rows.emplace_back(host::DialogButton{bundle.localizedString("OpenAccessibilitySettings"),
-                                         [this] { openAccessibilitySettings(); }});
-    rows.emplace_back(host::DialogButton{bundle.localizedString("OpenRecordingSettings"),
-                                         [this] { openScreenRecordingSettings(); }});
-    return rows;
+host::DialogLines PermissionDialog::lines() {
+    const auto text = [&](const char* key) { return environment_.bundle.localizedString(key); };
+    return {
+        {"info", text("PermissionsMainInfo")},
+        {"beforePreLogin", ""},
+        {"preLogin", "KvnPreLoginAgent:"},
+        permissionLine("preAccessibility", "AccessibilityStatus", preAccessibilityPermission_,
+                       &PermissionDialog::requestPreLoginAccessibilityPermission),
+        permissionLine("preRecording", "ScreenRecordingStatus", preRecordingPermission_,
+                       &PermissionDialog::requestPreLoginRecordingPermission),
+        {"beforeGUI", ""},
+        {"gui", "KvnGuiAgent:"},
+        permissionLine("guiAccessibility", "AccessibilityStatus", guiAccessibilityPermission_,
+                       &PermissionDialog::requestGUIAccessibilityPermission),
+        permissionLine("guiRecording", "ScreenRecordingStatus", guiRecordingPermission_,
+                       &PermissionDialog::requestGUIRecordingPermission),
+        {"beforeSettings", ""},
+        {"accessibilitySettings", "",
+         host::DialogButton{text("OpenAccessibilitySettings"), [this] { openAccessibilitySettings(); }}},
+        {"recordingSettings", "",
+         host::DialogButton{text("OpenRecordingSettings"), [this] { openScreenRecordingSettings(); }}},
+    };
 }
 
-void PermissionDialog::addPermission(host::DialogRows& rows, const char* statusKey, std::int32_t state,
-                                     void (PermissionDialog::*request)()) {
+host::DialogLine PermissionDialog::permissionLine(const char* id, const char* statusKey, State state,
+                                                  void (PermissionDialog::*request)()) {
     constexpr std::string_view kPlaceholder = "#State#";
     const host::Bundle& bundle = environment_.bundle;
-    const char* stateKey = state == kNotGranted ? "PermissionNotGranted"
-                           : state == kGranted  ? "PermissionGranted"
-                                                : "PermissionUnknown";
-    std::string status = bundle.localizedString(statusKey);
-    if (const auto at = status.find(kPlaceholder); at != status.npos) {
-        status.replace(at, kPlaceholder.size(), bundle.localizedString(stateKey));
+    const char* stateKey = state == State::NotGranted ? "PermissionNotGranted"
+                           : state == State::Granted  ? "PermissionGranted"
+                                                      : "PermissionUnknown";
+    host::DialogLine line{id, bundle.localizedString(statusKey)};
+    if (const auto at = line.text.find(kPlaceholder); at != line.text.npos) {
+        line.text.replace(at, kPlaceholder.size(), bundle.localizedString(stateKey));
     }
-    rows.emplace_back(host::DialogText{status});
-    const bool buttonHidden = (state | 2) == 3; // granted, or unknown and not the next
-    if (!buttonHidden) {
-        rows.emplace_back(host::DialogButton{bundle.localizedString("RequestPermission"),
-                                             [this, request] { (this->*request)(); }});
+    if (state != State::Granted && state != State::Unknown) {
+        line.control = host::DialogButton{bundle.localizedString("RequestPermission"),
+                                          [this, request] { (this->*request)(); }};
     }
+    return line;
 }
 
 void PermissionDialog::windowWillClose() {
@@ -276,14 +271,14 @@ void PermissionDialog::requestPreLoginPermission(const char* option) {
 
 void PermissionDialog::requestGUIAccessibilityPermission() {
     if (environment_.privacyChecks.requestAccessibilityPermission()) {
-        guiAccessibilityPermission_ = kGranted;
+        guiAccessibilityPermission_ = State::Granted;
     }
     startUpdateTimer();
 }
 
 void PermissionDialog::requestGUIRecordingPermission() {
     if (environment_.privacyChecks.requestCaptureScreenPermission()) {
-        guiRecordingPermission_ = kGranted;
+        guiRecordingPermission_ = State::Granted;
     }
     startUpdateTimer();
 }

@@ -52,13 +52,15 @@ public:
     void showPermissions() { showPermissions(true); }
 
 private:
-    /// Not all of them: a notification may carry others, which the dialog shows as unknown.
-    enum State : std::int32_t {
-        kNotGranted = 0,
-        kGranted = 1,
-        kRequestNext = 2, // unknown, and the one whose button is shown
-        kUnknown = 3,
+    /// The values are those of the log and of the pre-login agent's notifications, which may also have
+    /// others: such a state is not granted.
+    enum class State : std::int32_t {
+        NotGranted = 0,
+        Granted = 1,
+        RequestNext = 2, // unknown, and the one whose button is shown
+        Unknown = 3,
     };
+    static int number(State state) { return static_cast<int>(state); }
 
     void showPermissions(bool reset);
     void updateStatus();
@@ -80,16 +82,16 @@ private:
     void openScreenRecordingSettings();
     void openSettings(const char* pane);
 
-    host::DialogRows rows();
-    void addPermission(host::DialogRows& rows, const char* statusKey, std::int32_t state,
-                       void (PermissionDialog::*request)());
+    host::DialogLines lines();
+    host::DialogLine permissionLine(const char* id, const char* statusKey, State state,
+                                    void (PermissionDialog::*request)());
 
     Environment environment_;
     const std::function<void()> terminate_;
-    std::int32_t preAccessibilityPermission_ = kUnknown;
-    std::int32_t preRecordingPermission_ = kUnknown;
-    std::int32_t guiAccessibilityPermission_ = kUnknown;
-    std::int32_t guiRecordingPermission_ = kUnknown;
+    State preAccessibilityPermission_ = State::Unknown;
+    State preRecordingPermission_ = State::Unknown;
+    State guiAccessibilityPermission_ = State::Unknown;
+    State guiRecordingPermission_ = State::Unknown;
     bool haveAllPermissions_ = false;
     bool didCheckPermissions_ = false;
     bool didOpenSystemPreferences_ = false; // since the dialog was last shown

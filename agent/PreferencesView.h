@@ -22,7 +22,7 @@ public:
     /// Writes what the user has changed since `updateControls`.
     void saveCurrentSettings();
 
-    host::DialogRows rows() override;
+    host::DialogLines lines() override;
 
 private:
     /// What the controls show.

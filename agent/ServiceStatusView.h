@@ -17,7 +17,7 @@ public:
     /// `details` may be null.
     void showStatus(const std::string& text, const OFRServiceInfo* details);
 
-    host::DialogRows rows() override;
+    host::DialogLines lines() override;
 
 private:
     host::DialogTable proxyTable() const;

@@ -21,16 +21,20 @@ StatusMenu::StatusMenu(const Actions& actions, const Text& text, const std::stri
 }
 
 std::size_t StatusMenu::add(std::string title, Action action) {
-    items_.push_back({std::move(title), std::move(action)});
+    items_.emplace_back(host::MenuItem{std::move(title), std::move(action)});
     return items_.size() - 1;
 }
 
-void StatusMenu::addSeparator() { items_.push_back({}); }
+void StatusMenu::addSeparator() { items_.emplace_back(host::MenuSeparator()); }
+
+void StatusMenu::enable(std::size_t item, bool enabled) {
+    std::get<host::MenuItem>(items_[item]).enabled = enabled;
+}
 
 void StatusMenu::enableFor(ServiceState serviceState, bool startAttemptDidFail) {
     const bool stopped = serviceState == ServiceState::Offline || serviceState > ServiceState::Initial;
-    items_[startMenuItem_].enabled = stopped && !startAttemptDidFail;
-    items_[stopMenuItem_].enabled = serviceState == ServiceState::Online || startAttemptDidFail;
+    enable(startMenuItem_, stopped && !startAttemptDidFail);
+    enable(stopMenuItem_, serviceState == ServiceState::Online || startAttemptDidFail);
 }
 
 } // namespace kvn

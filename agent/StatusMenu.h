@@ -3,7 +3,9 @@
 #include "host/StatusBar.h"
 #include "remote/platform/OFRRecords.h"
 
+#include <cstddef>
 #include <functional>
+#include <string>
 
 namespace kvn {
 
@@ -37,6 +39,7 @@ public:
 private:
     std::size_t add(std::string title, Action action);
     void addSeparator();
+    void enable(std::size_t item, bool enabled);
 
     host::Menu items_;
     std::size_t startMenuItem_ = 0;

@@ -114,7 +114,7 @@ std::string TerminalFrontEnd::runTask(GUIAgentController& controller, const std:
 }
 
 void TerminalFrontEnd::statusShown(const std::string& text, const OFRServiceInfo* details) {
-    host::StateDetails shown;
+    host::Terminal::StateDetails shown;
     if (details) {
         shown = {{"server", details->server},
                  {"registration", details->registration},

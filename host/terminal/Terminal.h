@@ -2,9 +2,9 @@
 
 #include "host/MainLoop.h"
 #include "host/terminal/LineReader.h"
-#include "host/terminal/StateLine.h"
 #include "host/terminal/TerminalOutput.h"
 #include "host/terminal/TerminalPane.h"
+#include "host/terminal/TextLayout.h"
 
 #include <functional>
 #include <map>
@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kvn::host {
@@ -30,6 +31,9 @@ public:
         std::function<std::string(const std::string& rest)> run;
     };
     using Commands = std::map<std::string, Command, std::less<>>; // by name
+
+    /// Names and values, in the order in which they are shown; those without a value are not.
+    using StateDetails = std::vector<std::pair<std::string, std::string>>;
 
     explicit Terminal(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
     Terminal(const Terminal&) = delete;
@@ -51,7 +55,8 @@ public:
 
     // What the renderers of the status bar and the dialogs use; a pane stays valid until it is taken away.
 
-    void showIcon(IconState icon);
+    /// Says in a word of the state's line what the status item shows.
+    void showIcon(std::string word, std::optional<Colour> colour = std::nullopt);
 
     /// The menu that the command prints; null when there is none.
     void setMenu(const TerminalPane* menu);
@@ -84,6 +89,7 @@ private:
     Choice choiceOf(std::string_view number, const std::string* value) const;
     std::string carryOut(const Choice& choice);
 
+    std::string stateLine(const Style& style) const;
     void drawSoon();
     void draw();
 
@@ -91,8 +97,11 @@ private:
     TerminalOutput output_;
     std::optional<LineReader> input_;
     Commands commands_;
-    TerminalState state_;
-    std::string printedState_ = stateLine(state_, {}); // nothing worth a line yet
+    std::string state_; // empty while it is not known
+    StateDetails stateDetails_;
+    std::string icon_ = "hidden";
+    std::optional<Colour> iconColour_;
+    std::string printedState_ = stateLine({}); // the first state is not worth a line
     const TerminalPane* menu_ = nullptr;
     std::vector<Dialog> dialogs_;                                         // the last one is in front
     const TerminalPane* printedLast_ = nullptr;                           // what numbers choose from

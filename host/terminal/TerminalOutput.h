@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/terminal/Style.h"
+#include "host/terminal/TextLayout.h"
 
 #include <string_view>
 

@@ -31,32 +31,27 @@ private:
 
 class FakeStatusBar : public host::StatusBar {
 public:
-    bool itemHasButton() const override { return hasButton; }
-    void showItem(const host::Menu& shown) override {
-        menu = &shown;
-        image = {};
-    }
+    void showItem(const host::Menu& shown) override { menu = &shown; }
     void removeItem() override { menu = nullptr; }
     void updateItem(const host::StatusImage& shown) override { image = shown; }
 
-    bool hasButton = true;
     const host::Menu* menu = nullptr; // while there is an item
     host::StatusImage image;
 };
 
 class FakeWindow : public host::DialogWindow {
 public:
-    host::Rect visibleScreen() const override { return screen; }
-    void show(const std::string& shownTitle, host::DialogRows shownRows, const host::Rect& place) override {
+    void show(const std::string& shownTitle, host::DialogLines shownLines,
+              const host::DialogPlace& shownPlace) override {
         visible = true;
         ++shows;
         title = shownTitle;
-        rows = std::move(shownRows);
-        frame = place;
+        lines = std::move(shownLines);
+        place = shownPlace;
     }
-    void update(host::DialogRows shownRows) override {
+    void update(host::DialogLines shownLines) override {
         if (visible) {
-            rows = std::move(shownRows);
+            lines = std::move(shownLines);
         }
     }
     bool isVisible() const override { return visible; }
@@ -67,24 +62,23 @@ public:
     }
     void onClose(std::function<void()> handler) override { onClose_ = std::move(handler); }
 
-    /// The rows of one kind.
-    template <class Row>
-    std::vector<Row> all() const {
-        std::vector<Row> found;
-        for (const host::DialogRow& row : rows) {
-            if (const auto* match = std::get_if<Row>(&row)) {
+    /// The controls of one kind.
+    template <class Control>
+    std::vector<Control> all() const {
+        std::vector<Control> found;
+        for (const host::DialogLine& line : lines) {
+            if (const auto* match = std::get_if<Control>(&line.control)) {
                 found.push_back(*match);
             }
         }
         return found;
     }
 
-    host::Rect screen{0, 0, 1440, 900};
     bool visible = false;
     int shows = 0;
     std::string title;
-    host::DialogRows rows;
-    host::Rect frame;
+    host::DialogLines lines;
+    host::DialogPlace place;
 
 private:
     std::function<void()> onClose_;

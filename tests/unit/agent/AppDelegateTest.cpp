@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using AppState = AgentApplication::AppState;
-using Look = host::StatusImage::Look;
+using Meaning = host::StatusImage::Meaning;
 namespace fs = std::filesystem;
 
 class AppDelegateTest : public Application {
@@ -24,20 +24,22 @@ protected:
     std::string choices() {
         app.showStatusBarItem();
         std::string enabled;
-        for (const host::MenuItem& item : *bar.menu) {
-            if (item.enabled && item.title == texts[4]) {
+        for (const auto& entry : *bar.menu) {
+            const auto* item = std::get_if<host::MenuItem>(&entry);
+            if (item && item->enabled && item->title == texts[4]) {
                 enabled += "start ";
-            } else if (item.enabled && item.title == texts[5]) {
+            } else if (item && item->enabled && item->title == texts[5]) {
                 enabled += "stop ";
             }
         }
         return enabled;
     }
-    /// The titles, from top to bottom; separators are empty.
+    /// The titles, from top to bottom; separators are "-".
     std::vector<std::string> titles() {
         std::vector<std::string> all;
-        for (const host::MenuItem& item : *bar.menu) {
-            all.push_back(item.title);
+        for (const auto& entry : *bar.menu) {
+            const auto* item = std::get_if<host::MenuItem>(&entry);
+            all.push_back(item ? item->title : "-");
         }
         return all;
     }
@@ -65,10 +67,10 @@ TEST_F(AppDelegateTest, StartsUpInItsOrderAndStarting) {
     EXPECT_EQ(linesWith("Launched:").size(), 1U);
     EXPECT_EQ(linesWith("Launched: KvnGUIAgent version: 3.1  (abc) for user: ").size(), 1U);
     EXPECT_EQ(bar.menu, nullptr); // the settings say so
-    EXPECT_EQ(bar.image.look, Look::DisabledTemplate);
+    EXPECT_EQ(bar.image.meaning, Meaning::NotConnected);
     EXPECT_EQ(choices(), "");
-    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "", "Prefs", "", "PermissionsMenuItem", "", "Go",
-                                      "Halt", "", "Hide"));
+    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "-", "Prefs", "-", "PermissionsMenuItem", "-", "Go",
+                                      "Halt", "-", "Hide"));
     EXPECT_EQ(linesWith("Starting status timer").size(), 1U);
     EXPECT_EQ(linesWith("Checking permissions").size(), 1U);
     EXPECT_EQ(hotKeys.key.code, 126U);
@@ -81,15 +83,12 @@ TEST_F(AppDelegateTest, StartsUpInItsOrderAndStarting) {
     EXPECT_EQ(dialog.title, "SettingsDialogTitle");
 }
 
-TEST_F(AppDelegateTest, OldSystemsHaveNoPermissionsItemAndAGreyCopyOfTheIcon) {
+TEST_F(AppDelegateTest, OldSystemsHaveNoPermissionsItem) {
     env.system.release = {10, 13, 6};
-    bar.hasButton = false;
     hotKeys.result = -9868;
     launch();
     app.showStatusBarItem();
-    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "", "Prefs", "", "Go", "Halt", "", "Hide"));
-    app.updateAppState(AppState::NotOnline, ServiceState::Paused);
-    EXPECT_EQ(bar.image.look, Look::Grey);
+    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "-", "Prefs", "-", "Go", "Halt", "-", "Hide"));
     EXPECT_THAT(linesWith("HotKey"), ElementsAre("InstallApplicationEventHandler for HotKey failed: -9868",
                                                  "RegisterEventHotKey failed: -9868"));
 }
@@ -126,15 +125,15 @@ TEST_F(AppDelegateTest, TheStateFollowsTheReportTheAgeAndTheLastStart) {
 TEST_F(AppDelegateTest, TheIconShowsWhetherSomebodyControls) {
     launch();
     app.showStatusBarItem();
-    const std::tuple<AppState, const char*, Look> cases[] = {
-        {AppState::Controlled, "ControlledStatusIcon", Look::Plain},
-        {AppState::Online, "ConnectedStatusIcon", Look::Template},
-        {AppState::NotOnline, "ConnectedStatusIcon", Look::DisabledTemplate},
+    const std::tuple<AppState, const char*, Meaning> cases[] = {
+        {AppState::Controlled, "ControlledStatusIcon", Meaning::Controlled},
+        {AppState::Online, "ConnectedStatusIcon", Meaning::Connected},
+        {AppState::NotOnline, "ConnectedStatusIcon", Meaning::NotConnected},
     };
-    for (const auto& [state, name, look] : cases) {
+    for (const auto& [state, name, meaning] : cases) {
         app.updateAppState(state, ServiceState::Online);
         EXPECT_EQ(bar.image.name, name);
-        EXPECT_EQ(bar.image.look, look);
+        EXPECT_EQ(bar.image.meaning, meaning);
     }
 }
 
@@ -176,7 +175,7 @@ TEST_F(AppDelegateTest, TheHotKeyBringsTheHiddenItemBack) {
     env.settings.setShowStatusBarMenu(true);
     launch();
     ASSERT_NE(bar.menu, nullptr);
-    bar.menu->back().action();
+    std::get<host::MenuItem>(bar.menu->back()).action();
     EXPECT_EQ(bar.menu, nullptr);
     EXPECT_EQ(hotKeys.handler(host::HotKeys::kReleased), 0);
     EXPECT_EQ(bar.menu, nullptr);

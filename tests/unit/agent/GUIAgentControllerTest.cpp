@@ -56,7 +56,7 @@ private:
 
 TEST_F(GUIController, AChangeOfStateIsLoggedOnceAndEveryAnswerShown) {
     app.mainController().showServiceStatus();
-    EXPECT_EQ(dialog.all<host::DialogField>().at(0).value, "StatusInitial"); // the failure of the start
+    EXPECT_EQ(dialog.all<host::DialogValue>().at(0).text, "StatusInitial"); // the failure of the start
     app.mainController().setObserver(&observer);
     FakeService service([this](const auto& message) { return answerTo(message); });
     env.clock.advance(16s);
@@ -79,7 +79,7 @@ TEST_F(GUIController, AChangeOfStateIsLoggedOnceAndEveryAnswerShown) {
                                "RemoteService status: StatusOffline, server:relay, "
                                "registration:Office"}));
     EXPECT_EQ(linesWith("RemoteService status: StatusPaused").size(), 1U);
-    EXPECT_EQ(bar.image.look, host::StatusImage::Look::DisabledTemplate);
+    EXPECT_EQ(bar.image.meaning, host::StatusImage::Meaning::NotConnected);
 }
 
 TEST_F(GUIController, ARunningSessionShowsTheControlledIconAndTheDialogItsRows) {
@@ -92,11 +92,15 @@ TEST_F(GUIController, ARunningSessionShowsTheControlledIconAndTheDialogItsRows) 
     env.loop.advance(5s);
     EXPECT_TRUE(env.loop.runUntil([&] { return bar.image.name == "ControlledStatusIcon"; }));
     EXPECT_EQ(dialog.title, "StatusDialogTitle");
-    EXPECT_EQ(dialog.frame.x, (1440 - 400) / 2);
-    EXPECT_EQ(dialog.frame.y, 900 - 160 - 32);
+    EXPECT_EQ(dialog.place.anchor, host::DialogPlace::Anchor::TopCentre);
+    EXPECT_EQ(dialog.place.margin, 32);
+    EXPECT_EQ(dialog.place.width, 400);
+    EXPECT_EQ(dialog.place.height, 160);
     std::vector<std::string> values;
-    for (const auto& field : dialog.all<host::DialogField>()) {
-        values.push_back(field.label + "=" + field.value);
+    for (const auto& line : dialog.lines) {
+        if (const auto* value = std::get_if<host::DialogValue>(&line.control)) {
+            values.push_back(line.text + "=" + value->text);
+        }
     }
     EXPECT_THAT(values, testing::Contains("StatusServerLabel=relay"));
     EXPECT_THAT(values, testing::Contains("StatusRegistrationLabel=Office"));
@@ -104,7 +108,7 @@ TEST_F(GUIController, ARunningSessionShowsTheControlledIconAndTheDialogItsRows) 
 
 TEST_F(GUIController, PreferencesAreKeptWhenTheWindowClosesIfThePolicyLetsThem) {
     app.mainController().showPreferences();
-    EXPECT_EQ(dialog.frame.height, 178);
+    EXPECT_EQ(dialog.place.height, 178);
     auto boxes = dialog.all<host::DialogCheckBox>();
     ASSERT_EQ(boxes.size(), 3U);
     EXPECT_FALSE(boxes[0].enabled); // no policy: nothing may be changed but the menu
@@ -137,7 +141,7 @@ TEST_F(GUIController, TheRemoteAccessIntervalIsShownAndKeptWhereItMayBeChanged) 
     env.preferences.setString("2026-07-24T10:00:00", "RemoteAccessIntervalEnd");
     env.settings.updateSettings();
     app.mainController().showPreferences();
-    EXPECT_EQ(dialog.frame.height, 264);
+    EXPECT_EQ(dialog.place.height, 264);
     const auto dates = dialog.all<host::DialogDate>();
     ASSERT_EQ(dates.size(), 2U);
     EXPECT_EQ(dates[1].date - dates[0].date, 24h);

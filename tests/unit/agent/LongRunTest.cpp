@@ -106,13 +106,13 @@ TEST_F(LongRun, AThousandSleepsLeaveEverythingAsItWas) {
         const auto known = answers_;
         workspace.announce(Event::WillSleep);
         env.loop.runPending();
-        ASSERT_EQ(bar.image.look, host::StatusImage::Look::DisabledTemplate);
+        ASSERT_EQ(bar.image.meaning, host::StatusImage::Meaning::NotConnected);
         ASSERT_EQ(env.loop.scheduledCount(), 0U);
         workspace.announce(Event::DidWake);
         ASSERT_TRUE(env.loop.runUntil([&] { return answers_ > known; })) << sleeps;
     }
     EXPECT_EQ(state_, "StatusOnline");
-    EXPECT_EQ(bar.image.look, host::StatusImage::Look::Template);
+    EXPECT_EQ(bar.image.meaning, host::StatusImage::Meaning::Connected);
     EXPECT_TRUE(waitUntil([&] { return service_->count("<UnregisterAgent") == 1000; }));
     EXPECT_GE(registrations(), before + 1000);
     EXPECT_LE(registrations(), before + 1001); // one from before may have been read late

@@ -31,18 +31,17 @@ protected:
         notifications.observers.at(0).handler(
             {name, "", {{"accessibility", accessibility}, {"recording", recording}}});
     }
-    /// What stands before each button that asks for a permission, as its row's number: 1 to 4.
-    std::vector<int> requestButtons() const {
-        std::vector<int> buttons;
-        int row = 0;
-        for (const host::DialogRow& any : permissions.rows) {
-            if (const auto* text = std::get_if<host::DialogText>(&any)) {
-                row += text->text.find("Status") != std::string::npos;
-            } else if (std::get<host::DialogButton>(any).title == "RequestPermission") {
-                buttons.push_back(row);
+    /// The lines that have a button which asks for their permission.
+    std::vector<std::string> requestButtons() const {
+        std::vector<std::string> ids;
+        for (const host::DialogLine& line : permissions.lines) {
+            const auto* button = std::get_if<host::DialogButton>(&line.control);
+            if (button && button->title == "RequestPermission") {
+                EXPECT_NE(line.text, "");
+                ids.push_back(line.id);
             }
         }
-        return buttons;
+        return ids;
     }
     void press(const std::string& title) {
         for (const auto& button : permissions.all<host::DialogButton>()) {
@@ -75,8 +74,8 @@ TEST_F(PermissionDialogTest, PopsUpTwiceBeforeTheUserHasToOpenIt) {
     env.loop.advance(10s);
     EXPECT_EQ(permissions.shows, 1);
     EXPECT_EQ(permissions.title, "PermissionsPanelTitle");
-    EXPECT_EQ(permissions.frame.x, 1440 - 480 - 100);
-    EXPECT_EQ(permissions.frame.y + permissions.frame.height, 900 - 100);
+    EXPECT_EQ(permissions.place.anchor, host::DialogPlace::Anchor::TopRight);
+    EXPECT_EQ(permissions.place.margin, 100);
     permissions.close();
     env.loop.advance(10s);
     EXPECT_EQ(permissions.shows, 2);
@@ -100,16 +99,16 @@ TEST_F(PermissionDialogTest, PopsUpTwiceBeforeTheUserHasToOpenIt) {
 
 TEST_F(PermissionDialogTest, OneRequestIsOfferedAtATime) {
     panel.showPermissions();
-    EXPECT_THAT(requestButtons(), ElementsAre(1));
+    EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
     answer("1", "4"); // 4: nothing is known of it
-    EXPECT_THAT(requestButtons(), ElementsAre(2));
+    EXPECT_THAT(requestButtons(), ElementsAre("preRecording"));
     answer("4", "1");
-    EXPECT_THAT(requestButtons(), ElementsAre(3));
+    EXPECT_THAT(requestButtons(), ElementsAre("guiAccessibility"));
     privacy.trusted = true;
     press("RequestPermission");
     EXPECT_EQ(privacy.prompts, 1);
     env.loop.advance(10s);
-    EXPECT_THAT(requestButtons(), ElementsAre(4));
+    EXPECT_THAT(requestButtons(), ElementsAre("guiRecording"));
     press("RequestPermission");
     EXPECT_EQ(privacy.captureRequests, 1);
     grantOwn();
@@ -136,12 +135,12 @@ TEST_F(PermissionDialogTest, AnswersAreObservedUnderOneNameAndAcceptedUnderAnoth
     EXPECT_EQ(notifications.observers.at(0).name, "com.korvane.remote.PermissionInfo");
     panel.showPermissions();
     answer("1", "1", "com.korvane.remote.PermissionInfo");
-    EXPECT_THAT(requestButtons(), ElementsAre(1));
+    EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
     EXPECT_THAT(linesWith("Ignoring notification: "),
                 ElementsAre("Ignoring notification: com.korvane.remote.PermissionInfo with info: "
                             "{accessibility = 1; recording = 1}"));
     answer("nonsense", "7"); // as 0, and a state that nobody knows
-    EXPECT_THAT(requestButtons(), ElementsAre(1));
+    EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
 }
 
 TEST_F(PermissionDialogTest, ThePreLoginCheckIsNotHurried) {
