@@ -1,3 +1,4 @@
+#include "agent/AppDelegate.h"
 #include "agent/GUIAgentController.h"
 
 #include "core/logging/CNSLog.h"
@@ -5,8 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-// What the user has the privileged helper do. A command goes to the work queue, since connecting to the
-// helper, and installing it before, may take long; what became of it comes back as an event.
+// The commands to the privileged helper. A command goes to the work queue, since installing the helper and
+// connecting to it may take long; its result comes back as an event on the main thread.
 
 namespace kvn {
 
@@ -18,6 +19,16 @@ constexpr char kHelperNotAvailable[] = "Can't start/stop service, priviliged hel
 constexpr std::int32_t kHelperNotAvailableCode = -2;
 
 const PHMessage kNothing; // null
+
+/// The command by the name that a person knows.
+std::string shownName(const std::string& command) {
+    static const std::map<std::string, std::string> names{{"StartService", "start"},
+                                                          {"StopService", "stop"},
+                                                          {"RestartService", "restart"},
+                                                          {"ExecuteTask", "task"}};
+    const auto found = names.find(command);
+    return found == names.end() ? command : found->second;
+}
 
 const PHMessage& valueIn(const PHMessage& message, const char* key) {
     const auto found = message.find(key); // an array has no keys
@@ -52,7 +63,10 @@ void GUIAgentController::executeTask(const std::string& task, const std::vector<
 void GUIAgentController::verifyServiceCtrlClient() {
     if (!svcCtrlClient_) {
         PHAgentEventHandler& events = *this;
-        svcCtrlClient_ = std::make_shared<ServiceCtrlClient>(environment_.helper, events);
+        svcCtrlClient_ = std::make_shared<ServiceCtrlClient>(
+            PHAgentClient::Environment{environment_.mainLoop, environment_.sleeper, environment_.bundle,
+                                       environment_.privilegedJobs},
+            events);
     }
 }
 
@@ -62,18 +76,16 @@ void GUIAgentController::sendServiceCtrlCommand(HelperCommand command, std::opti
         if (client->verifyAgentConnection()) {
             client->verifyEventThreadRunning();
         } else if (!client->installAgent()) {
-            environment_.helper.loop.post([this, taskId] {
+            environment_.mainLoop.post([this, taskId] {
                 notifyRequestFailedWithError(kHelperNotAvailable, kHelperNotAvailableCode);
                 abandonTask(taskId);
-                if (observer_) {
-                    observer_->requestFailed(kHelperNotAvailable);
-                }
+                environment_.userInterface.message(std::string("error: ") + kHelperNotAvailable);
             });
             return;
         }
         command(*client);
         if (!client->deliversEvents()) {
-            environment_.helper.loop.post([this, taskId] { abandonTask(taskId); });
+            environment_.mainLoop.post([this, taskId] { abandonTask(taskId); });
         }
     });
 }
@@ -97,10 +109,20 @@ bool GUIAgentController::processAgentEvent(const PHMessage& event) {
     } else if (command == "ExecuteTask") {
         executedTaskCompletedWithResult(event);
     }
-    if (observer_) {
-        observer_->commandCompleted(command, status, details);
-    }
+    tellCompletion(command, status, details);
     return false;
+}
+
+void GUIAgentController::tellCompletion(const std::string& command, std::int32_t status,
+                                        const std::string& details) {
+    std::string outcome = "completed";
+    if (status == 0 && command == "ExecuteTask") {
+        return; // its completion tells the result
+    }
+    if (status != 0) {
+        outcome = "failed (" + std::to_string(status) + ")" + (details.empty() ? "" : ": " + details);
+    }
+    environment_.userInterface.message(shownName(command) + ": " + outcome);
 }
 
 void GUIAgentController::executedTaskCompletedWithResult(const PHMessage& event) {
@@ -130,8 +152,8 @@ void GUIAgentController::processErrorEvent(const host::Error* error) {
             client->terminatePrivilegedAgent();
         }
     });
-    environment_.helper.loop.post([this] {
-        // What the helper was doing has no end that we shall learn of.
+    environment_.mainLoop.post([this] {
+        // The helper cannot tell the results of its tasks any more.
         while (!pendingTasks_.empty()) {
             abandonTask(pendingTasks_.begin()->first);
         }

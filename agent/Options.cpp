@@ -30,9 +30,9 @@ std::variant<Options, std::string> parseOptions(int argc, const char* const* arg
                 return "--root needs a folder";
             }
         } else if (const std::string_view mode = argv[++i]; mode == "terminal") {
-            options.frontEnd = FrontEnd::Terminal;
+            options.frontEnd = host::FrontEnd::Terminal;
         } else if (mode == "none") {
-            options.frontEnd = FrontEnd::None;
+            options.frontEnd = host::FrontEnd::None;
         } else {
             return "--ui takes terminal or none, not " + std::string(mode);
         }

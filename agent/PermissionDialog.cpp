@@ -15,7 +15,6 @@ using Kvs::CNSLog;
 using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
-constexpr std::int32_t kAutoPopups = 2;
 constexpr auto kUpdateInterval = 10s;
 constexpr auto kPreLoginAnswerPatience = 6s;
 constexpr auto kPreLoginCheckInterval = 3s;
@@ -50,34 +49,31 @@ std::string describe(const host::Notification& notification) {
 
 } // namespace
 
-PermissionDialog::PermissionDialog(const Environment& environment, std::function<void()> terminate)
-    : environment_(environment), terminate_(std::move(terminate)), maxAutoPopupCount_(kAutoPopups) {
-    environment_.window.onClose([this] { windowWillClose(); });
-}
-
-PermissionDialog::~PermissionDialog() { environment_.window.onClose(nullptr); }
-
-void PermissionDialog::begin() {
-    didCheckPermissions_ = false;
-    maxAutoPopupCount_ = kAutoPopups;
+PermissionDialog::PermissionDialog(const ApplicationEnvironment& environment, host::MainLoop::Task terminate)
+    : environment_(environment), window_(environment.userInterface.permissionWindow()),
+      terminate_(std::move(terminate)),
+      privacyChecks_(environment.privacyPermissions, environment.systemInfo) {
+    window_.onClose([this] { windowWillClose(); });
     resetPermissions();
     observer_ = environment_.notifications.observe(
         kObservedNotification, std::nullopt,
         [this](const host::Notification& notification) { handleNotification(notification); });
 }
 
+PermissionDialog::~PermissionDialog() { window_.onClose(nullptr); }
+
 // MARK: Checking
 
 void PermissionDialog::checkPermissions() {
     CNSLog("Checking permissions: received all: %d, did check: %d, dialog visible: %d, max popup count: %d",
-           haveAllPermissions_, didCheckPermissions_, environment_.window.isVisible(), maxAutoPopupCount_);
+           haveAllPermissions_, didCheckPermissions_, window_.isVisible(), maxAutoPopupCount_);
     if (preAccessibilityPermission_ != State::Granted || preRecordingPermission_ != State::Granted) {
         verifyPreLoginPermissions();
     }
     verifyGUIPermissions();
     updateControlsForPermissions();
     if (!haveAllPermissions_ && maxAutoPopupCount_ >= 1) {
-        if (!environment_.window.isVisible() && didCheckPermissions_) {
+        if (!window_.isVisible() && didCheckPermissions_) {
             showPermissions(false);
         } else {
             startUpdateTimer();
@@ -120,10 +116,10 @@ void PermissionDialog::updatePermissions() {
 }
 
 void PermissionDialog::verifyGUIPermissions() {
-    if (environment_.privacyChecks.haveAccessibilityPermission()) {
+    if (privacyChecks_.haveAccessibilityPermission()) {
         guiAccessibilityPermission_ = State::Granted;
     }
-    if (environment_.privacyChecks.haveCaptureScreenPermission()) {
+    if (privacyChecks_.haveCaptureScreenPermission()) {
         guiRecordingPermission_ = State::Granted;
     }
     CNSLog("Verified GUI permissions, accessibilty=%d, recordind=%d", number(guiAccessibilityPermission_),
@@ -143,7 +139,7 @@ void PermissionDialog::verifyPreLoginPermissions() {
     lastPreLoginPermissionCheck_ = now;
     const std::string script =
         environment_.bundle.resourcePath("verifyPermissions", "sh").value_or("verifyPermissions.sh");
-    environment_.workQueue.post([&runner = environment_.processRunner, script] {
+    environment_.toolQueue.post([&runner = environment_.processRunner, script] {
         const auto result = runner.run(script, {}, kScriptLimits);
         const auto* outcome = std::get_if<host::ProcessRunner::Outcome>(&result);
         const std::string errors = outcome ? outcome->errors : std::get<host::Error>(result).description();
@@ -187,7 +183,7 @@ void PermissionDialog::showPermissions(bool reset) {
     didOpenSystemPreferences_ = false;
     maxAutoPopupCount_ = reset ? kAutoPopups : maxAutoPopupCount_ - 1;
     CNSLog("Show permission dialog: reset count=%d, remaining=%d", reset, maxAutoPopupCount_);
-    environment_.window.show(environment_.bundle.localizedString("PermissionsPanelTitle"), lines(), kPlace);
+    window_.show(environment_.bundle.localizedString("PermissionsPanelTitle"), lines(), kPlace);
     lastPreLoginPermissionCheck_.reset();
     resetPermissions();
     updateStatus();
@@ -195,7 +191,7 @@ void PermissionDialog::showPermissions(bool reset) {
 
 void PermissionDialog::updateControlsForPermissions() {
     updatePermissions();
-    environment_.window.update(lines());
+    window_.update(lines());
 }
 
 host::DialogLines PermissionDialog::lines() {
@@ -261,23 +257,24 @@ void PermissionDialog::requestPreLoginRecordingPermission() {
 
 void PermissionDialog::requestPreLoginPermission(const char* option) {
     const std::string agent = Kvs::FSysInfoPaths::underRoot(kPreLoginAgent);
-    environment_.workspace.launchApplication(agent, {option}, [](const std::optional<host::Error>& error) {
-        if (error) {
-            OCNSLog("Failed to launch PreLoginAgent, error: %@", *error);
-        }
-    });
+    environment_.userInterface.workspace().launchApplication(
+        agent, {option}, [](const std::optional<host::Error>& error) {
+            if (error) {
+                OCNSLog("Failed to launch PreLoginAgent, error: %@", *error);
+            }
+        });
     startUpdateTimer();
 }
 
 void PermissionDialog::requestGUIAccessibilityPermission() {
-    if (environment_.privacyChecks.requestAccessibilityPermission()) {
+    if (privacyChecks_.requestAccessibilityPermission()) {
         guiAccessibilityPermission_ = State::Granted;
     }
     startUpdateTimer();
 }
 
 void PermissionDialog::requestGUIRecordingPermission() {
-    if (environment_.privacyChecks.requestCaptureScreenPermission()) {
+    if (privacyChecks_.requestCaptureScreenPermission()) {
         guiRecordingPermission_ = State::Granted;
     }
     startUpdateTimer();
@@ -289,7 +286,7 @@ void PermissionDialog::openScreenRecordingSettings() { openSettings("Privacy_Scr
 
 void PermissionDialog::openSettings(const char* pane) {
     const std::string url = std::string(kSettingsPane) + pane;
-    environment_.workspace.openUrl(url, [url](const std::optional<host::Error>& error) {
+    environment_.userInterface.workspace().openUrl(url, [url](const std::optional<host::Error>& error) {
         if (error) {
             OCNSLog("Could not open %@: %@", url, *error);
         }

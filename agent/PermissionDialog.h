@@ -1,18 +1,10 @@
 #pragma once
 
+#include "agent/ApplicationEnvironment.h"
 #include "agent/PrivacyChecks.h"
-#include "host/Bundle.h"
-#include "host/Clock.h"
-#include "host/DialogWindow.h"
-#include "host/DistributedNotifications.h"
-#include "host/MainLoop.h"
-#include "host/ProcessRunner.h"
-#include "host/WorkQueue.h"
-#include "host/Workspace.h"
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 
@@ -23,27 +15,11 @@ namespace kvn {
 /// missing. Main thread; must outlive the main loop's run.
 class PermissionDialog {
 public:
-    /// What the dialog works with; all of it outlives the dialog.
-    struct Environment {
-        host::MainLoop& mainLoop;
-        const host::Clock& clock;
-        const host::Bundle& bundle;
-        host::DialogWindow& window;
-        host::Workspace& workspace;
-        host::DistributedNotifications& notifications;
-        host::ProcessRunner& processRunner;
-        host::WorkQueue& workQueue; // for tools
-        PrivacyChecks& privacyChecks;
-    };
-
-    /// `terminate` ends the application.
-    PermissionDialog(const Environment& environment, std::function<void()> terminate);
+    /// Listens for the pre-login agent's answers from now on. `terminate` ends the application.
+    PermissionDialog(const ApplicationEnvironment& environment, host::MainLoop::Task terminate);
     ~PermissionDialog();
     PermissionDialog(const PermissionDialog&) = delete;
     PermissionDialog& operator=(const PermissionDialog&) = delete;
-
-    /// Forgets what was found, and listens for the pre-login agent's answers. Before the first check.
-    void begin();
 
     /// Finds out what is missing; shows the dialog by itself, or checks again in 10 seconds.
     void checkPermissions();
@@ -61,6 +37,8 @@ private:
         Unknown = 3,
     };
     static int number(State state) { return static_cast<int>(state); }
+
+    static constexpr std::int32_t kAutoPopups = 2;
 
     void showPermissions(bool reset);
     void updateStatus();
@@ -86,8 +64,10 @@ private:
     host::DialogLine permissionLine(const char* id, const char* statusKey, State state,
                                     void (PermissionDialog::*request)());
 
-    Environment environment_;
-    const std::function<void()> terminate_;
+    const ApplicationEnvironment environment_;
+    host::DialogWindow& window_;
+    const host::MainLoop::Task terminate_;
+    PrivacyChecks privacyChecks_;
     State preAccessibilityPermission_ = State::Unknown;
     State preRecordingPermission_ = State::Unknown;
     State guiAccessibilityPermission_ = State::Unknown;
@@ -95,7 +75,7 @@ private:
     bool haveAllPermissions_ = false;
     bool didCheckPermissions_ = false;
     bool didOpenSystemPreferences_ = false; // since the dialog was last shown
-    std::int32_t maxAutoPopupCount_;
+    std::int32_t maxAutoPopupCount_ = kAutoPopups;
     std::optional<std::chrono::steady_clock::time_point> lastPreLoginPermissionCheck_;
     host::MainLoop::Handle updateTimer_;
     host::MainLoop::Handle observer_;

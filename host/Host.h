@@ -17,6 +17,7 @@
 #include "host/SessionInfo.h"
 #include "host/Sleeper.h"
 #include "host/SystemInfo.h"
+#include "host/UserInterface.h"
 #include "host/WorkQueue.h"
 #include "host/Workspace.h"
 
@@ -55,8 +56,9 @@ struct Host {
     std::function<void()> endBackgroundWork;
 };
 
-/// Builds the host of this process; each backend defines it. Throws FException when the process has no
-/// descriptors left. Main thread.
-Host makeHost();
+/// Builds the host of this process for a front end; each backend defines it. A backend does not touch the
+/// window system for a front end without windows. Throws FException when the process has no descriptors left.
+/// Main thread.
+Host makeHost(FrontEnd frontEnd);
 
 } // namespace kvn::host

@@ -1,13 +1,11 @@
 #pragma once
 
-#include "host/MainLoop.h"
+#include "host/UserInterface.h"
 #include "host/terminal/LineReader.h"
 #include "host/terminal/TerminalOutput.h"
 #include "host/terminal/TerminalPane.h"
 #include "host/terminal/TextLayout.h"
 
-#include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,17 +22,6 @@ namespace kvn::host {
 /// A line that is a number chooses from what was printed last: the menu or a dialog. Main thread.
 class Terminal {
 public:
-    struct Command {
-        std::string purpose; // for the help, in a few words
-
-        /// Given what follows the name; gives the text that answers it, or an empty one when it has answered.
-        std::function<std::string(const std::string& rest)> run;
-    };
-    using Commands = std::map<std::string, Command, std::less<>>; // by name
-
-    /// Names and values, in the order in which they are shown; those without a value are not.
-    using StateDetails = std::vector<std::pair<std::string, std::string>>;
-
     explicit Terminal(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;

@@ -1,13 +1,10 @@
 #pragma once
 
-#include "host/DialogWindow.h"
 #include "host/DistributedNotifications.h"
-#include "host/HotKeys.h"
 #include "host/PrivacyPermissions.h"
 #include "host/RunningApplications.h"
-#include "host/StatusBar.h"
+#include "host/UserInterface.h"
 #include "host/WorkQueue.h"
-#include "host/Workspace.h"
 
 #include <deque>
 #include <functional>
@@ -17,7 +14,8 @@
 #include <utility>
 #include <vector>
 
-/// What the agent asks of a desktop, each noting what it was asked and doing what the test says.
+// The interfaces of a desktop: each keeps what it was asked, and answers as the test says.
+
 namespace kvn::test {
 
 class FakeRegistration : public host::MainLoop::Registration {
@@ -115,6 +113,42 @@ private:
     std::function<void(Event)> handler_;
 };
 
+class FakeHotKeys : public host::HotKeys {
+public:
+    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), result; }
+    std::int32_t registerHotKey(const Key& asked, Reference& reference) override {
+        key = asked;
+        reference = 7;
+        return result;
+    }
+    void unregisterHotKey(Reference) override {}
+
+    std::int32_t result = 0;
+    Handler handler;
+    Key key{};
+};
+
+/// A front end that speaks in words.
+class FakeUserInterface : public host::UserInterface {
+public:
+    FakeStatusBar& statusBar() override { return bar; }
+    FakeWindow& dialogWindow() override { return dialog; }
+    FakeWindow& permissionWindow() override { return permissions; }
+    FakeWorkspace& workspace() override { return machine; }
+    FakeHotKeys& hotKeys() override { return keys; }
+    void start(host::Commands, host::MainLoop::Task) override {}
+    void showState(const std::string& text, host::StateDetails) override { states.push_back(text); }
+    void message(const std::string& text) override { messages.push_back(text); }
+
+    FakeStatusBar bar;
+    FakeWindow dialog;
+    FakeWindow permissions;
+    FakeWorkspace machine;
+    FakeHotKeys keys;
+    std::vector<std::string> states;
+    std::vector<std::string> messages;
+};
+
 class FakeNotifications : public host::DistributedNotifications {
 public:
     host::MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object,
@@ -122,15 +156,7 @@ public:
         observers.push_back({name, object, std::move(handler)});
         return nullptr;
     }
-    bool post(const host::Notification& notification) override {
-        for (const Observer& observer : observers) {
-            if (observer.name == notification.name &&
-                observer.object.value_or(notification.object) == notification.object) {
-                observer.handler(notification);
-            }
-        }
-        return true;
-    }
+    bool post(const host::Notification&) override { return false; }
 
     struct Observer {
         std::string name;
@@ -149,28 +175,14 @@ public:
     std::vector<pid_t> terminated;
 };
 
-class FakeHotKeys : public host::HotKeys {
-public:
-    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), result; }
-    std::int32_t registerHotKey(const Key& asked, Reference& reference) override {
-        key = asked;
-        reference = 7;
-        return result;
-    }
-    void unregisterHotKey(Reference) override {}
-
-    std::int32_t result = 0;
-    Handler handler;
-    Key key{};
-};
-
 class FakePrivacy : public host::PrivacyPermissions {
 public:
-    bool isGuarded() const override { return true; }
+    bool isGuarded() const override { return guarded; }
     std::optional<std::vector<host::ScreenWindow>> onScreenWindows() const override { return windows; }
     bool requestScreenCapture() override { return ++captureRequests, capture; }
     bool isAccessibilityTrusted(bool prompt) override { return prompts += prompt, trusted; }
 
+    bool guarded = true;
     std::optional<std::vector<host::ScreenWindow>> windows;
     bool capture = false;
     int captureRequests = 0;

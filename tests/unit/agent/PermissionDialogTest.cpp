@@ -16,12 +16,6 @@ using testing::SizeIs;
 
 class PermissionDialogTest : public Application {
 protected:
-    PermissionDialogTest() {
-        env.bundle.texts.clear();
-        panel.begin();
-    }
-
-    /// Everything that this agent lacks is granted.
     void grantOwn() {
         privacy.trusted = true;
         privacy.windows = {{"Mail", 0, 1}};
@@ -34,7 +28,7 @@ protected:
     /// The lines that have a button which asks for their permission.
     std::vector<std::string> requestButtons() const {
         std::vector<std::string> ids;
-        for (const host::DialogLine& line : permissions.lines) {
+        for (const host::DialogLine& line : ui.permissions.lines) {
             const auto* button = std::get_if<host::DialogButton>(&line.control);
             if (button && button->title == "RequestPermission") {
                 EXPECT_NE(line.text, "");
@@ -44,7 +38,7 @@ protected:
         return ids;
     }
     void press(const std::string& title) {
-        for (const auto& button : permissions.all<host::DialogButton>()) {
+        for (const auto& button : ui.permissions.all<host::DialogButton>()) {
             if (button.title == title) {
                 return button.onPress();
             }
@@ -53,42 +47,39 @@ protected:
     }
 
     bool terminated = false;
-    PermissionDialog panel{{env.loop, env.clock, env.bundle, permissions, workspace, notifications,
-                            env.runner, toolQueue, checks},
-                           [this] { terminated = true; }};
+    PermissionDialog panel{environment, [this] { terminated = true; }};
 };
 
-TEST_F(PermissionDialogTest, WithEverythingGrantedItNeverShows) {
+TEST_F(PermissionDialogTest, NeverShowsWithEverythingGranted) {
     grantOwn();
     answer("1", "1");
     panel.checkPermissions();
     panel.checkPermissions();
-    EXPECT_EQ(permissions.shows, 0);
     env.loop.advance(60s);
-    EXPECT_EQ(permissions.shows, 0);
+    EXPECT_EQ(ui.permissions.shows, 0);
 }
 
 TEST_F(PermissionDialogTest, PopsUpTwiceBeforeTheUserHasToOpenIt) {
     panel.checkPermissions(); // the very first check only begins to watch
-    EXPECT_EQ(permissions.shows, 0);
+    EXPECT_EQ(ui.permissions.shows, 0);
     env.loop.advance(10s);
-    EXPECT_EQ(permissions.shows, 1);
-    EXPECT_EQ(permissions.title, "PermissionsPanelTitle");
-    EXPECT_EQ(permissions.place.anchor, host::DialogPlace::Anchor::TopRight);
-    EXPECT_EQ(permissions.place.margin, 100);
-    permissions.close();
+    EXPECT_EQ(ui.permissions.shows, 1);
+    EXPECT_EQ(ui.permissions.title, "PermissionsPanelTitle");
+    EXPECT_EQ(ui.permissions.place.anchor, host::DialogPlace::Anchor::TopRight);
+    EXPECT_EQ(ui.permissions.place.margin, 100);
+    ui.permissions.close();
     env.loop.advance(10s);
-    EXPECT_EQ(permissions.shows, 2);
-    permissions.close();
+    EXPECT_EQ(ui.permissions.shows, 2);
+    ui.permissions.close();
     env.loop.advance(10min);
     panel.checkPermissions();
-    EXPECT_EQ(permissions.shows, 2);
+    EXPECT_EQ(ui.permissions.shows, 2);
     panel.showPermissions();
     for (int i = 0; i < 3; ++i) {
-        permissions.close();
+        ui.permissions.close();
         env.loop.advance(10min);
     }
-    EXPECT_EQ(permissions.shows, 5); // and twice more
+    EXPECT_EQ(ui.permissions.shows, 5); // and twice more
     EXPECT_THAT(linesWith("Show permission dialog: "),
                 ElementsAre("Show permission dialog: reset count=0, remaining=1",
                             "Show permission dialog: reset count=0, remaining=0",
@@ -97,10 +88,10 @@ TEST_F(PermissionDialogTest, PopsUpTwiceBeforeTheUserHasToOpenIt) {
                             "Show permission dialog: reset count=0, remaining=0"));
 }
 
-TEST_F(PermissionDialogTest, OneRequestIsOfferedAtATime) {
+TEST_F(PermissionDialogTest, OffersOneRequestAtATime) {
     panel.showPermissions();
     EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
-    answer("1", "4"); // 4: nothing is known of it
+    answer("1", "4"); // 4 leaves the state as it is
     EXPECT_THAT(requestButtons(), ElementsAre("preRecording"));
     answer("4", "1");
     EXPECT_THAT(requestButtons(), ElementsAre("guiAccessibility"));
@@ -114,24 +105,24 @@ TEST_F(PermissionDialogTest, OneRequestIsOfferedAtATime) {
     grantOwn();
     env.loop.advance(10s);
     EXPECT_THAT(requestButtons(), IsEmpty());
-    EXPECT_THAT(workspace.opened, IsEmpty());
+    EXPECT_THAT(ui.machine.opened, IsEmpty());
 }
 
-TEST_F(PermissionDialogTest, ThePreLoginAgentIsAskedThroughItsProgram) {
+TEST_F(PermissionDialogTest, AsksThePreLoginAgentThroughItsProgram) {
     panel.showPermissions();
     press("RequestPermission");
-    workspace.fails = true;
+    ui.machine.fails = true;
     answer("1", "0");
     press("RequestPermission");
     const std::string agent = Kvs::FSysInfoPaths::underRoot(
         "/Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app/Contents/MacOS/"
         "KvnPreLoginAgent");
-    EXPECT_THAT(workspace.opened, ElementsAre(agent + " -requestAccessibilityPermission",
-                                              agent + " -requestRecordingPermission"));
+    EXPECT_THAT(ui.machine.opened, ElementsAre(agent + " -requestAccessibilityPermission",
+                                               agent + " -requestRecordingPermission"));
     EXPECT_THAT(linesWith("Failed to launch PreLoginAgent, error: "), SizeIs(1));
 }
 
-TEST_F(PermissionDialogTest, AnswersAreObservedUnderOneNameAndAcceptedUnderAnother) {
+TEST_F(PermissionDialogTest, ObservesAnswersUnderOneNameAndAcceptsThemUnderAnother) {
     EXPECT_EQ(notifications.observers.at(0).name, "com.korvane.remote.PermissionInfo");
     panel.showPermissions();
     answer("1", "1", "com.korvane.remote.PermissionInfo");
@@ -139,11 +130,11 @@ TEST_F(PermissionDialogTest, AnswersAreObservedUnderOneNameAndAcceptedUnderAnoth
     EXPECT_THAT(linesWith("Ignoring notification: "),
                 ElementsAre("Ignoring notification: com.korvane.remote.PermissionInfo with info: "
                             "{accessibility = 1; recording = 1}"));
-    answer("nonsense", "7"); // as 0, and a state that nobody knows
+    answer("nonsense", "7"); // counts as 0; a state without a meaning
     EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
 }
 
-TEST_F(PermissionDialogTest, ThePreLoginCheckIsNotHurried) {
+TEST_F(PermissionDialogTest, LeavesTimeBetweenTwoPreLoginChecks) {
     const auto check = [&](std::chrono::milliseconds later) {
         env.clock.advance(later);
         panel.checkPermissions();
@@ -153,35 +144,32 @@ TEST_F(PermissionDialogTest, ThePreLoginCheckIsNotHurried) {
         {0ms, 1}, {2999ms, 0}, {1ms, 1}, {6s, 1}, {6001ms, 1}};
     for (const auto& [later, runs] : cases) {
         EXPECT_EQ(check(later), runs) << later.count();
-        permissions.visible = true; // by itself it would forget the last check
+        ui.permissions.visible = true; // an automatic pop-up would forget the last check
     }
     EXPECT_THAT(linesWith("received no answer for previous request"), SizeIs(1));
     EXPECT_THAT(linesWith("verifyPreLoginPermissions failed with error: No such file"), SizeIs(4));
 }
 
-TEST_F(PermissionDialogTest, ClosingItAfterTheSystemSettingsWereOpenEndsTheAgent) {
-    panel.showPermissions();
-    permissions.close();
-    env.loop.runPending();
-    EXPECT_FALSE(terminated);
+TEST_F(PermissionDialogTest, EndsTheAgentWhenItClosesAfterTheSystemSettingsWereOpened) {
     panel.showPermissions();
     press("OpenAccessibilitySettings");
     panel.showPermissions(); // forgets it
-    permissions.close();
+    ui.permissions.close();
     env.loop.runPending();
     EXPECT_FALSE(terminated);
     panel.showPermissions();
     press("OpenRecordingSettings");
-    permissions.close();
+    ui.permissions.close();
     EXPECT_FALSE(terminated);
     env.loop.runPending();
     EXPECT_TRUE(terminated);
-    EXPECT_THAT(workspace.opened,
+    EXPECT_THAT(ui.machine.opened,
                 ElementsAre("x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility",
                             "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture"));
 }
 
-TEST_F(PermissionDialogTest, AForeignWindowsNameProvesThatTheScreenMayBeRecorded) {
+TEST_F(PermissionDialogTest, TakesTheNameOfAForeignWindowAsTheRightToRecordTheScreen) {
+    const PrivacyChecks checks(privacy, env.system);
     const std::pair<host::ScreenWindow, bool> cases[] = {
         {{"Mail", 0, 1}, true},
         {{"Wallpaper", -2147483623, 1}, true},

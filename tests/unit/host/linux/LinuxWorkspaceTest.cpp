@@ -1,5 +1,5 @@
 #include "host/linux/LinuxWorkspace.h"
-#include "host/terminal/TerminalWorkspace.h"
+#include "host/terminal/PlayedMachine.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/WaitUntil.h"
@@ -18,7 +18,7 @@ TEST(LinuxWorkspace, HoldsASleepUpUntilItsObserverReturns) {
     host::PollMainLoop unused;
     host::PosixProcessRunner runner(unused);
     host::LinuxWorkspace machine(bus.loop(), runner);
-    host::TerminalWorkspace workspace(machine);
+    host::PlayedWorkspace workspace(machine);
     EXPECT_TRUE(workspace.observe([](Event) {}));
     EXPECT_TRUE(log.contains("Sleep and wake are not announced"));
     EXPECT_FALSE(workspace.announce(Event::WillSleep)); // nobody observes any more

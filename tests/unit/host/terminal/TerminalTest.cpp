@@ -1,9 +1,17 @@
 #include "host/terminal/Terminal.h"
+
+#include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
+#include "host/Host.h"
+#include "host/plist/XmlPropertyList.h"
+#include "host/posix/AppBundle.h"
 #include "host/terminal/TerminalDialogWindow.h"
 #include "host/terminal/TerminalStatusBar.h"
+#include "tests/support/FakeDesktop.h"
+#include "tests/support/FakePrivilegedJobs.h"
 #include "tests/support/ManualMainLoop.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -36,7 +44,7 @@ protected:
         loop.runPending();
     }
 
-    /// Types the text; what is printed to it.
+    /// Types the text. Returns what is printed then.
     std::string answerTo(const std::string& text) {
         return printedBy([&] {
             EXPECT_EQ(write(input.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
@@ -46,7 +54,7 @@ protected:
             }
         });
     }
-    /// What is printed to the action, and to what it posts.
+    /// Returns what the action prints, and what the tasks print that it posts.
     template <class Action>
     std::string printedBy(Action action) {
         testing::internal::CaptureStdout();
@@ -117,17 +125,45 @@ TEST_F(TerminalTest, DropsALineThatIsTooLong) {
     EXPECT_EQ(quits, 0);
 }
 
-TEST_F(TerminalTest, TheEndOfAScriptIsNotTheEndOfTheProgram) {
+TEST_F(TerminalTest, KeepsRunningAtTheEndOfAScript) {
     start();
     input.reset();
     EXPECT_TRUE(loop.fireReadable(STDIN_FILENO));
-    EXPECT_FALSE(loop.fireReadable(STDIN_FILENO)); // watched no more, else it would be readable for ever
+    EXPECT_FALSE(loop.fireReadable(STDIN_FILENO)); // not watched any more, as it would stay readable
     EXPECT_EQ(inputEnds, 0);
+}
+
+TEST_F(TerminalTest, PlaysTheMachineInASandboxOnly) {
+    for (const bool sandbox : {false, true}) {
+        Kvs::FSysInfoPaths::setRoot(sandbox ? "/sandbox" : "");
+        const XmlPropertyList propertyList;
+        Host machine;
+        machine.mainLoop = std::make_unique<ManualMainLoop>(clock);
+        auto& machineLoop = static_cast<ManualMainLoop&>(*machine.mainLoop);
+        machine.bundle = std::make_unique<AppBundle>("/none", propertyList, std::vector<std::string>());
+        machine.privilegedJobs = std::make_unique<FakePrivilegedJobs>();
+        machine.workspace = std::make_unique<FakeWorkspace>();
+        machine.hotKeys = std::make_unique<FakeHotKeys>();
+        const auto ui = makeTerminalUserInterface(machine);
+        ui->start({}, [this] { ++inputEnds; });
+        std::vector<Workspace::Event> events;
+        const auto observer = ui->workspace().observe([&](auto event) { events.push_back(event); });
+        EXPECT_EQ(&ui->hotKeys() == machine.hotKeys.get(), !sandbox);
+        const std::string printed = printedBy([&] {
+            EXPECT_EQ(write(input.get(), "sleep\n", 6), 6);
+            machineLoop.fireReadable(STDIN_FILENO);
+        });
+        EXPECT_EQ(printed.find("error: unknown command: sleep") == printed.npos, sandbox) << printed;
+        EXPECT_EQ(events.size(), sandbox ? 1U : 0U);
+        EXPECT_TRUE(machineLoop.fireSignal(SIGHUP)); // the terminal's window was closed
+    }
+    EXPECT_EQ(inputEnds, 2);
+    Kvs::FSysInfoPaths::setRoot("");
 }
 
 TEST_F(TerminalTest, PrintsTheStateOnceForEachChange) {
     using Meaning = StatusImage::Meaning;
-    const Terminal::StateDetails details{{"server", "re\nlay"}, {"last error", ""}, {"proxies", "2"}};
+    const StateDetails details{{"server", "re\nlay"}, {"last error", ""}, {"proxies", "2"}};
     const Menu menu;
     EXPECT_EQ(printedBy([&] { start(); }), "");
     EXPECT_EQ(printedBy([&] { bar.updateItem({Meaning::Connected, ""}); }), ""); // no item
