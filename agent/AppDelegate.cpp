@@ -24,7 +24,7 @@ constexpr char kLanguageFile[] = "/com.korvane.remote/config/language.xml";
 constexpr char kOpenPreferences[] = "com.korvane.remote.ShowGUIAgentSettings";
 constexpr char kOpenPreferencesObject[] = "com.korvane.remote.GUIAgentSettings";
 
-/// A service that is not online that soon after start-up or wake-up is still starting; later it is offline.
+/// The time after start-up or wake-up in which a service that is not online counts as starting.
 constexpr auto kStartGrace = 15s;
 constexpr auto kInstanceCheckDelay = 500ms;
 
@@ -116,7 +116,8 @@ std::unique_ptr<StatusMenu> AppDelegate::createMenu() {
             .hideStatusItem = [this] { hideStatusItem(); },
         },
         [](const char* key) { return FFLocalizedText::shared().stringForKey(key); },
-        hasPermissions ? environment_.bundle.localizedString("PermissionsMenuItem") : "");
+        hasPermissions ? std::optional(environment_.bundle.localizedString("PermissionsMenuItem"))
+                       : std::nullopt);
 }
 
 void AppDelegate::showStatusBarItem() { environment_.userInterface.statusBar().showItem(barMenu_->items()); }

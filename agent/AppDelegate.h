@@ -34,10 +34,10 @@ class AppDelegate {
 public:
     static constexpr char kLogDirectory[] = "/var/log/com.korvane.remote";
 
-    /// What the status icon shows.
+    /// The states that the status icon shows.
     enum class AppState : std::int32_t {
         Online = 0,     // no remote session
-        NotOnline = 1,  // the service is offline, paused, starting, or the agent is stopped
+        NotOnline = 1,  // the service is not online, or the agent is stopped for sleep
         Controlled = 2, // online, and a remote session runs
     };
 
@@ -52,6 +52,9 @@ public:
 
     /// Valid once launched.
     GUIAgentController& mainController() { return *mainController_; }
+
+    /// The commands that a front end can offer as text. Once launched; the application outlives the commands.
+    host::Commands commands();
 
     /// Ends the main loop's run.
     void terminate() { environment_.mainLoop.quit(); }

@@ -10,7 +10,7 @@ namespace kvn {
 /// The content of the dialog window: a model that any front end renders. Main thread.
 class DialogContentView {
 public:
-    /// In points.
+    /// The size is in points.
     DialogContentView(double width, double height) : width_(width), height_(height) {}
     virtual ~DialogContentView() = default;
     DialogContentView(const DialogContentView&) = delete;

@@ -29,7 +29,7 @@ public:
     /// Gets the result of a task from the helper, or null when there will be none.
     using TaskCompletion = std::function<void(const PHMessage* result)>;
 
-    /// The application owns the controller.
+    /// Owned by the application.
     GUIAgentController(const ApplicationEnvironment& environment, AppDelegate& application);
     ~GUIAgentController() override;
 
@@ -51,7 +51,7 @@ public:
     void startService();
     void stopService();
     void restartService();
-    /// Without a completion the helper is not asked for the result.
+    /// Asks the helper for the task's result if there is a completion.
     void executeTask(const std::string& task, const std::vector<std::string>& arguments,
                      TaskCompletion onCompletion);
 
@@ -80,14 +80,14 @@ private:
     const ApplicationEnvironment environment_;
     AppDelegate& appDelegate_;
 
-    std::unique_ptr<ServiceStatusView> statusView_; // made when first shown
+    std::unique_ptr<ServiceStatusView> statusView_; // null until first shown
     std::unique_ptr<PreferencesView> prefsView_;
     std::optional<PermissionDialog> permissionDialog_; // where the system guards privacy
     DialogContentView* contentView_ = nullptr;         // in the dialog window
     std::optional<OFRServiceInfo> lastServiceState_;
-    std::string lastStateText_; // empty until a first answer, or the failure to get one
+    std::string lastStateText_; // empty until the first answer, or the first failure to get one
 
-    std::shared_ptr<ServiceCtrlClient> svcCtrlClient_; // made for the first command
+    std::shared_ptr<ServiceCtrlClient> svcCtrlClient_; // null until the first command
     PendingTasks pendingTasks_;
     std::uint64_t lastExeutedTaskId_ = 0;
 };

@@ -117,7 +117,7 @@ void GUIAgentController::tellCompletion(const std::string& command, std::int32_t
                                         const std::string& details) {
     std::string outcome = "completed";
     if (status == 0 && command == "ExecuteTask") {
-        return; // its completion tells the result
+        return; // the task's own completion tells its result
     }
     if (status != 0) {
         outcome = "failed (" + std::to_string(status) + ")" + (details.empty() ? "" : ": " + details);
@@ -147,7 +147,7 @@ void GUIAgentController::executedTaskCompletedWithResult(const PHMessage& event)
 void GUIAgentController::processErrorEvent(const host::Error* error) {
     OCNSLog("ServiceCrtlClient error: %@", error ? error->description() : "(null)");
     environment_.workQueue.post([client = svcCtrlClient_] {
-        // A command before this one may have connected anew; that is not the connection that ended.
+        // A command that ran before this job may have connected again, and that connection has not ended.
         if (!client->isConnected()) {
             client->terminatePrivilegedAgent();
         }

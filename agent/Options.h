@@ -10,7 +10,7 @@ namespace kvn {
 
 /// The options of the command line.
 struct Options {
-    std::string root;                       // empty: the real file system
+    std::string root;                       // empty: no root, the paths are the real ones
     std::optional<host::FrontEnd> frontEnd; // empty: a terminal where standard input is one
     bool version = false;
     bool help = false;

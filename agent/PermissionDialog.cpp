@@ -26,12 +26,13 @@ constexpr char kPreLoginAgent[] = "/Library/PrivilegedHelperTools/com.korvane.re
                                   "Contents/MacOS/KvnPreLoginAgent";
 constexpr char kSettingsPane[] = "x-apple.systempreferences:com.apple.preference.security?";
 
-// The pre-login agent's answers are observed under the one name, and accepted under the other.
+// The pre-login agent's answers are observed under the first name, but accepted under the second only.
 constexpr char kObservedNotification[] = "com.korvane.remote.PermissionInfo";
 constexpr char kAcceptedNotification[] = "com.korvane.remote.Permissions";
 constexpr std::int32_t kNoInformation = 4;
 
-/// Reads numbers as the system does: 0 for a text that is none, and the nearest for one that is too large.
+/// Reads a number as the system does: 0 for a text that is not a number, the nearest for one that is too
+/// large.
 std::int32_t intValue(const host::Notification& notification, const char* key) {
     const auto found = notification.userInfo.find(key);
     const long number =

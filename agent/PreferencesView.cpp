@@ -29,7 +29,7 @@ void PreferencesView::updateControls() {
 }
 
 void PreferencesView::saveCurrentSettings() {
-    // What the user left alone may have been changed by another program meanwhile.
+    // Only changed values are written: another program may have changed the others meanwhile.
     if (shown_.transferLog != saved_.transferLog) {
         settings_.setTransferLogEnabled(shown_.transferLog);
     }

@@ -4,14 +4,15 @@
 
 namespace kvn {
 
-StatusMenu::StatusMenu(const Actions& actions, const Text& text, const std::string& permissionsTitle) {
+StatusMenu::StatusMenu(const Actions& actions, const Text& text,
+                       const std::optional<std::string>& permissionsTitle) {
     add(text("TRAY_STATUS_FRM_SERVICE"), actions.getServiceStatus);
     add(text("TRAY_STATUS_MNU_LOGFILES"), actions.showLogFiles);
     addSeparator();
     add(text("COMBO_SETTINGS"), actions.showSettings);
-    if (!permissionsTitle.empty()) {
+    if (permissionsTitle) {
         addSeparator();
-        add(permissionsTitle, actions.showPermissions);
+        add(*permissionsTitle, actions.showPermissions);
     }
     addSeparator();
     startMenuItem_ = add(text("TRAY_STATUS_MNU_STARTCLIENT"), actions.startService);

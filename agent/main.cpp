@@ -1,5 +1,4 @@
 #include "agent/AppDelegate.h"
-#include "agent/ApplicationCommands.h"
 #include "agent/Options.h"
 #include "agent/SandboxRoot.h"
 #include "basic/FFLocalizedText.h"
@@ -83,7 +82,7 @@ int runAgent(host::Host& host, host::FrontEnd frontEnd) {
     const auto onInterrupt = mainLoop.onSignal(SIGINT, terminate);
     application.applicationDidFinishLaunching();
     loginSessions.systemMonitorStartedMonitoring();
-    userInterface->start(applicationCommands(application, *userInterface), terminate);
+    userInterface->start(application.commands(), terminate);
     mainLoop.run();
     application.applicationWillTerminate();
     host.endBackgroundWork();
@@ -109,10 +108,10 @@ int main(int argc, char** argv) {
             return fail(kExitFailure, problem);
         }
         Kvs::FSysInfoPaths::setRoot(*root);
-        setenv("KVN_REMOTE_ROOT", root->c_str(), 1); // for the product's programs that the agent starts
+        setenv("KVN_REMOTE_ROOT", root->c_str(), 1); // read by the product's programs that the agent starts
     }
 
-    // Writes to a closed socket must fail, not kill.
+    // A write to a closed socket must fail instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
     const std::string logDirectory = Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
     Kvs::CNSInitLog(Kvs::kLogModeNewLogBook | Kvs::kLogModeDebugOff, Kvs::kSysLogConsole, kProgram,

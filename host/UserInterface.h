@@ -20,12 +20,12 @@ struct Host;
 /// The ways in which the agent meets the person at the computer.
 enum class FrontEnd { None, Terminal };
 
-/// Something that a person can make the agent do by text.
+/// A command that the application takes as text.
 struct Command {
     std::string purpose; // for the help, in a few words
 
-    /// Gets the text that follows the command's name. Returns the answer, or an empty text when there is
-    /// nothing to add to what the command shows.
+    /// Gets the text that follows the command's name. Returns the answer, or an empty text if the command
+    /// answers by what it shows.
     std::function<std::string(const std::string& rest)> run;
 };
 using Commands = std::map<std::string, Command, std::less<>>; // by name
@@ -33,8 +33,8 @@ using Commands = std::map<std::string, Command, std::less<>>; // by name
 /// Names and values, in the order in which they are shown; those without a value are left out.
 using StateDetails = std::vector<std::pair<std::string, std::string>>;
 
-/// A front end: what the agent shows to the person, and the requests that come from there. Main thread;
-/// outlives the application that it shows.
+/// A front end: shows the agent to the person, and brings the person's requests. Main thread; outlives the
+/// application that it shows.
 class UserInterface {
 public:
     virtual ~UserInterface() = default;
@@ -50,15 +50,15 @@ public:
     /// the person leaves.
     virtual void start(Commands commands, MainLoop::Task terminate) = 0;
 
-    // A front end that speaks in words says the following; one of pictures may leave it out.
+    // A front end of words tells the following; one of pictures may ignore it.
 
-    /// The service's state, told after each answer of the service.
+    /// Called with the service's state after each answer of the service, and each failure to get one.
     virtual void showState(const std::string& /*text*/, StateDetails /*details*/) {}
 
-    /// The person asks for the state, which is told again even if it has not changed.
+    /// Called when the person asks for the state, which is then told again even if it has not changed.
     virtual void repeatState() {}
 
-    /// The result of something that the person asked for, in one line.
+    /// Called with the result of something that the person asked for, in one line.
     virtual void message(const std::string& /*text*/) {}
 };
 

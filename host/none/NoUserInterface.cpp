@@ -11,7 +11,7 @@ public:
     void updateItem(const StatusImage&) override {}
 };
 
-/// A window that never opens, and so never closes.
+/// A window that is never visible.
 class NoDialogWindow final : public DialogWindow {
 public:
     void show(const std::string&, DialogLines, const DialogPlace&) override {}
@@ -21,7 +21,7 @@ public:
     void onClose(std::function<void()>) override {}
 };
 
-/// An agent that nobody sees. It still follows the machine's sleep, and its hot key.
+/// The front end of an agent that runs unseen. Sleep and the hot key are still the machine's.
 class NoUserInterface final : public UserInterface {
 public:
     explicit NoUserInterface(Host& host) : host_(host) {}

@@ -13,7 +13,7 @@ namespace kvn::host {
 /// Returns true if a person can change or press the line's control; other lines are only shown.
 bool hasNumber(const DialogLine& line);
 
-/// The line of the number, counted from 1, or null when there is none.
+/// Returns the line of the number, counted from 1, or null when there is none.
 const DialogLine* numberedLine(const DialogLines& lines, std::size_t number);
 
 /// Presses the line's control: a check box changes, a button is pressed, others ask for a value.

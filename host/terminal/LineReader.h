@@ -15,7 +15,7 @@ public:
     struct Handlers {
         std::function<void(std::string_view)> onLine; // without its end
         std::function<void()> onTooLong;
-        std::function<void()> onEnd; // nothing comes after it
+        std::function<void()> onEnd; // the last call
     };
 
     LineReader(MainLoop& mainLoop, Handlers handlers);
@@ -29,7 +29,7 @@ private:
     const Handlers handlers_;
     MainLoop::Handle input_;
     std::string line_;
-    bool skippingLine_ = false; // the line was too long: what is left of it is no command
+    bool skippingLine_ = false; // the line was too long, the rest of it is no command
 };
 
 } // namespace kvn::host

@@ -10,9 +10,9 @@
 
 namespace kvn::host {
 
-// In a sandbox, commands play what the machine and the keyboard would do. Main thread.
+// In a sandbox, commands play the events of the machine and of the keyboard. Main thread.
 
-/// The machine's workspace, and events that are played as the machine would announce them.
+/// The machine's workspace, which announces also the events that are played.
 class PlayedWorkspace final : public Workspace {
 public:
     /// The machine's workspace outlives it.
@@ -55,7 +55,7 @@ private:
     std::weak_ptr<Observer> observer_;
 };
 
-/// A keyboard with one hot key.
+/// A keyboard with the agent's one hot key.
 class PlayedHotKeys final : public HotKeys {
 public:
     std::int32_t installHandler(Handler handler) override {
@@ -63,15 +63,11 @@ public:
         return 0;
     }
     std::int32_t registerHotKey(const Key&, Reference& reference) override {
-        if (registered_) {
-            reference = 0;
-            return kExists;
-        }
         registered_ = true;
-        reference = kOnlyKey;
+        reference = 1;
         return 0;
     }
-    void unregisterHotKey(Reference reference) override { registered_ &= reference != kOnlyKey; }
+    void unregisterHotKey(Reference) override { registered_ = false; }
 
     /// Presses and releases the key. Returns false when the agent did not take both.
     bool press() {
@@ -83,13 +79,11 @@ public:
     }
 
 private:
-    static constexpr std::int32_t kExists = -9878; // Carbon, eventHotKeyExistsErr
-    static constexpr Reference kOnlyKey = 1;
-
     Handler handler_;
     bool registered_ = false;
 };
 
+/// The machine that commands play.
 struct PlayedMachine {
     explicit PlayedMachine(Workspace& machine) : workspace(machine) {}
 

@@ -9,7 +9,7 @@
 
 namespace kvn::host {
 
-/// How the terminal is to be written on.
+/// The properties of the terminal that texts are laid out for.
 struct Style {
     std::size_t width = 80; // columns
     bool colours = false;

@@ -1,6 +1,5 @@
 #include "agent/AppDelegate.h"
 
-#include "agent/ApplicationCommands.h"
 #include "tests/unit/agent/ApplicationFixture.h"
 
 #include <csignal>
@@ -67,7 +66,7 @@ TEST_F(AppDelegateTest, StartsUpInItsOrderAndStarting) {
                                       "start", "stop", "-", "Hide"));
     EXPECT_EQ(linesWith("Starting status timer").size(), 1U);
     EXPECT_EQ(linesWith("Checking permissions").size(), 1U);
-    EXPECT_TRUE(applicationCommands(app, ui).contains("permissions"));
+    EXPECT_TRUE(app.commands().contains("permissions"));
     EXPECT_EQ(ui.keys.key.code, 126U);
     EXPECT_EQ(ui.keys.key.modifiers, 0x1100U);
 
@@ -95,7 +94,7 @@ TEST_F(AppDelegateTest, ASystemWithoutGuardedPrivacyHasNoPermissions) {
     env.loop.advance(1min);
     app.showStatusBarItem();
     EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "-", "Prefs", "-", "start", "stop", "-", "Hide"));
-    EXPECT_FALSE(applicationCommands(app, ui).contains("permissions"));
+    EXPECT_FALSE(app.commands().contains("permissions"));
     EXPECT_EQ(ui.permissions.shows, 0);
     EXPECT_EQ(toolQueue.runAll(), 0);
     EXPECT_THAT(linesWith("ermission"), IsEmpty());

@@ -1,10 +1,12 @@
-#include "agent/ApplicationCommands.h"
-
+#include "agent/AppDelegate.h"
 #include "core/system/FSysInfoPaths.h"
 
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
+
+// The commands that a front end can offer as text. Each does what a menu item does, or asks the service or
+// the privileged helper for something that no menu has.
 
 namespace kvn {
 
@@ -36,30 +38,6 @@ std::string runTask(GUIAgentController& controller, host::UserInterface& userInt
     return requested("task");
 }
 
-host::Commands windowCommands(AppDelegate& application, host::UserInterface& userInterface) {
-    GUIAgentController& controller = application.mainController();
-    host::Commands commands{
-        {"status",
-         {"shows the service's status",
-          [&](auto&) { return userInterface.repeatState(), controller.showServiceStatus(), ""; }}},
-        {"logs",
-         {"opens the folder of the log files",
-          [&](auto&) {
-              application.showLogFiles();
-              return "log files: " + Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
-          }}},
-        {"settings", {"shows the settings", [&](auto&) { return controller.showPreferences(), ""; }}},
-        {"hide", {"hides the status item", [&](auto&) { return application.hideStatusItem(), kDone; }}},
-        {"show", {"shows the status item", [&](auto&) { return application.showStatusBarItem(), kDone; }}},
-        {"quit", {"ends the agent", [&](auto&) { return application.terminate(), kDone; }}},
-    };
-    if (controller.checksPermissions()) {
-        commands["permissions"] = {"shows the permissions",
-                                   [&](auto&) { return controller.showPermissions(), ""; }};
-    }
-    return commands;
-}
-
 host::Commands serviceCommands(GUIAgentController& controller, host::UserInterface& userInterface) {
     return {
         {"start",
@@ -81,9 +59,29 @@ host::Commands serviceCommands(GUIAgentController& controller, host::UserInterfa
 
 } // namespace
 
-host::Commands applicationCommands(AppDelegate& application, host::UserInterface& userInterface) {
-    host::Commands commands = windowCommands(application, userInterface);
-    commands.merge(serviceCommands(application.mainController(), userInterface));
+host::Commands AppDelegate::commands() {
+    GUIAgentController& controller = *mainController_;
+    host::UserInterface& userInterface = environment_.userInterface;
+    host::Commands commands{
+        {"status",
+         {"shows the service's status",
+          [&](auto&) { return userInterface.repeatState(), controller.showServiceStatus(), ""; }}},
+        {"logs",
+         {"opens the folder of the log files",
+          [this](auto&) {
+              showLogFiles();
+              return "log files: " + Kvs::FSysInfoPaths::underRoot(kLogDirectory);
+          }}},
+        {"settings", {"shows the settings", [&](auto&) { return controller.showPreferences(), ""; }}},
+        {"hide", {"hides the status item", [this](auto&) { return hideStatusItem(), kDone; }}},
+        {"show", {"shows the status item", [this](auto&) { return showStatusBarItem(), kDone; }}},
+        {"quit", {"ends the agent", [this](auto&) { return terminate(), kDone; }}},
+    };
+    if (controller.checksPermissions()) {
+        commands["permissions"] = {"shows the permissions",
+                                   [&](auto&) { return controller.showPermissions(), ""; }};
+    }
+    commands.merge(serviceCommands(controller, userInterface));
     return commands;
 }
 
