@@ -12,6 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using AppState = AppDelegate::AppState;
 using Event = host::Workspace::Event;
@@ -19,26 +20,16 @@ namespace fs = std::filesystem;
 
 class AppDelegateTest : public Application {
 protected:
-    /// The titles, from top to bottom; separators are "-".
-    std::vector<std::string> titles() {
-        std::vector<std::string> all;
-        for (const auto& entry : *ui.bar.menu) {
-            const auto* item = std::get_if<host::MenuItem>(&entry);
-            all.push_back(item ? item->title : "-");
-        }
-        return all;
-    }
-    /// "start" and "stop" as far as they can be chosen.
-    std::string choices() {
+    /// The menu's items from top to bottom: those that cannot be chosen in brackets, separators as "-".
+    std::string menu() {
         app.showStatusBarItem();
-        std::string enabled;
+        std::string text;
         for (const auto& entry : *ui.bar.menu) {
             const auto* item = std::get_if<host::MenuItem>(&entry);
-            if (item && item->enabled && (item->title == "start" || item->title == "stop")) {
-                enabled += item->title + " ";
-            }
+            text += text.empty() ? "" : " ";
+            text += !item ? "-" : item->enabled ? item->title : "[" + item->title + "]";
         }
-        return enabled;
+        return text;
     }
     void launch() {
         const std::string folder =
@@ -53,6 +44,8 @@ protected:
                      <KeyPair key="TRAY_STATUS_MNU_STOPCLIENT" value="stop"/></Language></L>)");
         app.applicationDidFinishLaunching();
     }
+    static constexpr char kMenuWithoutPermissions[] = "Service Logs - Prefs - [start] [stop] - Hide";
+
     ServiceState update(ServiceState state) { return app.updateAppState(AppState::NotOnline, state); }
 };
 
@@ -61,9 +54,7 @@ TEST_F(AppDelegateTest, StartsUpInItsOrderAndStarting) {
     launch();
     EXPECT_EQ(linesWith("Launched: KvnGUIAgent version: 3.1  (abc) for user: ").size(), 1U);
     EXPECT_EQ(ui.bar.menu, nullptr); // the settings say so
-    EXPECT_EQ(choices(), "");
-    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "-", "Prefs", "-", "PermissionsMenuItem", "-",
-                                      "start", "stop", "-", "Hide"));
+    EXPECT_EQ(menu(), "Service Logs - Prefs - PermissionsMenuItem - [start] [stop] - Hide");
     EXPECT_EQ(linesWith("Starting status timer").size(), 1U);
     EXPECT_EQ(linesWith("Checking permissions").size(), 1U);
     EXPECT_TRUE(app.commands().contains("permissions"));
@@ -81,8 +72,7 @@ TEST_F(AppDelegateTest, OldSystemsHaveNoPermissionsItem) {
     env.system.release = {10, 13, 6};
     ui.keys.result = -9868;
     launch();
-    app.showStatusBarItem();
-    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "-", "Prefs", "-", "start", "stop", "-", "Hide"));
+    EXPECT_EQ(menu(), kMenuWithoutPermissions);
     EXPECT_THAT(linesWith("HotKey"), ElementsAre("InstallApplicationEventHandler for HotKey failed: -9868",
                                                  "RegisterEventHotKey failed: -9868"));
 }
@@ -90,10 +80,9 @@ TEST_F(AppDelegateTest, OldSystemsHaveNoPermissionsItem) {
 TEST_F(AppDelegateTest, ASystemWithoutGuardedPrivacyHasNoPermissions) {
     privacy.guarded = false;
     launch();
+    EXPECT_EQ(menu(), kMenuWithoutPermissions);
     app.mainController().showPermissions();
     env.loop.advance(1min);
-    app.showStatusBarItem();
-    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "-", "Prefs", "-", "start", "stop", "-", "Hide"));
     EXPECT_FALSE(app.commands().contains("permissions"));
     EXPECT_EQ(ui.permissions.shows, 0);
     EXPECT_EQ(toolQueue.runAll(), 0);
@@ -107,40 +96,25 @@ TEST_F(AppDelegateTest, TheStateFollowsTheReportTheAgeAndTheLastStart) {
         std::chrono::milliseconds age;
         int reported;
         int shown;
-        const char* choices;
+        const char* items;
     } cases[] = {
-        {10s, 1, 3, ""},                                  // an early offline report is not believed
-        {15s, 1, 3, ""},                                  // up to the last moment
-        {15001ms, 1, 1, "start "},                        // then it is
-        {15s, 3, 3, ""},           {20s, 3, 1, "start "}, // a start that never completed
-        {0s, 0, 0, "stop "},       {20s, 2, 2, ""},
-        {20s, 77, 77, "start "},   {20s, 4, 4, "stop "}, // the start failed
-        {20s, 1, 1, "stop "},                            // and offline changes nothing about that
-        {10s, 1, 3, "stop "},                            // nor do the two cases of the grace
-        {20s, 3, 1, "stop "},      {20s, 0, 0, "stop "}, // until the service is online
-        {20s, 1, 1, "start "},
+        {10s, 1, 3, "[start] [stop]"},   // an early offline report is not believed
+        {15s, 1, 3, "[start] [stop]"},   // up to the last moment
+        {15001ms, 1, 1, "start [stop]"}, // then it is
+        {15s, 3, 3, "[start] [stop]"},   {20s, 3, 1, "start [stop]"}, // a start that never completed
+        {0s, 0, 0, "[start] stop"},      {20s, 2, 2, "[start] [stop]"},
+        {20s, 77, 77, "start [stop]"},   {20s, 4, 4, "[start] stop"}, // the start failed
+        {20s, 1, 1, "[start] stop"}, // and offline changes nothing about that
+        {10s, 1, 3, "[start] stop"}, // nor do the two cases of the grace
+        {20s, 3, 1, "[start] stop"},     {20s, 0, 0, "[start] stop"}, // until the service is online
+        {20s, 1, 1, "start [stop]"},
     };
     for (const auto& c : cases) {
         ui.machine.announce(Event::WillSleep);
         ui.machine.announce(Event::DidWake); // begins the grace anew
         env.clock.advance(c.age);
         EXPECT_EQ(update(ServiceState{c.reported}), ServiceState{c.shown}) << c.reported;
-        EXPECT_EQ(choices(), c.choices) << c.reported;
-    }
-}
-
-TEST_F(AppDelegateTest, TheIconFollowsTheState) {
-    using Meaning = host::StatusImage::Meaning;
-    launch();
-    const std::tuple<AppState, Meaning, const char*> cases[] = {
-        {AppState::Controlled, Meaning::Controlled, "ControlledStatusIcon"},
-        {AppState::Online, Meaning::Connected, "ConnectedStatusIcon"},
-        {AppState::NotOnline, Meaning::NotConnected, "ConnectedStatusIcon"},
-    };
-    for (const auto& [state, meaning, name] : cases) {
-        app.updateAppState(state, ServiceState::Online);
-        EXPECT_EQ(ui.bar.image.meaning, meaning);
-        EXPECT_EQ(ui.bar.image.name, name);
+        EXPECT_THAT(menu(), HasSubstr(c.items)) << c.reported;
     }
 }
 
@@ -148,13 +122,13 @@ TEST_F(AppDelegateTest, AFailedStartIsShownUntilAStopSucceeds) {
     launch();
     env.clock.advance(20s);
     app.startServiceCompletedWithStatus(-201);
-    EXPECT_EQ(choices(), "stop ");
+    EXPECT_THAT(menu(), HasSubstr("[start] stop"));
     app.stopServiceCompletedWithStatus(5);
     update(ServiceState::Offline);
-    EXPECT_EQ(choices(), "stop ");
+    EXPECT_THAT(menu(), HasSubstr("[start] stop"));
     app.stopServiceCompletedWithStatus(0);
     update(ServiceState::Offline);
-    EXPECT_EQ(choices(), "start ");
+    EXPECT_THAT(menu(), HasSubstr("start [stop]"));
     app.startServiceCompletedWithStatus(0); // begins the grace
     EXPECT_EQ(update(ServiceState::Offline), ServiceState::Initial);
     EXPECT_THAT(linesWith("completed: "),
@@ -206,19 +180,17 @@ TEST_F(AppDelegateTest, TheSystemEndsItBySIGTERMAndAtTheEndOfTheSession) {
 TEST_F(AppDelegateTest, TheToolsLinkReplacesAFolderButNothingElse) {
     const fs::path link = home() + "/Applications/KvnRemotedTools";
     const std::string tools = Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/tools";
-    AppDelegate::verifyKvnRemoteToolsLink();
-    EXPECT_EQ(fs::read_symlink(link), tools);
-
-    fs::remove(link);
-    fs::create_directories(link / "old");
-    AppDelegate::verifyKvnRemoteToolsLink();
-    EXPECT_EQ(fs::read_symlink(link), tools);
-
-    fs::remove(link);
-    fs::create_symlink("/elsewhere", link);
-    AppDelegate::verifyKvnRemoteToolsLink();
-    EXPECT_EQ(fs::read_symlink(link), "/elsewhere");
-
+    const std::pair<std::function<void()>, std::string> cases[] = {
+        {[] {}, tools},
+        {[&] { fs::create_directories(link / "old"); }, tools},
+        {[&] { fs::create_symlink("/elsewhere", link); }, "/elsewhere"},
+    };
+    for (const auto& [prepare, target] : cases) {
+        fs::remove(link);
+        prepare();
+        AppDelegate::verifyKvnRemoteToolsLink();
+        EXPECT_EQ(fs::read_symlink(link), target);
+    }
     fs::remove(link);
     writeFile(link.string(), "mine");
     AppDelegate::verifyKvnRemoteToolsLink();

@@ -23,17 +23,20 @@ protected:
         env.clock.advance(16s); // the service counts as offline from now on, not as starting
     }
 
-    /// Polls until the service was seen in this state.
-    bool becomes(const std::string& state) {
-        for (int polls = 0; polls < 100; ++polls) {
+    /// Polls until the condition holds; each poll may be answered, or not.
+    template <class Condition>
+    bool pollUntil(Condition condition) {
+        for (int polls = 0; polls < 100 && !condition(); ++polls) {
             const auto known = ui.states.size();
             env.loop.advance(5s);
-            env.loop.runUntil([&] { return ui.states.size() > known; }, 1s);
-            if (ui.states.back() == state) {
-                return true;
-            }
+            env.loop.runUntil([&] { return condition() || ui.states.size() > known; }, 1s);
         }
-        return false;
+        return condition();
+    }
+    /// Polls until an answer tells this state.
+    bool becomes(const std::string& state) {
+        const auto known = ui.states.size();
+        return pollUntil([&] { return ui.states.size() > known && ui.states.back() == state; });
     }
     void tell(const std::string& attributes) {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -60,6 +63,7 @@ TEST_F(GUIController, LogsAChangeOfStateOnceAndShowsEveryAnswer) {
     ASSERT_TRUE(becomes("StatusPaused"));
     ASSERT_TRUE(becomes("StatusPaused"));
     EXPECT_EQ(ui.bar.image.meaning, Meaning::NotConnected);
+    EXPECT_EQ(ui.bar.image.name, "ConnectedStatusIcon");
     tell("Value=\"online\"");
     ASSERT_TRUE(becomes("StatusOnline"));
     EXPECT_EQ(ui.bar.image.meaning, Meaning::Connected);
@@ -76,6 +80,7 @@ TEST_F(GUIController, ShowsARunningSessionInTheIconAndTheStatusInItsDialog) {
     tell("Value=\"online\" SubProcessSessions=\"100008\" Version=\"5\" LastError=\"none yet\"");
     ASSERT_TRUE(becomes("StatusOnline"));
     EXPECT_EQ(ui.bar.image.meaning, Meaning::Controlled);
+    EXPECT_EQ(ui.bar.image.name, "ControlledStatusIcon");
     EXPECT_EQ(ui.dialog.title, "StatusDialogTitle");
     EXPECT_EQ(ui.dialog.place.anchor, host::DialogPlace::Anchor::TopCentre);
     EXPECT_EQ(ui.dialog.place.margin, 32);
@@ -146,8 +151,7 @@ TEST_F(GUIController, LeavesNothingBehindWhenItSleepsAndWhenServicesEnd) {
     std::size_t tasks = 0;
     for (int cycle = 0; cycle < 20; ++cycle) {
         service.emplace([](const std::string&) { return "<Status Value=\"onl"; }); // breaks off
-        env.loop.advance(5s);
-        ASSERT_TRUE(waitUntil([&] { return service->count("<GetStatus") > 0; }));
+        ASSERT_TRUE(pollUntil([&] { return service->count("<GetStatus") > 0; }));
         service.emplace(answerAsOnlineService);
         ASSERT_TRUE(becomes("StatusOnline"));
         ui.machine.announce(host::Workspace::Event::WillSleep);
