@@ -8,8 +8,10 @@
 
 #include <deque>
 #include <functional>
+#include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,15 +19,6 @@
 // The interfaces of a desktop: each keeps what it was asked, and answers as the test says.
 
 namespace kvn::test {
-
-class FakeRegistration : public host::MainLoop::Registration {
-public:
-    explicit FakeRegistration(std::function<void()> end) : end_(std::move(end)) {}
-    ~FakeRegistration() override { end_(); }
-
-private:
-    const std::function<void()> end_;
-};
 
 class FakeStatusBar : public host::StatusBar {
 public:
@@ -44,10 +37,14 @@ public:
         visible = true;
         ++shows;
         title = shownTitle;
-        lines = std::move(shownLines);
         place = shownPlace;
+        update(std::move(shownLines));
     }
     void update(host::DialogLines shownLines) override {
+        std::set<std::string> ids;
+        for (const host::DialogLine& line : shownLines) {
+            EXPECT_TRUE(ids.insert(line.id).second) << "two lines are " << line.id;
+        }
         if (visible) {
             lines = std::move(shownLines);
         }
@@ -86,7 +83,7 @@ class FakeWorkspace : public host::Workspace {
 public:
     host::MainLoop::Handle observe(std::function<void(Event)> handler) override {
         handler_ = std::move(handler);
-        return std::make_unique<FakeRegistration>([this] { handler_ = nullptr; });
+        return nullptr;
     }
     void openUrl(const std::string& url, Completion completion) override { open(url, completion); }
     void openFolder(const std::string& path, Completion completion) override { open(path, completion); }
@@ -94,11 +91,7 @@ public:
                            Completion completion) override {
         open(executable + " " + arguments.at(0), completion);
     }
-    void announce(Event event) {
-        if (handler_) {
-            handler_(event);
-        }
-    }
+    void announce(Event event) { handler_(event); }
 
     bool fails = false;
     std::vector<std::string> opened;
