@@ -118,9 +118,12 @@ TEST_F(GUIController, KeepsPreferencesWhenTheWindowClosesIfThePolicyLetsIt) {
     boxes = ui.dialog.all<host::DialogCheckBox>();
     EXPECT_TRUE(boxes[0].enabled);
     boxes[0].onChange(true);
+    const bool sessionLog = env.settings.sessionLogEnabled();
+    boxes[1].onChange(!sessionLog);
     ui.dialog.all<host::DialogFolder>().at(0).onChange("/var/tmp/sessions");
     ui.dialog.close();
     EXPECT_TRUE(env.settings.transferLogEnabled());
+    EXPECT_EQ(env.settings.sessionLogEnabled(), !sessionLog);
     EXPECT_EQ(env.settings.sessionLogPath(), "/var/tmp/sessions");
 }
 

@@ -89,9 +89,10 @@ TEST_F(PermissionDialogTest, PopsUpTwiceBeforeTheUserHasToOpenIt) {
 TEST_F(PermissionDialogTest, OffersOneRequestAtATime) {
     panel.showPermissions();
     EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
-    answer("1", "4"); // 4 leaves the state as it is
+    answer("1", "0");
     EXPECT_THAT(requestButtons(), ElementsAre("preRecording"));
-    answer("4", "1");
+    answer("4", "1"); // 4 leaves the state as it is
+    answer("1", "4");
     EXPECT_THAT(requestButtons(), ElementsAre("guiAccessibility"));
     privacy.trusted = true;
     press("RequestPermission");

@@ -151,11 +151,13 @@ TEST_F(ServiceCommands, ReconnectAfterAHelperHasEnded) {
     FakeHelper helper(kHelperId, obey);
     workQueue.runAll();
     env.loop.advance(std::chrono::seconds(1));
-    app.mainController().startService();
+    app.mainController().executeTask("/bin/y", {}, [&](const PHMessage* result) { abandoned += !result; });
     workQueue.runAll();
     EXPECT_TRUE(waitUntil([&] { return helper.transcript().size() >= 3; }));
-    EXPECT_THAT(helper.transcript(), ElementsAre(R"({"Ctrl":"getVersion"})", R"({"Cmd":"StopService"})",
-                                                 R"({"Cmd":"StartService"})"));
+    EXPECT_THAT(helper.transcript(),
+                ElementsAre(R"({"Ctrl":"getVersion"})", R"({"Cmd":"StopService"})",
+                            R"({"Cmd":"ExecuteTask","args":[],"requestId":2,"task":"/bin/y"})"));
+    EXPECT_TRUE(env.loop.runUntil([&] { return abandoned == 2; })); // events are not delivered any more
 }
 
 } // namespace
