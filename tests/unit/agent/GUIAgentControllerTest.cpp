@@ -29,7 +29,7 @@ protected:
         for (int polls = 0; polls < 100 && !condition(); ++polls) {
             const auto known = ui.states.size();
             env.loop.advance(5s);
-            env.loop.runUntil([&] { return condition() || ui.states.size() > known; }, 1s);
+            env.loop.runUntil([&] { return condition() || ui.states.size() > known; }, 200ms);
         }
         return condition();
     }
@@ -78,8 +78,7 @@ TEST_F(GUIController, ShowsARunningSessionInTheIconAndTheStatusInItsDialog) {
     FakeService service([this](const auto& message) { return answerTo(message); });
     app.mainController().showServiceStatus();
     tell("Value=\"online\" SubProcessSessions=\"100008\" Version=\"5\" LastError=\"none yet\"");
-    ASSERT_TRUE(becomes("StatusOnline"));
-    EXPECT_EQ(ui.bar.image.meaning, Meaning::Controlled);
+    ASSERT_TRUE(pollUntil([this] { return ui.bar.image.meaning == Meaning::Controlled; }));
     EXPECT_EQ(ui.bar.image.name, "ControlledStatusIcon");
     EXPECT_EQ(ui.dialog.title, "StatusDialogTitle");
     EXPECT_EQ(ui.dialog.place.anchor, host::DialogPlace::Anchor::TopCentre);
@@ -151,25 +150,22 @@ std::size_t entriesOf(const char* folder) {
 TEST_F(GUIController, LeavesNothingBehindWhenItSleepsAndWhenServicesEnd) {
     std::optional<FakeService> service;
     std::size_t descriptors = 0;
-    std::size_t tasks = 0;
     for (int cycle = 0; cycle < 20; ++cycle) {
         service.emplace([](const std::string&) { return "<Status Value=\"onl"; }); // breaks off
         ASSERT_TRUE(pollUntil([&] { return service->count("<GetStatus") > 0; }));
         service.emplace(answerAsOnlineService);
         ASSERT_TRUE(becomes("StatusOnline"));
         ui.machine.announce(host::Workspace::Event::WillSleep);
-        env.loop.advance(1min); // what is not the controller's is done
-        ASSERT_EQ(env.loop.scheduledCount(), 0U);
+        env.loop.advance(1min); // runs the tasks that are not the controller's
+        ASSERT_TRUE(env.loop.runUntil([this] { return env.loop.scheduledCount() == 0; }));
         ASSERT_TRUE(waitUntil([&] { return service->count("<UnregisterAgent") == 1; }));
         ui.machine.announce(host::Workspace::Event::DidWake);
         ASSERT_TRUE(becomes("StatusOnline"));
         EXPECT_GE(service->count("<RegisterAgent"), 2U);
         if (cycle == 1) {
             descriptors = entriesOf("/dev/fd");
-            tasks = env.loop.scheduledCount();
         }
     }
-    EXPECT_EQ(env.loop.scheduledCount(), tasks);
     // The last service's former connections may be about to close.
     EXPECT_TRUE(waitUntil([&] { return entriesOf("/dev/fd") <= descriptors; })) << entriesOf("/dev/fd");
 }
