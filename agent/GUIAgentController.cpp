@@ -74,8 +74,8 @@ std::string GUIAgentController::stateText(ServiceState state) const {
 }
 
 void GUIAgentController::notifyRequestFailedWithError(const std::string& text, std::int32_t code) {
-    constexpr std::int32_t kLow31Bits =
-        0x7FFFFFFF; // the failures that a layer reports by itself have no error number there
+    // A failure that a layer reports by itself has no error number in these bits.
+    constexpr std::int32_t kLow31Bits = 0x7FFFFFFF;
     if ((code & kLow31Bits) == 0) {
         OCNSLog("%@", text);
     } else {

@@ -12,7 +12,7 @@ namespace kvn::host {
 // Handlers are called on the main thread when the person changes something; a control that is not enabled
 // is shown and cannot be changed.
 
-/// A text that names what the line's own text labels.
+/// A text to read, which the line's text labels.
 struct DialogValue {
     std::string text;
 };
@@ -78,7 +78,8 @@ class DialogWindow {
 public:
     virtual ~DialogWindow() = default;
 
-    /// Brings the window to the front with these lines. Content that is larger than the place scrolls.
+    /// Brings the window to the front with these lines, none of which is a line that was shown before.
+    /// Content that is larger than the place scrolls.
     virtual void show(const std::string& title, DialogLines lines, const DialogPlace& place) = 0;
 
     /// Shows other lines in place of those shown. Does nothing while the window is closed.

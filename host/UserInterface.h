@@ -17,7 +17,7 @@ namespace kvn::host {
 
 struct Host;
 
-/// The ways in which the agent meets the person at the computer.
+/// The front ends that there are.
 enum class FrontEnd { None, Terminal };
 
 /// A command that the application takes as text.
