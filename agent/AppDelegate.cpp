@@ -1,13 +1,14 @@
 #include "agent/AppDelegate.h"
 
-#include "agent/AgentExitHandler.h"
-#include "agent/ToolsLink.h"
 #include "basic/FFLocalizedText.h"
 #include "basic/FOCVersion.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "remote/platform/launchd/LoginSessionMonitor.h"
 
+#include <csignal>
+#include <filesystem>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -23,7 +24,7 @@ constexpr char kLanguageFile[] = "/com.korvane.remote/config/language.xml";
 constexpr char kOpenPreferences[] = "com.korvane.remote.ShowGUIAgentSettings";
 constexpr char kOpenPreferencesObject[] = "com.korvane.remote.GUIAgentSettings";
 
-/// A service that is not online that soon after start-up or wake-up is still starting; later it is offline.
+/// The time after start-up or wake-up in which a service that is not online counts as starting.
 constexpr auto kStartGrace = 15s;
 constexpr auto kInstanceCheckDelay = 500ms;
 
@@ -33,42 +34,62 @@ constexpr std::int32_t kStartFailedStatus = -201;
 /// Control + Command + Up Arrow.
 constexpr host::HotKeys::Key kShowItemKey{126, 0x1100, 0x73687374, 0x32323334};
 
+host::StatusImage statusImage(AppDelegate::AppState appState) {
+    using Meaning = host::StatusImage::Meaning;
+    switch (appState) {
+    case AppDelegate::AppState::Controlled:
+        return {Meaning::Controlled, "ControlledStatusIcon"};
+    case AppDelegate::AppState::Online:
+        return {Meaning::Connected, "ConnectedStatusIcon"};
+    case AppDelegate::AppState::NotOnline:
+        break;
+    }
+    return {Meaning::NotConnected, "ConnectedStatusIcon"};
+}
+
 } // namespace
 
-AppDelegate::AppDelegate(const Environment& environment, std::string program, std::string bundleIdentifier)
+AgentExitHandler::AgentExitHandler(std::string bundleIdentifier, host::MainLoop::Task terminate)
+    : bundleIdentifier_(std::move(bundleIdentifier)), terminate_(std::move(terminate)) {}
+
+void AgentExitHandler::install(host::MainLoop& mainLoop) {
+    signal_ = mainLoop.onSignal(SIGTERM, [this] { terminateAgent(); });
+}
+
+void AgentExitHandler::terminateAgent() const {
+    OCNSLog("Terminating agent: %@", bundleIdentifier_);
+    terminate_();
+}
+
+AppDelegate::AppDelegate(const ApplicationEnvironment& environment, std::string program,
+                         std::string bundleIdentifier)
     : environment_(environment), program_(std::move(program)), bundleIdentifier_(std::move(bundleIdentifier)),
-      mainLoop_(environment.controller.connector.mainLoop),
-      permissionDialog_({mainLoop_, environment.controller.clock, environment.controller.connector.bundle,
-                         environment.permissionWindow, environment.workspace, environment.notifications,
-                         environment.controller.connector.processRunner, environment.toolQueue,
-                         environment.privacyChecks},
-                        [this] { terminate(); }) {}
+      exitHandler_(bundleIdentifier_, [this] { terminate(); }) {}
 
 AppDelegate::~AppDelegate() {
-    environment_.hotKeys.unregisterHotKey(myHotKeyRef_);
-    environment_.statusBar.removeItem();
+    environment_.userInterface.hotKeys().unregisterHotKey(myHotKeyRef_);
+    environment_.userInterface.statusBar().removeItem();
 }
 
 // MARK: Start and end
 
 void AppDelegate::applicationDidFinishLaunching() {
-    const host::Bundle& bundle = environment_.controller.connector.bundle;
-    OCNSLog("Launched: %@ version: %@ for user: %@(%d)", program_, FOCVersion::fullVersionInfo(bundle),
-            LoginSessionMonitor::getProcessOwnerName(), static_cast<int>(geteuid()));
-    exitHandler_ = AgentExitHandler::install(mainLoop_, bundleIdentifier_, [this] { terminate(); });
+    OCNSLog("Launched: %@ version: %@ for user: %@(%d)", program_,
+            FOCVersion::fullVersionInfo(environment_.bundle), LoginSessionMonitor::getProcessOwnerName(),
+            static_cast<int>(geteuid()));
+    exitHandler_.install(environment_.mainLoop);
     verifyKvnRemoteToolsLink();
     FFLocalizedText::useLanguageFile(Kvs::FSysInfoPaths::applicationSupportDirectory() + kLanguageFile);
-    mainController_ = std::make_unique<GUIAgentController>(environment_.controller, *this);
-    permissionDialog_.begin();
+    mainController_ = std::make_unique<GUIAgentController>(environment_, *this);
     openPreferences_ =
         environment_.notifications.observe(kOpenPreferences, kOpenPreferencesObject,
                                            [this](const auto&) { mainController_->showPreferences(); });
     registerHotKey();
     barMenu_ = createMenu();
     settingsUpdated();
-    startupTime_ = environment_.controller.clock.steadyNow();
+    startupTime_ = environment_.clock.steadyNow();
     updateAppState(AppState::NotOnline, ServiceState::Initial);
-    workspaceEvents_ = environment_.workspace.observe(
+    workspaceEvents_ = environment_.userInterface.workspace().observe(
         [this](host::Workspace::Event event) { workspaceNotification(event); });
     mainController_->start();
     mainController_->checkPermissions();
@@ -79,13 +100,11 @@ void AppDelegate::applicationWillTerminate() {
     openPreferences_.reset();
 }
 
-void AppDelegate::terminate() { mainLoop_.quit(); }
-
 // MARK: Status item
 
 std::unique_ptr<StatusMenu> AppDelegate::createMenu() {
-    const auto& connector = environment_.controller.connector;
-    const bool hasPermissions = connector.systemInfo.isOperatingSystemAtLeast(10, 14, 0);
+    const bool hasPermissions =
+        mainController_->checksPermissions() && environment_.systemInfo.isOperatingSystemAtLeast(10, 14, 0);
     return std::make_unique<StatusMenu>(
         StatusMenu::Actions{
             .getServiceStatus = [this] { mainController_->showServiceStatus(); },
@@ -97,17 +116,17 @@ std::unique_ptr<StatusMenu> AppDelegate::createMenu() {
             .hideStatusItem = [this] { hideStatusItem(); },
         },
         [](const char* key) { return FFLocalizedText::shared().stringForKey(key); },
-        hasPermissions ? connector.bundle.localizedString("PermissionsMenuItem") : "");
+        hasPermissions ? std::optional(environment_.bundle.localizedString("PermissionsMenuItem"))
+                       : std::nullopt);
 }
 
-void AppDelegate::showStatusBarItem() { environment_.statusBar.showItem(barMenu_->items()); }
+void AppDelegate::showStatusBarItem() { environment_.userInterface.statusBar().showItem(barMenu_->items()); }
 
-void AppDelegate::hideStatusItem() { environment_.statusBar.removeItem(); }
+void AppDelegate::hideStatusItem() { environment_.userInterface.statusBar().removeItem(); }
 
 void AppDelegate::settingsUpdated() {
-    RemoteServiceSettings& settings = environment_.controller.connector.settings;
-    settings.updateSettings();
-    if (settings.showStatusBarMenu()) {
+    environment_.settings.updateSettings();
+    if (environment_.settings.showStatusBarMenu()) {
         showStatusBarItem();
     } else {
         hideStatusItem();
@@ -116,15 +135,17 @@ void AppDelegate::settingsUpdated() {
 
 void AppDelegate::showLogFiles() {
     const std::string folder = Kvs::FSysInfoPaths::underRoot(kLogDirectory);
-    environment_.workspace.openFolder(folder, [folder](const std::optional<host::Error>& error) {
-        if (error) {
-            OCNSLog("Could not open %@: %@", folder, *error);
-        }
-    });
+    environment_.userInterface.workspace().openFolder(
+        folder, [folder](const std::optional<host::Error>& error) {
+            if (error) {
+                OCNSLog("Could not open %@: %@", folder, *error);
+            }
+        });
 }
 
 void AppDelegate::registerHotKey() {
-    const std::int32_t installed = environment_.hotKeys.installHandler([this](std::uint32_t kind) {
+    host::HotKeys& hotKeys = environment_.userInterface.hotKeys();
+    const std::int32_t installed = hotKeys.installHandler([this](std::uint32_t kind) {
         switch (kind) {
         case host::HotKeys::kReleased:
             return 0;
@@ -138,7 +159,7 @@ void AppDelegate::registerHotKey() {
     if (installed != 0) {
         CNSLog("InstallApplicationEventHandler for HotKey failed: %d", installed);
     }
-    if (const std::int32_t result = environment_.hotKeys.registerHotKey(kShowItemKey, myHotKeyRef_)) {
+    if (const std::int32_t result = hotKeys.registerHotKey(kShowItemKey, myHotKeyRef_)) {
         CNSLog("RegisterEventHotKey failed: %d", result);
     }
 }
@@ -148,12 +169,12 @@ void AppDelegate::registerHotKey() {
 ServiceState AppDelegate::updateAppState(AppState appState, ServiceState serviceState) {
     const ServiceState state = effectiveState(serviceState);
     barMenu_->enableFor(state, startAttemptDidFail_);
-    environment_.statusBar.updateItem(statusImage(appState));
+    environment_.userInterface.statusBar().updateItem(statusImage(appState));
     return state;
 }
 
 ServiceState AppDelegate::effectiveState(ServiceState serviceState) {
-    const bool young = environment_.controller.clock.steadyNow() - startupTime_ <= kStartGrace;
+    const bool young = environment_.clock.steadyNow() - startupTime_ <= kStartGrace;
     if (serviceState == ServiceState::Offline && young) {
         return ServiceState::Initial;
     }
@@ -163,26 +184,12 @@ ServiceState AppDelegate::effectiveState(ServiceState serviceState) {
     if (serviceState == ServiceState::Online) {
         startAttemptDidFail_ = false;
         if (!std::exchange(runningInstancesChecked_, true)) {
-            mainLoop_.postAfter(kInstanceCheckDelay, [this] { checkForRunningInstances(); });
+            environment_.mainLoop.postAfter(kInstanceCheckDelay, [this] { checkForRunningInstances(); });
         }
     } else if (serviceState == ServiceState::StartFailed) {
         startAttemptDidFail_ = true;
     }
     return serviceState;
-}
-
-host::StatusImage AppDelegate::statusImage(AppState appState) const {
-    using Look = host::StatusImage::Look;
-    switch (appState) {
-    case AppState::Controlled:
-        return {"ControlledStatusIcon", Look::Plain};
-    case AppState::Online:
-        return {"ConnectedStatusIcon", Look::Template};
-    case AppState::NotOnline:
-        break;
-    }
-    return {"ConnectedStatusIcon",
-            environment_.statusBar.itemHasButton() ? Look::DisabledTemplate : Look::Grey};
 }
 
 void AppDelegate::checkForRunningInstances() {
@@ -205,12 +212,12 @@ void AppDelegate::workspaceNotification(host::Workspace::Event event) {
         break;
     case host::Workspace::Event::DidWake:
         CNSLog("System did wake up, starting controller");
-        startupTime_ = environment_.controller.clock.steadyNow();
+        startupTime_ = environment_.clock.steadyNow();
         updateAppState(AppState::NotOnline, ServiceState::Initial);
         mainController_->start();
         break;
     case host::Workspace::Event::WillEndSession:
-        terminate();
+        exitHandler_.terminateAgent();
         break;
     }
 }
@@ -222,7 +229,7 @@ void AppDelegate::startServiceCompletedWithStatus(std::int32_t status) {
     if (status == kStartFailedStatus) {
         updateAppState(AppState::NotOnline, ServiceState::StartFailed);
     } else {
-        startupTime_ = environment_.controller.clock.steadyNow();
+        startupTime_ = environment_.clock.steadyNow();
         updateAppState(AppState::NotOnline, ServiceState::Initial);
     }
     mainController_->requestServiceStatus();
@@ -237,5 +244,28 @@ void AppDelegate::stopServiceCompletedWithStatus(std::int32_t status) {
 }
 
 void AppDelegate::restartServiceCompletedWithStatus(std::int32_t) { mainController_->requestServiceStatus(); }
+
+// MARK: Tools
+
+void AppDelegate::verifyKvnRemoteToolsLink() {
+    namespace fs = std::filesystem;
+    const fs::path applications = Kvs::FSysInfoPaths::underRoot(Kvs::FSysInfoPaths::getHomeFolder().c_str() +
+                                                                std::string("Applications"));
+    const fs::path link = applications / "KvnRemotedTools";
+    const fs::path tools = Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/tools";
+    std::error_code ignored;
+    const fs::file_status found = fs::symlink_status(link, ignored);
+    if (fs::is_symlink(found)) {
+        return;
+    }
+    if (fs::is_directory(found)) {
+        fs::remove_all(link, ignored);
+    } else if (std::error_code error;
+               !fs::exists(applications, ignored) && !fs::create_directory(applications, error)) {
+        OCNSLog("Failed to create user specific Applications folder: %@, error: %@", applications.string(),
+                error.message());
+    }
+    fs::create_symlink(tools, link, ignored);
+}
 
 } // namespace kvn

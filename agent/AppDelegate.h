@@ -1,14 +1,8 @@
 #pragma once
 
-#include "agent/AgentApplication.h"
+#include "agent/ApplicationEnvironment.h"
 #include "agent/GUIAgentController.h"
-#include "agent/PermissionDialog.h"
 #include "agent/StatusMenu.h"
-#include "host/DistributedNotifications.h"
-#include "host/HotKeys.h"
-#include "host/RunningApplications.h"
-#include "host/StatusBar.h"
-#include "host/Workspace.h"
 
 #include <chrono>
 #include <cstdint>
@@ -17,29 +11,40 @@
 
 namespace kvn {
 
+/// Ends the agent in order when the system asks for it. Main thread.
+class AgentExitHandler {
+public:
+    AgentExitHandler(std::string bundleIdentifier, host::MainLoop::Task terminate);
+
+    /// Handles SIGTERM, by which the system ends agents, as long as this object lives. Once a process.
+    void install(host::MainLoop& mainLoop);
+
+    void terminateAgent() const;
+
+private:
+    const std::string bundleIdentifier_;
+    const host::MainLoop::Task terminate_;
+    host::MainLoop::Handle signal_;
+};
+
 /// The application: starts everything up, keeps the status item and its menu in step with the service,
-/// follows sleep and wake-up, and sees to it that one agent of this bundle runs. Main thread; must outlive
+/// follows sleep and wake-up, and makes sure that one agent of this bundle runs. Main thread; must outlive
 /// the main loop's run and the work queue's jobs.
-class AppDelegate final : public AgentApplication {
+class AppDelegate {
 public:
     static constexpr char kLogDirectory[] = "/var/log/com.korvane.remote";
 
-    /// What the application works with; all of it outlives the application.
-    struct Environment {
-        GUIAgentController::Environment controller;
-        host::StatusBar& statusBar;
-        host::DialogWindow& dialogWindow;
-        host::DialogWindow& permissionWindow;
-        host::Workspace& workspace;
-        host::DistributedNotifications& notifications;
-        host::RunningApplications& runningApplications;
-        host::HotKeys& hotKeys;
-        host::WorkQueue& toolQueue;
-        PrivacyChecks& privacyChecks;
+    /// The states that the status icon shows.
+    enum class AppState : std::int32_t {
+        Online = 0,     // no remote session
+        NotOnline = 1,  // the service is not online, or the agent is stopped for sleep
+        Controlled = 2, // online, and a remote session runs
     };
 
-    AppDelegate(const Environment& environment, std::string program, std::string bundleIdentifier);
-    ~AppDelegate() override;
+    AppDelegate(const ApplicationEnvironment& environment, std::string program, std::string bundleIdentifier);
+    ~AppDelegate();
+    AppDelegate(const AppDelegate&) = delete;
+    AppDelegate& operator=(const AppDelegate&) = delete;
 
     /// The start-up sequence.
     void applicationDidFinishLaunching();
@@ -48,42 +53,49 @@ public:
     /// Valid once launched.
     GUIAgentController& mainController() { return *mainController_; }
 
+    /// The commands that a front end can offer as text. Once launched; the application outlives the commands.
+    host::Commands commands();
+
     /// Ends the main loop's run.
-    void terminate();
+    void terminate() { environment_.mainLoop.quit(); }
 
     void showStatusBarItem();
     void hideStatusItem();
     void showLogFiles();
+
+    /// Reads the settings again, and shows or hides the status item as they say.
+    void settingsUpdated();
+
+    /// Sets the menu and the icon. Returns the service state to show, which may differ from the reported one.
+    ServiceState updateAppState(AppState appState, ServiceState serviceState);
+
     void workspaceNotification(host::Workspace::Event event);
+
+    // Called when the helper has carried out a command, with its status.
+    void startServiceCompletedWithStatus(std::int32_t status);
+    void stopServiceCompletedWithStatus(std::int32_t status);
     void restartServiceCompletedWithStatus(std::int32_t status);
 
-    // AgentApplication
-    ServiceState updateAppState(AppState appState, ServiceState serviceState) override;
-    void startServiceCompletedWithStatus(std::int32_t status) override;
-    void stopServiceCompletedWithStatus(std::int32_t status) override;
-    void settingsUpdated() override;
-    host::DialogWindow& dialogWindow() override { return environment_.dialogWindow; }
-    PermissionDialog& permissionDialog() override { return permissionDialog_; }
+    /// Keeps the link "KvnRemotedTools" in the user's Applications folder to the product's tools. Makes it
+    /// when it is missing and in place of a folder; leaves a link alone wherever it leads.
+    static void verifyKvnRemoteToolsLink();
 
 private:
     std::unique_ptr<StatusMenu> createMenu();
     void registerHotKey();
     ServiceState effectiveState(ServiceState serviceState);
-    host::StatusImage statusImage(AppState appState) const;
     void checkForRunningInstances();
 
-    Environment environment_;
+    const ApplicationEnvironment environment_;
     const std::string program_;
     const std::string bundleIdentifier_;
-    host::MainLoop& mainLoop_;
-    PermissionDialog permissionDialog_;
+    AgentExitHandler exitHandler_;
     std::unique_ptr<GUIAgentController> mainController_;
     std::unique_ptr<StatusMenu> barMenu_;
     std::chrono::steady_clock::time_point startupTime_;
     bool startAttemptDidFail_ = false; // the last one, by the helper
     bool runningInstancesChecked_ = false;
     host::HotKeys::Reference myHotKeyRef_ = 0;
-    host::MainLoop::Handle exitHandler_;
     host::MainLoop::Handle openPreferences_;
     host::MainLoop::Handle workspaceEvents_;
 };

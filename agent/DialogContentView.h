@@ -7,10 +7,10 @@
 
 namespace kvn {
 
-/// What the dialog window shows: a model that any front end draws. Main thread.
+/// The content of the dialog window: a model that any front end renders. Main thread.
 class DialogContentView {
 public:
-    /// In points.
+    /// The size is in points.
     DialogContentView(double width, double height) : width_(width), height_(height) {}
     virtual ~DialogContentView() = default;
     DialogContentView(const DialogContentView&) = delete;
@@ -19,9 +19,9 @@ public:
     double width() const { return width_; }
     double height() const { return height_; }
 
-    virtual host::DialogRows rows() = 0;
+    virtual host::DialogLines lines() = 0;
 
-    /// Told whenever `rows` would say something else.
+    /// The handler is called whenever the lines have changed.
     void onChange(std::function<void()> handler) { changed_ = std::move(handler); }
 
 protected:

@@ -1,21 +1,44 @@
 #include "agent/GUIAgentController.h"
 
-#include "agent/PermissionDialog.h"
+#include "agent/AppDelegate.h"
 #include "core/logging/CNSLog.h"
 
 namespace kvn {
 
 using Kvs::OCNSLog;
 
-GUIAgentController::GUIAgentController(const Environment& environment, AgentApplication& application)
-    : AgentController(environment.connector, environment.clock), environment_(environment),
-      appDelegate_(application) {
+namespace {
+
+/// The service's state for a front end that speaks in words.
+host::StateDetails detailsOf(const OFRServiceInfo* info) {
+    if (!info) {
+        return {};
+    }
+    return {{"server", info->server},
+            {"registration", info->registration},
+            {"version", info->version},
+            {"last error", info->lastError},
+            {"proxies", info->proxyInfos.empty() ? "" : std::to_string(info->proxyInfos.size())},
+            {"session", info->subProcessRunning ? "running" : ""}};
+}
+
+} // namespace
+
+GUIAgentController::GUIAgentController(const ApplicationEnvironment& environment, AppDelegate& application)
+    : AgentController({environment.mainLoop, environment.processRunner, environment.bundle,
+                       environment.systemInfo, environment.sessionInfo, environment.sleepMonitor,
+                       environment.settings},
+                      environment.clock),
+      environment_(environment), appDelegate_(application) {
     setControllerDelegate(this);
-    appDelegate_.dialogWindow().onClose([this] { windowWillClose(); });
+    environment_.userInterface.dialogWindow().onClose([this] { windowWillClose(); });
+    if (environment_.privacyPermissions.isGuarded()) {
+        permissionDialog_.emplace(environment_, [this] { appDelegate_.terminate(); });
+    }
 }
 
 GUIAgentController::~GUIAgentController() {
-    appDelegate_.dialogWindow().onClose(nullptr);
+    environment_.userInterface.dialogWindow().onClose(nullptr);
     if (svcCtrlClient_) {
         svcCtrlClient_->dropEventHandler();
     }
@@ -24,7 +47,7 @@ GUIAgentController::~GUIAgentController() {
 // MARK: Status
 
 void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
-    using AppState = AgentApplication::AppState;
+    using AppState = AppDelegate::AppState;
     const ServiceState state = info ? info->status : ServiceState::Offline;
     AppState appState = AppState::NotOnline;
     if (state == ServiceState::Online) {
@@ -43,17 +66,16 @@ void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
         OCNSLog("RemoteService status: %@", lastStateText_);
     }
     lastServiceState_ = info ? std::optional(*info) : std::nullopt;
-    if (observer_) {
-        observer_->statusShown(lastStateText_, info);
-    }
+    environment_.userInterface.showState(lastStateText_, detailsOf(info));
 }
 
 std::string GUIAgentController::stateText(ServiceState state) const {
-    return OFRServiceInfo::serviceStateAsString(state, environment_.connector.bundle);
+    return OFRServiceInfo::serviceStateAsString(state, environment_.bundle);
 }
 
 void GUIAgentController::notifyRequestFailedWithError(const std::string& text, std::int32_t code) {
-    constexpr std::int32_t kLow31Bits = 0x7FFFFFFF; // a layer's own failure has no error number there
+    // A failure that a layer reports by itself has no error number in these bits.
+    constexpr std::int32_t kLow31Bits = 0x7FFFFFFF;
     if ((code & kLow31Bits) == 0) {
         OCNSLog("%@", text);
     } else {
@@ -65,7 +87,7 @@ void GUIAgentController::notifyRequestFailedWithError(const std::string& text, s
 
 void GUIAgentController::showServiceStatus() {
     requestServiceStatus();
-    const host::Bundle& bundle = environment_.connector.bundle;
+    const host::Bundle& bundle = environment_.bundle;
     if (!statusView_) {
         statusView_ = std::make_unique<ServiceStatusView>(bundle);
     }
@@ -77,8 +99,7 @@ void GUIAgentController::showServiceStatus() {
 
 void GUIAgentController::showPreferences() {
     if (!prefsView_) {
-        prefsView_ =
-            std::make_unique<PreferencesView>(environment_.connector.settings, environment_.connector.bundle);
+        prefsView_ = std::make_unique<PreferencesView>(environment_.settings, environment_.bundle);
     }
     prefsView_->updateControls();
     showContentView(*prefsView_, "SettingsDialogTitle");
@@ -86,18 +107,15 @@ void GUIAgentController::showPreferences() {
 
 void GUIAgentController::showContentView(DialogContentView& view, const char* titleKey) {
     constexpr double kTopMargin = 32.0;
-    host::DialogWindow& window = appDelegate_.dialogWindow();
-    const host::Rect screen = window.visibleScreen();
-    const host::Rect place{screen.x + (screen.width - view.width()) * 0.5,
-                           screen.y + screen.height - view.height() - kTopMargin, view.width(),
-                           view.height()};
+    host::DialogWindow& window = environment_.userInterface.dialogWindow();
     contentView_ = &view;
     view.onChange([this, &window, &view] {
         if (contentView_ == &view) {
-            window.update(view.rows());
+            window.update(view.lines());
         }
     });
-    window.show(environment_.connector.bundle.localizedString(titleKey), view.rows(), place);
+    window.show(environment_.bundle.localizedString(titleKey), view.lines(),
+                {host::DialogPlace::Anchor::TopCentre, kTopMargin, view.width(), view.height()});
 }
 
 void GUIAgentController::windowWillClose() {
@@ -107,8 +125,16 @@ void GUIAgentController::windowWillClose() {
     }
 }
 
-void GUIAgentController::checkPermissions() { appDelegate_.permissionDialog().checkPermissions(); }
+void GUIAgentController::checkPermissions() {
+    if (permissionDialog_) {
+        permissionDialog_->checkPermissions();
+    }
+}
 
-void GUIAgentController::showPermissions() { appDelegate_.permissionDialog().showPermissions(); }
+void GUIAgentController::showPermissions() {
+    if (permissionDialog_) {
+        permissionDialog_->showPermissions();
+    }
+}
 
 } // namespace kvn

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "agent/AgentApplication.h"
-#include "agent/AgentObserver.h"
+#include "agent/ApplicationEnvironment.h"
+#include "agent/PermissionDialog.h"
 #include "agent/PreferencesView.h"
 #include "agent/ServiceCtrlClient.h"
 #include "agent/ServiceStatusView.h"
-#include "host/WorkQueue.h"
 #include "remote/platform/AgentController.h"
 
 #include <cstdint>
@@ -18,33 +17,29 @@
 
 namespace kvn {
 
-/// The agent controller of the application: turns what it learns of the service into the menu's state and
-/// the dialogs, and has the privileged helper carry out what the user asks for. Main thread; must outlive
+class AppDelegate;
+
+/// The agent controller of the application: turns the service's status into the menu's state and the
+/// dialogs, and has the privileged helper carry out the user's commands. Main thread; must outlive
 /// the main loop's run and the work queue's jobs.
 class GUIAgentController final : public AgentController,
                                  private AgentControllerDelegate,
                                  private PHAgentEventHandler {
 public:
-    /// What a controller works with; all of it outlives the controller.
-    struct Environment {
-        RemoteServiceConnector::Environment connector;
-        PHAgentClient::Environment helper;
-        const host::Clock& clock;
-        host::WorkQueue& workQueue;
-    };
-
-    /// Gets the result that the helper tells of a task, or null when there will be none.
+    /// Gets the result of a task from the helper, or null when there will be none.
     using TaskCompletion = std::function<void(const PHMessage* result)>;
 
-    GUIAgentController(const Environment& environment, AgentApplication& application);
+    /// Owned by the application.
+    GUIAgentController(const ApplicationEnvironment& environment, AppDelegate& application);
     ~GUIAgentController() override;
-
-    /// May be null.
-    void setObserver(AgentObserver* observer) { observer_ = observer; }
 
     // The dialog window.
     void showServiceStatus();
     void showPreferences();
+
+    /// Returns false where the system does not guard the user's privacy: there is nothing to check or to
+    /// show.
+    bool checksPermissions() const { return permissionDialog_.has_value(); }
     void checkPermissions();
     void showPermissions();
 
@@ -56,7 +51,7 @@ public:
     void startService();
     void stopService();
     void restartService();
-    /// Without a completion the helper is not asked for the result.
+    /// Asks the helper for the task's result if there is a completion.
     void executeTask(const std::string& task, const std::vector<std::string>& arguments,
                      TaskCompletion onCompletion);
 
@@ -78,20 +73,21 @@ private:
 
     void verifyServiceCtrlClient();
     void sendServiceCtrlCommand(HelperCommand command, std::optional<std::uint64_t> taskId = std::nullopt);
+    void tellCompletion(const std::string& command, std::int32_t status, const std::string& details);
     void executedTaskCompletedWithResult(const PHMessage& event);
     void abandonTask(std::optional<std::uint64_t> taskId);
 
-    Environment environment_;
-    AgentApplication& appDelegate_;
-    AgentObserver* observer_ = nullptr;
+    const ApplicationEnvironment environment_;
+    AppDelegate& appDelegate_;
 
-    std::unique_ptr<ServiceStatusView> statusView_; // made when first shown
+    std::unique_ptr<ServiceStatusView> statusView_; // null until first shown
     std::unique_ptr<PreferencesView> prefsView_;
-    DialogContentView* contentView_ = nullptr; // in the dialog window
+    std::optional<PermissionDialog> permissionDialog_; // where the system guards privacy
+    DialogContentView* contentView_ = nullptr;         // in the dialog window
     std::optional<OFRServiceInfo> lastServiceState_;
-    std::string lastStateText_; // empty until a first answer, or the failure to get one
+    std::string lastStateText_; // empty until the first answer, or the first failure to get one
 
-    std::shared_ptr<ServiceCtrlClient> svcCtrlClient_; // made for the first command
+    std::shared_ptr<ServiceCtrlClient> svcCtrlClient_; // null until the first command
     PendingTasks pendingTasks_;
     std::uint64_t lastExeutedTaskId_ = 0;
 };

@@ -1,11 +1,12 @@
+#include "agent/AppDelegate.h"
 #include "agent/GUIAgentController.h"
 
 #include "core/logging/CNSLog.h"
 
 #include <utility>
 
-// What the user has the privileged helper do. A command goes to the work queue, since connecting to the
-// helper, and installing it before, may take long; what became of it comes back as an event.
+// The commands to the privileged helper. A command goes to the work queue, since installing the helper and
+// connecting to it may take long; its result comes back as an event on the main thread.
 
 namespace kvn {
 
@@ -15,6 +16,16 @@ namespace {
 
 constexpr char kHelperNotAvailable[] = "Can't start/stop service, priviliged helper tool not available";
 constexpr std::int32_t kHelperNotAvailableCode = -2;
+
+/// The command by the name that a person knows.
+std::string shownName(const std::string& command) {
+    static const std::map<std::string, std::string> names{{"StartService", "start"},
+                                                          {"StopService", "stop"},
+                                                          {"RestartService", "restart"},
+                                                          {"ExecuteTask", "task"}};
+    const auto found = names.find(command);
+    return found == names.end() ? command : found->second;
+}
 
 } // namespace
 
@@ -44,7 +55,10 @@ void GUIAgentController::executeTask(const std::string& task, const std::vector<
 void GUIAgentController::verifyServiceCtrlClient() {
     if (!svcCtrlClient_) {
         PHAgentEventHandler& events = *this;
-        svcCtrlClient_ = std::make_shared<ServiceCtrlClient>(environment_.helper, events);
+        svcCtrlClient_ = std::make_shared<ServiceCtrlClient>(
+            PHAgentClient::Environment{environment_.mainLoop, environment_.sleeper, environment_.bundle,
+                                       environment_.privilegedJobs},
+            events);
     }
 }
 
@@ -54,18 +68,16 @@ void GUIAgentController::sendServiceCtrlCommand(HelperCommand command, std::opti
         if (client->verifyAgentConnection()) {
             client->verifyEventThreadRunning();
         } else if (!client->installAgent()) {
-            environment_.helper.loop.post([this, taskId] {
+            environment_.mainLoop.post([this, taskId] {
                 notifyRequestFailedWithError(kHelperNotAvailable, kHelperNotAvailableCode);
                 abandonTask(taskId);
-                if (observer_) {
-                    observer_->requestFailed(kHelperNotAvailable);
-                }
+                environment_.userInterface.message(std::string("error: ") + kHelperNotAvailable);
             });
             return;
         }
         command(*client);
         if (!client->deliversEvents()) {
-            environment_.helper.loop.post([this, taskId] { abandonTask(taskId); });
+            environment_.mainLoop.post([this, taskId] { abandonTask(taskId); });
         }
     });
 }
@@ -89,10 +101,20 @@ bool GUIAgentController::processAgentEvent(const PHMessage& event) {
     } else if (command == "ExecuteTask") {
         executedTaskCompletedWithResult(event);
     }
-    if (observer_) {
-        observer_->commandCompleted(command, status, details);
-    }
+    tellCompletion(command, status, details);
     return false;
+}
+
+void GUIAgentController::tellCompletion(const std::string& command, std::int32_t status,
+                                        const std::string& details) {
+    std::string outcome = "completed";
+    if (status == 0 && command == "ExecuteTask") {
+        return; // the task's own completion tells its result
+    }
+    if (status != 0) {
+        outcome = "failed (" + std::to_string(status) + ")" + (details.empty() ? "" : ": " + details);
+    }
+    environment_.userInterface.message(shownName(command) + ": " + outcome);
 }
 
 void GUIAgentController::executedTaskCompletedWithResult(const PHMessage& event) {
@@ -114,13 +136,13 @@ void GUIAgentController::executedTaskCompletedWithResult(const PHMessage& event)
 void GUIAgentController::processErrorEvent(const host::Error* error) {
     OCNSLog("ServiceCrtlClient error: %@", error ? error->description() : "(null)");
     environment_.workQueue.post([client = svcCtrlClient_] {
-        // A command before this one may have connected anew; that is not the connection that ended.
+        // A command that ran before this job may have connected again, and that connection has not ended.
         if (!client->isConnected()) {
             client->terminatePrivilegedAgent();
         }
     });
-    environment_.helper.loop.post([this] {
-        // What the helper was doing has no end that we shall learn of.
+    environment_.mainLoop.post([this] {
+        // The helper cannot tell the results of its tasks any more.
         while (!pendingTasks_.empty()) {
             abandonTask(pendingTasks_.begin()->first);
         }

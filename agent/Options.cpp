@@ -24,9 +24,9 @@ std::variant<Options, std::string> parseOptions(int argc, const char* const* arg
     }
     options.root = given.value("--root").value_or("");
     if (const auto mode = given.value("--ui"); mode == "terminal") {
-        options.frontEnd = FrontEnd::Terminal;
+        options.frontEnd = host::FrontEnd::Terminal;
     } else if (mode == "none") {
-        options.frontEnd = FrontEnd::None;
+        options.frontEnd = host::FrontEnd::None;
     } else if (mode) {
         return "--ui takes terminal or none, not " + *mode;
     }

@@ -1,24 +1,24 @@
 #pragma once
 
+#include "host/UserInterface.h"
+
 #include <optional>
 #include <string>
 #include <variant>
 
 namespace kvn {
 
-enum class FrontEnd { None, Terminal };
-
-/// What the command line asks for.
+/// The options of the command line.
 struct Options {
-    std::string root;                 // empty: the real file system
-    std::optional<FrontEnd> frontEnd; // empty: chosen by what standard input is
+    std::string root;                       // empty: no root, the paths are the real ones
+    std::optional<host::FrontEnd> frontEnd; // empty: a terminal where standard input is one
     bool version = false;
     bool help = false;
 };
 
 extern const char* const kUsage;
 
-/// The options, or what is wrong with them.
+/// Returns the options, or the reason why they cannot be understood.
 std::variant<Options, std::string> parseOptions(int argc, const char* const* argv);
 
 } // namespace kvn

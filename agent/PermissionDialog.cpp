@@ -15,26 +15,24 @@ using Kvs::CNSLog;
 using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
-constexpr std::int32_t kAutoPopups = 2;
 constexpr auto kUpdateInterval = 10s;
 constexpr auto kPreLoginAnswerPatience = 6s;
 constexpr auto kPreLoginCheckInterval = 3s;
 constexpr host::ProcessRunner::Limits kScriptLimits{10s, std::size_t{1} << 16};
 
-constexpr double kWidth = 480.0;
-constexpr double kHeight = 320.0;
-constexpr double kScreenMargin = 100.0;
+constexpr host::DialogPlace kPlace{host::DialogPlace::Anchor::TopRight, 100.0, 480.0, 320.0};
 
 constexpr char kPreLoginAgent[] = "/Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app/"
                                   "Contents/MacOS/KvnPreLoginAgent";
 constexpr char kSettingsPane[] = "x-apple.systempreferences:com.apple.preference.security?";
 
-// The pre-login agent's answers are observed under the one name, and accepted under the other.
+// The pre-login agent's answers are observed under the first name, but accepted under the second only.
 constexpr char kObservedNotification[] = "com.korvane.remote.PermissionInfo";
 constexpr char kAcceptedNotification[] = "com.korvane.remote.Permissions";
 constexpr std::int32_t kNoInformation = 4;
 
-/// As the system reads numbers: 0 for what is none, and the nearest for what is too large.
+/// Reads a number as the system does: 0 for a text that is not a number, the nearest for one that is too
+/// large.
 std::int32_t intValue(const host::Notification& notification, const char* key) {
     const auto found = notification.userInfo.find(key);
     const long number =
@@ -52,34 +50,31 @@ std::string describe(const host::Notification& notification) {
 
 } // namespace
 
-PermissionDialog::PermissionDialog(const Environment& environment, std::function<void()> terminate)
-    : environment_(environment), terminate_(std::move(terminate)), maxAutoPopupCount_(kAutoPopups) {
-    environment_.window.onClose([this] { windowWillClose(); });
-}
-
-PermissionDialog::~PermissionDialog() { environment_.window.onClose(nullptr); }
-
-void PermissionDialog::begin() {
-    didCheckPermissions_ = false;
-    maxAutoPopupCount_ = kAutoPopups;
+PermissionDialog::PermissionDialog(const ApplicationEnvironment& environment, host::MainLoop::Task terminate)
+    : environment_(environment), window_(environment.userInterface.permissionWindow()),
+      terminate_(std::move(terminate)),
+      privacyChecks_(environment.privacyPermissions, environment.systemInfo) {
+    window_.onClose([this] { windowWillClose(); });
     resetPermissions();
     observer_ = environment_.notifications.observe(
         kObservedNotification, std::nullopt,
         [this](const host::Notification& notification) { handleNotification(notification); });
 }
 
+PermissionDialog::~PermissionDialog() { window_.onClose(nullptr); }
+
 // MARK: Checking
 
 void PermissionDialog::checkPermissions() {
     CNSLog("Checking permissions: received all: %d, did check: %d, dialog visible: %d, max popup count: %d",
-           haveAllPermissions_, didCheckPermissions_, environment_.window.isVisible(), maxAutoPopupCount_);
-    if (preAccessibilityPermission_ != kGranted || preRecordingPermission_ != kGranted) {
+           haveAllPermissions_, didCheckPermissions_, window_.isVisible(), maxAutoPopupCount_);
+    if (preAccessibilityPermission_ != State::Granted || preRecordingPermission_ != State::Granted) {
         verifyPreLoginPermissions();
     }
     verifyGUIPermissions();
     updateControlsForPermissions();
     if (!haveAllPermissions_ && maxAutoPopupCount_ >= 1) {
-        if (!environment_.window.isVisible() && didCheckPermissions_) {
+        if (!window_.isVisible() && didCheckPermissions_) {
             showPermissions(false);
         } else {
             startUpdateTimer();
@@ -98,38 +93,38 @@ void PermissionDialog::updateStatus() {
 }
 
 void PermissionDialog::resetPermissions() {
-    preAccessibilityPermission_ = preRecordingPermission_ = kUnknown;
-    guiAccessibilityPermission_ = guiRecordingPermission_ = kUnknown;
+    preAccessibilityPermission_ = preRecordingPermission_ = State::Unknown;
+    guiAccessibilityPermission_ = guiRecordingPermission_ = State::Unknown;
     updateControlsForPermissions();
 }
 
 void PermissionDialog::updatePermissions() {
     CNSLog("Updating permissions, PreLogin accessibilty=%d, recordind=%d;  GUI accessibilty=%d, recordind=%d",
-           preAccessibilityPermission_, preRecordingPermission_, guiAccessibilityPermission_,
-           guiRecordingPermission_);
+           number(preAccessibilityPermission_), number(preRecordingPermission_),
+           number(guiAccessibilityPermission_), number(guiRecordingPermission_));
     // The user grants one permission at a time: the first that is missing has the only button.
     haveAllPermissions_ = true;
-    for (std::int32_t* state : {&preAccessibilityPermission_, &preRecordingPermission_,
-                                &guiAccessibilityPermission_, &guiRecordingPermission_}) {
-        if (*state != kGranted) {
-            *state = std::exchange(haveAllPermissions_, false) ? kRequestNext : kUnknown;
+    for (State* state : {&preAccessibilityPermission_, &preRecordingPermission_, &guiAccessibilityPermission_,
+                         &guiRecordingPermission_}) {
+        if (*state != State::Granted) {
+            *state = std::exchange(haveAllPermissions_, false) ? State::RequestNext : State::Unknown;
         }
     }
     CNSLog("Updated permissions, PreLogin accessibilty=%d, recording=%d;  GUI accessibilty=%d, recording=%d, "
            "have all=%d",
-           preAccessibilityPermission_, preRecordingPermission_, guiAccessibilityPermission_,
-           guiRecordingPermission_, haveAllPermissions_);
+           number(preAccessibilityPermission_), number(preRecordingPermission_),
+           number(guiAccessibilityPermission_), number(guiRecordingPermission_), haveAllPermissions_);
 }
 
 void PermissionDialog::verifyGUIPermissions() {
-    if (environment_.privacyChecks.haveAccessibilityPermission()) {
-        guiAccessibilityPermission_ = kGranted;
+    if (privacyChecks_.haveAccessibilityPermission()) {
+        guiAccessibilityPermission_ = State::Granted;
     }
-    if (environment_.privacyChecks.haveCaptureScreenPermission()) {
-        guiRecordingPermission_ = kGranted;
+    if (privacyChecks_.haveCaptureScreenPermission()) {
+        guiRecordingPermission_ = State::Granted;
     }
-    CNSLog("Verified GUI permissions, accessibilty=%d, recordind=%d", guiAccessibilityPermission_,
-           guiRecordingPermission_);
+    CNSLog("Verified GUI permissions, accessibilty=%d, recordind=%d", number(guiAccessibilityPermission_),
+           number(guiRecordingPermission_));
 }
 
 void PermissionDialog::verifyPreLoginPermissions() {
@@ -145,7 +140,7 @@ void PermissionDialog::verifyPreLoginPermissions() {
     lastPreLoginPermissionCheck_ = now;
     const std::string script =
         environment_.bundle.resourcePath("verifyPermissions", "sh").value_or("verifyPermissions.sh");
-    environment_.workQueue.post([&runner = environment_.processRunner, script] {
+    environment_.toolQueue.post([&runner = environment_.processRunner, script] {
         const auto result = runner.run(script, {}, kScriptLimits);
         const auto* outcome = std::get_if<host::ProcessRunner::Outcome>(&result);
         const std::string errors = outcome ? outcome->errors : std::get<host::Error>(result).description();
@@ -174,10 +169,10 @@ void PermissionDialog::handleNotification(const host::Notification& notification
     OCNSLog("Received permission: %@, accessibility=%d, recording=%d", notification.name, accessibility,
             recording);
     if (accessibility != kNoInformation) {
-        preAccessibilityPermission_ = accessibility;
+        preAccessibilityPermission_ = State(accessibility);
     }
     if (recording != kNoInformation) {
-        preRecordingPermission_ = recording;
+        preRecordingPermission_ = State(recording);
     }
     updatePermissions();
     updateStatus();
@@ -186,13 +181,10 @@ void PermissionDialog::handleNotification(const host::Notification& notification
 // MARK: The window
 
 void PermissionDialog::showPermissions(bool reset) {
-    const host::Rect screen = environment_.window.visibleScreen();
-    const host::Rect place{screen.width - kWidth - kScreenMargin, screen.height - kScreenMargin - kHeight,
-                           kWidth, kHeight};
     didOpenSystemPreferences_ = false;
     maxAutoPopupCount_ = reset ? kAutoPopups : maxAutoPopupCount_ - 1;
     CNSLog("Show permission dialog: reset count=%d, remaining=%d", reset, maxAutoPopupCount_);
-    environment_.window.show(environment_.bundle.localizedString("PermissionsPanelTitle"), rows(), place);
+    window_.show(environment_.bundle.localizedString("PermissionsPanelTitle"), lines(), kPlace);
     lastPreLoginPermissionCheck_.reset();
     resetPermissions();
     updateStatus();
@@ -200,49 +192,49 @@ void PermissionDialog::showPermissions(bool reset) {
 
 void PermissionDialog::updateControlsForPermissions() {
     updatePermissions();
-    environment_.window.update(rows());
+    window_.update(lines());
 }
 
-host::DialogRows PermissionDialog::rows() {
-    const host::Bundle& bundle = environment_.bundle;
-    host::DialogRows rows{host::DialogText{bundle.localizedString("PermissionsMainInfo")}};
-    rows.emplace_back(host::DialogText{});
-    rows.emplace_back(host::DialogText{"KvnPreLoginAgent:"});
-    addPermission(rows, "AccessibilityStatus", preAccessibilityPermission_,
-                  &PermissionDialog::requestPreLoginAccessibilityPermission);
-    addPermission(rows, "ScreenRecordingStatus", preRecordingPermission_,
-                  &PermissionDialog::requestPreLoginRecordingPermission);
-    rows.emplace_back(host::DialogText{});
-    rows.emplace_back(host::DialogText{"KvnGuiAgent:"});
-    addPermission(rows, "AccessibilityStatus", guiAccessibilityPermission_,
-                  &PermissionDialog::requestGUIAccessibilityPermission);
-    addPermission(rows, "ScreenRecordingStatus", guiRecordingPermission_,
-                  &PermissionDialog::requestGUIRecordingPermission);
-    rows.emplace_back(host::DialogText{});
-    rows.emplace_back(host::DialogButton{bundle.localizedString("OpenAccessibilitySettings"),
-                                         [this] { openAccessibilitySettings(); }});
-    rows.emplace_back(host::DialogButton{bundle.localizedString("OpenRecordingSettings"),
-                                         [this] { openScreenRecordingSettings(); }});
-    return rows;
+host::DialogLines PermissionDialog::lines() {
+    const auto text = [&](const char* key) { return environment_.bundle.localizedString(key); };
+    return {
+        {"info", text("PermissionsMainInfo")},
+        {"beforePreLogin", ""},
+        {"preLogin", "KvnPreLoginAgent:"},
+        permissionLine("preAccessibility", "AccessibilityStatus", preAccessibilityPermission_,
+                       &PermissionDialog::requestPreLoginAccessibilityPermission),
+        permissionLine("preRecording", "ScreenRecordingStatus", preRecordingPermission_,
+                       &PermissionDialog::requestPreLoginRecordingPermission),
+        {"beforeGUI", ""},
+        {"gui", "KvnGuiAgent:"},
+        permissionLine("guiAccessibility", "AccessibilityStatus", guiAccessibilityPermission_,
+                       &PermissionDialog::requestGUIAccessibilityPermission),
+        permissionLine("guiRecording", "ScreenRecordingStatus", guiRecordingPermission_,
+                       &PermissionDialog::requestGUIRecordingPermission),
+        {"beforeSettings", ""},
+        {"accessibilitySettings", "",
+         host::DialogButton{text("OpenAccessibilitySettings"), [this] { openAccessibilitySettings(); }}},
+        {"recordingSettings", "",
+         host::DialogButton{text("OpenRecordingSettings"), [this] { openScreenRecordingSettings(); }}},
+    };
 }
 
-void PermissionDialog::addPermission(host::DialogRows& rows, const char* statusKey, std::int32_t state,
-                                     void (PermissionDialog::*request)()) {
+host::DialogLine PermissionDialog::permissionLine(const char* id, const char* statusKey, State state,
+                                                  void (PermissionDialog::*request)()) {
     constexpr std::string_view kPlaceholder = "#State#";
     const host::Bundle& bundle = environment_.bundle;
-    const char* stateKey = state == kNotGranted ? "PermissionNotGranted"
-                           : state == kGranted  ? "PermissionGranted"
-                                                : "PermissionUnknown";
-    std::string status = bundle.localizedString(statusKey);
-    if (const auto at = status.find(kPlaceholder); at != status.npos) {
-        status.replace(at, kPlaceholder.size(), bundle.localizedString(stateKey));
+    const char* stateKey = state == State::NotGranted ? "PermissionNotGranted"
+                           : state == State::Granted  ? "PermissionGranted"
+                                                      : "PermissionUnknown";
+    host::DialogLine line{id, bundle.localizedString(statusKey)};
+    if (const auto at = line.text.find(kPlaceholder); at != line.text.npos) {
+        line.text.replace(at, kPlaceholder.size(), bundle.localizedString(stateKey));
     }
-    rows.emplace_back(host::DialogText{status});
-    const bool buttonHidden = (state | 2) == 3; // granted, or unknown and not the next
-    if (!buttonHidden) {
-        rows.emplace_back(host::DialogButton{bundle.localizedString("RequestPermission"),
-                                             [this, request] { (this->*request)(); }});
+    if (state != State::Granted && state != State::Unknown) {
+        line.control = host::DialogButton{bundle.localizedString("RequestPermission"),
+                                          [this, request] { (this->*request)(); }};
     }
+    return line;
 }
 
 void PermissionDialog::windowWillClose() {
@@ -266,24 +258,25 @@ void PermissionDialog::requestPreLoginRecordingPermission() {
 
 void PermissionDialog::requestPreLoginPermission(const char* option) {
     const std::string agent = Kvs::FSysInfoPaths::underRoot(kPreLoginAgent);
-    environment_.workspace.launchApplication(agent, {option}, [](const std::optional<host::Error>& error) {
-        if (error) {
-            OCNSLog("Failed to launch PreLoginAgent, error: %@", *error);
-        }
-    });
+    environment_.userInterface.workspace().launchApplication(
+        agent, {option}, [](const std::optional<host::Error>& error) {
+            if (error) {
+                OCNSLog("Failed to launch PreLoginAgent, error: %@", *error);
+            }
+        });
     startUpdateTimer();
 }
 
 void PermissionDialog::requestGUIAccessibilityPermission() {
-    if (environment_.privacyChecks.requestAccessibilityPermission()) {
-        guiAccessibilityPermission_ = kGranted;
+    if (privacyChecks_.requestAccessibilityPermission()) {
+        guiAccessibilityPermission_ = State::Granted;
     }
     startUpdateTimer();
 }
 
 void PermissionDialog::requestGUIRecordingPermission() {
-    if (environment_.privacyChecks.requestCaptureScreenPermission()) {
-        guiRecordingPermission_ = kGranted;
+    if (privacyChecks_.requestCaptureScreenPermission()) {
+        guiRecordingPermission_ = State::Granted;
     }
     startUpdateTimer();
 }
@@ -294,7 +287,7 @@ void PermissionDialog::openScreenRecordingSettings() { openSettings("Privacy_Scr
 
 void PermissionDialog::openSettings(const char* pane) {
     const std::string url = std::string(kSettingsPane) + pane;
-    environment_.workspace.openUrl(url, [url](const std::optional<host::Error>& error) {
+    environment_.userInterface.workspace().openUrl(url, [url](const std::optional<host::Error>& error) {
         if (error) {
             OCNSLog("Could not open %@: %@", url, *error);
         }

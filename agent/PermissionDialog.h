@@ -1,18 +1,10 @@
 #pragma once
 
+#include "agent/ApplicationEnvironment.h"
 #include "agent/PrivacyChecks.h"
-#include "host/Bundle.h"
-#include "host/Clock.h"
-#include "host/DialogWindow.h"
-#include "host/DistributedNotifications.h"
-#include "host/MainLoop.h"
-#include "host/ProcessRunner.h"
-#include "host/WorkQueue.h"
-#include "host/Workspace.h"
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 
@@ -20,45 +12,35 @@ namespace kvn {
 
 /// The window that shows which privacy permissions this agent and the pre-login agent have, and lets the
 /// user ask the system for the missing ones, one at a time. Pops up by itself a few times while some are
-/// missing. Main thread; must outlive the main loop's run.
+/// missing. Exists only where the system guards the user's privacy. Main thread; must outlive the main loop's
+/// run.
 class PermissionDialog {
 public:
-    /// What the dialog works with; all of it outlives the dialog.
-    struct Environment {
-        host::MainLoop& mainLoop;
-        const host::Clock& clock;
-        const host::Bundle& bundle;
-        host::DialogWindow& window;
-        host::Workspace& workspace;
-        host::DistributedNotifications& notifications;
-        host::ProcessRunner& processRunner;
-        host::WorkQueue& workQueue; // for tools
-        PrivacyChecks& privacyChecks;
-    };
-
-    /// `terminate` ends the application.
-    PermissionDialog(const Environment& environment, std::function<void()> terminate);
+    /// Listens for the pre-login agent's answers from now on. `terminate` ends the application.
+    PermissionDialog(const ApplicationEnvironment& environment, host::MainLoop::Task terminate);
     ~PermissionDialog();
     PermissionDialog(const PermissionDialog&) = delete;
     PermissionDialog& operator=(const PermissionDialog&) = delete;
 
-    /// Forgets what was found, and listens for the pre-login agent's answers. Before the first check.
-    void begin();
-
-    /// Finds out what is missing; shows the dialog by itself, or checks again in 10 seconds.
+    /// Finds out which permissions are missing. While one is, pops the dialog up a few times, or checks again
+    /// in 10 seconds.
     void checkPermissions();
 
-    /// Shows the dialog because the user wants to see it.
+    /// Shows the dialog at the user's request, after which it may pop up a few times again.
     void showPermissions() { showPermissions(true); }
 
 private:
-    /// Not all of them: a notification may carry others, which the dialog shows as unknown.
-    enum State : std::int32_t {
-        kNotGranted = 0,
-        kGranted = 1,
-        kRequestNext = 2, // unknown, and the one whose button is shown
-        kUnknown = 3,
+    /// The values stand in the log and in the pre-login agent's notifications. A notification may have other
+    /// values, which count as not granted.
+    enum class State : std::int32_t {
+        NotGranted = 0,
+        Granted = 1,
+        RequestNext = 2, // unknown, and the one whose button is shown
+        Unknown = 3,
     };
+    static int number(State state) { return static_cast<int>(state); }
+
+    static constexpr std::int32_t kAutoPopups = 2;
 
     void showPermissions(bool reset);
     void updateStatus();
@@ -80,20 +62,22 @@ private:
     void openScreenRecordingSettings();
     void openSettings(const char* pane);
 
-    host::DialogRows rows();
-    void addPermission(host::DialogRows& rows, const char* statusKey, std::int32_t state,
-                       void (PermissionDialog::*request)());
+    host::DialogLines lines();
+    host::DialogLine permissionLine(const char* id, const char* statusKey, State state,
+                                    void (PermissionDialog::*request)());
 
-    Environment environment_;
-    const std::function<void()> terminate_;
-    std::int32_t preAccessibilityPermission_ = kUnknown;
-    std::int32_t preRecordingPermission_ = kUnknown;
-    std::int32_t guiAccessibilityPermission_ = kUnknown;
-    std::int32_t guiRecordingPermission_ = kUnknown;
+    const ApplicationEnvironment environment_;
+    host::DialogWindow& window_;
+    const host::MainLoop::Task terminate_;
+    PrivacyChecks privacyChecks_;
+    State preAccessibilityPermission_ = State::Unknown;
+    State preRecordingPermission_ = State::Unknown;
+    State guiAccessibilityPermission_ = State::Unknown;
+    State guiRecordingPermission_ = State::Unknown;
     bool haveAllPermissions_ = false;
     bool didCheckPermissions_ = false;
     bool didOpenSystemPreferences_ = false; // since the dialog was last shown
-    std::int32_t maxAutoPopupCount_;
+    std::int32_t maxAutoPopupCount_ = kAutoPopups;
     std::optional<std::chrono::steady_clock::time_point> lastPreLoginPermissionCheck_;
     host::MainLoop::Handle updateTimer_;
     host::MainLoop::Handle observer_;

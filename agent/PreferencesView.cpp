@@ -29,7 +29,7 @@ void PreferencesView::updateControls() {
 }
 
 void PreferencesView::saveCurrentSettings() {
-    // What the user left alone may have been changed by another program meanwhile.
+    // Only changed values are written: another program may have changed the others meanwhile.
     if (shown_.transferLog != saved_.transferLog) {
         settings_.setTransferLogEnabled(shown_.transferLog);
     }
@@ -53,28 +53,32 @@ std::function<void(Value)> PreferencesView::setter(std::remove_cvref_t<Value> Va
     };
 }
 
-host::DialogRows PreferencesView::rows() {
-    const auto localizedString = [&](const char* key) { return bundle_.localizedString(key); };
+host::DialogLines PreferencesView::lines() {
+    const auto text = [&](const char* key) { return bundle_.localizedString(key); };
     const bool sessionLogAllowed = settings_.changeSessionLogAllowed();
-    host::DialogRows rows{
-        host::DialogCheckBox{localizedString("PrefsTransferLog"), settings_.changeTransferLogAllowed(),
-                             shown_.transferLog, setter<bool>(&Values::transferLog)},
-        host::DialogCheckBox{localizedString("PrefsSessionLog"), sessionLogAllowed, shown_.sessionLog,
-                             setter<bool>(&Values::sessionLog)},
-        host::DialogFolder{localizedString("PrefsSessionLogFolder"), sessionLogAllowed, shown_.sessionLogPath,
-                           setter<const std::string&>(&Values::sessionLogPath)},
+    host::DialogLines lines{
+        {"transferLog", "",
+         host::DialogCheckBox{text("PrefsTransferLog"), settings_.changeTransferLogAllowed(),
+                              shown_.transferLog, setter<bool>(&Values::transferLog)}},
+        {"sessionLog", "",
+         host::DialogCheckBox{text("PrefsSessionLog"), sessionLogAllowed, shown_.sessionLog,
+                              setter<bool>(&Values::sessionLog)}},
+        {"sessionLogFolder", text("PrefsSessionLogFolder"),
+         host::DialogFolder{sessionLogAllowed, shown_.sessionLogPath,
+                            setter<const std::string&>(&Values::sessionLogPath)}},
     };
     if (settings_.changeRemoteAccessIntervalAllowed()) {
         using Date = RemoteServiceSettings::Date;
-        rows.emplace_back(host::DialogText{localizedString("PrefsRemoteAccessInterval")});
-        rows.emplace_back(host::DialogDate{localizedString("PrefsRemoteAccessBegin"), true,
-                                           shown_.intervalBegin, setter<Date>(&Values::intervalBegin)});
-        rows.emplace_back(host::DialogDate{localizedString("PrefsRemoteAccessEnd"), true, shown_.intervalEnd,
-                                           setter<Date>(&Values::intervalEnd)});
+        lines.push_back({"interval", text("PrefsRemoteAccessInterval")});
+        lines.push_back({"intervalBegin", text("PrefsRemoteAccessBegin"),
+                         host::DialogDate{true, shown_.intervalBegin, setter<Date>(&Values::intervalBegin)}});
+        lines.push_back({"intervalEnd", text("PrefsRemoteAccessEnd"),
+                         host::DialogDate{true, shown_.intervalEnd, setter<Date>(&Values::intervalEnd)}});
     }
-    rows.emplace_back(host::DialogCheckBox{localizedString("PrefsShowInMenuBar"), true, shown_.showInMenuBar,
-                                           setter<bool>(&Values::showInMenuBar)});
-    return rows;
+    lines.push_back({"showInMenuBar", "",
+                     host::DialogCheckBox{text("PrefsShowInMenuBar"), true, shown_.showInMenuBar,
+                                          setter<bool>(&Values::showInMenuBar)}});
+    return lines;
 }
 
 } // namespace kvn

@@ -9,23 +9,23 @@
 
 namespace kvn {
 
-/// The settings that the user may look at and, where the policy allows, change. What is changed here is
-/// kept by `saveCurrentSettings` only. Main thread.
+/// The settings that the user may see and, where the policy allows it, change. A change is kept by
+/// `saveCurrentSettings` only. Main thread.
 class PreferencesView final : public DialogContentView {
 public:
-    /// Both outlive the view. The view has room for the remote access interval where it may be changed.
+    /// Both outlive the view. The view is higher where the remote access interval may be changed.
     PreferencesView(RemoteServiceSettings& settings, const host::Bundle& bundle);
 
     /// Shows the settings as they are now.
     void updateControls();
 
-    /// Writes what the user has changed since `updateControls`.
+    /// Writes the settings that the user has changed since `updateControls`.
     void saveCurrentSettings();
 
-    host::DialogRows rows() override;
+    host::DialogLines lines() override;
 
 private:
-    /// What the controls show.
+    /// The values of the controls.
     struct Values {
         bool transferLog = false;
         bool sessionLog = false;

@@ -5,18 +5,19 @@
 
 namespace kvn {
 
-/// Whether this program may see and control the user's session, and asking for it. Main thread.
+/// Finds out and asks for the permissions to see and to control the user's session, on a system that guards
+/// them. Main thread.
 class PrivacyChecks {
 public:
     /// Both outlive the object.
     PrivacyChecks(host::PrivacyPermissions& permissions, const host::SystemInfo& system)
         : permissions_(permissions), system_(system) {}
 
-    /// Only who may record the screen learns the names of other programs' windows, so one name that is
-    /// seen proves the permission. Systems before 10.15 have no such permission.
+    /// Returns true if this program knows the name of another program's window, which the system tells only
+    /// those who may record the screen. Systems before 10.15 have no such permission.
     bool haveCaptureScreenPermission() const;
 
-    /// Makes the system ask the user; whether the permission is there already.
+    /// Makes the system ask the user. Returns true if the permission is there already.
     bool requestCaptureScreenPermission();
 
     /// Systems before 10.14 have no such permission.

@@ -9,18 +9,18 @@
 
 namespace kvn {
 
-/// The client of the helper that starts and stops the remote service, and runs tasks, as root. Everything
-/// here may block, and is for the work queue.
+/// The client of the helper that starts and stops the remote service, and runs tasks, as root. Called on the
+/// work queue, as each call may block.
 class ServiceCtrlClient final : public PHAgentClient {
 public:
     /// See PHAgentClient for how long the handler must live.
     ServiceCtrlClient(const Environment& environment, PHAgentEventHandler& eventHandler);
 
-    /// Installs the embedded helper with the user's authorization and listens to its events; whether it
-    /// runs now with the embedded version.
+    /// Installs the embedded helper with the user's authorization, and listens to its events. Returns true if
+    /// the helper runs now with the embedded version.
     bool installAgent();
 
-    // The helper's answer comes as an event. Without a request identifier a task's result is not told.
+    // The helper answers with an event, which has a task's result if the command has a request identifier.
     void sendStartCommand();
     void sendStopCommand();
     void sendRestartCommand();

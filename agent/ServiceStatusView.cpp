@@ -18,26 +18,25 @@ void ServiceStatusView::showStatus(const std::string& text, const OFRServiceInfo
     changed();
 }
 
-host::DialogRows ServiceStatusView::rows() {
-    host::DialogRows rows;
-    const auto addField = [&](const char* label, const std::string& value) {
+host::DialogLines ServiceStatusView::lines() {
+    host::DialogLines lines;
+    const auto addValue = [&](const char* label, const std::string& value) {
         if (!value.empty()) {
-            rows.emplace_back(host::DialogField{bundle_.localizedString(label), value});
+            lines.push_back({label, bundle_.localizedString(label), host::DialogValue{value}});
         }
     };
-    addField("StatusStateLabel", text_);
+    addValue("StatusStateLabel", text_);
     if (!details_) {
-        return rows;
+        return lines;
     }
-    addField("StatusServerLabel", details_->server);
-    addField("StatusRegistrationLabel", details_->registration);
-    addField("StatusVersionLabel", details_->version);
-    addField("StatusLastErrorLabel", details_->lastError);
+    addValue("StatusServerLabel", details_->server);
+    addValue("StatusRegistrationLabel", details_->registration);
+    addValue("StatusVersionLabel", details_->version);
+    addValue("StatusLastErrorLabel", details_->lastError);
     if (!details_->proxyInfos.empty()) {
-        rows.emplace_back(host::DialogText{bundle_.localizedString("StatusProxiesLabel")});
-        rows.emplace_back(proxyTable());
+        lines.push_back({"proxies", bundle_.localizedString("StatusProxiesLabel"), proxyTable()});
     }
-    return rows;
+    return lines;
 }
 
 host::DialogTable ServiceStatusView::proxyTable() const {

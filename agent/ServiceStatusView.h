@@ -9,7 +9,7 @@
 
 namespace kvn {
 
-/// The service's state and what is known of its connections. Main thread.
+/// The state of the service, and its details as far as they are known. Main thread.
 class ServiceStatusView final : public DialogContentView {
 public:
     explicit ServiceStatusView(const host::Bundle& bundle);
@@ -17,7 +17,7 @@ public:
     /// `details` may be null.
     void showStatus(const std::string& text, const OFRServiceInfo* details);
 
-    host::DialogRows rows() override;
+    host::DialogLines lines() override;
 
 private:
     host::DialogTable proxyTable() const;

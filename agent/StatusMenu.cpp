@@ -4,14 +4,15 @@
 
 namespace kvn {
 
-StatusMenu::StatusMenu(const Actions& actions, const Text& text, const std::string& permissionsTitle) {
+StatusMenu::StatusMenu(const Actions& actions, const Text& text,
+                       const std::optional<std::string>& permissionsTitle) {
     add(text("TRAY_STATUS_FRM_SERVICE"), actions.getServiceStatus);
     add(text("TRAY_STATUS_MNU_LOGFILES"), actions.showLogFiles);
     addSeparator();
     add(text("COMBO_SETTINGS"), actions.showSettings);
-    if (!permissionsTitle.empty()) {
+    if (permissionsTitle) {
         addSeparator();
-        add(permissionsTitle, actions.showPermissions);
+        add(*permissionsTitle, actions.showPermissions);
     }
     addSeparator();
     startMenuItem_ = add(text("TRAY_STATUS_MNU_STARTCLIENT"), actions.startService);
@@ -21,16 +22,20 @@ StatusMenu::StatusMenu(const Actions& actions, const Text& text, const std::stri
 }
 
 std::size_t StatusMenu::add(std::string title, Action action) {
-    items_.push_back({std::move(title), std::move(action)});
+    items_.emplace_back(host::MenuItem{std::move(title), std::move(action)});
     return items_.size() - 1;
 }
 
-void StatusMenu::addSeparator() { items_.push_back({}); }
+void StatusMenu::addSeparator() { items_.emplace_back(host::MenuSeparator()); }
+
+void StatusMenu::enable(std::size_t item, bool enabled) {
+    std::get<host::MenuItem>(items_[item]).enabled = enabled;
+}
 
 void StatusMenu::enableFor(ServiceState serviceState, bool startAttemptDidFail) {
     const bool stopped = serviceState == ServiceState::Offline || serviceState > ServiceState::Initial;
-    items_[startMenuItem_].enabled = stopped && !startAttemptDidFail;
-    items_[stopMenuItem_].enabled = serviceState == ServiceState::Online || startAttemptDidFail;
+    enable(startMenuItem_, stopped && !startAttemptDidFail);
+    enable(stopMenuItem_, serviceState == ServiceState::Online || startAttemptDidFail);
 }
 
 } // namespace kvn

@@ -3,7 +3,10 @@
 #include "host/StatusBar.h"
 #include "remote/platform/OFRRecords.h"
 
+#include <cstddef>
 #include <functional>
+#include <optional>
+#include <string>
 
 namespace kvn {
 
@@ -12,7 +15,7 @@ class StatusMenu {
 public:
     using Action = std::function<void()>;
 
-    /// What the items do.
+    /// The actions of the items.
     struct Actions {
         Action getServiceStatus;
         Action showLogFiles;
@@ -25,18 +28,18 @@ public:
 
     using Text = std::function<std::string(const char* key)>;
 
-    /// `text` gives the items' titles but one, which the bundle has: an empty title of the permissions
-    /// leaves that item out.
-    StatusMenu(const Actions& actions, const Text& text, const std::string& permissionsTitle);
+    /// `text` gives the titles of all items but that of the permissions, which is left out without a title.
+    StatusMenu(const Actions& actions, const Text& text, const std::optional<std::string>& permissionsTitle);
 
     const host::Menu& items() const { return items_; }
 
-    /// Sets what can be chosen while the service is in this state.
+    /// Enables the items that can be chosen while the service is in this state.
     void enableFor(ServiceState serviceState, bool startAttemptDidFail);
 
 private:
     std::size_t add(std::string title, Action action);
     void addSeparator();
+    void enable(std::size_t item, bool enabled);
 
     host::Menu items_;
     std::size_t startMenuItem_ = 0;

@@ -1,15 +1,12 @@
 #include "agent/AppDelegate.h"
 #include "agent/Options.h"
-#include "agent/PrivacyChecks.h"
 #include "agent/SandboxRoot.h"
-#include "agent/TerminalFrontEnd.h"
 #include "basic/FFLocalizedText.h"
 #include "basic/SystemSleepMonitor.h"
 #include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "host/Host.h"
-#include "host/terminal/NoUserInterface.h"
 #include "remote/platform/launchd/LaunchdController.h"
 #include "remote/platform/launchd/LoginSessionMonitor.h"
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
@@ -18,12 +15,13 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
+#include <map>
+#include <memory>
 #include <string>
 #include <unistd.h>
 #include <variant>
 
-// The composition root: reads the options, builds everything from the machine's backend, and runs.
+// The composition root: reads the options, builds the agent from a host and a front end, and runs it.
 
 namespace {
 
@@ -33,6 +31,12 @@ constexpr char kProgram[] = "KvnGUIAgent";
 constexpr char kBundleIdentifier[] = "com.korvane.remote.KvnGUIAgent";
 constexpr char kPreferencesSuite[] = "com.korvane.remote";
 
+using UserInterfaceFactory = std::unique_ptr<host::UserInterface> (*)(host::Host&);
+const std::map<host::FrontEnd, UserInterfaceFactory> kFrontEnds{
+    {host::FrontEnd::None, host::makeNoUserInterface},
+    {host::FrontEnd::Terminal, host::makeTerminalUserInterface},
+};
+
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
@@ -41,8 +45,8 @@ int fail(int status, const std::string& problem) {
     return status;
 }
 
-/// Builds the agent, and runs it until something ends it.
-int runAgent(host::Host& host, FrontEnd frontEnd) {
+/// Builds the agent on this host, and runs it until something ends it.
+int runAgent(host::Host& host, host::FrontEnd frontEnd) {
     host::MainLoop& mainLoop = *host.mainLoop;
     SystemSleepMonitor sleepMonitor(*host.powerManagement, *host.pointer, mainLoop);
     RemoteAppSuitePrefs preferences(kPreferencesSuite, *host.propertyList);
@@ -52,40 +56,33 @@ int runAgent(host::Host& host, FrontEnd frontEnd) {
     RemoteServiceSettings::setSharedSettings(&settings);
     FFLocalizedText::setSharedSources(host.bundle.get(), host.systemInfo.get());
 
-    host::NoStatusBar noStatusBar;
-    host::NoDialogWindow noWindow;
-    std::optional<TerminalFrontEnd> terminal;
-    if (frontEnd == FrontEnd::Terminal) {
-        terminal.emplace(host);
-    }
-    PrivacyChecks privacyChecks(*host.privacyPermissions, *host.systemInfo);
+    const auto userInterface = kFrontEnds.at(frontEnd)(host);
     LaunchdController launchd(*host.processRunner, *host.scriptRunner, *host.sleeper, *host.systemInfo);
     LoginSessionMonitor loginSessions(*host.consoleUser, mainLoop, *host.toolQueue, launchd);
-    AppDelegate application(
-        {.controller = {.connector = {mainLoop, *host.processRunner, *host.bundle, *host.systemInfo,
-                                      *host.sessionInfo, sleepMonitor, settings},
-                        .helper = {mainLoop, *host.sleeper, *host.bundle, *host.privilegedJobs},
-                        .clock = *host.clock,
-                        .workQueue = *host.workQueue},
-         .statusBar = terminal ? terminal->statusBar() : noStatusBar,
-         .dialogWindow = terminal ? terminal->dialogWindow() : noWindow,
-         .permissionWindow = terminal ? terminal->permissionWindow() : noWindow,
-         .workspace = terminal ? terminal->workspace() : *host.workspace,
-         .notifications = *host.notifications,
-         .runningApplications = *host.runningApplications,
-         .hotKeys = terminal ? terminal->hotKeys() : *host.hotKeys,
-         .toolQueue = *host.toolQueue,
-         .privacyChecks = privacyChecks},
-        kProgram, host.bundle->infoValue("CFBundleIdentifier").value_or(kBundleIdentifier));
+    AppDelegate application({.userInterface = *userInterface,
+                             .mainLoop = mainLoop,
+                             .clock = *host.clock,
+                             .bundle = *host.bundle,
+                             .systemInfo = *host.systemInfo,
+                             .sessionInfo = *host.sessionInfo,
+                             .processRunner = *host.processRunner,
+                             .sleeper = *host.sleeper,
+                             .privilegedJobs = *host.privilegedJobs,
+                             .privacyPermissions = *host.privacyPermissions,
+                             .notifications = *host.notifications,
+                             .runningApplications = *host.runningApplications,
+                             .workQueue = *host.workQueue,
+                             .toolQueue = *host.toolQueue,
+                             .sleepMonitor = sleepMonitor,
+                             .settings = settings},
+                            kProgram,
+                            host.bundle->infoValue("CFBundleIdentifier").value_or(kBundleIdentifier));
 
     const auto terminate = [&] { application.terminate(); };
     const auto onInterrupt = mainLoop.onSignal(SIGINT, terminate);
-    const auto onHangUp = terminal ? mainLoop.onSignal(SIGHUP, terminate) : nullptr; // its window was closed
     application.applicationDidFinishLaunching();
     loginSessions.systemMonitorStartedMonitoring();
-    if (terminal) {
-        terminal->start(application);
-    }
+    userInterface->start(application.commands(), terminate);
     mainLoop.run();
     application.applicationWillTerminate();
     host.endBackgroundWork();
@@ -111,18 +108,19 @@ int main(int argc, char** argv) {
             return fail(kExitFailure, problem);
         }
         Kvs::FSysInfoPaths::setRoot(*root);
-        setenv("KVN_REMOTE_ROOT", root->c_str(), 1); // for the product's programs that the agent starts
+        setenv("KVN_REMOTE_ROOT", root->c_str(), 1); // read by the product's programs that the agent starts
     }
 
-    // Writes to a closed socket must fail, not kill.
+    // A write to a closed socket must fail instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
     const std::string logDirectory = Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
     Kvs::CNSInitLog(Kvs::kLogModeNewLogBook | Kvs::kLogModeDebugOff, Kvs::kSysLogConsole, kProgram,
                     logDirectory.c_str());
     try {
-        host::Host host = host::makeHost();
-        const FrontEnd fallback = isatty(STDIN_FILENO) ? FrontEnd::Terminal : FrontEnd::None;
-        return runAgent(host, options.frontEnd.value_or(fallback));
+        const auto fallback = isatty(STDIN_FILENO) ? host::FrontEnd::Terminal : host::FrontEnd::None;
+        const host::FrontEnd frontEnd = options.frontEnd.value_or(fallback);
+        host::Host host = host::makeHost(frontEnd);
+        return runAgent(host, frontEnd);
     } catch (const std::exception& exception) {
         return fail(kExitFailure, exception.what());
     }

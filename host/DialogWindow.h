@@ -8,18 +8,16 @@
 
 namespace kvn::host {
 
-// What a dialog consists of, from top to bottom. Handlers are called on the main thread when the person
-// changes something; what is not enabled is shown and cannot be changed.
+// A dialog is a list of lines from top to bottom. A line has a text, and beside it a control or nothing.
+// Handlers are called on the main thread when the person changes something; a control that is not enabled
+// is shown and cannot be changed.
 
-struct DialogText {
+/// A text to read, which the line's text labels.
+struct DialogValue {
     std::string text;
 };
 
-struct DialogField {
-    std::string label;
-    std::string value;
-};
-
+/// Stands below the line's text.
 struct DialogTable {
     std::vector<std::string> titles;
     std::vector<std::vector<std::string>> rows;
@@ -32,15 +30,15 @@ struct DialogCheckBox {
     std::function<void(bool)> onChange;
 };
 
+/// The path of a folder, which the line's text labels.
 struct DialogFolder {
-    std::string label;
     bool enabled = true;
     std::string path;
     std::function<void(const std::string&)> onChange;
 };
 
+/// A day and a time, shown as local time to the minute, which the line's text labels.
 struct DialogDate {
-    std::string label;
     bool enabled = true;
     std::chrono::system_clock::time_point date;
     std::function<void(std::chrono::system_clock::time_point)> onChange;
@@ -51,35 +49,46 @@ struct DialogButton {
     std::function<void()> onPress;
 };
 
-using DialogRow = std::variant<DialogText, DialogField, DialogTable, DialogCheckBox, DialogFolder, DialogDate,
-                               DialogButton>;
-using DialogRows = std::vector<DialogRow>;
+using DialogControl = std::variant<std::monostate, DialogValue, DialogTable, DialogCheckBox, DialogFolder,
+                                   DialogDate, DialogButton>;
 
-/// In points; the origin is the bottom-left corner.
-struct Rect {
-    double x = 0;
-    double y = 0;
+struct DialogLine {
+    /// Unique within the dialog. A line of the same id in an update is the same line: a renderer changes its
+    /// control in place, and keeps the focus and a value that is half typed.
+    std::string id;
+    std::string text;
+    DialogControl control = std::monostate();
+};
+using DialogLines = std::vector<DialogLine>;
+
+/// Where a window opens and the size of its content, in points. Renderers compute the position.
+struct DialogPlace {
+    enum class Anchor {
+        TopCentre, // centred between the sides; the margin is above the content, in the visible screen
+        TopRight,  // the margin is between the whole window and the top and right edges of its screen
+    };
+    Anchor anchor = Anchor::TopCentre;
+    double margin = 0;
     double width = 0;
     double height = 0;
 };
 
-/// A window of the agent. Draws the rows that it is given; decides nothing. Main thread.
+/// A window of the agent. Renders the lines that it is given; decides nothing. Main thread.
 class DialogWindow {
 public:
     virtual ~DialogWindow() = default;
 
-    /// The screen's part that windows may cover; of zero size when there is no screen.
-    virtual Rect visibleScreen() const = 0;
+    /// Brings the window to the front with these lines, none of which is a line that was shown before.
+    /// Content that is larger than the place scrolls.
+    virtual void show(const std::string& title, DialogLines lines, const DialogPlace& place) = 0;
 
-    /// Brings the window to the front with this content, which takes the given place.
-    virtual void show(const std::string& title, DialogRows rows, const Rect& content) = 0;
-
-    /// Draws other rows in place of those shown; nothing happens while the window is closed.
-    virtual void update(DialogRows rows) = 0;
+    /// Shows other lines in place of those shown. Does nothing while the window is closed.
+    virtual void update(DialogLines lines) = 0;
 
     virtual bool isVisible() const = 0;
 
-    /// Closes the window, as the person may; the handler of `onClose` is told of either.
+    /// Closes the window, as the person may. In either case a value that is half typed goes to its handler
+    /// first, then the handler of `onClose` is called.
     virtual void close() = 0;
     virtual void onClose(std::function<void()> handler) = 0;
 };

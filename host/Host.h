@@ -17,6 +17,7 @@
 #include "host/SessionInfo.h"
 #include "host/Sleeper.h"
 #include "host/SystemInfo.h"
+#include "host/UserInterface.h"
 #include "host/WorkQueue.h"
 #include "host/Workspace.h"
 
@@ -25,8 +26,8 @@
 
 namespace kvn::host {
 
-/// Everything that a backend gives. None is null; the later ones may use the earlier ones, and all
-/// must go before the main loop does.
+/// Everything that a backend provides. No member is null. A member may use those above it, and all are
+/// destroyed before the main loop.
 struct Host {
     std::unique_ptr<MainLoop> mainLoop;
     std::unique_ptr<Clock> clock;
@@ -49,14 +50,15 @@ struct Host {
     std::unique_ptr<HotKeys> hotKeys;
     std::unique_ptr<PrivacyPermissions> privacyPermissions;
 
-    /// Ends what goes on away from the main thread: sleeps, runs of programs and questions for rights end at
-    /// once, jobs of the queues that have not begun and later ones are dropped, and those in progress
-    /// are waited for. Main thread; after the main loop, before anything goes that jobs use.
+    /// Ends the work of other threads: sleeps, runs of programs and requests for rights end at once, the jobs
+    /// of the queues that have not begun and all later ones are dropped, and those in progress are waited
+    /// for. Main thread; after the main loop's run, before anything is destroyed that jobs use.
     std::function<void()> endBackgroundWork;
 };
 
-/// Builds the host of this process; each backend defines it. Throws FException when the process has no
-/// descriptors left. Main thread.
-Host makeHost();
+/// Builds the host of this process for a front end; each backend defines it. A backend does not touch the
+/// window system for a front end without windows. Throws FException when the process has no descriptors left.
+/// Main thread.
+Host makeHost(FrontEnd frontEnd);
 
 } // namespace kvn::host

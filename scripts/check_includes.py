@@ -41,7 +41,7 @@ SYSTEM_CONDITION = re.compile(
 SYSTEM_HEADER = re.compile(
     r"^\s*#\s*include\s*<(linux/|mach/|CoreFoundation/|IOKit/|asl\.h|libproc\.h|"
     r"sys/(epoll|eventfd|signalfd|timerfd|inotify|prctl|event|sysctl)\.h)")
-COMPOSITION = re.compile(r"agent/(main|TerminalFrontEnd)\.")
+COMPOSITION = re.compile(r"agent/main\.")
 KNOWS_SYSTEM = re.compile(r"core/system/PosixDifferences\.|host/(posix|linux|macos)/")
 
 

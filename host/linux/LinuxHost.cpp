@@ -34,7 +34,7 @@ std::string ownBundlePath() {
 
 } // namespace
 
-Host makeHost() {
+Host makeHost(FrontEnd) {
     Host host;
     host.mainLoop = std::make_unique<PollMainLoop>();
     host.clock = std::make_unique<SystemClock>();

@@ -1,7 +1,7 @@
 #include "host/terminal/DialogControls.h"
 
-#include "host/terminal/LocalMinute.h"
-
+#include <charconv>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 #include <type_traits>
@@ -9,6 +9,8 @@
 namespace kvn::host {
 
 namespace {
+
+using std::chrono::system_clock;
 
 template <class Control>
 constexpr bool kTakesValue = std::is_same_v<Control, DialogCheckBox> ||
@@ -18,77 +20,119 @@ std::string answer(const char* result, const std::string& label, const std::stri
     return std::string(result) + ": " + label + (label.ends_with(':') ? " " : ": ") + text;
 }
 
-/// The control's change to a value, which does nothing for one without a handler.
+/// Changes the control to a value; without a handler it is only answered.
 template <class Control, class Value>
-Choice changed(const Control& control, const std::string& text, Value value) {
-    return {answer("ok", control.label, text), [handler = control.onChange, value] {
+Choice changed(const Control& control, const std::string& label, const std::string& text, Value value) {
+    return {answer("ok", label, text), [handler = control.onChange, value] {
                 if (handler) {
                     handler(value);
                 }
             }};
 }
 
-Choice change(const DialogCheckBox& box, const std::string& value) {
+Choice change(const DialogCheckBox& box, const std::string& label, const std::string& value) {
     if (value != "on" && value != "off") {
-        return {answer("error", box.label, "set it to on or off"), nullptr};
+        return {answer("error", label, "set it to on or off"), nullptr};
     }
-    return changed(box, value, value == "on");
+    return changed(box, label, value, value == "on");
 }
 
-Choice change(const DialogFolder& folder, const std::string& value) {
+Choice change(const DialogFolder& folder, const std::string& label, const std::string& value) {
     std::error_code ignored;
     if (!value.starts_with('/') || !std::filesystem::is_directory(value, ignored)) {
-        return {answer("error", folder.label, "set it to the whole path of a folder that exists"), nullptr};
+        return {answer("error", label, "set it to the whole path of a folder that exists"), nullptr};
     }
-    return changed(folder, value, value);
+    return changed(folder, label, value, value);
 }
 
-Choice change(const DialogDate& date, const std::string& value) {
+Choice change(const DialogDate& date, const std::string& label, const std::string& value) {
     const auto time = parseLocalMinute(value);
     if (!time) {
-        return {answer("error", date.label, "set it to a local time, YYYY-MM-DD HH:MM"), nullptr};
+        return {answer("error", label, "set it to a local time, YYYY-MM-DD HH:MM"), nullptr};
     }
-    return changed(date, value, *time);
+    return changed(date, label, value, *time);
 }
 
 } // namespace
 
-bool isControl(const DialogRow& row) {
+bool hasNumber(const DialogLine& line) {
     return std::visit(
-        []<class Row>(const Row&) { return kTakesValue<Row> || std::is_same_v<Row, DialogButton>; }, row);
+        []<class Control>(const Control&) {
+            return kTakesValue<Control> || std::is_same_v<Control, DialogButton>;
+        },
+        line.control);
 }
 
-const DialogRow* controlAt(const DialogRows& rows, std::size_t number) {
-    for (const DialogRow& row : rows) {
-        if (isControl(row) && --number == 0) {
-            return &row;
+const DialogLine* numberedLine(const DialogLines& lines, std::size_t number) {
+    for (const DialogLine& line : lines) {
+        if (hasNumber(line) && --number == 0) {
+            return &line;
         }
     }
     return nullptr;
 }
 
-Choice press(const DialogRow& control) {
-    if (const auto* button = std::get_if<DialogButton>(&control)) {
+Choice press(const DialogLine& line) {
+    if (const auto* button = std::get_if<DialogButton>(&line.control)) {
         return {"ok: " + button->title, button->onPress};
     }
-    if (const auto* box = std::get_if<DialogCheckBox>(&control)) {
-        return setTo(control, box->checked ? "off" : "on");
+    if (const auto* box = std::get_if<DialogCheckBox>(&line.control)) {
+        return setTo(line, box->checked ? "off" : "on");
     }
-    return setTo(control, ""); // says what the control takes
+    return setTo(line, ""); // answers which values there are
 }
 
-Choice setTo(const DialogRow& control, const std::string& value) {
+Choice setTo(const DialogLine& line, const std::string& value) {
+    const auto* box = std::get_if<DialogCheckBox>(&line.control);
+    const std::string& label = box ? box->label : line.text;
     return std::visit(
-        [&]<class Row>(const Row& row) -> Choice {
-            if constexpr (!kTakesValue<Row>) {
+        [&]<class Control>(const Control& control) -> Choice {
+            if constexpr (!kTakesValue<Control>) {
                 return {"error: this takes no value", nullptr};
-            } else if (!row.enabled) {
-                return {answer("error", row.label, "is disabled"), nullptr};
+            } else if (!control.enabled) {
+                return {answer("error", label, "is disabled"), nullptr};
             } else {
-                return change(row, value);
+                return change(control, label, value);
             }
         },
-        control);
+        line.control);
+}
+
+std::string localMinuteText(system_clock::time_point time) {
+    // Rounded down, where to_time_t may round a time before 1970 up.
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    const std::time_t stamp = system_clock::to_time_t(seconds);
+    std::tm local{};
+    char text[32];
+    if (!localtime_r(&stamp, &local) || !std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local)) {
+        return {};
+    }
+    return text;
+}
+
+std::optional<system_clock::time_point> parseLocalMinute(const std::string& text) {
+    const auto number = [&](std::size_t begin, std::size_t end) {
+        int value = 0;
+        if (end <= text.size()) {
+            std::from_chars(text.data() + begin, text.data() + end, value);
+        }
+        return value;
+    };
+    std::tm local{};
+    local.tm_year = number(0, 4) - 1900;
+    local.tm_mon = number(5, 7) - 1;
+    local.tm_mday = number(8, 10);
+    local.tm_hour = number(11, 13);
+    local.tm_min = number(14, 16);
+    local.tm_isdst = -1;
+    const std::time_t stamp = std::mktime(&local);
+    const auto last = std::chrono::floor<std::chrono::seconds>(system_clock::time_point::max());
+    if (stamp < 0 || std::chrono::seconds(stamp) > last.time_since_epoch()) {
+        return std::nullopt;
+    }
+    // A text that was misread, or moved to a time that exists, differs from the text of that time.
+    const auto time = system_clock::from_time_t(stamp);
+    return localMinuteText(time) == text ? std::optional(time) : std::nullopt;
 }
 
 } // namespace kvn::host

@@ -1,67 +1,76 @@
 #include "host/terminal/DialogLayout.h"
 
 #include "host/terminal/DialogControls.h"
-#include "host/terminal/LocalMinute.h"
-#include "host/terminal/TableLayout.h"
-#include "host/terminal/TextLayout.h"
 
 #include <algorithm>
-#include <type_traits>
+#include <numeric>
 #include <utility>
 
 namespace kvn::host {
 
 namespace {
 
-template <class Row>
-constexpr bool kHasLabelColumn =
-    std::is_same_v<Row, DialogField> || std::is_same_v<Row, DialogFolder> || std::is_same_v<Row, DialogDate>;
+/// Returns true if the line's text labels a value, which stands behind it in a column of its own.
+bool isLabelled(const DialogLine& line) {
+    return std::holds_alternative<DialogValue>(line.control) ||
+           std::holds_alternative<DialogFolder>(line.control) ||
+           std::holds_alternative<DialogDate>(line.control);
+}
 
 std::string labelText(const std::string& label) {
     std::string text = harmless(label);
     return text.empty() || text.ends_with(':') ? text : text + ":";
 }
 
-/// Draws row after row below each other.
+/// Draws line after line below each other.
 class DialogDrawing {
 public:
-    DialogDrawing(const DialogRows& rows, const Style& style) : style_(style) {
-        const auto controls = std::count_if(rows.begin(), rows.end(), isControl);
+    DialogDrawing(const DialogLines& lines, const Style& style) : style_(style) {
+        const auto controls = std::count_if(lines.begin(), lines.end(), hasNumber);
         numberWidth_ = controls > 0 ? std::to_string(controls).size() : 0;
-        for (const DialogRow& row : rows) {
-            std::visit([this](const auto& content) { measureLabel(content); }, row);
-        }
-    }
-
-    void draw(const DialogRow& row) {
-        number_ = isControl(row) ? std::to_string(++controls_) : "";
-        std::visit([this](const auto& content) { drawRow(content); }, row);
-    }
-
-    std::string text;
-
-private:
-    template <class Row>
-    void measureLabel(const Row& row) {
-        if constexpr (kHasLabelColumn<Row>) {
-            const std::size_t width = displayWidth(labelText(row.label)) + 1;
-            if (width <= style_.width / 2) { // a longer one stands above its value
+        for (const DialogLine& line : lines) {
+            const std::size_t width = isLabelled(line) ? displayWidth(labelText(line.text)) + 1 : 0;
+            if (width <= style_.width / 2) { // a longer label stands above its value
                 labelWidth_ = std::max(labelWidth_, width);
             }
         }
     }
 
-    void drawRow(const DialogText& row) { block("", row.text, true); }
-    void drawRow(const DialogField& row) { labelled(row.label, row.value, true); }
-    void drawRow(const DialogTable& row) {
-        for (const std::string& line : tableLines(row, style_.width - indentation())) {
+    void draw(const DialogLine& line) {
+        if (!isLabelled(line) &&
+            (!line.text.empty() || std::holds_alternative<std::monostate>(line.control))) {
+            block("", line.text, true);
+        }
+        if (hasNumber(line)) {
+            number_ = std::to_string(++controls_);
+        }
+        std::visit([&](const auto& control) { drawControl(line, control); }, line.control);
+    }
+
+    std::string text;
+
+private:
+    void drawControl(const DialogLine&, std::monostate) {}
+    void drawControl(const DialogLine& line, const DialogValue& value) {
+        labelled(line.text, value.text, true);
+    }
+    void drawControl(const DialogLine&, const DialogTable& table) {
+        for (const std::string& line : tableLines(table, style_.width - indentation())) {
             addLine(std::string(indentation(), ' ') + line, true);
         }
     }
-    void drawRow(const DialogCheckBox& row) { block(row.checked ? "[x] " : "[ ] ", row.label, row.enabled); }
-    void drawRow(const DialogFolder& row) { labelled(row.label, row.path, row.enabled); }
-    void drawRow(const DialogDate& row) { labelled(row.label, localMinuteText(row.date), row.enabled); }
-    void drawRow(const DialogButton& row) { block("", "<" + row.title + ">", true); }
+    void drawControl(const DialogLine&, const DialogCheckBox& box) {
+        block(box.checked ? "[x] " : "[ ] ", box.label, box.enabled);
+    }
+    void drawControl(const DialogLine& line, const DialogFolder& folder) {
+        labelled(line.text, folder.path, folder.enabled);
+    }
+    void drawControl(const DialogLine& line, const DialogDate& date) {
+        labelled(line.text, localMinuteText(date.date), date.enabled);
+    }
+    void drawControl(const DialogLine&, const DialogButton& button) {
+        block("", "<" + button.title + ">", true);
+    }
 
     void labelled(const std::string& label, const std::string& value, bool enabled) {
         const std::string lead = labelText(label);
@@ -73,7 +82,7 @@ private:
         }
     }
 
-    /// The row's number, the lead, and behind it the content in as many lines as it needs.
+    /// The control's number, the lead, and behind it the content in as many lines as it needs.
     void block(const std::string& lead, const std::string& content, bool enabled) {
         const std::size_t left = indentation() + displayWidth(lead);
         // Digits take a column each.
@@ -87,7 +96,7 @@ private:
     }
 
     void addLine(std::string line, bool enabled) {
-        line.resize(line.find_last_not_of(' ') + 1); // nothing of a blank line
+        line.resize(line.find_last_not_of(' ') + 1); // leaves no blanks at the end
         text += "\n" + (enabled || line.empty() ? line : inColour(line, Colour::Grey, style_));
     }
 
@@ -97,17 +106,90 @@ private:
     std::size_t numberWidth_ = 0;
     std::size_t labelWidth_ = 2;
     std::size_t controls_ = 0;
-    std::string number_; // of the row that is drawn, until its first line has it
+    std::string number_; // of the control that is drawn, until its first line has it
 };
+
+// MARK: Tables
+
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kNarrowestColumn = 2; // a wide character
+
+using Row = std::vector<std::string>;
+using Widths = std::vector<std::size_t>;
+
+void measure(const Row& row, std::size_t widest, Widths& widths) {
+    widths.resize(std::max(widths.size(), row.size()), kNarrowestColumn);
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        for (const std::string& line : wrapped(row[column], widest)) {
+            widths[column] = std::max(widths[column], displayWidth(line));
+        }
+    }
+}
+
+/// Takes from the widest column until all fit.
+void fit(Widths& widths, std::size_t width) {
+    std::size_t total = std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
+    while (total > width) {
+        const auto widest = std::max_element(widths.begin(), widths.end());
+        if (*widest <= kNarrowestColumn) {
+            return;
+        }
+        --*widest;
+        --total;
+    }
+}
+
+void addRow(const Row& row, const Widths& widths, std::vector<std::string>& lines) {
+    std::vector<std::vector<std::string>> cells;
+    std::size_t height = 1;
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        cells.push_back(wrapped(row[column], widths[column]));
+        height = std::max(height, cells.back().size());
+    }
+    for (std::size_t index = 0; index < height; ++index) {
+        std::string line;
+        std::size_t begin = 0;
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            if (index < cells[column].size() && !cells[column][index].empty()) {
+                line = padded(std::move(line), begin) + cells[column][index];
+            }
+            begin += widths[column] + kGap;
+        }
+        lines.push_back(std::move(line));
+    }
+}
 
 } // namespace
 
-std::string dialogText(const std::string& title, const DialogRows& rows, const Style& style) {
-    DialogDrawing drawing(rows, style);
-    for (const DialogRow& row : rows) {
-        drawing.draw(row);
+std::string dialogText(const std::string& title, const DialogLines& lines, const Style& style) {
+    DialogDrawing drawing(lines, style);
+    for (const DialogLine& line : lines) {
+        drawing.draw(line);
     }
     return "== " + harmless(title) + " ==" + drawing.text;
+}
+
+std::vector<std::string> tableLines(const DialogTable& table, std::size_t width) {
+    Widths widths;
+    measure(table.titles, width, widths);
+    for (const Row& row : table.rows) {
+        measure(row, width, widths);
+    }
+    if (widths.empty()) {
+        return {};
+    }
+    fit(widths, width);
+    Row rule;
+    for (const std::size_t column : widths) {
+        rule.emplace_back(column, '-');
+    }
+    std::vector<std::string> lines;
+    addRow(table.titles, widths, lines);
+    addRow(rule, widths, lines);
+    for (const Row& row : table.rows) {
+        addRow(row, widths, lines);
+    }
+    return lines;
 }
 
 } // namespace kvn::host

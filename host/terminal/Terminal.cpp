@@ -27,7 +27,7 @@ bool isNumber(std::string_view text) {
 void Terminal::start(Commands commands, MainLoop::Task onEnd) {
     commands_ = std::move(commands);
     addOwnCommands();
-    // Asked now: a terminal that has gone away is none any more.
+    // Asked now: once the terminal has gone away, the answer would be no.
     const bool fromPerson = isatty(STDIN_FILENO);
     input_.emplace(mainLoop_, STDIN_FILENO,
                    LineReader::Handlers{[this](std::string_view line) { runLine(line); },
@@ -44,8 +44,8 @@ void Terminal::start(Commands commands, MainLoop::Task onEnd) {
 }
 
 void Terminal::showState(const std::string& text, StateDetails details) {
-    state_.text = text;
-    state_.details = std::move(details);
+    state_ = text;
+    stateDetails_ = std::move(details);
     drawSoon();
 }
 
@@ -59,8 +59,9 @@ void Terminal::message(std::string_view text) {
     drawSoon();
 }
 
-void Terminal::showIcon(IconState icon) {
-    state_.icon = icon;
+void Terminal::showIcon(std::string word, std::optional<Colour> colour) {
+    icon_ = std::move(word);
+    iconColour_ = colour;
     drawSoon();
 }
 
@@ -166,7 +167,7 @@ std::string Terminal::closeFront() {
     return carryOut({"ok", dialogs_.back().close});
 }
 
-/// What the number means, pressed, or set to the value if there is one.
+/// The choice of a number: pressed, or set to the value if there is one.
 Choice Terminal::choiceOf(std::string_view number, const std::string* value) const {
     if (!printedLast_) {
         return {"error: nothing is shown to choose from", nullptr};
@@ -176,7 +177,7 @@ Choice Terminal::choiceOf(std::string_view number, const std::string* value) con
     return value ? printedLast_->set(index, *value) : printedLast_->choose(index);
 }
 
-/// Answers, and only then acts: what the action prints comes below its reason.
+/// Answers before it acts, so that the lines of the action come below their reason.
 std::string Terminal::carryOut(const Choice& choice) {
     output_.print(harmless(choice.answer));
     if (choice.action) {
@@ -186,6 +187,22 @@ std::string Terminal::carryOut(const Choice& choice) {
 }
 
 // MARK: Drawing
+
+/// The state in one harmless line: "status: TEXT | server: S | icon: connected".
+std::string Terminal::stateLine(const Style& style) const {
+    std::string line;
+    const auto add = [&](const std::string& name, const std::string& value) {
+        if (!value.empty()) {
+            line += (line.empty() ? "" : " | ") + name + ": " + value;
+        }
+    };
+    add("status", harmless(state_));
+    for (const auto& [name, value] : stateDetails_) {
+        add(name, harmless(value));
+    }
+    add("icon", iconColour_ ? inColour(icon_, *iconColour_, style) : icon_);
+    return line;
+}
 
 void Terminal::drawSoon() {
     if (std::exchange(*drawingPosted_, true)) {
@@ -204,7 +221,7 @@ void Terminal::drawSoon() {
 
 void Terminal::draw() {
     const Style style = output_.style();
-    if (std::string line = stateLine(state_, style); line != printedState_) {
+    if (std::string line = stateLine(style); line != printedState_) {
         output_.print(line);
         printedState_ = std::move(line);
     }

@@ -13,15 +13,15 @@ Choice noSuchNumber() { return {"error: the dialog has no such number", nullptr}
 
 } // namespace
 
-void TerminalDialogWindow::show(const std::string& title, DialogRows rows, const Rect&) {
+void TerminalDialogWindow::show(const std::string& title, DialogLines lines, const DialogPlace&) {
     title_ = title;
-    rows_ = std::move(rows);
+    lines_ = std::move(lines);
     terminal_.open(*this, [this] { close(); });
 }
 
-void TerminalDialogWindow::update(DialogRows rows) {
+void TerminalDialogWindow::update(DialogLines lines) {
     if (isVisible()) {
-        rows_ = std::move(rows);
+        lines_ = std::move(lines);
         terminal_.dialogChanged();
     }
 }
@@ -36,16 +36,16 @@ void TerminalDialogWindow::close() {
     }
 }
 
-std::string TerminalDialogWindow::text(const Style& style) const { return dialogText(title_, rows_, style); }
+std::string TerminalDialogWindow::text(const Style& style) const { return dialogText(title_, lines_, style); }
 
 Choice TerminalDialogWindow::choose(std::size_t number) const {
-    const DialogRow* control = controlAt(rows_, number);
-    return control ? press(*control) : noSuchNumber();
+    const DialogLine* line = numberedLine(lines_, number);
+    return line ? press(*line) : noSuchNumber();
 }
 
 Choice TerminalDialogWindow::set(std::size_t number, const std::string& value) const {
-    const DialogRow* control = controlAt(rows_, number);
-    return control ? setTo(*control, value) : noSuchNumber();
+    const DialogLine* line = numberedLine(lines_, number);
+    return line ? setTo(*line, value) : noSuchNumber();
 }
 
 } // namespace kvn::host

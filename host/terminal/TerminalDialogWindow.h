@@ -15,9 +15,8 @@ public:
     TerminalDialogWindow(const TerminalDialogWindow&) = delete;
     TerminalDialogWindow& operator=(const TerminalDialogWindow&) = delete;
 
-    Rect visibleScreen() const override { return {}; }
-    void show(const std::string& title, DialogRows rows, const Rect& content) override;
-    void update(DialogRows rows) override;
+    void show(const std::string& title, DialogLines lines, const DialogPlace& place) override;
+    void update(DialogLines lines) override;
     bool isVisible() const override { return terminal_.isOpen(*this); }
     void close() override;
     void onClose(std::function<void()> handler) override { onClose_ = std::move(handler); }
@@ -29,7 +28,7 @@ private:
 
     Terminal& terminal_;
     std::string title_;
-    DialogRows rows_;
+    DialogLines lines_;
     std::function<void()> onClose_;
 };
 

@@ -11,7 +11,7 @@ namespace kvn::host {
 
 namespace {
 
-constexpr std::size_t kNarrowest = 24; // what a dialog needs for its numbers and some text
+constexpr std::size_t kNarrowest = 24; // leaves room for a dialog's numbers and some text
 
 /// Empty for a variable that is not set.
 std::string_view valueOf(const char* variable) {

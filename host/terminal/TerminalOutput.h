@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/terminal/Style.h"
+#include "host/terminal/TextLayout.h"
 
 #include <string_view>
 
@@ -11,17 +11,17 @@ class TerminalOutput {
 public:
     TerminalOutput();
 
-    /// The width of the terminal's window as it is now; 80 columns without one. Colours on a terminal that
-    /// has them, unless the environment says NO_COLOR.
+    /// The present width of the terminal's window, or 80 columns without one; colours on a terminal that has
+    /// them, unless NO_COLOR is set.
     Style style() const;
 
-    /// Prints the harmless text and a line end, below a prompt that waits for its line.
+    /// Prints the harmless text and a line end; below the prompt if one waits for its line.
     void print(std::string_view text);
 
-    /// Asks for a line, unless that is done already.
+    /// Prints the prompt, unless one waits for its line already.
     void prompt();
 
-    /// The person has ended the line.
+    /// Called when the person has ended the line.
     void lineEntered() { prompted_ = false; }
 
 private:

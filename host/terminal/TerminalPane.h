@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/terminal/Style.h"
+#include "host/terminal/TextLayout.h"
 
 #include <cstddef>
 #include <functional>
@@ -8,7 +8,7 @@
 
 namespace kvn::host {
 
-/// What a person's choice leads to: the answer in a line, and what is done after it, if anything.
+/// The result of a person's choice: the answer in a line, and the action that follows it, which may be empty.
 struct Choice {
     std::string answer;
     std::function<void()> action;

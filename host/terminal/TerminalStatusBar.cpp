@@ -1,69 +1,68 @@
 #include "host/terminal/TerminalStatusBar.h"
 
-#include "host/terminal/TextLayout.h"
-
 #include <algorithm>
 
 namespace kvn::host {
 
 namespace {
 
-constexpr char kControlledIcon[] = "ControlledStatusIcon";
-
-bool isSeparator(const MenuItem& item) { return item.title.empty(); }
-
-IconState iconState(const StatusImage& image) {
-    if (image.look == StatusImage::Look::DisabledTemplate || image.look == StatusImage::Look::Grey) {
-        return IconState::NotConnected;
-    }
-    return image.name == kControlledIcon ? IconState::Controlled : IconState::Connected;
-}
+const MenuItem* itemIn(const Menu::value_type& entry) { return std::get_if<MenuItem>(&entry); }
 
 } // namespace
 
 void TerminalStatusBar::showItem(const Menu& menu) {
     menu_ = &menu;
     terminal_.setMenu(this);
-    terminal_.showIcon(IconState::Blank);
+    terminal_.showIcon("blank");
 }
 
 void TerminalStatusBar::removeItem() {
     if (menu_) {
         menu_ = nullptr;
         terminal_.setMenu(nullptr);
-        terminal_.showIcon(IconState::Hidden);
+        terminal_.showIcon("hidden");
     }
 }
 
 void TerminalStatusBar::updateItem(const StatusImage& image) {
-    if (menu_) {
-        terminal_.showIcon(iconState(image));
+    if (!menu_) {
+        return;
+    }
+    switch (image.meaning) {
+    case StatusImage::Meaning::Connected:
+        return terminal_.showIcon("connected", Colour::Green);
+    case StatusImage::Meaning::NotConnected:
+        return terminal_.showIcon("not connected", Colour::Red);
+    case StatusImage::Meaning::Controlled:
+        return terminal_.showIcon("controlled", Colour::Yellow);
     }
 }
 
 std::string TerminalStatusBar::text(const Style& style) const {
-    const auto items = std::count_if(menu_->begin(), menu_->end(), std::not_fn(isSeparator));
+    const auto items = std::count_if(menu_->begin(), menu_->end(), itemIn);
     const std::size_t numberWidth = std::to_string(items).size();
     std::string text = "== Menu ==";
     std::size_t number = 0;
-    for (const MenuItem& item : *menu_) {
-        if (isSeparator(item)) {
+    for (const auto& entry : *menu_) {
+        const MenuItem* item = itemIn(entry);
+        if (!item) {
             text += "\n " + std::string(numberWidth + 2, '-');
             continue;
         }
         const std::string digits = std::to_string(++number);
         const std::string line = std::string(1 + numberWidth - digits.size(), ' ') + digits + "  " +
-                                 harmless(item.title) + (item.enabled ? "" : " (disabled)");
-        text += "\n" + (item.enabled ? line : inColour(line, Colour::Grey, style));
+                                 harmless(item->title) + (item->enabled ? "" : " (disabled)");
+        text += "\n" + (item->enabled ? line : inColour(line, Colour::Grey, style));
     }
     return text;
 }
 
 Choice TerminalStatusBar::choose(std::size_t number) const {
-    for (const MenuItem& item : *menu_) {
-        if (!isSeparator(item) && --number == 0) {
-            return item.enabled ? Choice{"ok: " + item.title, item.action}
-                                : Choice{"error: " + item.title + ": is disabled", nullptr};
+    for (const auto& entry : *menu_) {
+        const MenuItem* item = itemIn(entry);
+        if (item && --number == 0) {
+            return item->enabled ? Choice{"ok: " + item->title, item->action}
+                                 : Choice{"error: " + item->title + ": is disabled", nullptr};
         }
     }
     return {"error: the menu has no such number", nullptr};

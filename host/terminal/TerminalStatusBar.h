@@ -6,8 +6,8 @@
 
 namespace kvn::host {
 
-/// The status item in a terminal: its picture is a word in the state's line, its menu a command. The
-/// terminal outlives it.
+/// The status item in a terminal: a word in the state's line stands for its picture, and a command prints its
+/// menu. The terminal outlives it.
 class TerminalStatusBar final : public StatusBar, private TerminalPane {
 public:
     explicit TerminalStatusBar(Terminal& terminal) : terminal_(terminal) {}
@@ -15,7 +15,6 @@ public:
     TerminalStatusBar(const TerminalStatusBar&) = delete;
     TerminalStatusBar& operator=(const TerminalStatusBar&) = delete;
 
-    bool itemHasButton() const override { return true; }
     void showItem(const Menu& menu) override;
     void removeItem() override;
     void updateItem(const StatusImage& image) override;

@@ -41,8 +41,8 @@ std::string_view harmlessForm(const Character& character, std::string_view itsel
     }
 }
 
-/// What a person sees as one character: a base with its marks, or signs joined to one. At the beginning
-/// of a harmless text that is not empty.
+/// The first character of a harmless text that is not empty, as a person sees it: a base with its marks, or
+/// signs joined to one.
 struct Cluster {
     explicit Cluster(std::string_view text) {
         utf8proc_int32_t before = 0;
@@ -126,6 +126,10 @@ private:
 };
 
 } // namespace
+
+std::string inColour(const std::string& text, Colour colour, const Style& style) {
+    return style.colours ? "\033[" + std::to_string(static_cast<int>(colour)) + "m" + text + "\033[0m" : text;
+}
 
 std::string harmless(std::string_view text) {
     std::string result;

@@ -9,7 +9,18 @@
 
 namespace kvn::host {
 
-/// The text as one line that does nothing to a terminal but show itself: line ends and tabs become blanks;
+/// The properties of the terminal that texts are laid out for.
+struct Style {
+    std::size_t width = 80; // columns
+    bool colours = false;
+};
+
+/// The numbers are those of ECMA-48.
+enum class Colour { Red = 31, Green = 32, Yellow = 33, Grey = 90 };
+
+std::string inColour(const std::string& text, Colour colour, const Style& style);
+
+/// The text as one line that commands nothing of a terminal: line ends and tabs become blanks;
 /// other control characters, those that turn the direction of writing and bytes that are no UTF-8 become
 /// U+FFFD.
 std::string harmless(std::string_view text);

@@ -1,62 +1,52 @@
 #pragma once
 
-#include "host/DialogWindow.h"
 #include "host/DistributedNotifications.h"
-#include "host/HotKeys.h"
 #include "host/PrivacyPermissions.h"
 #include "host/RunningApplications.h"
-#include "host/StatusBar.h"
+#include "host/UserInterface.h"
 #include "host/WorkQueue.h"
-#include "host/Workspace.h"
 
 #include <deque>
 #include <functional>
+#include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-/// What the agent asks of a desktop, each noting what it was asked and doing what the test says.
+// The interfaces of a desktop: each keeps what it was asked, and answers as the test says.
+
 namespace kvn::test {
-
-class FakeRegistration : public host::MainLoop::Registration {
-public:
-    explicit FakeRegistration(std::function<void()> end) : end_(std::move(end)) {}
-    ~FakeRegistration() override { end_(); }
-
-private:
-    const std::function<void()> end_;
-};
 
 class FakeStatusBar : public host::StatusBar {
 public:
-    bool itemHasButton() const override { return hasButton; }
-    void showItem(const host::Menu& shown) override {
-        menu = &shown;
-        image = {};
-    }
+    void showItem(const host::Menu& shown) override { menu = &shown; }
     void removeItem() override { menu = nullptr; }
     void updateItem(const host::StatusImage& shown) override { image = shown; }
 
-    bool hasButton = true;
     const host::Menu* menu = nullptr; // while there is an item
     host::StatusImage image;
 };
 
 class FakeWindow : public host::DialogWindow {
 public:
-    host::Rect visibleScreen() const override { return screen; }
-    void show(const std::string& shownTitle, host::DialogRows shownRows, const host::Rect& place) override {
+    void show(const std::string& shownTitle, host::DialogLines shownLines,
+              const host::DialogPlace& shownPlace) override {
         visible = true;
         ++shows;
         title = shownTitle;
-        rows = std::move(shownRows);
-        frame = place;
+        place = shownPlace;
+        update(std::move(shownLines));
     }
-    void update(host::DialogRows shownRows) override {
+    void update(host::DialogLines shownLines) override {
+        std::set<std::string> ids;
+        for (const host::DialogLine& line : shownLines) {
+            EXPECT_TRUE(ids.insert(line.id).second) << "two lines are " << line.id;
+        }
         if (visible) {
-            rows = std::move(shownRows);
+            lines = std::move(shownLines);
         }
     }
     bool isVisible() const override { return visible; }
@@ -67,24 +57,23 @@ public:
     }
     void onClose(std::function<void()> handler) override { onClose_ = std::move(handler); }
 
-    /// The rows of one kind.
-    template <class Row>
-    std::vector<Row> all() const {
-        std::vector<Row> found;
-        for (const host::DialogRow& row : rows) {
-            if (const auto* match = std::get_if<Row>(&row)) {
+    /// The controls of one kind.
+    template <class Control>
+    std::vector<Control> all() const {
+        std::vector<Control> found;
+        for (const host::DialogLine& line : lines) {
+            if (const auto* match = std::get_if<Control>(&line.control)) {
                 found.push_back(*match);
             }
         }
         return found;
     }
 
-    host::Rect screen{0, 0, 1440, 900};
     bool visible = false;
     int shows = 0;
     std::string title;
-    host::DialogRows rows;
-    host::Rect frame;
+    host::DialogLines lines;
+    host::DialogPlace place;
 
 private:
     std::function<void()> onClose_;
@@ -94,7 +83,7 @@ class FakeWorkspace : public host::Workspace {
 public:
     host::MainLoop::Handle observe(std::function<void(Event)> handler) override {
         handler_ = std::move(handler);
-        return std::make_unique<FakeRegistration>([this] { handler_ = nullptr; });
+        return nullptr;
     }
     void openUrl(const std::string& url, Completion completion) override { open(url, completion); }
     void openFolder(const std::string& path, Completion completion) override { open(path, completion); }
@@ -102,11 +91,7 @@ public:
                            Completion completion) override {
         open(executable + " " + arguments.at(0), completion);
     }
-    void announce(Event event) {
-        if (handler_) {
-            handler_(event);
-        }
-    }
+    void announce(Event event) { handler_(event); }
 
     bool fails = false;
     std::vector<std::string> opened;
@@ -121,6 +106,42 @@ private:
     std::function<void(Event)> handler_;
 };
 
+class FakeHotKeys : public host::HotKeys {
+public:
+    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), result; }
+    std::int32_t registerHotKey(const Key& asked, Reference& reference) override {
+        key = asked;
+        reference = 7;
+        return result;
+    }
+    void unregisterHotKey(Reference) override {}
+
+    std::int32_t result = 0;
+    Handler handler;
+    Key key{};
+};
+
+/// A front end that speaks in words.
+class FakeUserInterface : public host::UserInterface {
+public:
+    FakeStatusBar& statusBar() override { return bar; }
+    FakeWindow& dialogWindow() override { return dialog; }
+    FakeWindow& permissionWindow() override { return permissions; }
+    FakeWorkspace& workspace() override { return machine; }
+    FakeHotKeys& hotKeys() override { return keys; }
+    void start(host::Commands, host::MainLoop::Task) override {}
+    void showState(const std::string& text, host::StateDetails) override { states.push_back(text); }
+    void message(const std::string& text) override { messages.push_back(text); }
+
+    FakeStatusBar bar;
+    FakeWindow dialog;
+    FakeWindow permissions;
+    FakeWorkspace machine;
+    FakeHotKeys keys;
+    std::vector<std::string> states;
+    std::vector<std::string> messages;
+};
+
 class FakeNotifications : public host::DistributedNotifications {
 public:
     host::MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object,
@@ -128,15 +149,7 @@ public:
         observers.push_back({name, object, std::move(handler)});
         return nullptr;
     }
-    bool post(const host::Notification& notification) override {
-        for (const Observer& observer : observers) {
-            if (observer.name == notification.name &&
-                observer.object.value_or(notification.object) == notification.object) {
-                observer.handler(notification);
-            }
-        }
-        return true;
-    }
+    bool post(const host::Notification&) override { return false; }
 
     struct Observer {
         std::string name;
@@ -155,28 +168,14 @@ public:
     std::vector<pid_t> terminated;
 };
 
-class FakeHotKeys : public host::HotKeys {
-public:
-    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), result; }
-    std::int32_t registerHotKey(const Key& asked, Reference& reference) override {
-        key = asked;
-        reference = 7;
-        return result;
-    }
-    void unregisterHotKey(Reference) override {}
-
-    std::int32_t result = 0;
-    Handler handler;
-    Key key{};
-};
-
 class FakePrivacy : public host::PrivacyPermissions {
 public:
-    bool isGuarded() const override { return true; }
+    bool isGuarded() const override { return guarded; }
     std::optional<std::vector<host::ScreenWindow>> onScreenWindows() const override { return windows; }
     bool requestScreenCapture() override { return ++captureRequests, capture; }
     bool isAccessibilityTrusted(bool prompt) override { return prompts += prompt, trusted; }
 
+    bool guarded = true;
     std::optional<std::vector<host::ScreenWindow>> windows;
     bool capture = false;
     int captureRequests = 0;

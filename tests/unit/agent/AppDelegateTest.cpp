@@ -1,6 +1,5 @@
 #include "agent/AppDelegate.h"
 
-#include "agent/ToolsLink.h"
 #include "tests/unit/agent/ApplicationFixture.h"
 
 #include <csignal>
@@ -13,128 +12,109 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
-using AppState = AgentApplication::AppState;
-using Look = host::StatusImage::Look;
+using AppState = AppDelegate::AppState;
+using Event = host::Workspace::Event;
 namespace fs = std::filesystem;
 
 class AppDelegateTest : public Application {
 protected:
-    /// "start" and "stop" as far as they can be chosen.
-    std::string choices() {
+    /// The menu's items from top to bottom: those that cannot be chosen in brackets, separators as "-".
+    std::string menu() {
         app.showStatusBarItem();
-        std::string enabled;
-        for (const host::MenuItem& item : *bar.menu) {
-            if (item.enabled && item.title == texts[4]) {
-                enabled += "start ";
-            } else if (item.enabled && item.title == texts[5]) {
-                enabled += "stop ";
-            }
+        std::string text;
+        for (const auto& entry : *ui.bar.menu) {
+            const auto* item = std::get_if<host::MenuItem>(&entry);
+            text += text.empty() ? "" : " ";
+            text += !item ? "-" : item->enabled ? item->title : "[" + item->title + "]";
         }
-        return enabled;
-    }
-    /// The titles, from top to bottom; separators are empty.
-    std::vector<std::string> titles() {
-        std::vector<std::string> all;
-        for (const host::MenuItem& item : *bar.menu) {
-            all.push_back(item.title);
-        }
-        return all;
+        return text;
     }
     void launch() {
-        std::string file = "<L><Language langKey=\"\">";
-        const char* const keys[] = {
-            "TRAY_STATUS_FRM_SERVICE",     "TRAY_STATUS_MNU_LOGFILES",  "COMBO_SETTINGS", "LV_FORM_HIDE",
-            "TRAY_STATUS_MNU_STARTCLIENT", "TRAY_STATUS_MNU_STOPCLIENT"};
-        for (std::size_t i = 0; i < std::size(keys); ++i) {
-            file += std::string("<KeyPair key=\"") + keys[i] + "\" value=\"" + texts[i] + "\"/>";
-        }
         const std::string folder =
             Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/config";
         fs::create_directories(folder);
-        writeFile(folder + "/language.xml", file + "</Language></L>");
+        writeFile(folder + "/language.xml",
+                  R"(<L><Language langKey=""><KeyPair key="TRAY_STATUS_FRM_SERVICE" value="Service"/>
+                     <KeyPair key="TRAY_STATUS_MNU_LOGFILES" value="Logs"/>
+                     <KeyPair key="COMBO_SETTINGS" value="Prefs"/>
+                     <KeyPair key="LV_FORM_HIDE" value="Hide"/>
+                     <KeyPair key="TRAY_STATUS_MNU_STARTCLIENT" value="start"/>
+                     <KeyPair key="TRAY_STATUS_MNU_STOPCLIENT" value="stop"/></Language></L>)");
         app.applicationDidFinishLaunching();
     }
+    static constexpr char kMenuWithoutPermissions[] = "Service Logs - Prefs - [start] [stop] - Hide";
 
-    const std::vector<std::string> texts{"Service", "Logs", "Prefs", "Hide", "Go", "Halt"};
+    ServiceState update(ServiceState state) { return app.updateAppState(AppState::NotOnline, state); }
 };
 
 TEST_F(AppDelegateTest, StartsUpInItsOrderAndStarting) {
     env.bundle.info = {{"CFBundleShortVersionString", "3.1"}, {"com.korvane.source.revision", "abc"}};
     launch();
-    EXPECT_EQ(linesWith("Launched:").size(), 1U);
     EXPECT_EQ(linesWith("Launched: KvnGUIAgent version: 3.1  (abc) for user: ").size(), 1U);
-    EXPECT_EQ(bar.menu, nullptr); // the settings say so
-    EXPECT_EQ(bar.image.look, Look::DisabledTemplate);
-    EXPECT_EQ(choices(), "");
-    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "", "Prefs", "", "PermissionsMenuItem", "", "Go",
-                                      "Halt", "", "Hide"));
+    EXPECT_EQ(ui.bar.menu, nullptr); // the settings say so
+    EXPECT_EQ(menu(), "Service Logs - Prefs - PermissionsMenuItem - [start] [stop] - Hide");
     EXPECT_EQ(linesWith("Starting status timer").size(), 1U);
     EXPECT_EQ(linesWith("Checking permissions").size(), 1U);
-    EXPECT_EQ(hotKeys.key.code, 126U);
-    EXPECT_EQ(hotKeys.key.modifiers, 0x1100U);
+    EXPECT_TRUE(app.commands().contains("permissions"));
+    EXPECT_EQ(ui.keys.key.code, 126U);
+    EXPECT_EQ(ui.keys.key.modifiers, 0x1100U);
 
-    notifications.post({"com.korvane.remote.ShowGUIAgentSettings", "somebody else", {}});
-    EXPECT_FALSE(dialog.visible);
-    notifications.post(
-        {"com.korvane.remote.ShowGUIAgentSettings", "com.korvane.remote.GUIAgentSettings", {}});
-    EXPECT_EQ(dialog.title, "SettingsDialogTitle");
+    const auto& openPreferences = notifications.observers.back();
+    EXPECT_EQ(openPreferences.name, "com.korvane.remote.ShowGUIAgentSettings");
+    EXPECT_EQ(openPreferences.object, "com.korvane.remote.GUIAgentSettings");
+    openPreferences.handler({});
+    EXPECT_EQ(ui.dialog.title, "SettingsDialogTitle");
 }
 
-TEST_F(AppDelegateTest, OldSystemsHaveNoPermissionsItemAndAGreyCopyOfTheIcon) {
+TEST_F(AppDelegateTest, OldSystemsHaveNoPermissionsItem) {
     env.system.release = {10, 13, 6};
-    bar.hasButton = false;
-    hotKeys.result = -9868;
+    ui.keys.result = -9868;
     launch();
-    app.showStatusBarItem();
-    EXPECT_THAT(titles(), ElementsAre("Service", "Logs", "", "Prefs", "", "Go", "Halt", "", "Hide"));
-    app.updateAppState(AppState::NotOnline, ServiceState::Paused);
-    EXPECT_EQ(bar.image.look, Look::Grey);
+    EXPECT_EQ(menu(), kMenuWithoutPermissions);
     EXPECT_THAT(linesWith("HotKey"), ElementsAre("InstallApplicationEventHandler for HotKey failed: -9868",
                                                  "RegisterEventHotKey failed: -9868"));
+}
+
+TEST_F(AppDelegateTest, ASystemWithoutGuardedPrivacyHasNoPermissions) {
+    privacy.guarded = false;
+    launch();
+    EXPECT_EQ(menu(), kMenuWithoutPermissions);
+    app.mainController().showPermissions();
+    env.loop.advance(1min);
+    EXPECT_FALSE(app.commands().contains("permissions"));
+    EXPECT_EQ(ui.permissions.shows, 0);
+    EXPECT_EQ(toolQueue.runAll(), 0);
+    EXPECT_THAT(linesWith("ermission"), IsEmpty());
+    EXPECT_THAT(linesWith("capture"), IsEmpty());
 }
 
 TEST_F(AppDelegateTest, TheStateFollowsTheReportTheAgeAndTheLastStart) {
     launch();
     const struct {
         std::chrono::milliseconds age;
-        std::int32_t reported;
-        std::int32_t shown;
-        const char* choices;
+        int reported;
+        int shown;
+        const char* items;
     } cases[] = {
-        {10s, 1, 3, ""},                                  // an early offline report is not believed
-        {15s, 1, 3, ""},                                  // up to the last moment
-        {15001ms, 1, 1, "start "},                        // then it is
-        {15s, 3, 3, ""},           {20s, 3, 1, "start "}, // a start that never completed
-        {0s, 0, 0, "stop "},       {20s, 2, 2, ""},
-        {20s, 77, 77, "start "},   {20s, 4, 4, "stop "}, // the start failed
-        {20s, 1, 1, "stop "},                            // and offline changes nothing about that
-        {10s, 1, 3, "stop "},                            // nor do the two cases of the grace
-        {20s, 3, 1, "stop "},      {20s, 0, 0, "stop "}, // until the service is online
-        {20s, 1, 1, "start "},
+        {10s, 1, 3, "[start] [stop]"},   // an early offline report is not believed
+        {15s, 1, 3, "[start] [stop]"},   // up to the last moment
+        {15001ms, 1, 1, "start [stop]"}, // then it is
+        {15s, 3, 3, "[start] [stop]"},   {20s, 3, 1, "start [stop]"}, // a start that never completed
+        {0s, 0, 0, "[start] stop"},      {20s, 2, 2, "[start] [stop]"},
+        {20s, 77, 77, "start [stop]"},   {20s, 4, 4, "[start] stop"}, // the start failed
+        {20s, 1, 1, "[start] stop"}, // and offline changes nothing about that
+        {10s, 1, 3, "[start] stop"}, // nor do the two cases of the grace
+        {20s, 3, 1, "[start] stop"},     {20s, 0, 0, "[start] stop"}, // until the service is online
+        {20s, 1, 1, "start [stop]"},
     };
     for (const auto& c : cases) {
-        workspace.announce(host::Workspace::Event::WillSleep);
-        workspace.announce(host::Workspace::Event::DidWake); // begins the grace anew
+        ui.machine.announce(Event::WillSleep);
+        ui.machine.announce(Event::DidWake); // begins the grace anew
         env.clock.advance(c.age);
-        EXPECT_EQ(app.updateAppState(AppState::NotOnline, ServiceState{c.reported}), ServiceState{c.shown})
-            << c.reported;
-        EXPECT_EQ(choices(), c.choices) << c.reported;
-    }
-}
-
-TEST_F(AppDelegateTest, TheIconShowsWhetherSomebodyControls) {
-    launch();
-    app.showStatusBarItem();
-    const std::tuple<AppState, const char*, Look> cases[] = {
-        {AppState::Controlled, "ControlledStatusIcon", Look::Plain},
-        {AppState::Online, "ConnectedStatusIcon", Look::Template},
-        {AppState::NotOnline, "ConnectedStatusIcon", Look::DisabledTemplate},
-    };
-    for (const auto& [state, name, look] : cases) {
-        app.updateAppState(state, ServiceState::Online);
-        EXPECT_EQ(bar.image.name, name);
-        EXPECT_EQ(bar.image.look, look);
+        EXPECT_EQ(update(ServiceState{c.reported}), ServiceState{c.shown}) << c.reported;
+        EXPECT_THAT(menu(), HasSubstr(c.items)) << c.reported;
     }
 }
 
@@ -142,15 +122,15 @@ TEST_F(AppDelegateTest, AFailedStartIsShownUntilAStopSucceeds) {
     launch();
     env.clock.advance(20s);
     app.startServiceCompletedWithStatus(-201);
-    EXPECT_EQ(choices(), "stop ");
+    EXPECT_THAT(menu(), HasSubstr("[start] stop"));
     app.stopServiceCompletedWithStatus(5);
-    app.updateAppState(AppState::NotOnline, ServiceState::Offline);
-    EXPECT_EQ(choices(), "stop ");
+    update(ServiceState::Offline);
+    EXPECT_THAT(menu(), HasSubstr("[start] stop"));
     app.stopServiceCompletedWithStatus(0);
-    app.updateAppState(AppState::NotOnline, ServiceState::Offline);
-    EXPECT_EQ(choices(), "start ");
+    update(ServiceState::Offline);
+    EXPECT_THAT(menu(), HasSubstr("start [stop]"));
     app.startServiceCompletedWithStatus(0); // begins the grace
-    EXPECT_EQ(app.updateAppState(AppState::NotOnline, ServiceState::Offline), ServiceState::Initial);
+    EXPECT_EQ(update(ServiceState::Offline), ServiceState::Initial);
     EXPECT_THAT(linesWith("completed: "),
                 ElementsAre("start service completed: -201", "stop service completed: 5",
                             "stop service completed: 0", "start service completed: 0"));
@@ -160,12 +140,11 @@ TEST_F(AppDelegateTest, EndsOneOtherInstanceOnceTheServiceWasSeenOnline) {
     instances.processes = {getpid(), 4711, 4712};
     launch();
     env.loop.advance(1s);
-    EXPECT_THAT(instances.terminated, IsEmpty());
     app.updateAppState(AppState::Online, ServiceState::Online);
     env.loop.advance(499ms);
     EXPECT_THAT(instances.terminated, IsEmpty());
     env.loop.advance(1ms);
-    app.updateAppState(AppState::NotOnline, ServiceState::Paused);
+    update(ServiceState::Paused);
     app.updateAppState(AppState::Online, ServiceState::Online);
     env.loop.advance(1s);
     EXPECT_THAT(instances.terminated, ElementsAre(4711));
@@ -175,56 +154,51 @@ TEST_F(AppDelegateTest, EndsOneOtherInstanceOnceTheServiceWasSeenOnline) {
 TEST_F(AppDelegateTest, TheHotKeyBringsTheHiddenItemBack) {
     env.settings.setShowStatusBarMenu(true);
     launch();
-    ASSERT_NE(bar.menu, nullptr);
-    bar.menu->back().action();
-    EXPECT_EQ(bar.menu, nullptr);
-    EXPECT_EQ(hotKeys.handler(host::HotKeys::kReleased), 0);
-    EXPECT_EQ(bar.menu, nullptr);
-    EXPECT_EQ(hotKeys.handler(host::HotKeys::kPressed), 0);
-    EXPECT_NE(bar.menu, nullptr);
-    EXPECT_EQ(hotKeys.handler(4), -9874);
+    ASSERT_NE(ui.bar.menu, nullptr);
+    std::get<host::MenuItem>(ui.bar.menu->back()).action();
+    EXPECT_EQ(ui.keys.handler(host::HotKeys::kReleased), 0);
+    EXPECT_EQ(ui.bar.menu, nullptr);
+    EXPECT_EQ(ui.keys.handler(host::HotKeys::kPressed), 0);
+    EXPECT_NE(ui.bar.menu, nullptr);
+    EXPECT_EQ(ui.keys.handler(4), -9874);
 }
 
-TEST_F(AppDelegateTest, SIGTERMEndsTheLoop) {
+TEST_F(AppDelegateTest, TheSystemEndsItBySIGTERMAndAtTheEndOfTheSession) {
     launch();
-    env.loop.post([this] { EXPECT_TRUE(env.loop.fireSignal(SIGTERM)); });
-    env.loop.run();
+    const std::function<void()> ends[] = {[this] { env.loop.fireSignal(SIGTERM); },
+                                          [this] { ui.machine.announce(Event::WillEndSession); }};
+    for (const auto& end : ends) {
+        env.loop.post(end);
+        env.loop.run();
+    }
     app.applicationWillTerminate();
-    EXPECT_THAT(linesWith("erminat"), ElementsAre("Terminating agent: com.korvane.remote.KvnGUIAgent",
-                                                  "Application will terminate: KvnGUIAgent"));
+    const char* const terminating = "Terminating agent: com.korvane.remote.KvnGUIAgent";
+    EXPECT_THAT(linesWith("erminat"),
+                ElementsAre(terminating, terminating, "Application will terminate: KvnGUIAgent"));
 }
 
-class ToolsLinkTest : public Application {
-protected:
-    const fs::path applications = home() + "/Applications";
-    const fs::path link = applications / "KvnRemotedTools";
-};
-
-TEST_F(ToolsLinkTest, IsMadeAndReplacesAFolderButNothingElse) {
+TEST_F(AppDelegateTest, TheToolsLinkReplacesAFolderButNothingElse) {
+    const fs::path link = home() + "/Applications/KvnRemotedTools";
     const std::string tools = Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/tools";
-    verifyKvnRemoteToolsLink();
-    EXPECT_EQ(fs::read_symlink(link), tools);
-
-    fs::remove(link);
-    fs::create_directories(link / "old");
-    verifyKvnRemoteToolsLink();
-    EXPECT_EQ(fs::read_symlink(link), tools);
-
-    fs::remove(link);
-    fs::create_symlink("/elsewhere", link);
-    verifyKvnRemoteToolsLink();
-    EXPECT_EQ(fs::read_symlink(link), "/elsewhere");
-
+    const std::pair<std::function<void()>, std::string> cases[] = {
+        {[] {}, tools},
+        {[&] { fs::create_directories(link / "old"); }, tools},
+        {[&] { fs::create_symlink("/elsewhere", link); }, "/elsewhere"},
+    };
+    for (const auto& [prepare, target] : cases) {
+        fs::remove(link);
+        prepare();
+        AppDelegate::verifyKvnRemoteToolsLink();
+        EXPECT_EQ(fs::read_symlink(link), target);
+    }
     fs::remove(link);
     writeFile(link.string(), "mine");
-    verifyKvnRemoteToolsLink();
+    AppDelegate::verifyKvnRemoteToolsLink();
     EXPECT_EQ(readFile(link.string()), "mine");
     EXPECT_THAT(linesWith("Failed to create"), IsEmpty());
-}
 
-TEST_F(ToolsLinkTest, AHomeThatIsMissingIsTold) {
     fs::remove_all(home());
-    verifyKvnRemoteToolsLink();
+    AppDelegate::verifyKvnRemoteToolsLink();
     EXPECT_THAT(
         linesWith("Failed to create user specific Applications folder: "),
         ElementsAre(testing::EndsWith("/Users/alice/Applications, error: No such file or directory")));

@@ -25,14 +25,13 @@ protected:
             [env.bundle.auxiliaryExecutable("Library/LaunchServices/com.korvane.remote.KvnServiceController")
                  .value()] = {{"CFBundleIdentifier", {"com.korvane.remote.KvnServiceController"}},
                               {"CFBundleVersion", {"2.0.0"}}};
-        env.bundle.resources["verifyPermissions.sh"] = "/Agent.app/verifyPermissions.sh";
         FFLocalizedText::setSharedSources(&env.bundle, &env.system);
     }
     ~Application() override { FFLocalizedText::setSharedSources(nullptr, nullptr); }
 
     static std::string home() { return Kvs::FSysInfoPaths::underRoot("/Users/alice"); }
 
-    /// The log's lines that have this text in them.
+    /// The log's lines that contain this text.
     std::vector<std::string> linesWith(const std::string& text) const {
         std::vector<std::string> found = env.log.lines();
         std::erase_if(found, [&](const auto& line) { return line.find(text) == line.npos; });
@@ -40,34 +39,31 @@ protected:
     }
 
     AgentEnvironment env;
-    FakeStatusBar bar;
-    FakeWindow dialog;
-    FakeWindow permissions;
-    FakeWorkspace workspace;
+    FakeUserInterface ui;
     FakeNotifications notifications;
     FakeRunningApplications instances;
-    FakeHotKeys hotKeys;
     FakePrivacy privacy;
     FakePrivilegedJobs jobs;
     FakeSleeper sleeper;
     ManualWorkQueue workQueue;
     ManualWorkQueue toolQueue;
-    PrivacyChecks checks{privacy, env.system};
-    AppDelegate app{{.controller = {.connector = env.connector,
-                                    .helper = {env.loop, sleeper, env.bundle, jobs},
-                                    .clock = env.clock,
-                                    .workQueue = workQueue},
-                     .statusBar = bar,
-                     .dialogWindow = dialog,
-                     .permissionWindow = permissions,
-                     .workspace = workspace,
-                     .notifications = notifications,
-                     .runningApplications = instances,
-                     .hotKeys = hotKeys,
-                     .toolQueue = toolQueue,
-                     .privacyChecks = checks},
-                    "KvnGUIAgent",
-                    "com.korvane.remote.KvnGUIAgent"};
+    const ApplicationEnvironment environment{.userInterface = ui,
+                                             .mainLoop = env.loop,
+                                             .clock = env.clock,
+                                             .bundle = env.bundle,
+                                             .systemInfo = env.system,
+                                             .sessionInfo = env.session,
+                                             .processRunner = env.runner,
+                                             .sleeper = sleeper,
+                                             .privilegedJobs = jobs,
+                                             .privacyPermissions = privacy,
+                                             .notifications = notifications,
+                                             .runningApplications = instances,
+                                             .workQueue = workQueue,
+                                             .toolQueue = toolQueue,
+                                             .sleepMonitor = env.sleepMonitor,
+                                             .settings = env.settings};
+    AppDelegate app{environment, "KvnGUIAgent", "com.korvane.remote.KvnGUIAgent"};
 };
 
 } // namespace kvn::test

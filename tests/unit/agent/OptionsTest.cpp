@@ -14,7 +14,7 @@ std::variant<Options, std::string> parse(std::vector<const char*> arguments) {
 TEST(Options, AreUnderstoodInAnyOrder) {
     const auto options = std::get<Options>(parse({"--ui", "none", "--root", "/tmp/x"}));
     EXPECT_EQ(options.root, "/tmp/x");
-    EXPECT_EQ(options.frontEnd, FrontEnd::None);
+    EXPECT_EQ(options.frontEnd, host::FrontEnd::None);
     EXPECT_FALSE(std::get<Options>(parse({})).frontEnd);
 }
 

@@ -16,12 +16,6 @@ using testing::SizeIs;
 
 class PermissionDialogTest : public Application {
 protected:
-    PermissionDialogTest() {
-        env.bundle.texts.clear();
-        panel.begin();
-    }
-
-    /// Everything that this agent lacks is granted.
     void grantOwn() {
         privacy.trusted = true;
         privacy.windows = {{"Mail", 0, 1}};
@@ -31,21 +25,20 @@ protected:
         notifications.observers.at(0).handler(
             {name, "", {{"accessibility", accessibility}, {"recording", recording}}});
     }
-    /// What stands before each button that asks for a permission, as its row's number: 1 to 4.
-    std::vector<int> requestButtons() const {
-        std::vector<int> buttons;
-        int row = 0;
-        for (const host::DialogRow& any : permissions.rows) {
-            if (const auto* text = std::get_if<host::DialogText>(&any)) {
-                row += text->text.find("Status") != std::string::npos;
-            } else if (std::get<host::DialogButton>(any).title == "RequestPermission") {
-                buttons.push_back(row);
+    /// The lines that have a button which asks for their permission.
+    std::vector<std::string> requestButtons() const {
+        std::vector<std::string> ids;
+        for (const host::DialogLine& line : ui.permissions.lines) {
+            const auto* button = std::get_if<host::DialogButton>(&line.control);
+            if (button && button->title == "RequestPermission") {
+                EXPECT_NE(line.text, "");
+                ids.push_back(line.id);
             }
         }
-        return buttons;
+        return ids;
     }
     void press(const std::string& title) {
-        for (const auto& button : permissions.all<host::DialogButton>()) {
+        for (const auto& button : ui.permissions.all<host::DialogButton>()) {
             if (button.title == title) {
                 return button.onPress();
             }
@@ -54,42 +47,37 @@ protected:
     }
 
     bool terminated = false;
-    PermissionDialog panel{{env.loop, env.clock, env.bundle, permissions, workspace, notifications,
-                            env.runner, toolQueue, checks},
-                           [this] { terminated = true; }};
+    PermissionDialog panel{environment, [this] { terminated = true; }};
 };
 
-TEST_F(PermissionDialogTest, WithEverythingGrantedItNeverShows) {
+TEST_F(PermissionDialogTest, NeverShowsWithEverythingGranted) {
     grantOwn();
     answer("1", "1");
     panel.checkPermissions();
     panel.checkPermissions();
-    EXPECT_EQ(permissions.shows, 0);
     env.loop.advance(60s);
-    EXPECT_EQ(permissions.shows, 0);
+    EXPECT_EQ(ui.permissions.shows, 0);
 }
 
 TEST_F(PermissionDialogTest, PopsUpTwiceBeforeTheUserHasToOpenIt) {
-    panel.checkPermissions(); // the very first check only begins to watch
-    EXPECT_EQ(permissions.shows, 0);
-    env.loop.advance(10s);
-    EXPECT_EQ(permissions.shows, 1);
-    EXPECT_EQ(permissions.title, "PermissionsPanelTitle");
-    EXPECT_EQ(permissions.frame.x, 1440 - 480 - 100);
-    EXPECT_EQ(permissions.frame.y + permissions.frame.height, 900 - 100);
-    permissions.close();
-    env.loop.advance(10s);
-    EXPECT_EQ(permissions.shows, 2);
-    permissions.close();
-    env.loop.advance(10min);
+    const auto closeOften = [this] {
+        for (int i = 0; i < 4; ++i) {
+            ui.permissions.close();
+            env.loop.advance(10s);
+        }
+    };
     panel.checkPermissions();
-    EXPECT_EQ(permissions.shows, 2);
+    EXPECT_EQ(ui.permissions.shows, 0); // the very first check only begins to watch
+    closeOften();
+    EXPECT_EQ(ui.permissions.shows, 2);
+    EXPECT_EQ(ui.permissions.title, "PermissionsPanelTitle");
+    EXPECT_EQ(ui.permissions.place.anchor, host::DialogPlace::Anchor::TopRight);
+    EXPECT_EQ(ui.permissions.place.margin, 100);
+    panel.checkPermissions();
+    EXPECT_EQ(ui.permissions.shows, 2);
     panel.showPermissions();
-    for (int i = 0; i < 3; ++i) {
-        permissions.close();
-        env.loop.advance(10min);
-    }
-    EXPECT_EQ(permissions.shows, 5); // and twice more
+    closeOften();
+    EXPECT_EQ(ui.permissions.shows, 5); // and twice more
     EXPECT_THAT(linesWith("Show permission dialog: "),
                 ElementsAre("Show permission dialog: reset count=0, remaining=1",
                             "Show permission dialog: reset count=0, remaining=0",
@@ -98,53 +86,55 @@ TEST_F(PermissionDialogTest, PopsUpTwiceBeforeTheUserHasToOpenIt) {
                             "Show permission dialog: reset count=0, remaining=0"));
 }
 
-TEST_F(PermissionDialogTest, OneRequestIsOfferedAtATime) {
+TEST_F(PermissionDialogTest, OffersOneRequestAtATime) {
     panel.showPermissions();
-    EXPECT_THAT(requestButtons(), ElementsAre(1));
-    answer("1", "4"); // 4: nothing is known of it
-    EXPECT_THAT(requestButtons(), ElementsAre(2));
-    answer("4", "1");
-    EXPECT_THAT(requestButtons(), ElementsAre(3));
+    EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
+    answer("1", "0");
+    EXPECT_THAT(requestButtons(), ElementsAre("preRecording"));
+    answer("4", "1"); // 4 leaves the state as it is
+    answer("1", "4");
+    EXPECT_THAT(requestButtons(), ElementsAre("guiAccessibility"));
     privacy.trusted = true;
     press("RequestPermission");
     EXPECT_EQ(privacy.prompts, 1);
     env.loop.advance(10s);
-    EXPECT_THAT(requestButtons(), ElementsAre(4));
+    EXPECT_THAT(requestButtons(), ElementsAre("guiRecording"));
     press("RequestPermission");
     EXPECT_EQ(privacy.captureRequests, 1);
     grantOwn();
     env.loop.advance(10s);
     EXPECT_THAT(requestButtons(), IsEmpty());
-    EXPECT_THAT(workspace.opened, IsEmpty());
+    EXPECT_THAT(ui.machine.opened, IsEmpty());
 }
 
-TEST_F(PermissionDialogTest, ThePreLoginAgentIsAskedThroughItsProgram) {
+TEST_F(PermissionDialogTest, AsksThePreLoginAgentThroughItsProgram) {
     panel.showPermissions();
     press("RequestPermission");
-    workspace.fails = true;
+    ui.machine.fails = true;
     answer("1", "0");
     press("RequestPermission");
     const std::string agent = Kvs::FSysInfoPaths::underRoot(
         "/Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app/Contents/MacOS/"
         "KvnPreLoginAgent");
-    EXPECT_THAT(workspace.opened, ElementsAre(agent + " -requestAccessibilityPermission",
-                                              agent + " -requestRecordingPermission"));
+    EXPECT_THAT(ui.machine.opened, ElementsAre(agent + " -requestAccessibilityPermission",
+                                               agent + " -requestRecordingPermission"));
     EXPECT_THAT(linesWith("Failed to launch PreLoginAgent, error: "), SizeIs(1));
 }
 
-TEST_F(PermissionDialogTest, AnswersAreObservedUnderOneNameAndAcceptedUnderAnother) {
+TEST_F(PermissionDialogTest, ObservesAnswersUnderOneNameAndAcceptsThemUnderAnother) {
     EXPECT_EQ(notifications.observers.at(0).name, "com.korvane.remote.PermissionInfo");
     panel.showPermissions();
     answer("1", "1", "com.korvane.remote.PermissionInfo");
-    EXPECT_THAT(requestButtons(), ElementsAre(1));
+    EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
     EXPECT_THAT(linesWith("Ignoring notification: "),
                 ElementsAre("Ignoring notification: com.korvane.remote.PermissionInfo with info: "
                             "{accessibility = 1; recording = 1}"));
-    answer("nonsense", "7"); // as 0, and a state that nobody knows
-    EXPECT_THAT(requestButtons(), ElementsAre(1));
+    answer("nonsense", "7"); // counts as 0; a state without a meaning
+    EXPECT_THAT(requestButtons(), ElementsAre("preAccessibility"));
+    EXPECT_THAT(linesWith("Updating permissions, PreLogin accessibilty=0, recordind=7;"), SizeIs(1));
 }
 
-TEST_F(PermissionDialogTest, ThePreLoginCheckIsNotHurried) {
+TEST_F(PermissionDialogTest, LeavesTimeBetweenTwoPreLoginChecks) {
     const auto check = [&](std::chrono::milliseconds later) {
         env.clock.advance(later);
         panel.checkPermissions();
@@ -154,35 +144,32 @@ TEST_F(PermissionDialogTest, ThePreLoginCheckIsNotHurried) {
         {0ms, 1}, {2999ms, 0}, {1ms, 1}, {6s, 1}, {6001ms, 1}};
     for (const auto& [later, runs] : cases) {
         EXPECT_EQ(check(later), runs) << later.count();
-        permissions.visible = true; // by itself it would forget the last check
+        ui.permissions.visible = true; // an automatic pop-up would forget the last check
     }
     EXPECT_THAT(linesWith("received no answer for previous request"), SizeIs(1));
     EXPECT_THAT(linesWith("verifyPreLoginPermissions failed with error: No such file"), SizeIs(4));
 }
 
-TEST_F(PermissionDialogTest, ClosingItAfterTheSystemSettingsWereOpenEndsTheAgent) {
-    panel.showPermissions();
-    permissions.close();
-    env.loop.runPending();
-    EXPECT_FALSE(terminated);
+TEST_F(PermissionDialogTest, EndsTheAgentWhenItClosesAfterTheSystemSettingsWereOpened) {
     panel.showPermissions();
     press("OpenAccessibilitySettings");
     panel.showPermissions(); // forgets it
-    permissions.close();
+    ui.permissions.close();
     env.loop.runPending();
     EXPECT_FALSE(terminated);
     panel.showPermissions();
     press("OpenRecordingSettings");
-    permissions.close();
+    ui.permissions.close();
     EXPECT_FALSE(terminated);
     env.loop.runPending();
     EXPECT_TRUE(terminated);
-    EXPECT_THAT(workspace.opened,
+    EXPECT_THAT(ui.machine.opened,
                 ElementsAre("x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility",
                             "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture"));
 }
 
-TEST_F(PermissionDialogTest, AForeignWindowsNameProvesThatTheScreenMayBeRecorded) {
+TEST_F(PermissionDialogTest, TakesTheNameOfAForeignWindowAsTheRightToRecordTheScreen) {
+    const PrivacyChecks checks(privacy, env.system);
     const std::pair<host::ScreenWindow, bool> cases[] = {
         {{"Mail", 0, 1}, true},
         {{"Wallpaper", -2147483623, 1}, true},

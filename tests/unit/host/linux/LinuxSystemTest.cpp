@@ -93,7 +93,7 @@ TEST(SandboxPrivacy, GrantsWhatItsFileDoesNotRefuse) {
 }
 
 TEST(LinuxHost, KnowsItsSessionAndSystem) {
-    const host::Host host = host::makeHost();
+    const host::Host host = host::makeHost(host::FrontEnd::None);
     const auto session = host.sessionInfo->ownSession();
     const auto audit = host::parseAuditSession(readFile("/proc/self/sessionid"));
     EXPECT_EQ(session.identifier, audit.value_or(static_cast<std::uint64_t>(getsid(0))));

@@ -1,9 +1,17 @@
 #include "host/terminal/Terminal.h"
+
+#include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
+#include "host/Host.h"
+#include "host/plist/XmlPropertyList.h"
+#include "host/posix/AppBundle.h"
 #include "host/terminal/TerminalDialogWindow.h"
 #include "host/terminal/TerminalStatusBar.h"
+#include "tests/support/FakeDesktop.h"
+#include "tests/support/FakePrivilegedJobs.h"
 #include "tests/support/ManualMainLoop.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -30,23 +38,24 @@ protected:
 
     void start() {
         terminal.start({{"quit", {"ends it", [this](auto&) { return ++quits, "ok"; }}},
-                        {"quiet", {"is quiet", [](auto&) { return ""; }}},
                         {"say", {"TEXT: repeats it", [](auto& rest) { return "said " + rest; }}}},
                        [this] { ++inputEnds; });
         loop.runPending();
     }
 
-    /// Types the text; what is printed to it.
-    std::string answerTo(const std::string& text) {
-        return printedBy([&] {
-            EXPECT_EQ(write(input.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
-            pollfd readable{STDIN_FILENO, POLLIN, 0};
-            while (poll(&readable, 1, 0) == 1 && (readable.revents & POLLIN) &&
-                   loop.fireReadable(STDIN_FILENO)) {
-            }
-        });
+    /// Types each text, and compares what is printed then.
+    void expectAnswers(const std::vector<std::pair<std::string, std::string>>& answers) {
+        for (const auto& answer : answers) {
+            EXPECT_EQ(printedBy([&] { type(answer.first); }), answer.second) << answer.first;
+        }
     }
-    /// What is printed to the action, and to what it posts.
+    void type(const std::string& text) {
+        EXPECT_EQ(write(input.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        pollfd readable{STDIN_FILENO, POLLIN, 0};
+        while (poll(&readable, 1, 0) == 1 && (readable.revents & POLLIN) && loop.fireReadable(STDIN_FILENO)) {
+        }
+    }
+    /// Returns what the action prints, and what the tasks print that it posts.
     template <class Action>
     std::string printedBy(Action action) {
         testing::internal::CaptureStdout();
@@ -72,136 +81,149 @@ private:
 TEST_F(TerminalTest, TakesOneCommandALine) {
     start();
     const std::string unknown = " (try \"help\")\n";
-    const std::pair<const char*, std::string> cases[] = {
-        {"say\n", "said \n"},
+    const std::string longest = "say " + std::string(4092, 'x');
+    expectAnswers({
         {"  say  a word \t\r\n", "said a word\n"},
         {"say a\nquit\n\n \nsay b\n", "said a\nok\nsaid b\n"},
         {"say \033[2J\n", "said \uFFFD[2J\n"},
-        {"quiet\n", ""},
         {"sa", ""},
         {"y x\nqu", "said x\n"},
         {"it\n", "ok\n"},
-        {"Say it\n", "error: unknown command: Say it" + unknown},
         {"\033c\n", "error: unknown command: \uFFFDc" + unknown},
         {"1 2\n", "error: unknown command: 1 2" + unknown},
         {"1\n", "error: nothing is shown to choose from\n"},
-        {"set 1 on\n", "error: nothing is shown to choose from\n"},
         {"set 1\n", "error: set takes a number and a value\n"},
         {"set on 1\n", "error: set takes a number and a value\n"},
         {"close\n", "error: no dialog is open\n"},
         {"menu\n", "error: there is no menu while the status item is hidden\n"},
-    };
-    for (const auto& [typed, answer] : cases) {
-        EXPECT_EQ(answerTo(typed), answer) << typed;
-    }
+        {"help\n", "1, 2, ...    chooses from the menu or dialog that was printed last\n"
+                   "close        closes the dialog in front\n"
+                   "help         prints this\n"
+                   "menu         prints the menu\n"
+                   "quit         ends it\n"
+                   "say          TEXT: repeats it\n"
+                   "set          N VALUE: sets number N to on, off, a folder or YYYY-MM-DD HH:MM\n"},
+        {longest + "\n", "said " + std::string(4092, 'x') + "\n"},
+        {longest + "x\nsay y\n", "error: line too long\nsaid y\n"},
+        {std::string(20000, 'x'), "error: line too long\n"},
+        {"quit\nsay y\n", "said y\n"}, // the rest of the long line is no command
+    });
     EXPECT_EQ(quits, 2);
-    EXPECT_EQ(answerTo("help\n"),
-              "1, 2, ...    chooses from the menu or dialog that was printed last\n"
-              "close        closes the dialog in front\n"
-              "help         prints this\n"
-              "menu         prints the menu\n"
-              "quiet        is quiet\n"
-              "quit         ends it\n"
-              "say          TEXT: repeats it\n"
-              "set          N VALUE: sets number N to on, off, a folder or YYYY-MM-DD HH:MM\n");
-}
-
-TEST_F(TerminalTest, DropsALineThatIsTooLong) {
-    start();
-    const std::string error = "error: line too long\n";
-    const std::string longest = "say " + std::string(4092, 'x');
-    EXPECT_EQ(answerTo(longest + "\n"), "said " + std::string(4092, 'x') + "\n");
-    EXPECT_EQ(answerTo(longest + "x\nsay y\n"), error + "said y\n");
-    EXPECT_EQ(answerTo(std::string(20000, 'x')), error);
-    EXPECT_EQ(answerTo("quit\nsay y\n"), "said y\n"); // the rest of the long line is no command
-    EXPECT_EQ(quits, 0);
-}
-
-TEST_F(TerminalTest, TheEndOfAScriptIsNotTheEndOfTheProgram) {
-    start();
     input.reset();
     EXPECT_TRUE(loop.fireReadable(STDIN_FILENO));
-    EXPECT_FALSE(loop.fireReadable(STDIN_FILENO)); // watched no more, else it would be readable for ever
-    EXPECT_EQ(inputEnds, 0);
+    EXPECT_FALSE(loop.fireReadable(STDIN_FILENO)); // not watched any more, as it would stay readable
+    EXPECT_EQ(inputEnds, 0);                       // the end of a script is not the end of the program
+}
+
+TEST_F(TerminalTest, PlaysTheMachineInASandboxOnly) {
+    for (const bool sandbox : {false, true}) {
+        Kvs::FSysInfoPaths::setRoot(sandbox ? "/sandbox" : "");
+        const XmlPropertyList propertyList;
+        Host host;
+        host.mainLoop = std::make_unique<ManualMainLoop>(clock);
+        auto& hostLoop = static_cast<ManualMainLoop&>(*host.mainLoop);
+        host.bundle = std::make_unique<AppBundle>("/none", propertyList, std::vector<std::string>());
+        host.privilegedJobs = std::make_unique<FakePrivilegedJobs>();
+        host.workspace = std::make_unique<FakeWorkspace>();
+        host.hotKeys = std::make_unique<FakeHotKeys>();
+        const auto ui = makeTerminalUserInterface(host);
+        ui->start({}, [this] { ++inputEnds; });
+        int events = 0;
+        const auto observer = ui->workspace().observe([&](auto) { ++events; });
+        EXPECT_EQ(&ui->hotKeys() == host.hotKeys.get(), !sandbox);
+        const std::string printed = printedBy([&] {
+            EXPECT_EQ(write(input.get(), "sleep\n", 6), 6);
+            hostLoop.fireReadable(STDIN_FILENO);
+        });
+        EXPECT_EQ(printed.find("error: unknown command: sleep") == printed.npos, sandbox) << printed;
+        EXPECT_EQ(events, sandbox ? 1 : 0);
+        EXPECT_TRUE(hostLoop.fireSignal(SIGHUP)); // the terminal's window was closed
+    }
+    EXPECT_EQ(inputEnds, 2);
+    Kvs::FSysInfoPaths::setRoot("");
 }
 
 TEST_F(TerminalTest, PrintsTheStateOnceForEachChange) {
-    using Look = StatusImage::Look;
+    using Meaning = StatusImage::Meaning;
     const StateDetails details{{"server", "re\nlay"}, {"last error", ""}, {"proxies", "2"}};
     const Menu menu;
-    EXPECT_EQ(printedBy([&] { start(); }), "");
-    EXPECT_EQ(printedBy([&] { bar.updateItem({"ConnectedStatusIcon", Look::Template}); }), ""); // no item
-    EXPECT_EQ(printedBy([&] {
-                  bar.showItem(menu);
-                  bar.updateItem({"ConnectedStatusIcon", Look::DisabledTemplate});
-                  terminal.showState("Starting", {});
-              }),
-              "status: Starting | icon: not connected\n");
-    EXPECT_EQ(printedBy([&] {
-                  bar.updateItem({"ConnectedStatusIcon", Look::Template});
-                  terminal.showState("Online", details);
-              }),
-              "status: Online | server: re lay | proxies: 2 | icon: connected\n");
-    EXPECT_EQ(printedBy([&] { terminal.showState("Online", details); }), "");
-    EXPECT_EQ(printedBy([&] {
-                  bar.updateItem({"ControlledStatusIcon", Look::Plain});
-              }),
-              "status: Online | server: re lay | proxies: 2 | icon: controlled\n");
-    EXPECT_EQ(printedBy([&] { terminal.showState("Offline", {}), bar.removeItem(); }),
-              "status: Offline | icon: hidden\n");
-    EXPECT_EQ(printedBy([&] { terminal.repeatState(); }), "status: Offline | icon: hidden\n");
-    EXPECT_EQ(printedBy([&] { bar.showItem(menu); }), "status: Offline | icon: blank\n");
-    EXPECT_EQ(printedBy([&] { terminal.message("start: failed\033"); }), "start: failed\uFFFD\n");
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[&] { start(); }, ""},
+        {[&] {
+             bar.updateItem({Meaning::Connected, ""});
+         },
+         ""}, // there is no item
+        {[&] {
+             bar.showItem(menu);
+             bar.updateItem({Meaning::NotConnected, ""});
+             terminal.showState("Starting", {});
+         },
+         "status: Starting | icon: not connected\n"},
+        {[&] {
+             bar.updateItem({Meaning::Connected, ""}), terminal.showState("Online", details);
+         },
+         "status: Online | server: re lay | proxies: 2 | icon: connected\n"},
+        {[&] { terminal.showState("Online", details); }, ""},
+        {[&] {
+             bar.updateItem({Meaning::Controlled, ""}), terminal.showState("Online", {});
+         },
+         "status: Online | icon: controlled\n"},
+        {[&] { bar.removeItem(); }, "status: Online | icon: hidden\n"},
+        {[&] { terminal.repeatState(); }, "status: Online | icon: hidden\n"},
+        {[&] { bar.showItem(menu); }, "status: Online | icon: blank\n"},
+        {[&] { terminal.message("start: failed\033"); }, "start: failed\uFFFD\n"},
+    };
+    for (const auto& [action, printed] : cases) {
+        EXPECT_EQ(printedBy(action), printed);
+    }
 }
 
 TEST_F(TerminalTest, ChoosesFromTheMenu) {
     std::string chosen;
     Menu menu;
-    menu.push_back({"Status", [&] { chosen += "status "; }});
-    menu.push_back({});
-    menu.push_back({"Start", [&] { chosen += "start "; }, false});
-    menu.push_back({"Hide", [&] { bar.removeItem(); }});
+    menu.emplace_back(MenuItem{"", [&] { chosen += "status "; }}); // its text is missing
+    menu.emplace_back(MenuSeparator());
+    menu.emplace_back(MenuItem{"Start", [&] { chosen += "start "; }, false});
+    menu.emplace_back(MenuItem{"Hide", [&] { bar.removeItem(); }});
     start();
     bar.showItem(menu);
     loop.runPending();
-    EXPECT_EQ(answerTo("1\nmenu\n"), "error: nothing is shown to choose from\n"
-                                     "== Menu ==\n 1  Status\n ---\n 2  Start (disabled)\n 3  Hide\n");
-    EXPECT_EQ(answerTo("1\n2\n"), "ok: Status\nerror: Start: is disabled\n");
-    menu[2].enabled = true;
-    EXPECT_EQ(answerTo("2\n0\n4\n99999999999999999999\n"), "ok: Start\n"
-                                                           "error: the menu has no such number\n"
-                                                           "error: the menu has no such number\n"
-                                                           "error: the menu has no such number\n");
-    EXPECT_EQ(answerTo("set 1 on\n"), "error: items of the menu take no value\n");
+    expectAnswers({{"menu\n", "== Menu ==\n 1  \n ---\n 2  Start (disabled)\n 3  Hide\n"},
+                   {"1\n2\n", "ok: \nerror: Start: is disabled\n"}});
+    std::get<MenuItem>(menu[2]).enabled = true;
+    expectAnswers({{"2\n", "ok: Start\n"},
+                   {"0\n", "error: the menu has no such number\n"},
+                   {"4\n", "error: the menu has no such number\n"},
+                   {"99999999999999999999\n", "error: the menu has no such number\n"},
+                   {"set 1 on\n", "error: items of the menu take no value\n"},
+                   {"3\n3\n", "ok: Hide\nicon: hidden\nerror: nothing is shown to choose from\n"}});
     EXPECT_EQ(chosen, "status start ");
-    EXPECT_EQ(answerTo("3\n3\n"), "ok: Hide\nicon: hidden\nerror: nothing is shown to choose from\n");
 }
 
 TEST_F(TerminalTest, ChangesTheControlsOfADialog) {
     bool log = true;
-    std::string folder = "/";
+    std::string folder;
     std::chrono::system_clock::time_point date;
-    int presses = 0;
-    const auto rows = [&] {
-        const auto redraw = [&] { return dialog.update({DialogText{log ? "logging" : "silent"}}); };
-        return DialogRows{
-            DialogText{"Settings of the agent"},
-            DialogCheckBox{"Log", true, log, [&, redraw](bool on) { log = on, redraw(); }},
-            DialogCheckBox{"Share", false, false, [&](bool) { ADD_FAILURE() << "disabled"; }},
-            DialogFolder{"Folder:", true, folder, [&](const std::string& path) { folder = path; }},
-            DialogDate{"From", true, date, [&](auto time) { date = time; }},
-            DialogButton{"Ask", [&] { ++presses; }},
-        };
+    const auto setLog = [&](bool on) {
+        log = on;
+        dialog.update({{"text", "silent"}}); // replaces the line whose handler runs
     };
     start();
-    dialog.show("Settings", rows(), {});
-    loop.runPending();
-    const std::pair<const char*, const char*> cases[] = {
+    dialog.show("Settings",
+                {{"log", "", DialogCheckBox{"Log", true, log, setLog}},
+                 {"share", "", DialogCheckBox{"Share", false, false, [](bool) { FAIL() << "is disabled"; }}},
+                 {"folder", "Folder:", DialogFolder{true, "/", [&](const auto& path) { folder = path; }}},
+                 {"from", "From", DialogDate{true, date, [&](auto time) { date = time; }}},
+                 {"ask", "Beside", DialogButton{"Ask", nullptr}}},
+                {});
+    printedBy([] {});
+    const std::string badFolder = "error: Folder: set it to the whole path of a folder that exists\n";
+    expectAnswers({
         {"2\n", "error: Share: is disabled\n"},
         {"set 2 on\n", "error: Share: is disabled\n"},
-        {"3\n", "error: Folder: set it to the whole path of a folder that exists\n"},
-        {"set 3 tmp\n", "error: Folder: set it to the whole path of a folder that exists\n"},
-        {"set 3 /no/such folder\n", "error: Folder: set it to the whole path of a folder that exists\n"},
+        {"3\n", badFolder},
+        {"set 3 tmp\n", badFolder},
+        {"set 3 /no/such folder\n", badFolder},
         {"set 3 /usr/../tmp\n", "ok: Folder: /usr/../tmp\n"},
         {"set 4 tomorrow\n", "error: From: set it to a local time, YYYY-MM-DD HH:MM\n"},
         {"set 4  2026-07-23 18:30 \n", "ok: From: 2026-07-23 18:30\n"},
@@ -209,42 +231,34 @@ TEST_F(TerminalTest, ChangesTheControlsOfADialog) {
         {"set 5 on\n", "error: this takes no value\n"},
         {"6\n", "error: the dialog has no such number\n"},
         {"set 1 maybe\n", "error: Log: set it to on or off\n"},
-        {"1\n", "ok: Log: off\n== Settings ==\n  silent\n"}, // a handler that replaces its own row
-    };
-    for (const auto& [typed, answer] : cases) {
-        EXPECT_EQ(answerTo(typed), answer) << typed;
-    }
+        {"1\n", "ok: Log: off\n== Settings ==\n  silent\n"},
+    });
     EXPECT_FALSE(log);
     EXPECT_EQ(folder, "/usr/../tmp");
-    EXPECT_NE(date, std::chrono::system_clock::time_point());
-    EXPECT_EQ(presses, 1);
+    EXPECT_GT(date.time_since_epoch().count(), 0);
 }
 
 TEST_F(TerminalTest, ShowsTheDialogInFront) {
     start();
     int closed = 0;
-    const Menu menu{{"Item", [] {}}};
-    bar.showItem(menu);
-    loop.runPending();
-    const auto rows = [](const char* title) { return DialogRows{DialogButton{title, [] {}}}; };
     dialog.onClose([&] { ++closed; });
-    EXPECT_EQ(printedBy([&] { dialog.update(rows("x")); }), ""); // is closed
+    const auto button = [](const char* title) {
+        return DialogLines{{"b", "", DialogButton{title, nullptr}}};
+    };
+    EXPECT_EQ(printedBy([&] { dialog.update(button("x")); }), ""); // is closed
     EXPECT_EQ(printedBy([&] {
-                  permissions.show("Permissions", rows("Ask"), {});
-                  dialog.show("Settings", rows("x"), {});
-                  dialog.update(rows("Log"));
+                  permissions.show("Permissions", button("Ask"), {});
+                  dialog.show("Settings", button("x"), {});
+                  dialog.update(button("Log"));
               }),
               "== Permissions ==\n 1  <Ask>\n== Settings ==\n 1  <Log>\n");
-    EXPECT_EQ(printedBy([&] { dialog.update(rows("Log")); }), "");
-    EXPECT_EQ(answerTo("1\n"), "ok: Log\n");
-    EXPECT_EQ(printedBy([&] { permissions.update(rows("Go")); }), "== Permissions ==\n 1  <Go>\n");
-    EXPECT_EQ(answerTo("1\nmenu\n1\n"), "ok: Go\n== Menu ==\n 1  Item\nok: Item\n");
-    EXPECT_EQ(answerTo("close\n1\n"), "ok\n== Permissions ==\n 1  <Go>\nok: Go\n");
-    EXPECT_FALSE(dialog.isVisible());
-    EXPECT_TRUE(permissions.isVisible());
-    EXPECT_EQ(answerTo("close\n1\nclose\n"),
-              "ok\nerror: nothing is shown to choose from\nerror: no dialog is open\n");
-    EXPECT_EQ(printedBy([&] { dialog.show("Settings", rows("Log"), {}); }), "== Settings ==\n 1  <Log>\n");
+    EXPECT_EQ(printedBy([&] { dialog.update(button("Log")); }), "");
+    expectAnswers({{"1\n", "ok: Log\n"}});
+    EXPECT_EQ(printedBy([&] { permissions.update(button("Go")); }), "== Permissions ==\n 1  <Go>\n");
+    expectAnswers({{"1\n", "ok: Go\n"},
+                   {"close\n1\n", "ok\n== Permissions ==\n 1  <Go>\nok: Go\n"},
+                   {"close\n1\n", "ok\nerror: nothing is shown to choose from\n"}});
+    EXPECT_EQ(printedBy([&] { dialog.show("Settings", button("Log"), {}); }), "== Settings ==\n 1  <Log>\n");
     EXPECT_EQ(printedBy([&] { dialog.close(), dialog.close(); }), "");
     EXPECT_EQ(closed, 2);
 }
@@ -266,10 +280,10 @@ TEST_F(TerminalTest, TalksToAPersonAtATerminal) {
         TerminalStatusBar icon(talk);
         const Menu menu;
         icon.showItem(menu);
-        icon.updateItem({"ConnectedStatusIcon", StatusImage::Look::Template});
+        icon.updateItem({StatusImage::Meaning::Connected, ""});
         talk.start({}, [this] { ++inputEnds; });
         TerminalDialogWindow window(talk);
-        window.show("T", {DialogText{"words that go on and on and on"}}, {});
+        window.show("T", {{"words", "words that go on and on and on"}}, {});
         loop.runPending();
         talk.message("note");
         loop.runPending();

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "host/DialogWindow.h"
+#include "host/HotKeys.h"
+#include "host/MainLoop.h"
+#include "host/StatusBar.h"
+#include "host/Workspace.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kvn::host {
+
+struct Host;
+
+/// The front ends that there are.
+enum class FrontEnd { None, Terminal };
+
+/// A command that the application takes as text.
+struct Command {
+    std::string purpose; // for the help, in a few words
+
+    /// Gets the text that follows the command's name. Returns the answer, or an empty text if the command
+    /// answers by what it shows.
+    std::function<std::string(const std::string& rest)> run;
+};
+using Commands = std::map<std::string, Command, std::less<>>; // by name
+
+/// Names and values, in the order in which they are shown; those without a value are left out.
+using StateDetails = std::vector<std::pair<std::string, std::string>>;
+
+/// A front end: shows the agent to the person, and brings the person's requests. Main thread; outlives the
+/// application that it shows.
+class UserInterface {
+public:
+    virtual ~UserInterface() = default;
+
+    virtual StatusBar& statusBar() = 0;
+    virtual DialogWindow& dialogWindow() = 0;
+    virtual DialogWindow& permissionWindow() = 0;
+    virtual Workspace& workspace() = 0;
+    virtual HotKeys& hotKeys() = 0;
+
+    /// Called once, when the application has launched and before the main loop runs. A front end that takes
+    /// commands as text offers these. `terminate` ends the application in order; the front end calls it when
+    /// the person leaves.
+    virtual void start(Commands commands, MainLoop::Task terminate) = 0;
+
+    // A front end of words tells the following; one of pictures may ignore it.
+
+    /// Called with the service's state after each answer of the service, and each failure to get one.
+    virtual void showState(const std::string& /*text*/, StateDetails /*details*/) {}
+
+    /// Called when the person asks for the state, which is then told again even if it has not changed.
+    virtual void repeatState() {}
+
+    /// Called with the result of something that the person asked for, in one line.
+    virtual void message(const std::string& /*text*/) {}
+};
+
+// The factory of each front end, defined in its own folder. The host outlives the result. Main thread.
+std::unique_ptr<UserInterface> makeNoUserInterface(Host& host);
+std::unique_ptr<UserInterface> makeTerminalUserInterface(Host& host);
+
+} // namespace kvn::host

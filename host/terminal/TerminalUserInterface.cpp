@@ -1,0 +1,73 @@
+#include "core/system/FSysInfoPaths.h"
+#include "host/Host.h"
+#include "host/UserInterface.h"
+#include "host/terminal/PlayedMachine.h"
+#include "host/terminal/Terminal.h"
+#include "host/terminal/TerminalDialogWindow.h"
+#include "host/terminal/TerminalStatusBar.h"
+
+#include <csignal>
+#include <optional>
+
+namespace kvn::host {
+namespace {
+
+/// The agent in a terminal: shows it there, and takes its commands from there.
+class TerminalUserInterface final : public UserInterface {
+public:
+    /// The prompts of the host's authorizations are shown here from now on.
+    explicit TerminalUserInterface(Host& host) : host_(host), terminal_(*host.mainLoop) {
+        if (!Kvs::FSysInfoPaths::underRoot("").empty()) {
+            played_.emplace(*host.workspace);
+        }
+        // Called on the thread that asks for the rights. That thread has ended before this object goes, and
+        // the main loop, which drops its tasks then, does not run any more.
+        host.privilegedJobs->presentPromptsWith([this](const std::string& prompt) {
+            host_.mainLoop->post([this, prompt] { terminal_.message("Authorization: " + prompt); });
+        });
+        terminal_.showState(host.bundle->localizedString("StatusPending"), {});
+        // Sent when the terminal's window is closed. It is handled in the main loop, which runs after
+        // `start`.
+        hangUp_ = host.mainLoop->onSignal(SIGHUP, [this] { terminate_(); });
+    }
+    ~TerminalUserInterface() override { terminal_.message("The agent ends."); }
+
+    StatusBar& statusBar() override { return statusBar_; }
+    DialogWindow& dialogWindow() override { return dialogWindow_; }
+    DialogWindow& permissionWindow() override { return permissionWindow_; }
+    Workspace& workspace() override {
+        return played_ ? static_cast<Workspace&>(played_->workspace) : *host_.workspace;
+    }
+    HotKeys& hotKeys() override { return played_ ? static_cast<HotKeys&>(played_->hotKeys) : *host_.hotKeys; }
+
+    void start(Commands commands, MainLoop::Task terminate) override {
+        terminate_ = std::move(terminate);
+        if (played_) {
+            commands.merge(played_->commands());
+        }
+        terminal_.start(std::move(commands), terminate_);
+    }
+    void showState(const std::string& text, StateDetails details) override {
+        terminal_.showState(text, std::move(details));
+    }
+    void repeatState() override { terminal_.repeatState(); }
+    void message(const std::string& text) override { terminal_.message(text); }
+
+private:
+    Host& host_;
+    Terminal terminal_;
+    TerminalStatusBar statusBar_{terminal_};
+    TerminalDialogWindow dialogWindow_{terminal_};
+    TerminalDialogWindow permissionWindow_{terminal_};
+    std::optional<PlayedMachine> played_; // in a sandbox only
+    MainLoop::Task terminate_;
+    MainLoop::Handle hangUp_;
+};
+
+} // namespace
+
+std::unique_ptr<UserInterface> makeTerminalUserInterface(Host& host) {
+    return std::make_unique<TerminalUserInterface>(host);
+}
+
+} // namespace kvn::host
