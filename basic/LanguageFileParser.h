@@ -15,8 +15,8 @@ using LanguageMap = std::map<std::string, TextMap, std::less<>>; ///< Texts by l
 /// Reads a language file: elements "Language" with a Windows language id as "langKey", each followed by its
 /// "KeyPair" elements with "key" and "value". Everything else in the file is ignored.
 ///
-/// Of languages that the user does not prefer only the keys required for all languages are kept. A file
-/// that declares entities or default attributes is refused, because these can make a small file huge.
+/// Languages that the user does not prefer keep only the keys required for all languages. A file that
+/// declares entities or default attributes is refused, because these can make a small file huge.
 class LanguageFileParser {
 public:
     static constexpr std::size_t kMaxBytes = std::size_t{8} << 20; // several times what the texts need

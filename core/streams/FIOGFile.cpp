@@ -94,7 +94,7 @@ FResult FIOGFile::move(std::int64_t delta) { return seek(delta, SEEK_CUR); }
 FResult FIOGFile::seek(std::int64_t offset, int whence) {
     return transaction_.perform([&]() -> FResult {
         last_ = Last::nothing;
-        return !file_ ? EBADF : ::fseeko(file_.get(), offset, whence) == 0 ? kSuccess : errno;
+        return !file_ ? EBADF : ::fseeko(file_.get(), offset, whence) == 0 ? kSuccess : failed();
     });
 }
 
@@ -121,13 +121,14 @@ FResult FIOGFile::transfer(Last direction, std::int64_t length, std::int64_t& do
             return result;
         }
         for (;;) {
-            std::clearerr(file_.get()); // the error of an earlier call, or an end that has moved since
             done += static_cast<std::int64_t>(call(done, static_cast<std::size_t>(length - done)));
-            if (done == length || !std::ferror(file_.get())) {
+            if (done == length) {
                 return kSuccess;
             }
-            if (errno != EINTR) {
-                return errno;
+            const bool atEnd = !std::ferror(file_.get());
+            const FResult error = failed();
+            if (atEnd || error != EINTR) {
+                return atEnd ? kSuccess : error;
             }
         }
     });
@@ -135,7 +136,7 @@ FResult FIOGFile::transfer(Last direction, std::int64_t length, std::int64_t& do
 
 FResult FIOGFile::flush() {
     return transaction_.perform([&]() -> FResult {
-        return !file_ ? EBADF : last_ != Last::writing || std::fflush(file_.get()) == 0 ? kSuccess : errno;
+        return !file_ ? EBADF : last_ != Last::writing || std::fflush(file_.get()) == 0 ? kSuccess : failed();
     });
 }
 
@@ -156,13 +157,21 @@ std::unique_ptr<FStream> FIOGFile::clone() {
     return made ? std::move(copy) : nullptr;
 }
 
+/// Returns `errno` after a call that has failed or has reached the end of the file. The file forgets both:
+/// the next call is judged by itself, and the file may have grown by then.
+FResult FIOGFile::failed() {
+    const FResult error = errno;
+    std::clearerr(file_.get());
+    return error;
+}
+
 /// The C library needs a seek between a read and a write of one file. `Last::nothing` is ready for either.
 FResult FIOGFile::turnTo(Last direction) {
     if (!file_) {
         return EBADF;
     }
     if (last_ != direction && last_ != Last::nothing && ::fseeko(file_.get(), 0, SEEK_CUR) != 0) {
-        return errno;
+        return failed();
     }
     last_ = direction;
     return kSuccess;

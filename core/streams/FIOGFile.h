@@ -54,6 +54,7 @@ private:
     FResult openWith(const std::string& path, unsigned int mode, const char* fopenMode);
     FResult seek(std::int64_t offset, int whence);
     FResult turnTo(Last direction);
+    FResult failed();
     template <class Call>
     FResult transfer(Last direction, std::int64_t length, std::int64_t& done, Call call);
 

@@ -62,8 +62,8 @@ RequestId RemoteServiceConnector::prepareRequest(Completion completion) {
 }
 
 RemoteServiceConnector::Completion RemoteServiceConnector::requestCompleted(RequestId requestId) {
-    // Only who removes a handler calls it. A reader thread with an answer and the main thread with a failed
-    // send may both ask for the same one, and it must not be called twice.
+    // Only the thread that removes a handler calls it. A reader thread with an answer and the main thread
+    // with a failed send may both ask for the same one, and it must not be called twice.
     Kvs::FLockGuard guard(requestLock_);
     const auto pending = pendingRequests_.find(requestId);
     if (pending == pendingRequests_.end()) {

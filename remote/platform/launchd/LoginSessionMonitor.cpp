@@ -14,7 +14,7 @@ namespace {
 using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
-/// A new session gets this time to start its own agent.
+/// Time for a new session to start up.
 constexpr auto kHandlingDelay = 10s;
 constexpr const char* kAgentProcess = "KvnGUIAgent";
 constexpr const char* kAgentLabel = "com.korvane.remote.KvnGUIAgent";

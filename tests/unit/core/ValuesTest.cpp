@@ -90,8 +90,8 @@ TEST(FTime, ReadsItsTextForms) {
     EXPECT_EQ((time = L"2024-03-07T09:05:02.045").toCStringEx(), "2024-03-07T09:05:02.045");
     for (const wchar_t* text :
          {L"0000-00-00T00:00:00", L"", static_cast<const wchar_t*>(nullptr), L"2024-03-07",
-          L"2024-03-07T09:05", L"2024-03-07T09:05:02T", L"2024-03-07T09:05:02.", L"2024-03-07 09:05:02",
-          L"2024-03-x7T09:05:02", L"99999999999-03-07T09:05:02"}) {
+          L"2024-03-07T09:05", L"2024-03-07T09:05:02T", L"2024-03-07T09:05:02.", L"2024-03-07T09:05:02.45",
+          L"2024-03-07 09:05:02", L"2024-03-x7T09:05:02", L"99999999999-03-07T09:05:02"}) {
         time.setNow();
         EXPECT_FALSE(time.isCleared());
         EXPECT_TRUE((time = text).isCleared()) << fNarrow(FGStr<wchar_t>(text));

@@ -112,8 +112,9 @@ TEST_F(KvnRemoteServiceCtrlTest, ClosingWaitsForTheHandlerOfAnError) {
         void take(KvnRemoteServiceCtrl*, Kvs::_FRConnectionError&) {
             entered = true;
             closedMeanwhile = waitUntil([this] { return closed.load(); }, std::chrono::milliseconds(50));
+            left = true;
         }
-        std::atomic<bool> entered{false}, closed{false}, closedMeanwhile{false};
+        std::atomic<bool> entered{false}, closed{false}, closedMeanwhile{false}, left{false};
     } handler;
     client.EventConnectionError.add(&handler, &SlowHandler::take);
     {
@@ -124,6 +125,7 @@ TEST_F(KvnRemoteServiceCtrlTest, ClosingWaitsForTheHandlerOfAnError) {
     ASSERT_TRUE(waitUntil([&] { return handler.entered.load(); }));
     client.closePipes();
     handler.closed = true;
+    ASSERT_TRUE(waitUntil([&] { return handler.left.load(); }));
     EXPECT_FALSE(handler.closedMeanwhile);
 }
 

@@ -66,6 +66,14 @@ TEST_F(RemoteServiceConnectorTest, EachAnswerReachesItsOwnHandlerOnce) {
     EXPECT_THAT(servers, ElementsAre("a"));
 }
 
+TEST_F(RemoteServiceConnectorTest, CallsNoHandlerAfterItWasClosed) {
+    FakeService service(answerAsOnlineService);
+    connector->requestServiceStatus([](const auto*, std::int32_t) { ADD_FAILURE(); });
+    ASSERT_TRUE(waitUntil([&] { return env.loop.scheduledCount() == 1; })); // the answer is posted
+    connector->close();
+    env.loop.runPending();
+}
+
 TEST_F(RemoteServiceConnectorTest, ForgetsTheOldestOfTooManyRequests) {
     FakeService service;
     std::vector<int> answered;
@@ -112,13 +120,15 @@ TEST_F(RemoteServiceConnectorTest, LaunchesTheClientAfterADelayAndReportsIt) {
         {90s, "\"/opt/client\"", "/opt/client", 1s, "Launching client in 1.0 seconds"},
         {89s, "/C.app", "/C.app/Contents/MacOS/Inner", 12s, "Launching client in 12.0 seconds"},
     };
+    std::size_t launched = 0;
     for (const auto& c : cases) {
         env.system.up = c.upTime;
         execute(c.executable);
         EXPECT_TRUE(env.log.contains(c.line));
         env.loop.advance(c.delay - 1ms);
-        EXPECT_FALSE(env.log.contains("Started: " + c.launched));
+        EXPECT_EQ(env.runner.launched.size(), launched);
         env.loop.advance(1ms);
+        ASSERT_EQ(env.runner.launched.size(), ++launched);
         EXPECT_EQ(env.runner.launched.back().first, c.launched);
         EXPECT_THAT(env.runner.launched.back().second, ElementsAre("-sid:123", "-transferlog:on"));
         EXPECT_TRUE(

@@ -84,6 +84,7 @@ TEST_F(RemoteAppSuitePrefsTest, AWriterKeepsTheKeysOfOthersWhateverTheFilesTime)
         EXPECT_EQ(stored("other"), "2");
         prefs_.removeValueForKey("other");
         EXPECT_EQ(stored("other"), std::nullopt);
+        EXPECT_EQ(stored("one"), "3"); // the shorter file is a list
         prefs_.removeAllValues();
         EXPECT_FALSE(std::filesystem::exists(prefsPath_));
         EXPECT_EQ(prefs_.stringForKey("one"), "3"); // cached
