@@ -16,7 +16,7 @@ constexpr std::string_view kEnd = "</plist>";
 constexpr std::size_t kFileLimit = std::size_t{64} << 20;
 constexpr std::uint64_t kMostBytes = 16 << 10;
 
-/// What this process has read of files so far; nothing on a system that does not count.
+/// The bytes that this process has read so far; nullopt on a system that does not count them.
 std::optional<std::uint64_t> bytesRead() {
     std::ifstream io("/proc/self/io");
     std::string name;
@@ -30,7 +30,7 @@ bool hasList(const std::variant<std::string, kvn::host::Error>& list) {
 }
 
 void ours(benchmark::State& state) {
-    // What a look at the counter itself costs counts as well, which errs on the safe side.
+    // Includes the bytes that reading the counter takes, so the result is at most too large.
     const auto before = bytesRead();
     const bool right = hasList(kvn::host::readEmbeddedInfoList(EXECUTABLE));
     const auto after = bytesRead();

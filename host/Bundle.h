@@ -21,19 +21,18 @@ public:
     /// The bundle's whole string table, by key.
     virtual std::map<std::string, std::string, std::less<>> localizedStrings() const = 0;
 
-    /// A text of the bundle's information property list; nothing when there is none.
+    /// A text of the bundle's information property list; nullopt when there is none.
     virtual std::optional<std::string> infoValue(const std::string& key) const = 0;
 
-    /// The path of a resource file, given without and with the extension apart; nothing when there is
-    /// none.
+    /// The path of the resource file `name`.`type`; nullopt when there is none.
     virtual std::optional<std::string> resourcePath(const std::string& name,
                                                     const std::string& type) const = 0;
 
     /// The executable inside another application bundle (a path that ends in ".app").
     virtual std::optional<std::string> executableOf(const std::string& bundlePath) const = 0;
 
-    /// The path of another program in this bundle, given below its Contents folder; nothing when there is
-    /// none.
+    /// The path of another program in this bundle; `path` is relative to its Contents folder. Returns nullopt
+    /// when there is none.
     virtual std::optional<std::string> auxiliaryExecutable(const std::string& path) const = 0;
 
     /// The information property list embedded in an executable file.

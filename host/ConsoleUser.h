@@ -12,15 +12,14 @@ namespace kvn::host {
 class ConsoleUser {
 public:
     struct Owner {
-        /// Nothing while there is nobody or nobody knows; "loginwindow" while the system waits for
-        /// somebody to log in.
+        /// "loginwindow" while the system waits for a log-in; nullopt without a user, or if it is not known.
         std::optional<std::string> name;
         uid_t uid = 0; // 0 without a name
     };
 
     virtual ~ConsoleUser() = default;
 
-    /// Who owns the console now.
+    /// The present owner of the console.
     virtual Owner current() = 0;
 
     /// Runs the task in the main loop after each change of the owner, until the registration ends. One

@@ -12,17 +12,17 @@ namespace kvn::host {
 /// A message that any program of the user's session may post.
 struct Notification {
     std::string name;
-    std::string object; // who posts it, by its own account
+    std::string object; // the sender, as it names itself
     std::map<std::string, std::string, std::less<>> userInfo;
 };
 
-/// Messages between the programs of a session. Main thread. Where the session has no such service,
-/// nothing is received, and posting fails.
+/// Messages between the programs of a session. Main thread. In a session without such a service no message
+/// comes, and posting fails.
 class DistributedNotifications {
 public:
     virtual ~DistributedNotifications() = default;
 
-    /// Tells the handler of notifications with this name, and from this object where one is given.
+    /// Calls the handler for notifications with this name, and from this object if one is given.
     virtual MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object,
                                      std::function<void(const Notification&)> handler) = 0;
 

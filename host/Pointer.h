@@ -12,7 +12,7 @@ class Pointer {
 public:
     virtual ~Pointer() = default;
 
-    /// Where the pointer is; the origin is the bottom-left corner of the main screen.
+    /// The pointer's position; the origin is the bottom-left corner of the main screen.
     virtual Point location() const = 0;
 
     /// Height of the main screen in points, 0 without one.

@@ -13,7 +13,7 @@ public:
 
     enum class UserActivity { Local, Remote };
 
-    /// What the system tells or asks; the values are those of the system's power messages.
+    /// The system's power messages, with its values.
     enum Message : std::uint32_t {
         kCanSystemSleep = 0xE0000270,
         kSystemWillSleep = 0xE0000280,
@@ -21,12 +21,12 @@ public:
         kSystemWillPowerOn = 0xE0000320,
     };
 
-    /// Told on the main thread; `argument` names the change when it is answered.
+    /// Called on the main thread; `argument` names the change in the answer.
     using MessageHandler = std::function<void(std::uint32_t message, std::intptr_t argument)>;
 
     virtual ~PowerManagement() = default;
 
-    /// Declares that the user is active, which lights a sleeping display up. Any thread.
+    /// Declares that the user is active, which wakes a sleeping display. Any thread.
     virtual std::int32_t declareUserActivity(const std::string& name, UserActivity kind, AssertionId& id) = 0;
 
     /// Keeps an idle display from sleeping until the assertion is released. Main thread.

@@ -7,14 +7,14 @@
 
 namespace kvn::host {
 
-/// A window on the screen. Its name is known only to those who may see it.
+/// A window on the screen. Only programs that may record the screen see its name.
 struct ScreenWindow {
     std::optional<std::string> name;
     int layer = 0;
     pid_t owner = 0;
 };
 
-/// What the user lets this program do. Main thread.
+/// The user's permissions for this program. Main thread.
 class PrivacyPermissions {
 public:
     virtual ~PrivacyPermissions() = default;

@@ -14,10 +14,10 @@ namespace kvn::host {
 /// Starts programs.
 class ProcessRunner {
 public:
-    /// Whose process session a launched program belongs to.
+    /// The process session of a launched program: the agent's or its own.
     enum class Session { Agent, Own };
 
-    /// What a program that has ended left behind.
+    /// The result of a program that has ended.
     struct Outcome {
         int exitStatus = 0; // 128 + the signal's number for one that a signal ended
         std::string output; // standard output and error, each cut at the limit
@@ -31,17 +31,15 @@ public:
 
     virtual ~ProcessRunner() = default;
 
-    /// Starts the program with the arguments behind its path, and goes on. The child gets an empty
-    /// standard input, the agent's standard output and error, default signal handling and no other
-    /// descriptor; its end is noticed, so that no zombie stays. Returns the process id, or why the
-    /// program could not be started. Any thread.
+    /// Starts the program with its arguments and does not wait. The child gets an empty standard input, the
+    /// agent's standard output and error, default signal handling and no other descriptor; it is reaped when
+    /// it ends. Returns the process id, or an error if the program could not be started. Any thread.
     virtual std::variant<pid_t, Error> launch(const std::string& path,
                                               const std::vector<std::string>& arguments,
                                               Session session = Session::Agent) = 0;
 
-    /// Starts the program, which is told of lines without an end ($COLUMNS), and waits for its end. One that
-    /// takes longer than the limit, or until the program is about to end, is killed, which is an error. Any
-    /// thread that may block.
+    /// Starts the program with a very large $COLUMNS and waits for its end. A program that exceeds the time
+    /// limit, or still runs when the agent ends, is killed; this is an error. Any thread that may block.
     virtual std::variant<Outcome, Error> run(const std::string& path,
                                              const std::vector<std::string>& arguments, Limits limits) = 0;
 };

@@ -30,9 +30,9 @@ struct PropertyValue {
     bool operator==(const PropertyValue&) const = default;
 };
 
-/// Reads and writes property lists in their XML form. A list that is larger or deeper nested than a
-/// sane one, or that holds what the form cannot (a control character, broken UTF-8), is an error in
-/// either direction: what `write` gives can be read again. Any thread.
+/// Reads and writes property lists in their XML form. A list above the limits, or with text that the form
+/// cannot hold (control characters, broken UTF-8), is an error in either direction: `parse` reads all that
+/// `write` returns. Any thread.
 class PropertyList {
 public:
     static constexpr std::size_t kMaxBytes = std::size_t{4} << 20;

@@ -14,7 +14,7 @@ public:
     /// The user's processes that run this bundle's program, this process included, in no special order.
     virtual std::vector<pid_t> instancesOf(const std::string& bundleIdentifier) const = 0;
 
-    /// Ends a process without asking it; false when that was not possible.
+    /// Kills a process. Returns false when that was not possible.
     virtual bool forceTerminate(pid_t process) = 0;
 };
 

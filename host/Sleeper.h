@@ -4,7 +4,7 @@
 
 namespace kvn::host {
 
-/// Lets a thread that may block wait for a while. Any thread but the main one.
+/// Waits, on any thread but the main one.
 class Sleeper {
 public:
     virtual ~Sleeper() = default;

@@ -21,7 +21,7 @@ constexpr std::string_view kName = "__info_plist";
 
 Error noList() { return executableError(kNoInfoList, "no section __info_plist"); }
 
-/// The bytes of a section, unless they do not lie behind the header.
+/// The bytes of a section; nullopt if they are not behind the header.
 std::optional<FileWindow> contentOf(const Fields& section, const Layout& layout, const FileWindow& file) {
     const std::uint64_t offset = section.number(layout.sectionOffset, layout.word);
     const std::uint64_t size = section.number(layout.sectionOffset + layout.word, layout.word);

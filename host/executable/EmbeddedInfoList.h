@@ -8,7 +8,7 @@
 
 namespace kvn::host {
 
-/// Why the list of an executable could not be read: the codes of errors in the domain "executable".
+/// The codes of errors in the domain "executable".
 enum ExecutableError { kNotAnExecutable = 1, kNoInfoList, kBrokenExecutable };
 
 inline Error executableError(ExecutableError code, std::string reason) {
@@ -17,8 +17,8 @@ inline Error executableError(ExecutableError code, std::string reason) {
 
 /// The bytes of the information property list embedded in an executable file, at most
 /// `PropertyList::kMaxBytes`: the section `__TEXT,__info_plist` of a Mach-O file (the first one in a
-/// universal file), `__info_plist` of an ELF file. Reads only what leads to the list, and a file that lies
-/// about itself costs an error. Errors have the domain "posix" and an errno value, or "executable".
+/// universal file), `__info_plist` of an ELF file. Reads only the headers that lead to the list. A malformed
+/// file is an error. Errors have the domain "posix" and an errno value, or "executable".
 /// Any thread.
 std::variant<std::string, Error> readEmbeddedInfoList(const std::string& path);
 

@@ -9,19 +9,19 @@
 
 namespace kvn::host {
 
-/// A part of an open file, which outlives it. What a file says about itself need not be true: nothing
-/// outside of the part is read, whatever is asked for. Any thread.
+/// A part of an open file, which outlives it. A file may hold wrong offsets and sizes: reads outside of the
+/// part fail. Any thread.
 class FileWindow {
 public:
     FileWindow(int descriptor, std::uint64_t size) : descriptor_(descriptor), size_(size) {}
 
     std::uint64_t size() const { return size_; }
 
-    /// Nothing when not all of it is inside.
+    /// Returns nullopt when not all of it is inside.
     std::optional<FileWindow> part(std::uint64_t offset, std::uint64_t size) const;
 
-    /// Nothing when not all of it is inside, when the file cannot be read there or has been cut meanwhile.
-    /// The caller limits the size.
+    /// Returns nullopt when not all of it is inside, or the file cannot be read there (any more). The caller
+    /// limits the size.
     std::optional<std::string> readAt(std::uint64_t offset, std::uint64_t size) const;
 
 private:
@@ -30,7 +30,7 @@ private:
     std::uint64_t size_;
 };
 
-/// The numbers and texts in bytes of a file, at positions that lie within them. Views the bytes.
+/// Reads numbers and texts at positions within bytes of a file. Views the bytes.
 class Fields {
 public:
     Fields(std::string_view bytes, std::endian order) : bytes_(bytes), order_(order) {}
@@ -40,7 +40,7 @@ public:
     Fields part(std::size_t position, std::size_t size) const {
         return {bytes_.substr(position, size), order_};
     }
-    /// Whether the text stands there, and then a zero or the end of the field.
+    /// Returns true if the field holds exactly the text, up to a zero or its end.
     bool hasText(std::size_t position, std::size_t width, std::string_view text) const;
 
 private:
@@ -48,8 +48,8 @@ private:
     std::endian order_;
 };
 
-/// The most bytes of load commands, section headers or section names that are read of a file, or of one
-/// slice of it: a hundred times what large programs have.
+/// The limit for the load commands, the section headers and the section names of a file or a slice: a hundred
+/// times the size in large programs.
 inline constexpr std::uint64_t kMaxHeaderBytes = 256 << 10;
 
 } // namespace kvn::host

@@ -30,7 +30,7 @@ constexpr Layout kWide{0x19, 32, 72, 64, 80, 40, 48, 64};
 constexpr std::size_t kLoadCommand = 8;
 constexpr std::uint64_t kZeroFill = 1; // a section type without bytes in the file
 
-/// Also keeps class files of Java apart, which begin as universal files do and then have 45 or more.
+/// Java's class files begin with the same magic, and then have 45 or more here.
 constexpr std::uint64_t kMaxSlices = 32;
 
 Error noList() { return executableError(kNoInfoList, "no section __TEXT,__info_plist"); }

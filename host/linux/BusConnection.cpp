@@ -12,8 +12,8 @@
 namespace kvn::host {
 
 std::unique_ptr<sdbus::IConnection> connectToBus(Bus bus) {
-    // The handshake has a time limit of its own, of a minute and a half. One that takes too long goes
-    // on without us, and what comes of it is closed.
+    // The library's handshake may take a minute and a half, so it runs on a thread of its own. After our
+    // limit nobody waits for the thread, and it closes the connection if it still gets one.
     std::packaged_task<std::unique_ptr<sdbus::IConnection>()> connect([bus] {
         return bus == Bus::Session ? sdbus::createSessionBusConnection() : sdbus::createSystemBusConnection();
     });

@@ -11,7 +11,7 @@ class IConnection;
 
 namespace kvn::host {
 
-/// How long connecting to a bus, and each call on it, may take.
+/// The time limit for connecting to a bus, and for each call on it.
 inline constexpr std::chrono::seconds kBusTimeLimit{1};
 
 enum class Bus { Session, System };
@@ -20,7 +20,7 @@ enum class Bus { Session, System };
 /// under `SignalsBlocked`, because the library takes an interrupted call for a failed one. Any thread.
 std::unique_ptr<sdbus::IConnection> connectToBus(Bus bus);
 
-/// The errno value that fits the error best.
+/// The errno value for the error, EIO if no other fits.
 std::int32_t busErrorCode(const sdbus::Error& error);
 
 } // namespace kvn::host

@@ -61,7 +61,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
 }
 
 std::optional<Error> ElevatedInstaller::bless(const std::string& source, const std::string& label) {
-    constexpr std::chrono::seconds kPatience(60); // far more than its own waits take together
+    constexpr std::chrono::seconds kPatience(60); // far more than the sum of the installer's own waits
     if (const int error = pipe_.write({"bless", source, label}); error != 0) {
         return posixError(error, "The installer");
     }
@@ -90,7 +90,7 @@ std::optional<int> ElevatedInstaller::finish() {
     }
     const Kvs::FileDescriptor processEnd = Kvs::watchProcessEnd(process);
     pollfd polled{processEnd.get(), POLLIN, 0};
-    // One that still asks the user does not look at its input.
+    // pkexec does not read its input while it asks the user, so it needs a signal.
     constexpr std::pair<int, std::chrono::seconds> kSteps[] = {{SIGTERM, std::chrono::seconds(3)},
                                                                {SIGKILL, std::chrono::seconds(1)}};
     if (!end_.isRaised() && pollUntil({&polled, 1}, deadlineIn(std::chrono::seconds(3))) > 0) {
@@ -98,7 +98,7 @@ std::optional<int> ElevatedInstaller::finish() {
     }
     for (const auto& [signal, patience] : kSteps) {
         if (::kill(process, signal) != 0) {
-            break; // out of our reach, being root's
+            break; // the process is root's by now
         }
         if (pollUntil({&polled, 1}, deadlineIn(patience)) > 0) {
             return exitStatusOf(process);

@@ -11,8 +11,8 @@
 
 namespace kvn::host {
 
-/// The installer program (helper-installer/), started as root by pkexec, which asks the user; it has his
-/// rights until the object goes. One thread at a time, which may block.
+/// The installer program (helper-installer/), which pkexec starts as root after it has asked the user. It
+/// runs until the end of this object. One thread at a time, which may block.
 class ElevatedInstaller {
 public:
     /// The signal, which outlives the installer, ends every wait.
@@ -21,8 +21,8 @@ public:
     ElevatedInstaller(const ElevatedInstaller&) = delete;
     ElevatedInstaller& operator=(const ElevatedInstaller&) = delete;
 
-    /// Before anything else. 0 when the user granted the rights, however long he took; else the
-    /// Security framework's code.
+    /// Called first. Waits for the user's answer without a limit. Returns 0 when the rights are granted,
+    /// otherwise the Security framework's code.
     std::int32_t start(const std::string& program);
 
     /// As `HelperInstallation::bless`.
@@ -33,7 +33,7 @@ private:
 
     const EndSignal& end_;
     LinePipe pipe_;
-    pid_t process_ = 0; // 0 while none is left to be reaped
+    pid_t process_ = 0; // 0 before the start and after the end
 };
 
 } // namespace kvn::host

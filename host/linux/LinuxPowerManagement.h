@@ -10,9 +10,9 @@ namespace kvn::host {
 
 class LogindSleep;
 
-/// Power management by the screen saver's and logind's interfaces. Error codes are errno values,
-/// ENOTCONN without a bus. logind asks nobody whether the system may sleep, so `kCanSystemSleep` never
-/// comes and `cancelPowerChange` has nothing to cancel; user activity leaves no assertion behind.
+/// Power management by the screen saver's and logind's interfaces. Error codes are errno values, ENOTCONN
+/// without a bus. logind does not ask if the system may sleep, so `kCanSystemSleep` is never sent and
+/// `cancelPowerChange` does nothing. User activity creates no assertion.
 class LinuxPowerManagement final : public PowerManagement {
 public:
     explicit LinuxPowerManagement(MainLoop& mainLoop);
@@ -29,7 +29,7 @@ public:
 private:
     MainLoop& mainLoop_;
     ScreenSaver screenSaver_;
-    std::shared_ptr<LogindSleep> sleep_; // none while not registered
+    std::shared_ptr<LogindSleep> sleep_; // null while not registered
     std::intptr_t change_ = 0;           // names the latest sleep
 };
 

@@ -16,7 +16,7 @@ public:
     explicit LinuxAuthorization(const EndSignal& end) : installer(end) {}
 
     enum class Rights { None, OfThisProcess, OfTheInstaller } rights = Rights::None;
-    ElevatedInstaller installer; // started only where this process's own rights do not do
+    ElevatedInstaller installer; // started only if this process lacks the rights
 };
 
 std::string promptOf(const PrivilegedJobs::Environment& environment) {

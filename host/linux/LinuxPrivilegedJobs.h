@@ -7,10 +7,9 @@
 
 namespace kvn::host {
 
-/// Helpers are files in the folders that macOS has for them, and processes that bless starts. Where this
-/// process may write there, that is all; else a program does it that pkexec starts as root after it has
-/// asked the user. pkexec takes no user name and password, and shows a text of its own: the prompt goes to
-/// the presenter.
+/// Installs helpers in the folders that macOS has for them, and starts them as processes. A process that may
+/// write there does so itself; otherwise pkexec asks the user and starts an installer as root. pkexec takes
+/// no user name and password and shows its own text, so the prompt goes to the presenter.
 class LinuxPrivilegedJobs final : public PrivilegedJobs {
 public:
     /// All outlive the jobs.
@@ -26,8 +25,8 @@ public:
     std::optional<Error> bless(const std::string& label, Authorization& authorization) override;
     std::optional<PropertyValue::Dictionary> jobDictionary(const std::string& label) const override;
 
-    /// Ends a question in progress and all later ones, which count as dismissed, and the waits of a blessing.
-    /// Any thread.
+    /// Ends a question in progress and all later ones, as if dismissed, and the waits of a blessing. Any
+    /// thread.
     void interrupt() { end_.raise(); }
 
 private:

@@ -40,7 +40,7 @@ MainLoop::Handle LinuxWorkspace::observe(std::function<void(Event)> handler) {
     auto observer = std::make_shared<Observer>(Observer{std::move(handler), nullptr});
     observer->sleep =
         LogindSleep::start(mainLoop_, [weak = std::weak_ptr<Observer>(observer)](bool goesToSleep) {
-            const auto told = weak.lock(); // stays while it is told, whatever it ends
+            const auto told = weak.lock(); // alive during the call, whatever the handler ends
             if (!told) {
                 return;
             }

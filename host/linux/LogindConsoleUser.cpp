@@ -121,7 +121,7 @@ void LogindConsoleUser::receive() {
 }
 
 void LogindConsoleUser::tellChange() {
-    // Later: the observer asks for the owner, which needs the connection, in use here.
+    // Posted, because the observer asks for the owner over the connection, which is in use here.
     mainLoop_.post([weak = observer_] {
         if (const auto task = weak.lock()) {
             (*task)();

@@ -12,10 +12,10 @@ class IProxy;
 
 namespace kvn::host {
 
-/// The user of the session in the foreground of the first seat (org.freedesktop.login1 on the system
-/// bus); a greeter's session is the login window. Connects when it is first used. Without a bus or
-/// logind, or once the bus is lost, which is logged once, there is no user and no change. Calls take a
-/// few times `kBusTimeLimit` at most.
+/// The user of the session in the foreground of the first seat (org.freedesktop.login1 on the system bus); a
+/// greeter's session is the login window. Connects when it is first used. Without a bus or logind, and once
+/// the bus is lost, there is no user and no change; this is logged once. Calls take a few times
+/// `kBusTimeLimit` at most.
 class LogindConsoleUser final : public ConsoleUser {
 public:
     explicit LogindConsoleUser(MainLoop& mainLoop);
@@ -38,7 +38,7 @@ private:
     bool failureTold_ = false;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IProxy> seat_;
-    MainLoop::Handle watch_; // none without a working connection
+    MainLoop::Handle watch_; // null without a working connection
     std::weak_ptr<MainLoop::Task> observer_;
 };
 

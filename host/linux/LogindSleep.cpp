@@ -35,7 +35,7 @@ bool LogindSleep::connect() {
     try {
         proxy_ = sdbus::createProxy(*connection_, kName, kPath);
         proxy_->uponSignal("PrepareForSleep").onInterface(kInterface).call([this](const bool& goesToSleep) {
-            // Later: the handler may drop the connection, which is in use here.
+            // Posted, because the handler may destroy the connection, which is in use here.
             mainLoop_.post([weak = weak_from_this(), goesToSleep] {
                 if (const auto self = weak.lock()) {
                     self->announce(goesToSleep);

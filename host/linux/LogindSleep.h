@@ -18,7 +18,7 @@ namespace kvn::host {
 /// (InhibitDelayMaxSec), or until `letSleep`. Main thread.
 class LogindSleep : public std::enable_shared_from_this<LogindSleep> {
 public:
-    /// Told on the main thread; may drop its LogindSleep.
+    /// Called on the main thread; may destroy its LogindSleep.
     using Handler = std::function<void(bool goesToSleep)>;
 
     /// Null without a system bus or logind. Takes a few times `kBusTimeLimit` at most.

@@ -21,7 +21,7 @@ const fs::path kSelf = "/proc/self";
 
 fs::path entryOf(pid_t process) { return fs::path("/proc") / std::to_string(process); }
 
-/// Where the process's executable stands, or stood before it was deleted.
+/// The path of the process's executable, also after it was deleted.
 std::string executableOf(const fs::path& entry) {
     constexpr std::string_view kDeleted = " (deleted)"; // proc(5)
     std::error_code ignored;
@@ -42,8 +42,7 @@ bool runsOurExecutable(const fs::path& entry) {
            executableOf(entry) == executableOf(kSelf);
 }
 
-/// The root that the process serves, by its arguments; empty for the real file system. Nothing when that
-/// cannot be known.
+/// The root in the process's arguments; empty for the real file system, nullopt when it cannot be read.
 std::optional<fs::path> rootOf(const fs::path& entry) {
     constexpr std::size_t kLongestArguments = std::size_t{2} << 20; // what the system allows by default
     const auto arguments = Kvs::fReadFile((entry / "cmdline").string(), kLongestArguments);

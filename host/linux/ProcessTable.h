@@ -7,9 +7,9 @@
 
 namespace kvn::host {
 
-/// The instances of this process's own program: processes of the same user that run the same executable
-/// file, or one that stood at its path before an update, and that serve the same root. A root stands for a
-/// machine, so agents of two roots know nothing of each other. Other bundles have no instances.
+/// The instances of this process's own program: processes of the same user with the same root that run the
+/// same executable file, or the file that an update has replaced. A root stands for a machine, so agents of
+/// different roots do not see each other. Other bundles have no instances.
 class ProcessTable final : public RunningApplications {
 public:
     /// The identifier of this process's bundle. After the root was set.
@@ -17,7 +17,7 @@ public:
 
     std::vector<pid_t> instancesOf(const std::string& bundleIdentifier) const override;
 
-    /// By SIGKILL; false also for a process that is no instance (any more).
+    /// Sends SIGKILL. Returns false also for a process that is not an instance (any more).
     bool forceTerminate(pid_t process) override;
 
 private:

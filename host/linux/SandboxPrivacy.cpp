@@ -12,7 +12,6 @@ namespace kvn::host {
 namespace {
 
 constexpr const char* kFile = "/var/db/com.korvane.remote.privacy.plist";
-constexpr SandboxPrivacy::Grants kNothing{false, false};
 
 using Dictionary = PropertyValue::Dictionary;
 
@@ -28,7 +27,7 @@ bool isGranted(const Dictionary& permissions, const char* name) {
 SandboxPrivacy::Grants refuse(const std::string& reason) {
     Kvs::OCNSLog("No permission is granted, %@ cannot be read: %@", Kvs::FSysInfoPaths::underRoot(kFile),
                  reason);
-    return kNothing;
+    return {false, false};
 }
 
 } // namespace

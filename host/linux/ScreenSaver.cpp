@@ -55,7 +55,7 @@ std::int32_t ScreenSaver::call(const std::function<void(sdbus::IProxy&)>& method
             connection_ = std::move(connection);
         }
         method(*proxy_);
-        while (connection_->processPendingRequest()) { // the bus's notices, which nobody needs
+        while (connection_->processPendingRequest()) { // drops the bus's notices
         }
         return 0;
     } catch (const sdbus::Error& error) {

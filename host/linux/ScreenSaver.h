@@ -26,7 +26,7 @@ public:
 
     std::int32_t simulateUserActivity();
 
-    /// Keeps the screen on until `unInhibit` of the cookie, or until this object goes.
+    /// Keeps the screen on until `unInhibit` of the cookie, or the end of this object.
     std::int32_t inhibit(const std::string& application, const std::string& reason, std::uint32_t& cookie);
     std::int32_t unInhibit(std::uint32_t cookie);
 

@@ -21,7 +21,7 @@ constexpr const char* kMember = "Posted";
 constexpr const char* kMatch = "type='signal',path='/com/korvane/DistributedNotifications',"
                                "interface='com.korvane.DistributedNotifications',member='Posted'";
 
-/// How many messages are taken before others have their turn in the main loop.
+/// So many messages are taken at once; then the main loop runs its other tasks.
 constexpr int kMessagesAtOnce = 32;
 
 using Texts = std::map<std::string, std::string, std::less<>>;
@@ -34,7 +34,7 @@ std::optional<std::string> numberText(const sdbus::Variant& value) {
     return text;
 }
 
-/// The text of a value; nothing for a type that has none here.
+/// The value as text; nullopt for other types.
 std::optional<std::string> textOf(const sdbus::Variant& value) {
     if (value.containsValueOfType<std::string>()) {
         return value.get<std::string>();
@@ -43,7 +43,7 @@ std::optional<std::string> textOf(const sdbus::Variant& value) {
                       std::int64_t, std::uint64_t>(value);
 }
 
-/// Throws sdbus::Error when the message is not of the form.
+/// Throws sdbus::Error when the message has other arguments.
 Notification read(sdbus::Message& message) {
     Notification notification;
     message >> notification.name >> notification.object;
@@ -153,7 +153,7 @@ void SessionBusNotifications::receive() {
         giveUp(error.getMessage());
         return;
     }
-    // The watch does not see what the connection has read already.
+    // The connection may hold messages that it has read already, which the watch does not see.
     mainLoop_.post([this, alive = std::weak_ptr(observers_)] {
         if (!alive.expired()) {
             receive();
@@ -163,7 +163,7 @@ void SessionBusNotifications::receive() {
 
 void SessionBusNotifications::take(sdbus::Message& message) {
     try {
-        // Later: the observer may post, and so lose the connection, which is in use here.
+        // Posted, because an observer may itself post and so lose the connection, which is in use here.
         mainLoop_.post([weak = std::weak_ptr(observers_), notification = read(message)] {
             if (const auto observers = weak.lock()) {
                 tell(*observers, notification);
@@ -177,7 +177,7 @@ void SessionBusNotifications::take(sdbus::Message& message) {
 void SessionBusNotifications::tell(const Observers& observers, const Notification& notification) {
     const Observers those(observers); // a handler may add observers
     for (const auto& weak : those) {
-        const auto observer = weak.lock(); // stays while it is told, whatever it ends
+        const auto observer = weak.lock(); // alive during the call, whatever the handler ends
         if (observer && observer->name == notification.name &&
             (!observer->object || *observer->object == notification.object)) {
             observer->handler(notification);

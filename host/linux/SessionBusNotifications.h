@@ -16,8 +16,8 @@ class Message;
 namespace kvn::host {
 
 /// Notifications as signals on the session bus; docs/protocol.md has their form. Connects when it is first
-/// used, which takes a few times `kBusTimeLimit` at most. Without a bus, and when it is lost, which is
-/// logged once, a connection is tried with every post and every `kRetryInterval`; observers stay.
+/// used, which takes a few times `kBusTimeLimit` at most. A missing or lost bus is logged once; every post
+/// and every `kRetryInterval` tries to connect again. Observers stay registered.
 class SessionBusNotifications final : public DistributedNotifications {
 public:
     static constexpr std::chrono::seconds kRetryInterval{30};
@@ -30,8 +30,8 @@ public:
     MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object,
                              std::function<void(const Notification&)> handler) override;
 
-    /// Observers of this process are told as those of any other. False also when the notification holds
-    /// what a bus does not carry: texts that are no UTF-8.
+    /// Observers in this process are called, too. Returns false also for texts that are not UTF-8, which a
+    /// bus does not carry.
     bool post(const Notification& notification) override;
 
 private:
@@ -45,7 +45,7 @@ private:
     static void tell(const Observers& observers, const Notification& notification);
 
     MainLoop& mainLoop_;
-    // Shared only so that tasks in the loop find out whether this object is still there.
+    // Shared only so that tasks in the loop notice the end of this object.
     const std::shared_ptr<Observers> observers_ = std::make_shared<Observers>();
     bool failureTold_ = false;
     std::unique_ptr<sdbus::IConnection> connection_;

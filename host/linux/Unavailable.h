@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-// What a Linux session does not offer, said in the interfaces' own terms.
+// Implementations of the features that a Linux session does not offer.
 
 namespace kvn::host {
 

@@ -64,8 +64,8 @@ std::variant<PropertyValue, Error> PropertyListReader::read(std::string_view byt
     XML_SetCharacterDataHandler(parser_, [](void* self, const XML_Char* text, int length) {
         reader(self).characters({text, static_cast<std::size_t>(length)});
     });
-    // The usual DOCTYPE names a DTD that is never fetched; whatever would need it or declares text of
-    // its own is refused.
+    // The usual DOCTYPE names a DTD, which is never fetched. Lists that need it, or declare entities, are
+    // refused.
     XML_SetEntityDeclHandler(parser_, [](void* self, const XML_Char*, int, const XML_Char*, int,
                                          const XML_Char*, const XML_Char*, const XML_Char*,
                                          const XML_Char*) { reader(self).fail("declares an entity"); });

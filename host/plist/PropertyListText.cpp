@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kBase64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// Takes a leading "+" or "-" off; whether it was "-".
+/// Removes a leading "+" or "-". Returns true if it was "-".
 bool takeSign(std::string_view& text) {
     const bool negative = text.starts_with('-');
     if (negative || text.starts_with('+')) {

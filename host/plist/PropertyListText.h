@@ -8,8 +8,8 @@
 
 namespace kvn::host {
 
-/// The text forms of a property list's scalar values; nothing where text or value is not valid.
-/// White space around numbers and dates, and anywhere in data, does not count.
+// The text forms of a property list's scalar values; nullopt if the text or the value is not valid. White
+// space around numbers and dates, and anywhere in data, is ignored.
 
 /// Decimal or, with "0x", hexadecimal; signed where it fits, else unsigned.
 std::optional<PropertyValue> integerFromText(std::string_view text);

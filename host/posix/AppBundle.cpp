@@ -12,7 +12,7 @@
 namespace kvn::host {
 namespace {
 
-constexpr std::size_t kFileLimit = std::size_t{1} << 20; // far more than either file has
+constexpr std::size_t kFileLimit = std::size_t{1} << 20; // far above the size of either file
 constexpr char kDefaultLanguage[] = "en";
 
 bool isFile(const std::string& path) {
@@ -36,7 +36,7 @@ std::string AppBundle::tableOf(const std::string& language) const {
     return path_ + "/Contents/Resources/" + language + ".lproj/Localizable.strings";
 }
 
-/// A tag finds a table of its own, else that of its beginning up to a "-", the longest first.
+/// The first tag with a table, tried in full and then without its parts behind a "-".
 std::string AppBundle::localization(const std::vector<std::string>& preferredLanguages) const {
     for (std::string tag : preferredLanguages) {
         while (!tag.empty()) {

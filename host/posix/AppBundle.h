@@ -23,11 +23,11 @@ public:
     std::optional<std::string> infoValue(const std::string& key) const override;
     std::optional<std::string> resourcePath(const std::string& name, const std::string& type) const override;
 
-    /// The executable that the information list names, else the one that is named as the bundle;
-    /// nothing when there is no such file.
+    /// The executable that the information list names, or else the one named as the bundle; nullopt when
+    /// there is no such file.
     std::optional<std::string> executableOf(const std::string& bundlePath) const override;
 
-    /// Nothing, too, for a path that leads out of the folder.
+    /// Returns nullopt also for a path that leads out of the folder.
     std::optional<std::string> auxiliaryExecutable(const std::string& path) const override;
     std::variant<PropertyValue::Dictionary, Error>
     embeddedInfoList(const std::string& executable) const override;

@@ -46,7 +46,7 @@ private:
 };
 
 PollMainLoop::~PollMainLoop() {
-    // What a dropped task held may reach for the loop once more while it goes.
+    // Destroyed after the lock is released: what a dropped task holds may call the loop again.
     std::map<Key, Task> dropped;
     Kvs::FLockGuard guard(lock_);
     dropped.swap(scheduled_);
@@ -112,13 +112,13 @@ PollMainLoop::Key PollMainLoop::schedule(Instant due, Task task) {
         key = added->first;
     }
     if (asleep) {
-        wakePipe_.wake(); // outside the lock, which the loop wants as soon as it is awake
+        wakePipe_.wake(); // outside the lock, which the loop takes as soon as it is awake
     }
     return key;
 }
 
 void PollMainLoop::unschedule(Key key) {
-    decltype(scheduled_)::node_type dropped; // goes after the lock: what it holds may come back here
+    decltype(scheduled_)::node_type dropped; // destroyed after the lock: what it holds may call back
     Kvs::FLockGuard guard(lock_);
     dropped = scheduled_.extract(key);
 }
@@ -135,7 +135,7 @@ MainLoop::Task PollMainLoop::takeDueBy(Instant limit) {
 }
 
 void PollMainLoop::runDue() {
-    // Tasks that these post wait for the next round, behind descriptors and signals.
+    // Tasks posted by these run in the next round, after descriptors and signals have had theirs.
     const Instant now = steady_clock::now();
     while (!quit_) {
         const Task task = takeDueBy(now);
@@ -146,7 +146,8 @@ void PollMainLoop::runDue() {
     }
 }
 
-/// How long poll may sleep, in its unit: up, so that it does not wake a moment too early.
+/// The timeout for poll(2), rounded up so that it does not return just before a task is due. Sets
+/// `sleeping_`, which makes `schedule` wake the loop for an earlier task.
 int PollMainLoop::prepareSleep() {
     Kvs::FLockGuard guard(lock_);
     if (scheduled_.empty()) {

@@ -14,9 +14,8 @@
 
 namespace kvn::host {
 
-/// The main loop of a program without a toolkit: sleeps in poll(2) until something is due, and never
-/// otherwise wakes up. A repeating timer keeps its beat, and skips the ticks that it missed.
-/// Registrations end before the loop does.
+/// The main loop of a program without a toolkit. Sleeps in poll(2) until something is due. A repeating timer
+/// keeps its beat and skips the ticks that it missed. Registrations end before the loop does.
 class PollMainLoop final : public MainLoop {
 public:
     /// Throws FException without a descriptor for waking up.
@@ -60,7 +59,7 @@ private:
     std::atomic<bool> quit_ = false;
     std::vector<std::shared_ptr<Watch>> watches_;
     std::vector<std::shared_ptr<SignalWatch>> signals_;
-    std::vector<pollfd> polled_; // room that every sleep uses again
+    std::vector<pollfd> polled_; // kept to reuse its memory
 };
 
 } // namespace kvn::host

@@ -19,8 +19,7 @@ using Kvs::FLockGuard;
 
 namespace {
 
-/// What a child writes into a pipe, cut at the limit; the rest is read and dropped, so that the child
-/// does not block.
+/// Collects a child's output up to the limit. The rest is read and dropped, so that the child does not block.
 struct Stream {
     FileDescriptor readEnd;
     std::size_t limit;
@@ -37,7 +36,8 @@ struct Stream {
     }
 };
 
-/// Reads both streams until the child has ended: 0, or why it is to be killed.
+/// Reads both streams until the child has ended. Returns 0, or the errno value for which the child is to be
+/// killed.
 int collect(const FileDescriptor& childEnd, const EndSignal& end, Deadline deadline, Stream& output,
             Stream& errors) {
     bool ended = false;
@@ -46,8 +46,8 @@ int collect(const FileDescriptor& childEnd, const EndSignal& end, Deadline deadl
                            {end.descriptor(), POLLIN, 0},
                            {output.readEnd.get(), POLLIN, 0},
                            {errors.readEnd.get(), POLLIN, 0}};
-        // What the child had written when it ended is there to be read at once; what comes later is
-        // somebody else's.
+        // The output of a child that has ended is in the pipe; later output comes from processes that it
+        // left.
         const int ready = pollUntil(polled, ended ? deadlineIn({}) : deadline);
         const bool tooLate = std::chrono::steady_clock::now() >= *deadline;
         if (ready < 0) {
@@ -81,7 +81,7 @@ std::variant<pid_t, Error> PosixProcessRunner::launch(const std::string& path,
                                                       Session session) {
     SpawnPlan plan(session == Session::Own ? SpawnPlan::Group::OwnSession : SpawnPlan::Group::Inherited);
     pid_t pid = 0;
-    FLockGuard guard(lock_); // a child that ends at once is not looked for before it is listed
+    FLockGuard guard(lock_); // reap() must not run between the start of the child and its entry in the list
     if (const int error = plan.start(path, arguments, pid); error != 0) {
         return posixError(error);
     }

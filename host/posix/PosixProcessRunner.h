@@ -9,23 +9,23 @@
 
 namespace kvn::host {
 
-/// Starts programs with posix_spawn(3). Launched ones are reaped, and nobody else's children, on SIGCHLD;
-/// one that is run is reaped by its caller. Errors have the domain "posix" and an errno value: ETIMEDOUT
-/// and ECANCELED for a run that took too long or that the program's end cut off.
+/// Starts programs with posix_spawn(3). Launched programs are reaped on SIGCHLD, other children of this
+/// process are not; `run` reaps its own. Errors have the domain "posix" and an errno value: ETIMEDOUT for a
+/// run that took too long, ECANCELED for one that `endRuns` ended.
 class PosixProcessRunner final : public ProcessRunner {
 public:
-    /// Main thread, as its destruction, when no run is in progress any more.
+    /// Main thread, as the destructor, which is called when no run is in progress.
     explicit PosixProcessRunner(MainLoop& mainLoop);
 
     std::variant<pid_t, Error> launch(const std::string& path, const std::vector<std::string>& arguments,
                                       Session session = Session::Agent) override;
 
-    /// The program runs in a process group of its own, which is killed as a whole. What it leaves behind
-    /// is not waited for, even if it holds the standard output.
+    /// The program runs in a process group of its own, which is killed as a whole. Processes that it leaves
+    /// behind are not waited for, even if they hold the standard output.
     std::variant<Outcome, Error> run(const std::string& path, const std::vector<std::string>& arguments,
                                      Limits limits) override;
 
-    /// Kills the programs that are being run, and lets no other one run from now on. Any thread.
+    /// Kills the programs that are being run; later runs fail. Any thread.
     void endRuns() { end_.raise(); }
 
 private:

@@ -47,7 +47,8 @@ SignalInbox::~SignalInbox() {
     sigaction(signal_, &previous_, nullptr);
     Slot& slot = slotOf(signal_);
     slot.wakePipe = nullptr;
-    while (slot.running != 0) { // on another thread, for the length of one write
+    // The handler may be running on another thread and still write into the pipe, which goes after this.
+    while (slot.running != 0) {
         std::this_thread::yield();
     }
 }

@@ -28,7 +28,7 @@ void ThreadWorkQueue::post(Job job) {
 }
 
 void ThreadWorkQueue::end() {
-    std::deque<Job> dropped; // what they hold goes outside the lock
+    std::deque<Job> dropped; // destroyed after the lock: what the jobs hold may call back
     std::thread thread;
     {
         FLockGuard guard(lock_);

@@ -9,7 +9,7 @@
 
 namespace kvn::host {
 
-/// One thread, which the first job starts. Signals are left to other threads.
+/// One thread, which the first job starts, with all signals blocked.
 class ThreadWorkQueue final : public WorkQueue {
 public:
     ThreadWorkQueue() = default;

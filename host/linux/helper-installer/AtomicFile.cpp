@@ -16,7 +16,7 @@ using Kvs::FileDescriptor;
 
 namespace {
 
-/// 0, or an `errno` value. The mode does not depend on the umask.
+/// Returns 0 or an `errno` value. The mode does not depend on the umask.
 int makeFolder(const fs::path& folder) {
     if (::mkdir(folder.c_str(), 0755) != 0) {
         return errno == EEXIST ? 0 : errno;

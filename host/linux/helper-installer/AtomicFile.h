@@ -8,11 +8,11 @@
 
 namespace kvn::host {
 
-/// A file that appears at its path whole or not at all: it is written under another name in the same
-/// folder, and that one is removed unless it is committed. One thread.
+/// A file that appears at its path completely or not at all: it is written under a temporary name in the same
+/// folder, and removed unless it is committed. One thread.
 class AtomicFile {
 public:
-    /// Makes the folders that are missing, open to all for reading. Nothing, with `errno` set, on failure.
+    /// Makes the missing folders, which everybody may read. Returns nullopt, with `errno` set, on failure.
     static std::optional<AtomicFile> create(const std::string& path);
 
     AtomicFile(AtomicFile&&) noexcept = default;
@@ -23,7 +23,7 @@ public:
     int descriptor() const { return file_.get(); }
     const std::string& temporaryPath() const { return temporaryPath_; }
 
-    /// 0 once the file is in its place and on the disk, else an `errno` value.
+    /// Returns 0 once the file is at its path and on the disk, or an `errno` value.
     int commit(mode_t mode);
 
 private:
@@ -31,7 +31,7 @@ private:
 
     std::string path_;
     std::string temporaryPath_;
-    Kvs::FileDescriptor file_; // none any more once it is closed
+    Kvs::FileDescriptor file_; // closed once committed
 };
 
 } // namespace kvn::host

@@ -18,7 +18,7 @@ using Kvs::FSysInfoPaths;
 
 namespace {
 
-constexpr off_t kMaxToolBytes = off_t{1} << 30; // a debug build with sanitizers has a tenth of it
+constexpr off_t kMaxToolBytes = off_t{1} << 30; // ten times a debug build with sanitizers
 
 int writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
@@ -31,9 +31,9 @@ int writeAll(int descriptor, std::string_view bytes) {
     return 0;
 }
 
-/// 0, or an `errno` value.
+/// Returns 0 or an `errno` value.
 int copyTool(const std::string& source, std::optional<uid_t> owner, int target) {
-    // O_NONBLOCK: what stands at the path may be no file and must not make anyone wait.
+    // O_NONBLOCK: the path may name a FIFO, which must not block.
     const FileDescriptor file(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) {

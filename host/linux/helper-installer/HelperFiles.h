@@ -11,23 +11,23 @@
 
 namespace kvn::host {
 
-/// Whether a helper may be named so: letters, digits, ".", "-" and "_", the first one no ".".
+/// Returns true for letters, digits, ".", "-" and "_", the first of which is not ".".
 bool isJobLabel(std::string_view label);
 
-/// Where an installed helper and the description of its job lie.
+/// The paths of an installed helper and of its job's description.
 std::string helperToolPath(const std::string& label);
 std::string helperJobPath(const std::string& label);
 
-/// What a helper is started with: the root, if one is set.
+/// A helper's arguments: the root, if one is set.
 std::vector<std::string> helperArguments();
 
-/// Whether this process may put helpers in their place, found out by trying; else why not.
+/// Tries if this process may install helpers. Returns the reason if it may not.
 std::optional<Error> tryHelperFolders();
 
-/// Puts a copy of the program and its job's description in their places, whole or not at all. The program
-/// is a regular file, no symbolic link, which belongs to root or to `owner` if one is given, and has an
-/// information list embedded that names the label as its identifier; all that is checked of the copy, or of
-/// the open file. The label is one by `isJobLabel`. Nothing on success.
+/// Installs a copy of the program and its job's description, completely or not at all. The program must be a
+/// regular file and no symbolic link, must belong to root or to `owner` if that is given, and its embedded
+/// information list must name the label as its identifier. The open file or the copy is checked, not the
+/// path. The label satisfies `isJobLabel`. Returns nullopt on success.
 std::optional<Error> installHelperFiles(const std::string& source, const std::string& label,
                                         std::optional<uid_t> owner, const PropertyList& propertyLists);
 

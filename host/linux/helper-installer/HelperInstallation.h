@@ -10,17 +10,17 @@
 
 namespace kvn::host {
 
-/// Installs helper programs with the rights of this process. A thread that may block.
+/// Installs helper programs with the rights of this process. Any thread that may block.
 class HelperInstallation {
 public:
-    /// All outlive the installation. Once the descriptor `interruption` is readable, nobody waits for what
-    /// a helper may take its time for.
+    /// All outlive the installation. Once the descriptor `interruption` is readable, a blessing does not wait
+    /// for helpers any more.
     HelperInstallation(ProcessRunner& runner, const PropertyList& propertyLists, int interruption = -1)
         : runner_(runner), propertyLists_(propertyLists), interruption_(interruption) {}
 
-    /// Installs the program as the helper of this label, in place of an installed one, which is ended, and
-    /// starts it. Neither argument is trusted; with an owner, a program of somebody else than root and him
-    /// is refused. Nothing on success.
+    /// Ends the installed helper of this label, if there is one, installs the program in its place and starts
+    /// it. Neither argument is trusted. With an owner, the program must belong to that user or to root.
+    /// Returns nullopt on success.
     std::optional<Error> bless(const std::string& source, const std::string& label,
                                std::optional<uid_t> owner) const;
 

@@ -23,7 +23,7 @@ using Kvs::FileDescriptor;
 
 namespace {
 
-// The C library's own declarations of these two are not for C++ everywhere.
+// Some C libraries do not declare these two functions for C++.
 FileDescriptor openProcess(pid_t pid) {
     return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
 }
@@ -32,10 +32,10 @@ bool sendSignal(const FileDescriptor& process, int signal) {
     return ::syscall(SYS_pidfd_send_signal, process.get(), signal, nullptr, 0) == 0 || errno == ESRCH;
 }
 
-/// The processes that run the file, each by a descriptor, which does not come to mean another process.
+/// Descriptors of the processes that run the file. Unlike a number, a descriptor never means another process.
 std::vector<FileDescriptor> processesOf(const std::string& tool) {
     std::error_code error;
-    // The kernel tells the path without symbolic links, and marks one that has been replaced.
+    // The kernel reports the path without symbolic links, and marks a file that has been replaced.
     const std::string program = fs::canonical(tool, error);
     std::vector<FileDescriptor> found;
     for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
@@ -44,7 +44,7 @@ std::vector<FileDescriptor> processesOf(const std::string& tool) {
         if (std::from_chars(name.data(), name.data() + name.size(), pid).ptr != name.data() + name.size()) {
             continue;
         }
-        FileDescriptor process = openProcess(pid); // before the look, which then is at this process
+        FileDescriptor process = openProcess(pid); // first, so that the link below is this process's
         std::error_code unreadable;
         const std::string runs = fs::read_symlink(entry->path() / "exe", unreadable);
         if (process && !unreadable && (runs == program || runs == program + " (deleted)")) {
@@ -59,7 +59,7 @@ bool endsBy(const FileDescriptor& process, Deadline deadline, int interruption) 
     return pollUntil(polled, deadline) > 0 && polled[0].revents != 0;
 }
 
-/// Sees a socket appear in place of what is there at first.
+/// Notices a new socket at a path, also in place of an old one.
 class SocketWatch {
 public:
     explicit SocketWatch(std::string path)
@@ -82,7 +82,7 @@ public:
     }
 
 private:
-    /// The number of a file alone is soon used again.
+    /// The inode's number alone is soon used again.
     struct Identity {
         bool isSocket = false;
         ino_t file = 0;

@@ -11,7 +11,7 @@
 
 namespace kvn::host {
 
-/// Lines of text to and from the other end of two pipes. What the agent and its installer say:
+/// Lines of text to and from the other end of two pipes. The protocol of the agent and its installer:
 ///
 ///     installer: ready
 ///     agent:     bless, source, label                 (a line each)
@@ -26,10 +26,10 @@ public:
     LinePipe(Kvs::FileDescriptor input, Kvs::FileDescriptor output)
         : input_(std::move(input)), output_(std::move(output)) {}
 
-    /// 0, or an `errno` value; EINVAL when a line has a line end in it.
+    /// Returns 0 or an `errno` value; EINVAL when a line contains a line end.
     int write(std::initializer_list<std::string_view> lines) const;
 
-    /// The next line; nothing at the end of the input, after a line that is too long or the deadline, or
+    /// The next line; nullopt at the end of the input, for a line that is too long, after the deadline, and
     /// once the descriptor `interruption` is readable.
     std::optional<std::string> read(Deadline deadline = {}, int interruption = -1);
 

@@ -18,8 +18,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Installs helpers for an agent that has no right to: the agent starts this program as root, with the user's
-// authorization. The agent's commands come over standard input (LinePipe.h); none of them is trusted.
+// Installs helpers for an agent that has no right to do so. The agent starts this program as root, with the
+// user's authorization, and sends commands over its standard input (LinePipe.h), none of which is trusted.
 
 namespace {
 
@@ -29,7 +29,7 @@ constexpr char kUsage[] = "usage: KvnHelperInstaller [--root DIR]\n"
                           "\n"
                           "  --root DIR   a folder that stands for / in every fixed path\n";
 
-/// The user that this program works for: the one that pkexec asked, else the one that started it.
+/// The user whom pkexec asked; without pkexec, the user who started this program.
 uid_t callingUser() {
     uid_t user = ::getuid();
     if (const char* text = std::getenv("PKEXEC_UID"); text && user == 0) {
@@ -48,7 +48,7 @@ std::string oneLine(std::string text) {
     return text.substr(0, LinePipe::kMaxLine);
 }
 
-/// Returns true if every command of the agent was understood and answered.
+/// Carries out commands until the end of the input. Returns false if one was malformed.
 bool serve(LinePipe& agent, const HelperInstallation& installation, uid_t caller) {
     for (auto command = agent.read(); command; command = agent.read()) {
         const auto source = *command == "bless" ? agent.read() : std::nullopt;
@@ -80,7 +80,7 @@ std::string rootIn(const Kvs::ProgramOptions& options) {
 int run(const Kvs::ProgramOptions& options) {
     Kvs::FSysInfoPaths::setRoot(rootIn(options));
 
-    // The helper starts with what the system's own jobs have, not with what the caller had.
+    // The helper gets the environment of the system's jobs, not the caller's.
     const uid_t caller = callingUser();
     clearenv();
     setenv("PATH", "/usr/bin:/bin:/usr/sbin:/sbin", 1);
@@ -88,7 +88,7 @@ int run(const Kvs::ProgramOptions& options) {
     std::signal(SIGPIPE, SIG_IGN);
     LinePipe agent(Kvs::FileDescriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)),
                    Kvs::FileDescriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)));
-    dup2(STDERR_FILENO, STDOUT_FILENO); // the answers' pipe is not the helper's
+    dup2(STDERR_FILENO, STDOUT_FILENO); // the helper must not write into the pipe of answers
     PollMainLoop mainLoop;
     PosixProcessRunner runner(mainLoop);
     const XmlPropertyList propertyLists;

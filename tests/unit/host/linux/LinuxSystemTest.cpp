@@ -92,7 +92,7 @@ TEST(SandboxPrivacy, GrantsWhatItsFileDoesNotRefuse) {
     Kvs::FSysInfoPaths::setRoot("");
 }
 
-TEST(LinuxHost, KnowsItsSessionAndSystem) {
+TEST(LinuxHost, KnowsItsSessionAndUpTime) {
     const host::Host host = host::makeHost(host::FrontEnd::None);
     const auto session = host.sessionInfo->ownSession();
     const auto audit = host::parseAuditSession(readFile("/proc/self/sessionid"));
@@ -102,7 +102,13 @@ TEST(LinuxHost, KnowsItsSessionAndSystem) {
 
     const double upTime = std::stod(readFile("/proc/uptime"));
     EXPECT_NEAR(static_cast<double>(host.systemInfo->upTime().count()), upTime, 60);
-    EXPECT_FALSE(host.privacyPermissions->isGuarded()); // without a root
+}
+
+TEST(LinuxHost, GuardsPrivacyUnderARootOnly) {
+    for (const std::string root : {"/nowhere", ""}) {
+        Kvs::FSysInfoPaths::setRoot(root);
+        EXPECT_EQ(host::makeHost().privacyPermissions->isGuarded(), !root.empty());
+    }
 }
 
 } // namespace

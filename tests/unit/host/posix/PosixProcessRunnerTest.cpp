@@ -66,7 +66,7 @@ TEST_F(PosixProcessRunner, GivesTheChildACleanStart) {
     sigaddset(&blocked, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &blocked, &former);
     Kvs::WakePipe pipe;
-    ASSERT_EQ(dup2(pipe.descriptor(), 9), 9); // inheritable, as a careless library would leave it
+    ASSERT_EQ(dup2(pipe.descriptor(), 9), 9); // inheritable, as a library may leave it
 
     EXPECT_EQ(outputOf("(: <&9) 2>/dev/null && echo inherited\n"
                        "cat\n"
