@@ -1,6 +1,8 @@
 #include "agent/Options.h"
 
-#include <string_view>
+#include "core/system/ProgramOptions.h"
+
+#include <stdexcept>
 
 namespace kvn {
 
@@ -11,33 +13,26 @@ const char* const kUsage =
     "  --ui MODE    terminal: shows the status and takes commands; none: runs until SIGTERM\n"
     "               (default: terminal where standard input is one, else none)\n";
 
-std::variant<Options, std::string> parseOptions(int argc, const char* const* argv) {
+std::variant<Options, std::string> parseOptions(int argc, const char* const* argv) try {
+    const Kvs::ProgramOptions given(argc, argv,
+                                    {{"--root", true}, {"--ui", true}, {"--version"}, {"--help"}});
     Options options;
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view option = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (option == "--version") {
-            options.version = true;
-        } else if (option == "--help") {
-            options.help = true;
-        } else if (option != "--root" && option != "--ui") {
-            return "unknown option: " + std::string(option);
-        } else if (!hasValue) {
-            return std::string(option) + " needs a value";
-        } else if (option == "--root") {
-            options.root = argv[++i];
-            if (options.root.empty()) {
-                return "--root needs a folder";
-            }
-        } else if (const std::string_view mode = argv[++i]; mode == "terminal") {
-            options.frontEnd = FrontEnd::Terminal;
-        } else if (mode == "none") {
-            options.frontEnd = FrontEnd::None;
-        } else {
-            return "--ui takes terminal or none, not " + std::string(mode);
-        }
+    options.version = given.has("--version");
+    options.help = given.has("--help");
+    if (given.value("--root") == "") {
+        return "--root needs a folder";
+    }
+    options.root = given.value("--root").value_or("");
+    if (const auto mode = given.value("--ui"); mode == "terminal") {
+        options.frontEnd = FrontEnd::Terminal;
+    } else if (mode == "none") {
+        options.frontEnd = FrontEnd::None;
+    } else if (mode) {
+        return "--ui takes terminal or none, not " + *mode;
     }
     return options;
+} catch (const std::invalid_argument& error) {
+    return error.what();
 }
 
 } // namespace kvn

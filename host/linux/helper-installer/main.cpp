@@ -1,5 +1,6 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
+#include "core/system/ProgramOptions.h"
 #include "host/linux/helper-installer/HelperInstallation.h"
 #include "host/linux/helper-installer/LinePipe.h"
 #include "host/plist/XmlPropertyList.h"
@@ -9,23 +10,26 @@
 #include <algorithm>
 #include <charconv>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <fcntl.h>
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Installs helpers for an agent that may not: the agent starts it with the user's authorization, as root.
-// It does what it is told over its standard input (LinePipe.h), and trusts nothing of it.
+// Installs helpers for an agent that has no right to: the agent starts this program as root, with the user's
+// authorization. The agent's commands come over standard input (LinePipe.h); none of them is trusted.
 
 namespace {
 
 using namespace kvn::host;
 
-/// Whom this program works for: the user that pkexec asked, else the one who started it.
+constexpr char kUsage[] = "usage: KvnHelperInstaller [--root DIR]\n"
+                          "\n"
+                          "  --root DIR   a folder that stands for / in every fixed path\n";
+
+/// The user that this program works for: the one that pkexec asked, else the one that started it.
 uid_t callingUser() {
     uid_t user = ::getuid();
     if (const char* text = std::getenv("PKEXEC_UID"); text && user == 0) {
@@ -44,7 +48,7 @@ std::string oneLine(std::string text) {
     return text.substr(0, LinePipe::kMaxLine);
 }
 
-/// Whether the caller's end was understood to the last line.
+/// Returns true if every command of the agent was understood and answered.
 bool serve(LinePipe& agent, const HelperInstallation& installation, uid_t caller) {
     for (auto command = agent.read(); command; command = agent.read()) {
         const auto source = *command == "bless" ? agent.read() : std::nullopt;
@@ -63,15 +67,18 @@ bool serve(LinePipe& agent, const HelperInstallation& installation, uid_t caller
     return true;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    const bool rooted = argc == 3 && std::strcmp(argv[1], "--root") == 0 && argv[2][0] == '/';
-    if (argc != 1 && !rooted) {
-        std::fprintf(stderr, "usage: KvnHelperInstaller [--root DIR]\n");
-        return 2;
+/// Gets the root folder as an absolute path, or nothing for the real file system. Throws
+/// std::invalid_argument.
+std::string rootIn(const Kvs::ProgramOptions& options) {
+    const auto root = options.value("--root");
+    if (root && !root->starts_with('/')) {
+        throw std::invalid_argument("--root needs an absolute path");
     }
-    Kvs::FSysInfoPaths::setRoot(rooted ? argv[2] : "");
+    return root.value_or("");
+}
+
+int run(const Kvs::ProgramOptions& options) {
+    Kvs::FSysInfoPaths::setRoot(rootIn(options));
 
     // The helper starts with what the system's own jobs have, not with what the caller had.
     const uid_t caller = callingUser();
@@ -82,14 +89,15 @@ int main(int argc, char** argv) {
     LinePipe agent(Kvs::FileDescriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)),
                    Kvs::FileDescriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)));
     dup2(STDERR_FILENO, STDOUT_FILENO); // the answers' pipe is not the helper's
-    try {
-        PollMainLoop mainLoop;
-        PosixProcessRunner runner(mainLoop);
-        const XmlPropertyList propertyLists;
-        const HelperInstallation installation(runner, propertyLists);
-        return agent.write({"ready"}) == 0 && serve(agent, installation, caller) ? 0 : 1;
-    } catch (const std::exception& exception) {
-        std::fprintf(stderr, "KvnHelperInstaller: %s\n", exception.what());
-        return 1;
-    }
+    PollMainLoop mainLoop;
+    PosixProcessRunner runner(mainLoop);
+    const XmlPropertyList propertyLists;
+    const HelperInstallation installation(runner, propertyLists);
+    return agent.write({"ready"}) == 0 && serve(agent, installation, caller) ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return Kvs::fRunProgram("KvnHelperInstaller", kUsage, argc, argv, {{"--root", true}}, run);
 }
