@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <system_error>
+#include <utility>
 
 namespace kvn {
 namespace {
@@ -17,7 +18,7 @@ namespace {
     throw std::system_error(error, std::generic_category(), path);
 }
 
-/// Calls ::bind or ::connect with the path's address.
+/// Calls ::bind or ::connect with the address of the path.
 template <class Call>
 int withAddress(Call call, const Kvs::FileDescriptor& socket, const std::string& path) {
     sockaddr_un address{};
@@ -50,27 +51,39 @@ Kvs::FileDescriptor connectedTo(const std::string& path) {
     return socket;
 }
 
-Kvs::FileDescriptor listeningAt(const std::string& path, mode_t mode, int backlog) {
-    if (connectedTo(path) || errno == EAGAIN) {
-        fail(EADDRINUSE, path);
+ListeningSocket::ListeningSocket(std::string path, mode_t mode) : path_(std::move(path)) {
+    if (connectedTo(path_) || errno == EAGAIN) {
+        fail(EADDRINUSE, path_);
     }
     if (errno == ENAMETOOLONG) {
-        fail(errno, path);
+        fail(errno, path_);
     }
-    const std::string unready = path.substr(0, path.rfind('/') + 1) + "." + std::to_string(::getpid());
-    auto socket = nonBlocking(Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM));
+    // Made under another name: a client that finds the socket file can connect at once.
+    const std::string unready = path_.substr(0, path_.rfind('/') + 1) + "." + std::to_string(::getpid());
+    socket_ = nonBlocking(Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM));
     ::unlink(unready.c_str());
-    if (!socket || withAddress(::bind, socket, unready) != 0 || ::listen(socket.get(), backlog) != 0 ||
-        ::chmod(unready.c_str(), mode) != 0 || ::rename(unready.c_str(), path.c_str()) != 0) {
+    if (!socket_ || withAddress(::bind, socket_, unready) != 0 || ::listen(socket_.get(), 16) != 0 ||
+        ::chmod(unready.c_str(), mode) != 0 || ::rename(unready.c_str(), path_.c_str()) != 0) {
         const int error = errno;
         ::unlink(unready.c_str());
-        fail(error, path);
+        fail(error, path_);
     }
-    return socket;
 }
 
-Kvs::FileDescriptor acceptedFrom(const Kvs::FileDescriptor& listener) {
-    return nonBlocking(Kvs::FileDescriptor(::accept(listener.get(), nullptr, nullptr)));
+Kvs::FileDescriptor ListeningSocket::accept() const {
+    auto peer = nonBlocking(Kvs::FileDescriptor(::accept(socket_.get(), nullptr, nullptr)));
+    const auto credentials = peer ? Kvs::peerCredentialsOf(peer.get()) : std::nullopt;
+    if (!credentials || (credentials->user != 0 && credentials->user != ::geteuid())) {
+        peer.reset();
+    }
+    return peer;
+}
+
+void ListeningSocket::remove() {
+    if (!path_.empty()) {
+        ::unlink(path_.c_str());
+        path_.clear();
+    }
 }
 
 } // namespace kvn

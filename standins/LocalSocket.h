@@ -5,17 +5,37 @@
 #include <string>
 #include <sys/types.h>
 
-/// Unix-domain stream sockets of the stand-ins. Any thread.
+/// Unix-domain stream sockets of the stand-ins. Main thread, but for `connectedTo`: any thread.
 namespace kvn {
 
-/// A non-blocking socket connected to the path; empty, with `errno` set, when that cannot be done at once.
+/// Returns a non-blocking socket that is connected to the path; an empty one, with `errno` set, when the
+/// connection cannot be made at once.
 Kvs::FileDescriptor connectedTo(const std::string& path);
 
-/// A non-blocking listening socket, which appears at the path once it takes connections, in place of one that
-/// is stale. Throws std::system_error when it cannot be made, or when somebody listens there already.
-Kvs::FileDescriptor listeningAt(const std::string& path, mode_t mode, int backlog);
+/// A listening socket. Its file appears once connections are taken.
+class ListeningSocket {
+public:
+    /// Replaces a stale socket file. Throws std::system_error when the socket cannot be made, or when
+    /// another process listens there already.
+    ListeningSocket(std::string path, mode_t mode);
 
-/// The next connection of a listening socket, non-blocking; empty when there is none.
-Kvs::FileDescriptor acceptedFrom(const Kvs::FileDescriptor& listener);
+    /// Removes the socket file, unless `remove` has done so.
+    ~ListeningSocket() { remove(); }
+    ListeningSocket(const ListeningSocket&) = delete;
+    ListeningSocket& operator=(const ListeningSocket&) = delete;
+
+    int descriptor() const { return socket_.get(); }
+
+    /// Returns the next connection, non-blocking; an empty one when there is none, or when the peer is
+    /// neither a process of root nor of this user.
+    Kvs::FileDescriptor accept() const;
+
+    /// Removes the socket file, so that nobody else connects.
+    void remove();
+
+private:
+    std::string path_; // empty once the file is removed
+    Kvs::FileDescriptor socket_;
+};
 
 } // namespace kvn

@@ -29,13 +29,14 @@ void Terminal::start(Commands commands, MainLoop::Task onEnd) {
     addOwnCommands();
     // Asked now: a terminal that has gone away is none any more.
     const bool fromPerson = isatty(STDIN_FILENO);
-    input_.emplace(mainLoop_, LineReader::Handlers{[this](std::string_view line) { runLine(line); },
-                                                   [this] { print("error: line too long"); },
-                                                   [fromPerson, onEnd = std::move(onEnd)] {
-                                                       if (fromPerson) {
-                                                           onEnd();
-                                                       }
-                                                   }});
+    input_.emplace(mainLoop_, STDIN_FILENO,
+                   LineReader::Handlers{[this](std::string_view line) { runLine(line); },
+                                        [this] { print("error: line too long"); },
+                                        [fromPerson, onEnd = std::move(onEnd)] {
+                                            if (fromPerson) {
+                                                onEnd();
+                                            }
+                                        }});
     if (fromPerson) {
         print("Type \"help\" for the commands.");
     }

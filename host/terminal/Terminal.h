@@ -1,7 +1,7 @@
 #pragma once
 
 #include "host/MainLoop.h"
-#include "host/terminal/LineReader.h"
+#include "host/posix/LineReader.h"
 #include "host/terminal/StateLine.h"
 #include "host/terminal/TerminalOutput.h"
 #include "host/terminal/TerminalPane.h"

@@ -1,65 +1,69 @@
 #include "core/system/FSysInfoPaths.h"
+#include "core/system/ProgramOptions.h"
 #include "host/linux/SandboxPrivacy.h"
 #include "host/linux/SessionBusNotifications.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/PollMainLoop.h"
-#include "standins/pre-login-agent/Options.h"
 
-#include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
-// Stands in for the agent of the login window: tells once which permissions it has, and ends.
+// Stands in for the agent of the login window: posts once which permissions it has, and ends.
 
 namespace {
 
 using namespace kvn;
-using prelogin::Task;
 
-constexpr const char* kProgram = "KvnPreLoginAgent";
-constexpr const char* kObject = "com.korvane.remote.KvnPreLoginAgent";
-
-enum ExitStatus { kDone = 0, kFailed = 1, kMisused = 2 };
+constexpr char kProgram[] = "KvnPreLoginAgent";
+constexpr char kObject[] = "com.korvane.remote.KvnPreLoginAgent";
+constexpr char kCheck[] = "--check";
+constexpr char kRequestAccessibility[] = "-requestAccessibilityPermission";
+constexpr char kRequestRecording[] = "-requestRecordingPermission";
+constexpr char kUsage[] =
+    "usage: KvnPreLoginAgent [OPTION]... --check | -requestAccessibilityPermission |\n"
+    "                        -requestRecordingPermission\n"
+    "\n"
+    "Posts which permissions it has as a notification; a request for one asks the user first.\n"
+    "\n"
+    "  --root DIR                a folder that stands for / in every fixed path (default: $KVN_REMOTE_ROOT)\n"
+    "  --notification-name NAME  (default: com.korvane.remote.Permissions)\n";
 
 std::string number(bool value) { return value ? "1" : "0"; }
 
-bool tell(const prelogin::Options& options) {
+int run(const Kvs::ProgramOptions& options) {
+    if (options.has(kCheck) + options.has(kRequestAccessibility) + options.has(kRequestRecording) != 1) {
+        throw std::invalid_argument("one of --check and the requests must be given");
+    }
+    const char* root = std::getenv("KVN_REMOTE_ROOT");
+    Kvs::FSysInfoPaths::setRoot(options.value("--root").value_or(root ? root : ""));
     const host::XmlPropertyList propertyLists;
     host::SandboxPrivacy privacy(kProgram, propertyLists);
-    if (options.task == Task::RequestAccessibility) {
+    if (options.has(kRequestAccessibility)) {
         privacy.isAccessibilityTrusted(true);
-    } else if (options.task == Task::RequestRecording) {
+    } else if (options.has(kRequestRecording)) {
         privacy.requestScreenCapture();
     }
     const auto grants = privacy.grants();
     host::PollMainLoop loop;
     host::SessionBusNotifications notifications(loop);
-    return notifications.post(
-        {options.notificationName,
-         kObject,
-         {{"accessibility", options.accessibility.value_or(number(grants.accessibility))},
-          {"recording", options.recording.value_or(number(grants.screenRecording))}}});
+    if (!notifications.post({options.value("--notification-name").value_or("com.korvane.remote.Permissions"),
+                             kObject,
+                             {{"accessibility", number(grants.accessibility)},
+                              {"recording", number(grants.screenRecording)}}})) {
+        throw std::runtime_error("the notification cannot be posted: there is no session bus");
+    }
+    return 0;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    try {
-        const auto options = prelogin::parseOptions({argv + 1, argv + argc});
-        if (options.help) {
-            std::fputs(prelogin::kUsage, stdout);
-            return kDone;
-        }
-        Kvs::FSysInfoPaths::setRoot(options.root);
-        if (tell(options)) {
-            return kDone;
-        }
-        std::fprintf(stderr, "%s: the permissions cannot be told, nobody carries notifications\n", kProgram);
-    } catch (const std::invalid_argument& error) {
-        std::fprintf(stderr, "%s: %s\n%s", kProgram, error.what(), prelogin::kUsage);
-        return kMisused;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", kProgram, error.what());
-    }
-    return kFailed;
+    return Kvs::fRunProgram(kProgram, kUsage, argc, argv,
+                            {{kCheck},
+                             {kRequestAccessibility},
+                             {kRequestRecording},
+                             {"--root", true},
+                             {"--notification-name", true}},
+                            run);
 }

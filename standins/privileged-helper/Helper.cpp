@@ -2,202 +2,188 @@
 
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
-#include "standins/privileged-helper/Completion.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <sys/socket.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace kvn::helper {
 namespace {
 
-constexpr std::size_t kMostSessions = 32;
-constexpr std::size_t kMostTasks = 16;
+using std::chrono::seconds;
+
+constexpr host::ProcessRunner::Limits kTaskLimits{seconds(60), 4096};
+constexpr timeval kSendPatience{2, 0}; // with a peer that does not read
 constexpr int kNoResult = -1;
 constexpr int kUnknownCommand = -1;
 
-/// What the installation of this helper consists of, beside its socket.
+/// The files of an installed helper, beside its socket.
 constexpr const char* kInstalled[] = {
     "/Library/PrivilegedHelperTools/com.korvane.remote.KvnServiceController",
     "/Library/LaunchDaemons/com.korvane.remote.KvnServiceController.plist",
 };
 
-/// The texts of an array; nothing when it is anything else.
+/// Returns the texts of an array; nullopt when the value is anything else.
 std::optional<std::vector<std::string>> textsOf(const PHMessage& value) {
-    std::vector<std::string> texts;
-    for (const PHMessage& text : value) {
-        if (!value.is_array() || !text.is_string()) {
-            return std::nullopt;
-        }
-        texts.push_back(text.get<std::string>());
+    if (!value.is_array() ||
+        !std::all_of(value.begin(), value.end(), [](const auto& text) { return text.is_string(); })) {
+        return std::nullopt;
     }
-    return value.is_array() ? std::optional(texts) : std::nullopt;
+    return value.get<std::vector<std::string>>();
+}
+
+/// Cuts a text between two characters, so that the message that carries it fits into a frame.
+std::string shortened(std::string text) {
+    std::size_t length = std::min<std::size_t>(text.size(), 200);
+    while (length < text.size() && (text[length] & 0xC0) == 0x80) {
+        --length;
+    }
+    text.resize(length);
+    return text;
+}
+
+void complete(PHProtocolHandler& handler, const std::string& name, const Outcome& outcome,
+              const PHMessage& response = {}) {
+    Kvs::OCNSLog("%@ completed with status %d %@", name, outcome.status, outcome.details);
+    PHMessage event = {{"Event", "CommandCompleted"}, {"Cmd", name}, {"status", outcome.status}};
+    if (!response.is_null()) {
+        event["Response"] = response;
+    }
+    if (!outcome.details.empty()) {
+        event["ErrorDetails"] = shortened(outcome.details);
+    }
+    handler.sendMessage(event);
 }
 
 } // namespace
 
-Helper::Helper(host::MainLoop& loop, const Options& options, std::string version, Listener& listener)
-    : loop_(loop), options_(options), version_(std::move(version)), listener_(listener),
-      service_(loop, options.service),
-      watch_(loop.watchReadable(listener.descriptor(), [this] { accept(); })) {}
+Helper::Helper(host::MainLoop& loop, std::string version)
+    : loop_(loop), version_(std::move(version)),
+      listener_(Kvs::FSysInfoPaths::underRoot("/var/run/com.korvane.remote.KvnServiceController.socket"),
+                0666),
+      runner_(loop), watch_(loop_.watchReadable(listener_.descriptor(), [this] { accept(); })) {}
+
+Helper::~Helper() {
+    watch_.reset();
+    runner_.endRuns();
+    for (Session& session : sessions_) {
+        session.handler->closeConnection();
+        session.reader.join();
+    }
+    serviceQueue_.end();
+    Kvs::FLockGuard guard(lock_);
+    tasks_.clear();
+}
 
 void Helper::accept() {
     Kvs::FileDescriptor peer = listener_.accept();
-    if (!peer || options_.refuse) {
+    if (!peer) {
         return;
     }
-    if (sessions_.size() == kMostSessions) {
-        Kvs::CNSLog("Too many sessions");
-        return;
-    }
-    const Id id = ++lastId_;
-    Kvs::CNSLog("Session %d begins", id);
-    sessions_[id] = std::make_unique<Session>(
-        loop_, std::move(peer), [this, id](const PHMessage& message) { received(id, message); },
-        [this, id] { close(id); });
+    PHSetNonBlocking(peer.get(), false);
+    ::setsockopt(peer.get(), SOL_SOCKET, SO_SNDTIMEO, &kSendPatience, sizeof kSendPatience);
+    sessions_.push_back({std::make_shared<PHProtocolHandler>(std::move(peer), false), {}});
+    const auto session = std::prev(sessions_.end());
+    session->reader = std::thread([this, session, handler = session->handler] {
+        serve(handler);
+        loop_.post([this, session] {
+            session->reader.join();
+            sessions_.erase(session);
+        });
+    });
 }
 
-void Helper::received(Id session, const PHMessage& message) {
-    if (!sessions_.contains(session)) {
-        return;
+void Helper::serve(const Handler& handler) {
+    while (const auto message = handler->readMessage()) {
+        const auto control = stringIn(*message, "Ctrl");
+        const auto name = stringIn(*message, "Cmd");
+        if (control == "getVersion") {
+            handler->sendMessage({{"version", version_}});
+        } else if (control == "bye") {
+            break; // stays for the next agent, as the system would start an ended helper again for it
+        } else if (name) {
+            command(handler, *name, *message);
+        } else {
+            Kvs::OCNSLog("Message not understood: %@", message->dump());
+        }
     }
-    if (const auto word = stringIn(message, "Ctrl")) {
-        control(session, *word);
-    } else if (const auto name = stringIn(message, "Cmd")) {
-        command(session, *name, message);
-    } else {
-        Kvs::OCNSLog("Message not understood: %@", message.dump());
-    }
-    if (const auto found = sessions_.find(session); found != sessions_.end()) {
-        found->second->readOn();
-    }
+    handler->closeConnection();
 }
 
-void Helper::control(Id session, const std::string& word) {
-    if (word == "getVersion") {
-        send(session, {{"version", version_}}, options_.handshake);
-    } else if (word == "bye") {
-        saidBye_ = true;
-        close(session);
-    } else {
-        Kvs::OCNSLog("Control word not understood: %@", word);
-    }
-}
-
-void Helper::command(Id session, const std::string& name, const PHMessage& message) {
-    Kvs::OCNSLog("Session %d commands %@", session, name);
-    const auto done = [this, session, name](const Outcome& outcome) {
-        complete(session, name, outcome, nullptr);
-    };
-    if (const auto told = options_.statusOf.find(name); told != options_.statusOf.end()) {
-        done(told->second);
-    } else if (name == "StartService") {
-        service_.start(done);
+void Helper::command(const Handler& handler, const std::string& name, const PHMessage& message) {
+    Kvs::OCNSLog("Command %@", name);
+    if (name == "StartService") {
+        service(handler, name, [this] { return startService(runner_); });
     } else if (name == "StopService") {
-        service_.stop(done);
+        service(handler, name, stopService);
     } else if (name == "RestartService") {
-        service_.restart(done);
+        service(handler, name, [this] {
+            const Outcome stopped = stopService();
+            return stopped.status == 0 ? startService(runner_) : stopped;
+        });
     } else if (name == "ExecuteTask") {
-        execute(session, message);
+        execute(handler, message);
     } else if (name == "UninstallInstallerAgent") {
-        uninstall(session);
+        uninstall(handler);
     } else {
-        done({kUnknownCommand, "unknown command"});
+        complete(*handler, shortened(name), {kUnknownCommand, "unknown command"});
     }
 }
 
-void Helper::execute(Id session, const PHMessage& message) {
-    const Id id = ++lastId_;
+void Helper::service(const Handler& handler, const std::string& name, std::function<Outcome()> perform) {
+    serviceQueue_.post(
+        [handler, name, perform = std::move(perform)] { complete(*handler, name, perform()); });
+}
+
+void Helper::execute(const Handler& handler, const PHMessage& message) {
     PHMessage response = {{"result", kNoResult}};
     if (const auto number = message.find("requestId");
         number != message.end() && number->is_number_integer()) {
         response["requestId"] = *number;
     }
-    const auto refuse = [&](int status, const std::string& details) {
-        complete(session, "ExecuteTask", {status, details}, &response);
-    };
     const auto path = stringIn(message, "task");
     const auto arguments = textsOf(message.value("args", PHMessage::array()));
     if (!path || !path->starts_with('/') || !arguments) {
-        refuse(EINVAL, "\"task\" must be an absolute path, \"args\" an array of strings");
+        complete(*handler, "ExecuteTask",
+                 {EINVAL, "\"task\" must be an absolute path, \"args\" an array of strings"}, response);
         return;
     }
-    if (tasks_.size() == kMostTasks) {
-        refuse(EAGAIN, "too many tasks are running");
-        return;
-    }
-    auto task = std::make_unique<Task>();
-    try {
-        task->child.emplace(loop_, *path, *arguments, [this, session, id, response](int status) {
-            taskEnded(session, id, response, status);
-        });
-    } catch (const std::system_error& error) {
-        refuse(error.code().value(), error.what());
-        return;
-    }
-    task->alarm = loop_.startTimer(options_.taskLimit, [task = task.get()] {
-        task->late = true;
-        task->child->kill();
-        task->alarm.reset();
-    });
-    tasks_[id] = std::move(task);
-}
-
-void Helper::taskEnded(Id session, Id task, const PHMessage& response, int status) {
-    PHMessage result = response;
-    Outcome outcome;
-    if (tasks_.at(task)->late) {
-        outcome = {ETIMEDOUT, "the task took too long and was killed"};
-    } else {
-        result["result"] = status;
-    }
-    tasks_.at(task)->child.reset(); // reaped: its number may be somebody else's
-    tasks_.erase(task);
-    complete(session, "ExecuteTask", outcome, &result);
+    Kvs::FLockGuard guard(lock_);
+    std::erase_if(tasks_, [](auto& task) { return task.wait_for(seconds(0)) == std::future_status::ready; });
+    tasks_.push_back(std::async(
+        std::launch::async, [this, handler, path = *path, arguments = *arguments, response]() mutable {
+            const auto result = runner_.run(path, arguments, kTaskLimits);
+            Outcome outcome;
+            if (const auto* error = std::get_if<host::Error>(&result)) {
+                outcome = {error->code, error->reason};
+            } else {
+                response["result"] = std::get<host::ProcessRunner::Outcome>(result).exitStatus;
+            }
+            complete(*handler, "ExecuteTask", outcome, response);
+        }));
 }
 
 // The files go first: the answer tells what became of them.
-void Helper::uninstall(Id session) {
+void Helper::uninstall(const Handler& handler) {
     Outcome outcome;
     for (const char* path : kInstalled) {
         const std::string file = Kvs::FSysInfoPaths::underRoot(path);
         if (::unlink(file.c_str()) != 0 && errno != ENOENT) {
-            outcome.status = errno;
-            outcome.details = std::system_error(errno, std::generic_category(), file).what();
+            outcome = {errno, std::system_error(errno, std::generic_category(), file).what()};
         }
     }
-    listener_.remove();
-    complete(session, "UninstallInstallerAgent", outcome, nullptr);
-    loop_.quit();
-}
-
-void Helper::complete(Id session, const std::string& name, const Outcome& outcome,
-                      const PHMessage* response) {
-    Kvs::OCNSLog("Session %d: %@ completed with status %d %@", session, name, outcome.status,
-                 outcome.details);
-    send(session, completionEvent(name, outcome, response), options_.completion);
-    endIfUnused();
-}
-
-void Helper::send(Id session, const PHMessage& message, Fault fault) {
-    if (const auto found = sessions_.find(session); found != sessions_.end()) {
-        found->second->send(message, fault);
-    }
-}
-
-void Helper::close(Id session) {
-    if (sessions_.erase(session) > 0) {
-        Kvs::CNSLog("Session %d ends", session);
-        endIfUnused();
-    }
-}
-
-void Helper::endIfUnused() {
-    if (startsAnew()) {
+    loop_.post([this, handler, outcome] {
+        listener_.remove();
+        complete(*handler, "UninstallInstallerAgent", outcome);
         loop_.quit();
-    }
+    });
 }
 
 } // namespace kvn::helper

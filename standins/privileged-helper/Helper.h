@@ -1,67 +1,56 @@
 #pragma once
 
-#include "standins/privileged-helper/Child.h"
-#include "standins/privileged-helper/Listener.h"
-#include "standins/privileged-helper/Options.h"
+#include "core/threads/FThreadLock.h"
+#include "host/MainLoop.h"
+#include "host/posix/PosixProcessRunner.h"
+#include "host/posix/ThreadWorkQueue.h"
+#include "privileged-helper/shared/PHProtocolHandler.h"
+#include "standins/LocalSocket.h"
 #include "standins/privileged-helper/ServiceJob.h"
-#include "standins/privileged-helper/Session.h"
 
-#include <map>
+#include <future>
+#include <list>
 #include <memory>
-#include <optional>
 #include <string>
+#include <thread>
 
 namespace kvn::helper {
 
-/// Takes the agents' connections and carries their commands out. Main thread.
+/// Takes the agents' connections and carries out their commands. Each connection has a thread that reads from
+/// it, and each task a thread that waits for it; commands for the service follow one another. Main thread.
 class Helper {
 public:
-    Helper(host::MainLoop& loop, const Options& options, std::string version, Listener& listener);
+    /// The loop outlives the helper. Throws std::system_error when the socket cannot be made.
+    Helper(host::MainLoop& loop, std::string version);
 
-    /// Whether the helper is to start itself anew, now that the loop has ended: somebody said "bye", and
-    /// neither session nor command is left.
-    bool startsAnew() const { return saidBye_ && isIdle(); }
-
-    std::optional<pid_t> service() const { return service_.child(); }
+    /// Closes the connections, and kills the tasks that are running.
+    ~Helper();
+    Helper(const Helper&) = delete;
+    Helper& operator=(const Helper&) = delete;
 
 private:
-    /// A program that runs for an agent, until its end or the end of its time.
-    struct Task {
-        std::optional<Child> child;
-        host::MainLoop::Handle alarm;
-        bool late = false;
+    using Handler = std::shared_ptr<PHProtocolHandler>;
 
-        Task() = default;
-        ~Task() {
-            if (child) {
-                child->kill();
-            }
-        }
+    struct Session {
+        Handler handler;
+        std::thread reader;
     };
-    using Id = int; // of a session or a task, counted up
 
     void accept();
-    void received(Id session, const PHMessage& message);
-    void control(Id session, const std::string& word);
-    void command(Id session, const std::string& name, const PHMessage& message);
-    void execute(Id session, const PHMessage& message);
-    void taskEnded(Id session, Id task, const PHMessage& response, int status);
-    void uninstall(Id session);
-    void complete(Id session, const std::string& name, const Outcome& outcome, const PHMessage* response);
-    void send(Id session, const PHMessage& message, Fault fault);
-    void close(Id session);
-    void endIfUnused();
-    bool isIdle() const { return sessions_.empty() && tasks_.empty() && service_.isIdle(); }
+    void serve(const Handler& handler);
+    void command(const Handler& handler, const std::string& name, const PHMessage& message);
+    void service(const Handler& handler, const std::string& name, std::function<Outcome()> perform);
+    void execute(const Handler& handler, const PHMessage& message);
+    void uninstall(const Handler& handler);
 
     host::MainLoop& loop_;
-    const Options& options_;
     const std::string version_;
-    Listener& listener_;
-    Id lastId_ = 0;
-    bool saidBye_ = false;
-    ServiceJob service_;
-    std::map<Id, std::unique_ptr<Task>> tasks_;
-    std::map<Id, std::unique_ptr<Session>> sessions_;
+    ListeningSocket listener_;
+    host::PosixProcessRunner runner_;
+    host::ThreadWorkQueue serviceQueue_;
+    Kvs::FThreadLock lock_;
+    std::list<std::future<void>> tasks_ KVS_GUARDED_BY(lock_);
+    std::list<Session> sessions_;
     host::MainLoop::Handle watch_;
 };
 

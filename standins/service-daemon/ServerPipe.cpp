@@ -2,6 +2,8 @@
 
 #include "core/text/Widening.h"
 
+#include <cstdio>
+#include <string_view>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -22,6 +24,21 @@ bool sendAll(Kvs::FComMessenger& messenger, const std::string& peer, const std::
         left -= written;
     } while (left > 0);
     return true;
+}
+
+/// Prints one line at once, with control characters escaped and a long text cut.
+void print(std::string_view mark, const std::string& peer, std::string_view text) {
+    constexpr std::size_t kMostShown = 4096;
+    std::printf("%.*s %s ", static_cast<int>(mark.size()), mark.data(), peer.c_str());
+    for (const char c : text.substr(0, kMostShown)) {
+        const auto byte = static_cast<unsigned char>(c);
+        std::printf(byte < 0x20 || byte == 0x7F ? "\\x%02x" : "%c", byte);
+    }
+    if (text.size() > kMostShown) {
+        std::printf("... (%zu bytes)", text.size());
+    }
+    std::printf("\n");
+    std::fflush(stdout);
 }
 
 } // namespace
@@ -55,7 +72,9 @@ void ServerPipe::close() {
 }
 
 bool ServerPipe::send(const std::string& peer, const std::string& bytes) {
-    return sendAll(*messenger_, peer, bytes);
+    const bool sent = sendAll(*messenger_, peer, bytes);
+    print(sent ? "->" : "-x", peer, bytes);
+    return sent;
 }
 
 void ServerPipe::dropPeers() {
@@ -66,7 +85,7 @@ void ServerPipe::dropPeers() {
         dropped = std::exchange(peers_, {});
     }
     for (const std::string& peer : dropped) {
-        listener_.peerClosed(peer);
+        forget(peer);
     }
     open();
 }
@@ -77,9 +96,8 @@ void ServerPipe::dataReceived(Kvs::FComMessenger* /*messenger*/, Kvs::FComMessen
         Kvs::FLockGuard guard(lock_);
         peers_.insert(peer);
     }
-    loop_.post([this, peer, bytes = std::string(data.data.begin(), data.data.end())] {
-        listener_.received(*this, peer, bytes);
-    });
+    loop_.post(
+        [this, peer, bytes = std::string(data.data.begin(), data.data.end())] { handle(peer, bytes); });
 }
 
 // The error does not say whose connection ended. Its descriptor is still open now, so that its number
@@ -91,9 +109,32 @@ void ServerPipe::readError(Kvs::FComMessenger* messenger, int& /*error*/) {
             ++peer;
             continue;
         }
-        loop_.post([this, closed = *peer] { listener_.peerClosed(closed); });
+        loop_.post([this, closed = *peer] { forget(closed); });
         peer = peers_.erase(peer);
     }
+}
+
+// One delivery may carry several documents, as an agent's "Pause" and the "GetStatus" after it.
+void ServerPipe::handle(const std::string& peer, const std::string& bytes) {
+    std::string_view rest = bytes;
+    while (!rest.empty()) {
+        long consumed = 0;
+        if (!document_.loadXml(rest.data(), static_cast<long>(rest.size()), consumed)) {
+            print("<?", peer, rest);
+            return;
+        }
+        const auto length = static_cast<std::size_t>(consumed) + 1;
+        print("<-", peer, rest.substr(0, length));
+        rest.remove_prefix(length);
+        if (!listener_.received(*this, peer, document_.root())) {
+            print("--", peer, "not understood on this pipe");
+        }
+    }
+}
+
+void ServerPipe::forget(const std::string& peer) {
+    print("--", peer, "closed");
+    listener_.peerClosed(peer);
 }
 
 } // namespace kvn::daemon

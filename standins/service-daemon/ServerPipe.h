@@ -3,6 +3,7 @@
 #include "core/messenger/FComMessengerPipe.h"
 #include "core/threads/FThreadLock.h"
 #include "host/MainLoop.h"
+#include "remote/xml/FEncXmlDocument.h"
 
 #include <memory>
 #include <set>
@@ -12,16 +13,21 @@ namespace kvn::daemon {
 
 class ServerPipe;
 
-/// Hears what happens on a pipe. Main thread.
+/// Hears of what happens on a pipe. Main thread.
 class ServerPipeListener {
 public:
     virtual ~ServerPipeListener() = default;
-    virtual void received(ServerPipe& pipe, const std::string& peer, const std::string& bytes) = 0;
+
+    /// Returns false for a message that is not understood on this pipe.
+    virtual bool received(ServerPipe& pipe, const std::string& peer,
+                          const Kvs::FEncXmlNode<char>& message) = 0;
     virtual void peerClosed(const std::string& peer) = 0;
 };
 
-/// The service's end of one pipe: passes everything on to the main thread. The loop and the listener
-/// outlive it; it outlives the loop's `run`. A peer is named by its descriptor in decimal. Main thread.
+/// The service's end of one pipe: splits what comes into messages, and prints one line on standard output for
+/// each message that passes ("<-" received, "<?" not XML, "->" sent, "-x" not sent, "--" anything else). A
+/// peer is named by its descriptor in decimal. The loop and the listener outlive the pipe, which outlives the
+/// loop's `run`. Main thread.
 class ServerPipe {
 public:
     /// Throws std::system_error when the pipe cannot be opened.
@@ -34,10 +40,10 @@ public:
 
     bool isNamed(const wchar_t* name) const { return name_ == name; }
 
-    /// False when the peer is gone or does not read.
+    /// Returns false when the peer is gone or does not read.
     bool send(const std::string& peer, const std::string& bytes);
 
-    /// Closes every connection; new ones are welcome. Throws as the constructor.
+    /// Closes every connection; peers can connect again. Throws as the constructor does.
     void dropPeers();
 
 private:
@@ -45,11 +51,14 @@ private:
     void close();
     void dataReceived(Kvs::FComMessenger* messenger, Kvs::FComMessenger::DataReceivedArg& data);
     void readError(Kvs::FComMessenger* messenger, int& error);
+    void handle(const std::string& peer, const std::string& bytes);
+    void forget(const std::string& peer);
 
     host::MainLoop& loop_;
     const std::wstring name_;
     const std::string path_;
     ServerPipeListener& listener_;
+    Kvs::FEncXmlDocument<char> document_;
     std::unique_ptr<Kvs::FComMessengerPipe> messenger_;
     Kvs::FThreadLock lock_;
     std::set<std::string> peers_ KVS_GUARDED_BY(lock_); // those that have sent something

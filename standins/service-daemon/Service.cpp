@@ -3,9 +3,8 @@
 #include "remote/FRSCtrl.h"
 #include "remote/ServiceMessages.h"
 #include "remote/xml/FEncXml.h"
-#include "standins/service-daemon/Print.h"
 
-#include <string_view>
+#include <chrono>
 
 namespace kvn::daemon {
 namespace {
@@ -21,6 +20,19 @@ std::string attribute(const Kvs::FEncXmlNode<char>& message, const char* name) {
     return std::string(decoded.token());
 }
 
+std::string garbage(int kind, const std::string& message) {
+    switch (kind) {
+    case 0:
+        return message.substr(0, message.find_last_of('<')) + "</Other>";
+    case 1:
+        return std::string(64, '\0');
+    case 2:
+        return message.substr(0, message.size() / 2);
+    default:
+        return "<<<>>>< Status Value=\"online RequestData=1 /></>&#;&#x;" + message.substr(1);
+    }
+}
+
 } // namespace
 
 struct Service::Request {
@@ -34,13 +46,13 @@ struct Service::Request {
 };
 
 Service::Service(host::MainLoop& loop)
-    : outbox(loop), clientPipe_(loop, FRSCtrl::Pipe_RemoteClient, *this),
+    : loop_(loop), clientPipe_(loop, FRSCtrl::Pipe_RemoteClient, *this),
       serverPipe_(loop, FRSCtrl::Pipe_RemoteServer, *this) {}
 
 int Service::push(const std::string& message) {
     int reached = 0;
     for (const auto& [peer, agent] : agents_) {
-        reached += outbox.push(clientPipe_, peer, message) ? 1 : 0;
+        reached += clientPipe_.send(peer, message) ? 1 : 0;
     }
     return reached;
 }
@@ -50,28 +62,7 @@ void Service::dropPeers() {
     serverPipe_.dropPeers();
 }
 
-void Service::peerClosed(const std::string& peer) {
-    print("--", peer, "closed");
-    agents_.remove(peer);
-}
-
-// One delivery may carry several documents, as an agent's "Pause" and the "GetStatus" after it.
-void Service::received(ServerPipe& pipe, const std::string& peer, const std::string& bytes) {
-    std::string_view rest = bytes;
-    while (!rest.empty()) {
-        long consumed = 0;
-        if (!document_.loadXml(rest.data(), static_cast<long>(rest.size()), consumed)) {
-            print("<?", peer, rest);
-            return;
-        }
-        const auto length = static_cast<std::size_t>(consumed) + 1;
-        print("<-", peer, rest.substr(0, length));
-        rest.remove_prefix(length);
-        handle(pipe, peer, document_.root());
-    }
-}
-
-void Service::handle(ServerPipe& pipe, const std::string& peer, const Message& message) {
+bool Service::received(ServerPipe& pipe, const std::string& peer, const Message& message) {
     struct Handler {
         const wchar_t* pipe;
         const char* tag;
@@ -84,35 +75,31 @@ void Service::handle(ServerPipe& pipe, const std::string& peer, const Message& m
         {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_UnregisterAgent, &Service::unregisterAgent},
         {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_Pause, &Service::pause},
         {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_Continue, &Service::proceed},
-        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_RebootSystem, &Service::takeNote},
-        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_ClientLauched, &Service::takeNote},
+        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_RebootSystem, &Service::accept},
+        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_ClientLauched, &Service::accept},
     };
-    const std::string tag(message.name().token());
     for (const Handler& handler : kHandlers) {
-        if (tag == handler.tag && pipe.isNamed(handler.pipe)) {
+        if (message.name().token() == handler.tag && pipe.isNamed(handler.pipe)) {
             (this->*handler.handle)({pipe, peer, message});
-            onMessage_(tag);
-            return;
+            return true;
         }
     }
-    print("--", peer, tag + " is not understood on this pipe");
+    return false;
 }
 
 void Service::answerStatus(const Request& request) {
-    outbox.answer(request.pipe, request.peer, statusMessage(state, request.identifier()));
+    answer(request, statusMessage(state, request.identifier()));
 }
 
-void Service::answerServerStatus(const Request& request) {
-    outbox.answer(request.pipe, request.peer, serverStatusMessage(state));
-}
+void Service::answerServerStatus(const Request& request) { answer(request, serverStatusMessage(state)); }
 
 void Service::registerAgent(const Request& request) {
-    if (!refusesAgents) {
+    if (!faults.refuse) {
         agents_.set(request.peer, {attribute(request.message, FRSCtrl::Attr_SessionID),
                                    attribute(request.message, FRSCtrl::Attr_UserID),
                                    attribute(request.message, FRSCtrl::Attr_ProcessID)});
     }
-    answerResult(request, refusesAgents ? kRefused : kAccepted);
+    answerResult(request, faults.refuse ? kRefused : kAccepted);
 }
 
 void Service::unregisterAgent(const Request& request) {
@@ -132,12 +119,34 @@ void Service::proceed(const Request& /*request*/) {
     }
 }
 
-void Service::takeNote(const Request& request) { answerResult(request, kAccepted); }
+void Service::accept(const Request& request) { answerResult(request, kAccepted); }
 
 // A request without an identifier wants no answer.
 void Service::answerResult(const Request& request, int statusCode) {
     if (const std::int64_t identifier = request.identifier(); identifier != 0) {
-        outbox.answer(request.pipe, request.peer, requestResultMessage(identifier, statusCode));
+        answer(request, requestResultMessage(identifier, statusCode));
+    }
+}
+
+void Service::answer(const Request& request, const std::string& message) {
+    if (faults.silent) {
+        return;
+    }
+    if (faults.late > 0) {
+        loop_.postAfter(
+            std::chrono::milliseconds(faults.late),
+            [this, &pipe = request.pipe, peer = request.peer, message] { answerNow(pipe, peer, message); });
+        return;
+    }
+    answerNow(request.pipe, request.peer, message);
+}
+
+void Service::answerNow(ServerPipe& pipe, const std::string& peer, const std::string& message) {
+    if (faults.garbage > 0) {
+        --faults.garbage;
+        pipe.send(peer, garbage(nextGarbage_++ % kGarbageKinds, message));
+    } else {
+        pipe.send(peer, message);
     }
 }
 

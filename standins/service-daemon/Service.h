@@ -1,12 +1,9 @@
 #pragma once
 
 #include "core/base/FMap.h"
-#include "remote/xml/FEncXmlDocument.h"
-#include "standins/service-daemon/Outbox.h"
 #include "standins/service-daemon/ServerPipe.h"
 #include "standins/service-daemon/ServiceState.h"
 
-#include <functional>
 #include <string>
 
 namespace kvn::daemon {
@@ -18,10 +15,21 @@ struct Agent {
     std::string processId;
 };
 
-/// The remote service as its agents see it: both pipes, the agents, and an answer to each request.
+/// The ways in which the service fails to answer as it should.
+struct AnswerFaults {
+    bool refuse = false; ///< registrations fail
+    bool silent = false;
+    int late = 0;    ///< milliseconds before each answer
+    int garbage = 0; ///< so many answers are replaced by nonsense
+};
+
+/// The remote service as its agents see it: both pipes, the registered agents, and an answer to each request.
 /// Main thread.
 class Service : private ServerPipeListener {
 public:
+    /// So many kinds of nonsense come in turn.
+    static constexpr int kGarbageKinds = 4;
+
     /// Throws std::system_error when a pipe cannot be opened.
     explicit Service(host::MainLoop& loop);
 
@@ -35,20 +43,15 @@ public:
     /// The registered agents by their peer.
     const Kvs::FMap<std::string, Agent>& agents() const { return agents_; }
 
-    /// Called with the name of every message that comes, after it was answered.
-    void onMessage(std::function<void(const std::string& tag)> listener) { onMessage_ = std::move(listener); }
-
     ServiceState state;
-    bool refusesAgents = false;
-    Outbox outbox;
+    AnswerFaults faults;
 
 private:
     using Message = Kvs::FEncXmlNode<char>;
     struct Request;
 
-    void received(ServerPipe& pipe, const std::string& peer, const std::string& bytes) override;
-    void peerClosed(const std::string& peer) override;
-    void handle(ServerPipe& pipe, const std::string& peer, const Message& message);
+    bool received(ServerPipe& pipe, const std::string& peer, const Message& message) override;
+    void peerClosed(const std::string& peer) override { agents_.remove(peer); }
 
     void answerStatus(const Request& request);
     void answerServerStatus(const Request& request);
@@ -56,12 +59,14 @@ private:
     void unregisterAgent(const Request& request);
     void pause(const Request& request);
     void proceed(const Request& request);
-    void takeNote(const Request& request);
+    void accept(const Request& request);
     void answerResult(const Request& request, int statusCode);
+    void answer(const Request& request, const std::string& message);
+    void answerNow(ServerPipe& pipe, const std::string& peer, const std::string& message);
 
-    std::function<void(const std::string& tag)> onMessage_ = [](const std::string&) {};
+    host::MainLoop& loop_;
     Kvs::FMap<std::string, Agent> agents_;
-    Kvs::FEncXmlDocument<char> document_;
+    int nextGarbage_ = 0;
     ServerPipe clientPipe_;
     ServerPipe serverPipe_;
 };

