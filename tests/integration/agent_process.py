@@ -1,4 +1,4 @@
-"""What the system says of the agent's process."""
+"""What the system knows about a process of the agent."""
 
 import os
 import pathlib
@@ -8,7 +8,7 @@ UNSET = 0xFFFFFFFF
 
 
 def session_of(pid):
-    """The audit session of a process, or where none is kept its session, and its user."""
+    """The audit session of a process, or its session where the system keeps no audit sessions; and its user."""
     audit = pathlib.Path(f"/proc/{pid}/sessionid")
     number = int(audit.read_text()) if audit.exists() else UNSET
     return (os.getsid(pid) if number == UNSET else number), pwd.getpwuid(os.geteuid()).pw_name

@@ -1,24 +1,45 @@
-"""Runs integration tests: each gets a sandbox of its own and says with `expect` what must hold."""
+"""Runs integration tests, each in a sandbox of its own."""
 
 import argparse
 import concurrent.futures
 import os
 import pathlib
+import signal
 import sys
 import time
 import traceback
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts/sandbox"))
 
-from sandbox import Sandbox  # noqa: E402
+from agent_process import resources_of  # noqa: E402
+from sandbox import Sandbox, wait_until  # noqa: E402
 from scenario import expect  # noqa: E402
+
+
+def logged(box, pattern, start=0, count=1, seconds=20):
+    """Waits for a line of the agent's log."""
+    return expect(box.log.record.wait(pattern, seconds, start, count), f"not in the log: {pattern}")
+
+
+def returns_to(box, former):
+    """Returns true if the agent soon has no more descriptors and threads than before; it may be running a tool at
+    the moment."""
+    return wait_until(lambda: all(now <= then for now, then in zip(resources_of(box.agent.pid), former)), 10)
+
+
+def ends_well(box, service):
+    """Ends the agent in order, and then its service."""
+    expect(box.agent.running, "the agent has ended")
+    box.agent.signal(signal.SIGTERM)
+    expect(box.agent.wait(20) == 0, "the agent's exit status is not 0")
+    service.die()
 
 
 def _play(test, build):
     with Sandbox(build) as box:
         try:
             test(box)
-            for program in (box.agent, box.helper, box.daemon):
+            for program in (box.agent, box.daemon):
                 if program:
                     program.end(20)
                     expect(not program.record.find("Sanitizer|runtime error:"), "a sanitizer reported")
@@ -40,7 +61,8 @@ def main(tests, side_by_side=False):
     def play(test):
         started = time.monotonic()
         passed = _play(test, options.build)
-        print("ok  " if passed else "FAIL", test.__name__, f"{time.monotonic() - started:.1f} s", flush=True)
+        # One write: others may print at the same time.
+        sys.stdout.write(f"{'ok  ' if passed else 'FAIL'} {test.__name__} {time.monotonic() - started:.1f} s\n")
         return passed
 
     with concurrent.futures.ThreadPoolExecutor(len(tests) if side_by_side else 1) as players:

@@ -1,16 +1,13 @@
-"""A privileged helper of its own making: sockets and JSON, nothing of the product."""
+"""A privileged helper that shares no code with the product: sockets and JSON."""
 
 import json
 import re
 
 from helper_client import frame, version_in
 from installation import EMBEDDED
-from wire import WireServer
+from wire import HANG_UP, WireServer
 
 FRAME = re.compile(rb"F71([0-9A-F]{5})")
-# In place of an answer, or beside it:
-HANG_UP = object()  # the connection is closed
-RETIRE = object()  # nobody else can connect any more
 
 
 def completed(message, status=0, **more):
@@ -18,63 +15,44 @@ def completed(message, status=0, **more):
 
 
 def succeed(message):
-    """What a friendly helper answers: a list of bytes, maybe with HANG_UP at its end."""
+    """The answer of a helper whose commands succeed."""
     if message["Cmd"] != "ExecuteTask":
         return [completed(message)]
     return [completed(message, Response={"requestId": message.get("requestId"), "result": 0})]
 
 
 class WireHelper(WireServer):
-    """Serves the helper's socket below a root. `greeting` is done to a peer that connects, `handshake` when it
-    asks for the version (None: the right one is told), and `answer` gives what is done on a command."""
+    """Serves the helper's socket below a root. `handshake` is sent to a peer that asks for the version, and
+    `answer` gives what is sent on a command."""
 
     def __init__(self, box):
         version = version_in(box.bundle / EMBEDDED)
-        self.friendly = [frame({"version": version})]
-        self.greeting = []
-        self.handshake = None
+        self.handshake = [frame({"version": version})]
         self.answer = succeed
         self.frames = []  # everything that came, frame by frame
-        self.faults = []  # what is no frame of an agent
+        self.faults = []  # what is not a frame of an agent
         self._unfinished = {}
         super().__init__(box.helper_socket)
 
-    def welcome(self, peer):
-        self._unfinished[peer] = b""
-        self._do(peer, self.greeting)
-
     def react(self, peer, data):
-        data = self._unfinished[peer] + data
-        while len(data) >= 8:
-            header = FRAME.match(data)
-            if not header:
-                self.faults.append(data)
-                break
+        data = self._unfinished.pop(peer, b"") + data
+        while header := FRAME.match(data):
             end = 8 + int(header.group(1), 16)
             if len(data) < end:
                 break
-            self._took(peer, data[:end])
-            data = data[end:]
+            whole, data = data[:end], data[end:]
+            self.frames.append(whole)
+            yield from self._reply(whole)
         self._unfinished[peer] = data
+        if len(data) >= 8 and not header:
+            self.faults.append(data)
 
-    def _took(self, peer, whole):
-        self.frames.append(whole)
+    def _reply(self, whole):
         try:
             message = json.loads(whole[8:])
-            if message == {"Ctrl": "getVersion"}:
-                self._do(peer, self.friendly if self.handshake is None else self.handshake)
-            elif message == {"Ctrl": "bye"}:
-                self._do(peer, [HANG_UP])
-            else:
-                self._do(peer, self.answer(message))
+            if "Ctrl" in message:
+                return {"getVersion": self.handshake, "bye": [HANG_UP]}[message["Ctrl"]]
+            return self.answer(message)
         except (ValueError, KeyError):
             self.faults.append(whole)
-
-    def _do(self, peer, steps):
-        for step in steps:
-            if step is HANG_UP:
-                self._forget(peer)
-            elif step is RETIRE:
-                self.stop_listening()
-            else:
-                self._send(peer, step)
+            return []

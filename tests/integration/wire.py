@@ -1,4 +1,4 @@
-"""Servers of their own making: sockets and regular expressions, nothing of the product."""
+"""Servers that share no code with the product: sockets and regular expressions."""
 
 import fcntl
 import re
@@ -6,8 +6,6 @@ import selectors
 import socket
 import termios
 import threading
-import time
-from typing import NamedTuple
 
 from record import Record
 
@@ -15,111 +13,35 @@ CLIENT = "Kvn30RemoteClient"
 SERVER = "Kvn30RemoteServer"
 ELEMENT = re.compile(rb"<(\w+)[^>]*?(?:/>|></\1>)")
 IDENTIFIER = re.compile(rb' RequestData="(\d+)"')
-
-
-class Delivery(NamedTuple):
-    time: float
-    connection: int  # counts connections from 1
-    data: bytes
-
-
-def answer_all(tag, identifier):
-    """What a friendly service answers to an element: bytes, or None for nothing."""
-    if tag == b"GetStatus":
-        return b'<Status Value="online" RequestData="%d" Server="relay" Version="1"/>' % identifier
-    if tag in (b"RegisterAgent", b"UnregisterAgent") and identifier:
-        return b'<RequestResult RequestData="%d" StatusCode="0"/>' % identifier
-    return None
-
-
-def answer_nothing(_tag, _identifier):
-    return None
+# In place of bytes that are sent:
+HANG_UP = object()  # the connection is closed
+RETIRE = object()  # nobody else can connect any more
 
 
 class WireServer:
-    """Serves sockets on one thread and keeps every delivery as it came; a kind of it says in `react` what
-    it does then."""
+    """Serves sockets on one thread. `greeting` is sent to a peer that connects, and what a subclass gives from
+    `react` to one that has sent something."""
 
-    def __init__(self, *paths):
-        self.deliveries = []
-        self.record = Record()  # the deliveries as text, to wait for
-        self._peers = {}
-        self._connections = 0
+    def __init__(self, *paths, greeting=()):
+        self.greeting = greeting
+        self.record = Record()  # every delivery as text, with its time
+        self.connections = 0  # how many were made
+        self._peers = set()
         self._selector = selectors.DefaultSelector()
         self._lock = threading.Lock()
         self._ending = False
-        self._listeners = [self._listen(path) for path in paths]
+        self._listeners = {self._listen(path) for path in paths}
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
 
-    def _listen(self, path):
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.unlink(missing_ok=True)
-        listener = socket.socket(socket.AF_UNIX)
-        listener.bind(str(path))
-        listener.listen(5)
-        self._selector.register(listener, selectors.EVENT_READ)
-        return listener
-
-    def _serve(self):
-        while not self._ending:
-            for key, _ in self._selector.select(0.02):
-                with self._lock:
-                    if self._ending:
-                        return
-                    if key.fileobj in self._listeners:
-                        self._connections += 1
-                        peer = key.fileobj.accept()[0]
-                        self._peers[peer] = self._connections
-                        self._selector.register(peer, selectors.EVENT_READ)
-                        self.welcome(peer)
-                    else:
-                        self._read(key.fileobj)
-
-    def _read(self, peer):
-        try:
-            data = peer.recv(65536)
-        except OSError:
-            data = b""
-        if not data:
-            self._forget(peer)
-            return
-        self.deliveries.append(Delivery(time.monotonic(), self._peers[peer], data))
-        self.record.add(data.decode())
-        self.react(peer, data)
-
-    def welcome(self, peer):
-        """A peer has connected."""
-
-    def react(self, peer, data):
-        """Bytes have come."""
-
-    def _send(self, peer, data):
-        try:
-            peer.sendall(data)
-        except OSError:
-            self._forget(peer)
-
-    def _forget(self, peer):
-        if self._peers.pop(peer, None):
-            self._selector.unregister(peer)
-            peer.close()
-
-    def stop_listening(self):
-        """On the serving thread."""
-        for listener in self._listeners:
-            self._selector.unregister(listener)
-            listener.close()
-        self._listeners.clear()
-
     def push(self, data):
-        """Sends bytes to everybody."""
+        """Sends bytes to every peer."""
         with self._lock:
             for peer in list(self._peers):
-                self._send(peer, data)
+                self._send(peer, [data])
 
     def all_taken(self):
-        """Whether the peers have read everything that was sent to them."""
+        """Returns true if the peers have read everything that was sent to them."""
         with self._lock:
             return all(fcntl.ioctl(peer, termios.TIOCOUTQ, bytes(4)) == bytes(4) for peer in self._peers)
 
@@ -128,31 +50,93 @@ class WireServer:
         with self._lock:
             return len(self._peers)
 
-    def all_bytes(self):
-        with self._lock:
-            return b"".join(delivery.data for delivery in self.deliveries)
+    def all_text(self, start=0):
+        return "".join(line.text for line in self.record.find("", start))
 
     def die(self):
         """Closes everything; the socket files stay, as after a crash."""
         with self._lock:
             self._ending = True
-            for end in [*self._peers, *self._listeners]:
-                end.close()
-            self._peers.clear()
+            self._close(*self._peers, *self._listeners)
         self._thread.join()
         self._selector.close()
+
+    def _listen(self, path):
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.unlink(missing_ok=True)
+        listener = socket.socket(socket.AF_UNIX)
+        listener.bind(str(path))
+        listener.listen(5)
+        self._selector.register(listener, selectors.EVENT_READ, self._accept)
+        return listener
+
+    def _serve(self):
+        while not self._ending:
+            for key, _ in self._selector.select(0.02):
+                with self._lock:
+                    if key.fileobj in self._peers | self._listeners:  # not closed meanwhile
+                        key.data(key.fileobj)
+
+    def _accept(self, listener):
+        peer = listener.accept()[0]
+        self.connections += 1
+        self._peers.add(peer)
+        self._selector.register(peer, selectors.EVENT_READ, self._read)
+        self._send(peer, self.greeting)
+
+    def _read(self, peer):
+        try:
+            data = peer.recv(65536)
+        except OSError:
+            data = b""
+        if data:
+            self.record.add(data.decode())
+            self._send(peer, self.react(peer, data))
+        else:
+            self._send(peer, [HANG_UP])
+
+    def _send(self, peer, steps):
+        for step in steps:
+            if step is RETIRE:
+                self._close(*self._listeners)
+            elif step is HANG_UP:
+                self._close(peer)
+            else:
+                try:
+                    peer.sendall(step)
+                except OSError:
+                    self._close(peer)
+
+    def _close(self, *ends):
+        for end in ends:
+            if end in self._peers | self._listeners:
+                self._selector.unregister(end)
+                end.close()
+        self._peers.difference_update(ends)
+        self._listeners.difference_update(ends)
+
+
+def answer_all(tag, identifier):
+    """The answers of a service that accepts everything to an element."""
+    if tag == b"GetStatus":
+        return [b'<Status Value="online" RequestData="%d" Server="relay" Version="1"/>' % identifier]
+    if tag in (b"RegisterAgent", b"UnregisterAgent") and identifier:
+        return [b'<RequestResult RequestData="%d" StatusCode="0"/>' % identifier]
+    return []
+
+
+def answer_nothing(_tag, _identifier):
+    return []
 
 
 class WireDaemon(WireServer):
     """The service daemon: serves both pipes below a root."""
 
-    def __init__(self, box, answer=answer_all):
+    def __init__(self, box, answer=answer_all, greeting=()):
         self.answer = answer
-        super().__init__(box.pipes / CLIENT, box.pipes / SERVER)
+        super().__init__(box.pipes / CLIENT, box.pipes / SERVER, greeting=greeting)
 
     def react(self, peer, data):
         for element in ELEMENT.finditer(data):
             identifier = IDENTIFIER.search(element.group(0))
-            answer = self.answer(element.group(1), int(identifier.group(1)) if identifier else 0)
-            if answer is not None:
-                self._send(peer, answer)
+            yield from self.answer(element.group(1), int(identifier.group(1)) if identifier else 0)
