@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Measures the real agent, with each front end: how it starts, and how it idles, connected, with its poll every
-5 seconds and no dialog open."""
+"""Measures the real agent with each front end: how it starts, and how it idles when it is connected, polls every
+5 seconds and has no dialog open."""
 
 import argparse
 import calendar
@@ -24,7 +24,7 @@ def logged_time(line):
 
 
 def start(box, ui):
-    """Starts the agent; returns when it logged its launch and its registration, in milliseconds after."""
+    """Starts the agent; returns how many milliseconds later it logged its launch and its registration."""
     seen = len(box.log.record)
     began = time.time()
     box.start_agent(ui)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks interleaved and sets ours beside its peers: ratios of medians, and the goals."""
+"""Runs the benchmarks interleaved and compares ours with its peers: ratios of medians, and the goals."""
 
 import argparse
 import json
@@ -10,7 +10,7 @@ import subprocess
 import sys
 import tempfile
 
-# The most that ours may take of the peer's time.
+# The largest share of the peer's time that ours may take.
 GOALS = {
     "xml_parse": {"pugixml": 0.50, "rapidxml": 0.85},
     "xml_large": {"pugixml": 0.55},
