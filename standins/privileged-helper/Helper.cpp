@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <sys/socket.h>
@@ -73,6 +74,7 @@ Helper::Helper(host::MainLoop& loop, std::string version)
 Helper::~Helper() {
     watch_.reset();
     runner_.endRuns();
+    // The readers end first, as they add work to the queue and to the tasks.
     for (Session& session : sessions_) {
         session.handler->closeConnection();
         session.reader.join();

@@ -8,6 +8,7 @@
 #include "standins/LocalSocket.h"
 #include "standins/privileged-helper/ServiceJob.h"
 
+#include <functional>
 #include <future>
 #include <list>
 #include <memory>
