@@ -73,6 +73,8 @@ Helper::Helper(host::MainLoop& loop, std::string version)
 
 Helper::~Helper() {
     watch_.reset();
+    // The socket file goes before any peer notices the end, and so cannot be that of a successor.
+    listener_.remove();
     runner_.endRuns();
     // The readers end first, as they add work to the queue and to the tasks.
     for (Session& session : sessions_) {
