@@ -52,7 +52,6 @@ std::string shortened(std::string text) {
 
 void complete(PHProtocolHandler& handler, const std::string& name, const Outcome& outcome,
               const PHMessage& response = {}) {
-    Kvs::OCNSLog("%@ completed with status %d %@", name, outcome.status, outcome.details);
     PHMessage event = {{"Event", "CommandCompleted"}, {"Cmd", name}, {"status", outcome.status}};
     if (!response.is_null()) {
         event["Response"] = response;
@@ -61,6 +60,7 @@ void complete(PHProtocolHandler& handler, const std::string& name, const Outcome
         event["ErrorDetails"] = shortened(outcome.details);
     }
     handler.sendMessage(event);
+    Kvs::OCNSLog("%@ completed with status %d %@", name, outcome.status, outcome.details);
 }
 
 } // namespace
