@@ -6,6 +6,7 @@
 
 #include <charconv>
 #include <csignal>
+#include <cstdio>
 #include <string_view>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -40,6 +41,15 @@ bool runsOurExecutable(const fs::path& entry) {
     }
     return (own.st_dev == other.st_dev && own.st_ino == other.st_ino) ||
            executableOf(entry) == executableOf(kSelf);
+}
+
+/// Returns true for a child of this process. Between its fork and its exec it looks like this process.
+bool isOwnChild(const fs::path& entry) {
+    const auto text = Kvs::fReadFile((entry / "stat").string(), 4096);
+    const auto name = text ? text->rfind(')') : std::string::npos; // the name may hold anything
+    pid_t parent = 0;
+    return name != std::string::npos && std::sscanf(text->c_str() + name, ") %*c %d", &parent) == 1 &&
+           parent == ::getpid();
 }
 
 /// The root that the process serves, by its arguments; empty for the real file system. Nothing when that
@@ -108,7 +118,7 @@ bool ProcessTable::isInstance(pid_t process) const {
     const fs::path entry = entryOf(process);
     struct stat status {};
     return ::stat(entry.c_str(), &status) == 0 && status.st_uid == ::geteuid() && runsOurExecutable(entry) &&
-           rootOf(entry) == root_;
+           rootOf(entry) == root_ && !isOwnChild(entry);
 }
 
 } // namespace kvn::host
