@@ -6,6 +6,7 @@
 
 #include <charconv>
 #include <csignal>
+#include <cstdio>
 #include <string_view>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -42,7 +43,17 @@ bool runsOurExecutable(const fs::path& entry) {
            executableOf(entry) == executableOf(kSelf);
 }
 
-/// The root in the process's arguments; empty for the real file system, nullopt when it cannot be read.
+/// Returns true for a child of this process. Between its fork and its exec it looks like this process.
+bool isOwnChild(const fs::path& entry) {
+    const auto text = Kvs::fReadFile((entry / "stat").string(), 4096);
+    const auto name = text ? text->rfind(')') : std::string::npos; // the name may hold anything
+    pid_t parent = 0;
+    return name != std::string::npos && std::sscanf(text->c_str() + name, ") %*c %d", &parent) == 1 &&
+           parent == ::getpid();
+}
+
+/// The root that the process serves, by its arguments; empty for the real file system. Nothing when that
+/// cannot be known.
 std::optional<fs::path> rootOf(const fs::path& entry) {
     constexpr std::size_t kLongestArguments = std::size_t{2} << 20; // what the system allows by default
     const auto arguments = Kvs::fReadFile((entry / "cmdline").string(), kLongestArguments);
@@ -107,7 +118,7 @@ bool ProcessTable::isInstance(pid_t process) const {
     const fs::path entry = entryOf(process);
     struct stat status {};
     return ::stat(entry.c_str(), &status) == 0 && status.st_uid == ::geteuid() && runsOurExecutable(entry) &&
-           rootOf(entry) == root_;
+           rootOf(entry) == root_ && !isOwnChild(entry);
 }
 
 } // namespace kvn::host

@@ -5,6 +5,8 @@ import signal
 import threading
 import time
 
+from sandbox import wait_until
+
 GREETING = """\
 The agent and its service daemon run below {root}. Try:
 agent menu            prints the agent's menu; agent 6 chooses item 6
@@ -93,7 +95,8 @@ class Console:
         self._learn_daemon_commands()
         self._start("agent")
         if self._ui == "terminal":
-            box.agent.record.wait(r"^status: .*\| server: ", 5)  # it has answered "help" before
+            box.agent.record.wait(r"^status: .*\| server: ", 5)
+            wait_until(lambda: "stop" in self._agent_commands, 5)
         self._greet()
         try:
             self._screen.converse(self._perform, self._words, self._status)

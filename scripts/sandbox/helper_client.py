@@ -2,7 +2,6 @@
 
 import json
 import re
-import select
 import socket
 
 VERSION = re.compile(rb"(<key>CFBundleVersion</key>\s*<string>)([^<]*)(</string>)")
@@ -33,19 +32,9 @@ class HelperClient:
         self._socket.close()
 
     def send(self, message):
-        self.send_bytes(frame(message))
+        self._socket.sendall(frame(message))
 
-    def send_bytes(self, data):
-        self._socket.sendall(data)
-
-    def end_sending(self):
-        self._socket.shutdown(socket.SHUT_WR)
-
-    def hears_nothing(self, seconds):
-        """Returns True if the helper neither sends anything nor closes the connection for that long."""
-        return not select.select([self._socket], [], [], seconds)[0]
-
-    def bytes(self, count):
+    def _bytes(self, count):
         """Returns that many bytes, or fewer at the end of the connection."""
         data = b""
         while len(data) < count:
@@ -60,11 +49,11 @@ class HelperClient:
 
     def receive(self):
         """Returns the next message, or None at the end of the connection."""
-        header = self.bytes(8)
+        header = self._bytes(8)
         if not header:
             return None
         assert re.fullmatch(rb"F71[0-9A-F]{5}", header), header
-        body = self.bytes(int(header[3:], 16))
+        body = self._bytes(int(header[3:], 16))
         assert len(body) < 512, body
         return json.loads(body)
 

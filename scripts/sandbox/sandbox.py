@@ -36,7 +36,6 @@ class Sandbox:
         self.build = pathlib.Path(build).resolve()
         self._listener = listener
         self.daemon = None
-        self.helper = None
         self.agent = None
         self.log = None
         self.helper_log = None
@@ -70,7 +69,7 @@ class Sandbox:
         return self
 
     def __exit__(self, *_):
-        for program in (self.agent, self.helper, self.daemon, self._bus):
+        for program in (self.agent, self.daemon, self._bus):
             if program:
                 program.end()
         self.end_others()
@@ -92,12 +91,8 @@ class Sandbox:
         return Program([program, "--root", self.root, *options], self._listener(name),
                        {**self._environment, **(environment or {})}, columns)
 
-    def start_daemon(self, *options):
-        self.daemon = self._start("daemon", self.build / "standins/service-daemon", *options)
-
-    def start_helper(self, *options):
-        """Starts the helper directly, without an installation."""
-        self.helper = self._start("helper", self.build / "standins/KvnServiceController", *options)
+    def start_daemon(self):
+        self.daemon = self._start("daemon", self.build / "standins/service-daemon")
 
     def start_agent(self, ui, bundle=None, environment=None, columns=None):
         program = (bundle or self.bundle) / "Contents/MacOS/KvnGUIAgent"
@@ -126,8 +121,7 @@ class Sandbox:
 
     def last_lines(self, count):
         """Returns the last lines of each program and each log, behind its name."""
-        heard = (("daemon", self.daemon), ("helper", self.helper), ("helper", self.helper_log),
-                 ("agent", self.agent), ("log", self.log))
+        heard = (("daemon", self.daemon), ("helper", self.helper_log), ("agent", self.agent), ("log", self.log))
         return [f"{name:<7}| {text[:300]}" for name, source in heard if source
                 for text in source.record.tail(count)]
 

@@ -42,7 +42,6 @@ std::string shortened(std::string text) {
 
 void complete(PHProtocolHandler& handler, const std::string& name, const Outcome& outcome,
               const std::optional<PHMessage>& response = std::nullopt) {
-    Kvs::OCNSLog("%@ completed with status %d %@", name, outcome.status, outcome.details);
     const auto details =
         outcome.details.empty() ? std::nullopt : std::optional<PHMessage>(shortened(outcome.details));
     handler.sendMessage({{"Event", "CommandCompleted"},
@@ -50,6 +49,7 @@ void complete(PHProtocolHandler& handler, const std::string& name, const Outcome
                          {"status", outcome.status},
                          {"Response", response},
                          {"ErrorDetails", details}});
+    Kvs::OCNSLog("%@ completed with status %d %@", name, outcome.status, outcome.details);
 }
 
 } // namespace
@@ -62,6 +62,8 @@ Helper::Helper(host::MainLoop& loop, std::string version)
 
 Helper::~Helper() {
     watch_.reset();
+    // The socket file goes before any peer notices the end, and so cannot be that of a successor.
+    listener_.remove();
     runner_.endRuns();
     // The readers end first, as they add work to the queue and to the tasks.
     for (Session& session : sessions_) {

@@ -64,11 +64,12 @@ void ServerPipe::open() {
 }
 
 void ServerPipe::close() {
+    // The socket file goes before any peer notices the end, and so cannot be that of a successor.
+    ::unlink(path_.c_str());
     messenger_->close();
     messenger_->DataReceived.remove(this, &ServerPipe::dataReceived);
     messenger_->ReadError.remove(this, &ServerPipe::readError);
     messenger_.reset();
-    ::unlink(path_.c_str());
 }
 
 bool ServerPipe::send(const std::string& peer, const std::string& bytes) {

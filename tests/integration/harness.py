@@ -13,12 +13,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts/sa
 
 from agent_process import resources_of  # noqa: E402
 from sandbox import Sandbox, wait_until  # noqa: E402
-
-
-def expect(condition, difference):
-    if not condition:
-        raise AssertionError(difference)
-    return condition
+from scenario import expect  # noqa: E402
 
 
 def logged(box, pattern, start=0, count=1, seconds=20):
@@ -50,11 +45,7 @@ def _play(test, build):
                     expect(not program.record.find("Sanitizer|runtime error:"), "a sanitizer reported")
             return True
         except Exception:
-            lines = [traceback.format_exc()]
-            for name, heard in (("daemon", box.daemon), ("helper", box.helper_log), ("agent", box.agent),
-                                ("log", box.log)):
-                lines += [f"{name:<7}| {text[:300]}" for text in (heard.record.tail(30) if heard else ())]
-            print("\n".join(lines), flush=True)
+            print("\n".join([traceback.format_exc(), *box.last_lines(30)]), flush=True)
             return False
 
 

@@ -4,7 +4,7 @@ import json
 import re
 
 from helper_client import frame, version_in
-from installation import HELPER
+from installation import EMBEDDED
 from wire import HANG_UP, WireServer
 
 FRAME = re.compile(rb"F71([0-9A-F]{5})")
@@ -26,7 +26,7 @@ class WireHelper(WireServer):
     `answer` gives what is sent on a command."""
 
     def __init__(self, box):
-        version = version_in(box.bundle / "Contents/Library/LaunchServices" / HELPER)
+        version = version_in(box.bundle / EMBEDDED)
         self.handshake = [frame({"version": version})]
         self.answer = succeed
         self.frames = []  # everything that came, frame by frame

@@ -107,7 +107,7 @@ TEST(LinuxHost, KnowsItsSessionAndUpTime) {
 TEST(LinuxHost, GuardsPrivacyUnderARootOnly) {
     for (const std::string root : {"/nowhere", ""}) {
         Kvs::FSysInfoPaths::setRoot(root);
-        EXPECT_EQ(host::makeHost().privacyPermissions->isGuarded(), !root.empty());
+        EXPECT_EQ(host::makeHost(host::FrontEnd::None).privacyPermissions->isGuarded(), !root.empty());
     }
 }
 
