@@ -13,6 +13,10 @@ import tty
 
 from record import Record
 
+# Held while a program is started or copied: a child has a file that is being written open until it executes
+# another program, and the file cannot be executed so long.
+starting = threading.Lock()
+
 
 class Program:
     """A child process in a session of its own, so that a Ctrl-C at the terminal does not reach it. It prints
@@ -26,9 +30,10 @@ class Program:
         if columns:
             tty.setraw(theirs)
             self.set_columns(columns)
-        self._process = subprocess.Popen(
-            arguments, stdin=subprocess.PIPE, stdout=theirs, stderr=theirs,
-            env={**os.environ, **(environment or {})}, start_new_session=True)
+        with starting:
+            self._process = subprocess.Popen(
+                arguments, stdin=subprocess.PIPE, stdout=theirs, stderr=theirs,
+                env={**os.environ, **(environment or {})}, start_new_session=True)
         os.close(theirs)
         self.pid = self._process.pid
         self._reader = threading.Thread(target=self._read, daemon=True)

@@ -10,7 +10,7 @@ import tempfile
 import time
 
 from installation import HELPER, install
-from programs import LogTail, Program
+from programs import LogTail, Program, starting
 
 def ask(path, command, seconds=5):
     """Sends one command to a control socket and returns the answer's line."""
@@ -61,7 +61,8 @@ class Sandbox:
         self.helper_log = LogTail(logs / "KvnServiceController_*.txt", self._listener("helper"))
         self._job_tail = LogTail(self.job_output, self._listener("daemon"))
         try:
-            install(self)
+            with starting:
+                install(self)
         except OSError:  # above all for want of a build
             self.__exit__()
             raise

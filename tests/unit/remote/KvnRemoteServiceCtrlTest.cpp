@@ -170,5 +170,23 @@ TEST_F(KvnRemoteServiceCtrlTest, APauseThatCannotBeSentIsNotFollowedByAStatusReq
     EXPECT_EQ(receive(service.acceptOne(), next.size()), next);
 }
 
+TEST_F(KvnRemoteServiceCtrlTest, BrokenDeliveriesAreDroppedAndASeriesOfThemLoggedOnce) {
+    FakeService service;
+    EXPECT_EQ(client.requestServiceStatus(1), kSuccess);
+    ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 1; }));
+    for (const std::string broken : {"<Status RequestData=", "\"1\"/>", "<?xml version=\"1.0\"?><Status/>"}) {
+        service.push(broken);
+        // Waits for the first one, so that the others arrive in deliveries of their own.
+        ASSERT_TRUE(waitForLines("dropped what is no message in a delivery of 20 bytes"));
+    }
+    // A message that arrives behind a broken one in the same delivery is dropped with it.
+    EXPECT_TRUE(waitUntil([&] {
+        service.push("<Unknown/> \n<Status RequestData=\"2\"/>");
+        return waitUntil([&] { return env.log.contains("event: "); }, std::chrono::milliseconds(100));
+    }));
+    EXPECT_EQ(env.log.count("dropped what is no message in a delivery of"), 1U);
+    EXPECT_THAT(env.log.linesWith("event: "), testing::Each("event: status 2"));
+}
+
 } // namespace
 } // namespace kvn::test

@@ -5,8 +5,10 @@
 
 #include <csignal>
 #include <ctime>
+#include <future>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 
 namespace kvn::test {
@@ -45,6 +47,23 @@ TEST(PollMainLoop, SleepsWhileNothingIsDue) {
     getrusage(RUSAGE_SELF, &after);
     EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 50); // a few; a tick each millisecond would give 300
     EXPECT_LE(std::clock() - begin, CLOCKS_PER_SEC * 150 / 1000);
+}
+
+TEST(PollMainLoop, WakesForTheTasksOfOtherThreads) {
+    host::PollMainLoop loop;
+    const auto timer = loop.startTimer(1min, [] {}); // would wake a loop that sleeps on
+    const auto begin = steady_clock::now();
+    std::thread other([&] {
+        for (int i = 0; i < 20; ++i) {
+            const auto ran = std::make_shared<std::promise<void>>();
+            loop.post([ran] { ran->set_value(); });
+            ran->get_future().wait(); // meanwhile the loop falls asleep again
+        }
+        loop.quit();
+    });
+    loop.run();
+    other.join();
+    EXPECT_LT(steady_clock::now() - begin, 30s);
 }
 
 int caught = 0;
