@@ -9,7 +9,6 @@ if(KVN_PRECOMPILE)
     if(KVN_BUILD_TESTS)
         add_library(kvs_precompiled_tests OBJECT ${CMAKE_CURRENT_BINARY_DIR}/precompiled.cpp)
         target_link_libraries(kvs_precompiled_tests PRIVATE kvs_options kvs_warnings GTest::gmock)
-        target_precompile_headers(kvs_precompiled_tests PRIVATE <chrono> <filesystem> <fstream> <functional>
-            <gmock/gmock.h> <gtest/gtest.h> <map> <sstream> <thread> <variant>)
+        target_precompile_headers(kvs_precompiled_tests PRIVATE tests/support/Test.h)
     endif()
 endif()

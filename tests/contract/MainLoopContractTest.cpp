@@ -2,14 +2,10 @@
 #include "host/posix/PollMainLoop.h"
 #include "tests/support/ManualMainLoop.h"
 #include "tests/support/PumpUntil.h"
-
-#include <gtest/gtest.h>
-#include <thread>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {
-
-using namespace std::chrono_literals;
 
 /// A main loop, and how a test makes things happen to it.
 struct PollBackend {

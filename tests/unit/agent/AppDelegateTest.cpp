@@ -1,22 +1,13 @@
 #include "agent/AppDelegate.h"
+#include "tests/support/Test.h"
 
 #include "tests/unit/agent/ApplicationFixture.h"
-
-#include <csignal>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace kvn::test {
 namespace {
 
-using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using AppState = AppDelegate::AppState;
 using Event = host::Workspace::Event;
-namespace fs = std::filesystem;
 
 class AppDelegateTest : public Application {
 protected:

@@ -1,18 +1,14 @@
 #include "agent/GUIAgentController.h"
+#include "tests/support/Test.h"
 
 #include "tests/support/FakeService.h"
 #include "tests/unit/agent/ApplicationFixture.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <optional>
 #include <system_error>
 
 namespace kvn::test {
 namespace {
 
-using namespace std::chrono_literals;
-using testing::Contains;
 using Meaning = host::StatusImage::Meaning;
 
 class GUIController : public Application {

@@ -1,9 +1,9 @@
 #include "agent/Options.h"
-
-#include <gtest/gtest.h>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace kvn {
+
+using namespace kvn::test;
 namespace {
 
 std::variant<Options, std::string> parse(std::vector<const char*> arguments) {

@@ -1,18 +1,10 @@
 #include "agent/PermissionDialog.h"
+#include "tests/support/Test.h"
 
 #include "tests/unit/agent/ApplicationFixture.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 namespace kvn::test {
 namespace {
-
-using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 class PermissionDialogTest : public Application {
 protected:

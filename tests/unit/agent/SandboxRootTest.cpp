@@ -1,9 +1,5 @@
 #include "agent/SandboxRoot.h"
-
-#include "tests/support/TemporaryFolder.h"
-
-#include <filesystem>
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {

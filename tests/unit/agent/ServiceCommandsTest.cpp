@@ -1,17 +1,11 @@
 #include "agent/GUIAgentController.h"
+#include "tests/support/Test.h"
 
 #include "tests/support/FakeHelper.h"
 #include "tests/unit/agent/ApplicationFixture.h"
 
-#include <algorithm>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 namespace kvn::test {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr char kHelperId[] = "com.korvane.remote.KvnServiceController";
 

@@ -1,10 +1,7 @@
 #include "basic/FFLocalizedText.h"
+#include "tests/support/Test.h"
 
 #include "tests/support/AgentEnvironment.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <thread>
 
 namespace kvn::test {
 namespace {

@@ -1,14 +1,11 @@
 #include "basic/SystemSleepMonitor.h"
 #include "core/logging/CNSLog.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/ManualMainLoop.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {
 
-using namespace std::chrono_literals;
 using host::PowerManagement;
 using Kvs::CNSLog;
 

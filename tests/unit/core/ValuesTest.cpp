@@ -3,17 +3,11 @@
 #include "core/text/FGUID.h"
 #include "core/text/FMStr.h"
 #include "core/time/FTime.h"
-
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <cstdint>
-#include <limits>
-#include <string>
-#include <unistd.h>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace {
+
+using namespace kvn::test;
 
 using namespace Kvs;
 

@@ -1,4 +1,5 @@
 #include "remote/KvnRemoteServiceCtrl.h"
+#include "tests/support/Test.h"
 
 #include "core/logging/CNSLog.h"
 #include "core/system/FileDescriptor.h"
@@ -6,10 +7,6 @@
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeService.h"
 
-#include <cstring>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/un.h>
 
 namespace kvn::test {
@@ -18,7 +15,6 @@ namespace {
 using Kvs::kFailure;
 using Kvs::kSuccess;
 using Kvs::KvnRemoteServiceCtrl;
-using testing::ElementsAre;
 
 constexpr char kLaunched[] =
     "<ClientLauched ProcessID=\"42\" SessionID=\"7\" UserID=\"a&amp;b\" RequestData=\"0\"></ClientLauched>";

@@ -1,11 +1,9 @@
 #include "remote/ServiceMessages.h"
+#include "tests/support/Test.h"
 
 #include "remote/platform/OFRRecords.h"
 #include "remote/xml/FEncXmlDocument.h"
 #include "tests/support/AgentEnvironment.h"
-
-#include <gtest/gtest.h>
-#include <limits>
 
 namespace kvn::test {
 namespace {

@@ -1,17 +1,10 @@
 #include "core/events/FEvent.h"
 #include "core/events/FExecutor.h"
-#include "tests/support/WaitUntil.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <functional>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace {
+
+using namespace kvn::test;
 
 using namespace Kvs;
 

@@ -1,18 +1,13 @@
 #include "core/logging/LineFormat.h"
 #include "core/logging/OCFormat.h"
 #include "core/text/FGStr.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 #include <cstdarg>
-#include <cstdint>
-#include <cstdio>
-#include <limits>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace {
+
+using namespace kvn::test;
 
 using namespace Kvs;
 

@@ -1,23 +1,13 @@
 #include "core/base/Errors.h"
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FLoggable.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <sstream>
-#include <string>
-#include <sys/resource.h>
-#include <thread>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace {
 
+using namespace kvn::test;
+
 using namespace Kvs;
-using kvn::test::readFile;
-using kvn::test::writeFile;
 
 const std::string kHeader = "---- Alle Zeiten in UTC / all times are UTC ----\n";
 

@@ -2,33 +2,14 @@
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"
 #include "core/system/FSysInfoPaths.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/WaitUntil.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <fcntl.h>
-#include <filesystem>
-#include <string>
-#include <thread>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace {
 
-using namespace Kvs;
-using kvn::test::CapturedLog;
-using kvn::test::readFile;
-using kvn::test::TemporaryFolder;
-using kvn::test::writeFile;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::MatchesRegex;
+using namespace kvn::test;
 
-namespace fs = std::filesystem;
+using namespace Kvs;
+using testing::MatchesRegex;
 
 class CNSLogTest : public testing::Test {
 protected:

@@ -1,7 +1,5 @@
+#include "tests/support/Test.h"
 #include "tests/unit/core/messenger/PipeFixture.h"
-
-#include <atomic>
-#include <thread>
 
 namespace kvn::test {
 namespace {

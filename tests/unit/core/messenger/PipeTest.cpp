@@ -1,13 +1,7 @@
+#include "tests/support/Test.h"
 #include "tests/unit/core/messenger/PipeFixture.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <list>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace kvn::test {
 namespace {

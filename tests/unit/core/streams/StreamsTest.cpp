@@ -1,9 +1,5 @@
 #include "core/streams/FIOGFile.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/WaitUntil.h"
-
-#include <atomic>
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {

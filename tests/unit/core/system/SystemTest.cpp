@@ -4,28 +4,13 @@
 #include "core/system/PosixDifferences.h"
 #include "core/system/ReadFile.h"
 #include "core/system/WakePipe.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstdlib>
-#include <fcntl.h>
-#include <filesystem>
-#include <poll.h>
-#include <string>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <thread>
-#include <unistd.h>
-#include <utility>
+#include "tests/support/Test.h"
 
 namespace {
 
+using namespace kvn::test;
+
 using namespace Kvs;
-using kvn::test::TemporaryFolder;
-using kvn::test::writeFile;
 
 TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
     const std::pair<const char*, std::string> cases[] = {

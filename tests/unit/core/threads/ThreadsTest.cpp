@@ -1,20 +1,12 @@
 #include "core/threads/FThread.h"
 #include "core/threads/FThreadCondition.h"
-#include "tests/support/WaitUntil.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <thread>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace {
 
+using namespace kvn::test;
+
 using namespace Kvs;
-using kvn::test::waitUntil;
 
 /// Runs a function and counts itself while it lives.
 class Work : public FInvokable<void> {

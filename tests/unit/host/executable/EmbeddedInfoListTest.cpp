@@ -1,16 +1,9 @@
 #include "host/executable/EmbeddedInfoList.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/AppBundle.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
-#include <algorithm>
 #include <bit>
-#include <cerrno>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <limits>
-#include <sys/stat.h>
 
 namespace kvn::test {
 namespace {

@@ -5,24 +5,12 @@
 #include "host/posix/AppBundle.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/PumpUntil.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/WaitUntil.h"
-
-#include <cerrno>
-#include <csignal>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {
 
-namespace fs = std::filesystem;
 using host::Error;
 using host::PrivilegedJobs;
 using host::PropertyValue;

@@ -4,12 +4,9 @@
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/SandboxPrivacy.h"
 #include "host/plist/XmlPropertyList.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <unistd.h>
 
 namespace kvn::test {
 namespace {

@@ -1,8 +1,7 @@
 #include "host/linux/LogindConsoleUser.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/Test.h"
 
-#include <atomic>
 #include <sdbus-c++/IObject.h>
 
 namespace kvn::test {

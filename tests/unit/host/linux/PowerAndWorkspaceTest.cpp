@@ -1,15 +1,9 @@
 #include "host/linux/LinuxPowerManagement.h"
 #include "host/linux/LinuxWorkspace.h"
 #include "host/posix/SpawnPlan.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/PrivateBus.h"
-#include "tests/support/WaitUntil.h"
+#include "tests/support/Test.h"
 
-#include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <gtest/gtest.h>
-#include <poll.h>
 #include <sdbus-c++/IObject.h>
 
 namespace kvn::test {

@@ -1,17 +1,13 @@
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
 #include "tests/support/PumpUntil.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
-#include <csignal>
-#include <gtest/gtest.h>
 #include <set>
-#include <sstream>
 
 namespace kvn::test {
 namespace {
 
-namespace fs = std::filesystem;
 using Arguments = std::vector<std::string>;
 using Pids = std::set<pid_t>; // 0 stands for the asking process
 

@@ -1,10 +1,9 @@
 #include "host/linux/SessionBusNotifications.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/ManualMainLoop.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/Test.h"
 
-#include <cstdlib>
 #include <sdbus-c++/IObject.h>
 
 namespace kvn::test {

@@ -1,10 +1,7 @@
 #include "host/plist/XmlPropertyList.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 #include <locale>
-#include <sstream>
-#include <string>
 
 namespace kvn::test {
 namespace {

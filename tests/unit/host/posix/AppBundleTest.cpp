@@ -1,11 +1,7 @@
 #include "host/posix/AppBundle.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/StringsTable.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <filesystem>
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {

@@ -1,13 +1,6 @@
 #include "host/posix/SystemTime.h"
 #include "host/posix/ThreadWorkQueue.h"
-#include "tests/support/WaitUntil.h"
-
-#include <algorithm>
-#include <atomic>
-#include <gtest/gtest.h>
-#include <memory>
-#include <thread>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {

@@ -1,20 +1,14 @@
 #include "host/posix/PollMainLoop.h"
 #include "core/system/WakePipe.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/PumpUntil.h"
+#include "tests/support/Test.h"
 
-#include <csignal>
 #include <ctime>
 #include <future>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <thread>
-#include <unistd.h>
 
 namespace kvn::test {
 namespace {
 
-using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
 TEST(PollMainLoop, SkipsTheTicksThatItMissed) {

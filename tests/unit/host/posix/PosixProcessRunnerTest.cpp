@@ -2,22 +2,8 @@
 #include "core/system/WakePipe.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/ToolScriptRunner.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/PumpUntil.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/WaitUntil.h"
-
-#include <algorithm>
-#include <cerrno>
-#include <csignal>
-#include <fcntl.h>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {

@@ -1,10 +1,9 @@
 #include "host/terminal/DialogControls.h"
 #include "host/terminal/DialogLayout.h"
 #include "host/terminal/TextLayout.h"
+#include "tests/support/Test.h"
 
-#include <cstdlib>
 #include <ctime>
-#include <gtest/gtest.h>
 
 namespace kvn::test {
 namespace {

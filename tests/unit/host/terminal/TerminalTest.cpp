@@ -1,4 +1,5 @@
 #include "host/terminal/Terminal.h"
+#include "tests/support/Test.h"
 
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
@@ -11,13 +12,7 @@
 #include "tests/support/FakePrivilegedJobs.h"
 #include "tests/support/ManualMainLoop.h"
 
-#include <csignal>
-#include <cstdlib>
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/ioctl.h>
-#include <unistd.h>
 
 namespace kvn::test {
 namespace {

@@ -1,20 +1,15 @@
 #include "privileged-helper/client/PHAgentClient.h"
+#include "tests/support/Test.h"
 
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeHelper.h"
 #include "tests/support/FakePrivilegedJobs.h"
 #include "tests/support/FakeSleeper.h"
 
-#include <atomic>
-#include <gmock/gmock.h>
-#include <thread>
-
 namespace kvn::test {
 namespace {
 
-using testing::ElementsAre;
 using Texts = std::vector<std::string>;
-using namespace std::chrono_literals;
 
 const char* const kPath = "Library/LaunchServices/helper";
 const char* const kInstalledTool = "/Library/PrivilegedHelperTools/helper";

@@ -1,10 +1,10 @@
 #include "privileged-helper/client/PHClientProtocolHandler.h"
+#include "tests/support/Test.h"
 
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeHelper.h"
 #include "tests/support/FakeSleeper.h"
 
-#include <csignal>
 #include <sys/time.h>
 
 namespace kvn::test {

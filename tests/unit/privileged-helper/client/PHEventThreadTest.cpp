@@ -1,12 +1,8 @@
 #include "privileged-helper/client/PHEventThread.h"
+#include "tests/support/Test.h"
 
-#include "tests/support/CapturedLog.h"
 #include "tests/support/ManualMainLoop.h"
 #include "tests/unit/privileged-helper/SocketPair.h"
-
-#include <atomic>
-#include <thread>
-#include <vector>
 
 namespace kvn::test {
 namespace {

@@ -1,14 +1,7 @@
 #include "privileged-helper/shared/PHProtocolHandler.h"
+#include "tests/support/Test.h"
 
-#include "tests/support/CapturedLog.h"
-#include "tests/support/WaitUntil.h"
 #include "tests/unit/privileged-helper/SocketPair.h"
-
-#include <atomic>
-#include <cerrno>
-#include <fcntl.h>
-#include <thread>
-#include <vector>
 
 namespace kvn::test {
 namespace {

@@ -1,14 +1,11 @@
 #include "remote/platform/AgentController.h"
+#include "tests/support/Test.h"
 
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeService.h"
 
-#include <gtest/gtest.h>
-
 namespace kvn::test {
 namespace {
-
-using namespace std::chrono_literals;
 
 struct RecordingDelegate : AgentControllerDelegate {
     void notifyServiceStatus(const OFRServiceInfo* info) override {

@@ -1,8 +1,9 @@
 #include "remote/platform/ClientArguments.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 namespace kvn {
+
+using namespace kvn::test;
 namespace {
 
 TEST(ClientArguments, AreSplitOutsideQuotesAndRewritten) {

@@ -1,17 +1,12 @@
 #include "remote/platform/RemoteServiceConnector.h"
+#include "tests/support/Test.h"
 
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeService.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 namespace kvn::test {
 namespace {
 
-using namespace std::chrono_literals;
-using testing::_;
-using testing::ElementsAre;
 using testing::Return;
 
 struct MockDelegate : RemoteServiceConnectorDelegate {

@@ -1,16 +1,12 @@
 #include "remote/xml/FEncXmlDocument.h"
+#include "tests/support/Test.h"
 
 #include "core/text/FGStr.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <string_view>
-
 namespace {
 
-using namespace std::string_literals;
+using namespace kvn::test;
+
 using Kvs::FEncXmlDocument;
 using Kvs::FEncXmlNode;
 

@@ -1,15 +1,12 @@
 #include "remote/xml/FEncXml.h"
+#include "tests/support/Test.h"
 
 #include "remote/xml/FEncXmlDocument.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-
 namespace {
 
-using namespace std::string_literals;
+using namespace kvn::test;
+
 using Kvs::FEncXml;
 using Kvs::FMStr;
 

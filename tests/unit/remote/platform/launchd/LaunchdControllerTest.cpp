@@ -2,12 +2,8 @@
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
 #include "tests/support/AgentEnvironment.h"
+#include "tests/support/Test.h"
 #include "tests/unit/remote/FakeMachine.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace kvn::test {
 namespace {

@@ -1,14 +1,12 @@
 #include "remote/platform/launchd/LoginSessionMonitor.h"
 #include "remote/platform/launchd/MacRoman.h"
 #include "tests/support/AgentEnvironment.h"
+#include "tests/support/Test.h"
 #include "tests/unit/remote/FakeMachine.h"
-
-#include <gtest/gtest.h>
 
 namespace kvn::test {
 namespace {
 
-using namespace std::chrono_literals;
 using Outcome = host::ProcessRunner::Outcome;
 using Lines = std::vector<std::string>;
 

@@ -1,22 +1,12 @@
 #include "core/system/FileDescriptor.h"
-#include "tests/support/WaitUntil.h"
+#include "tests/support/Test.h"
 #include "tests/unit/remote/platform/settings/SettingsFixture.h"
 
-#include <csignal>
-#include <cstdlib>
-#include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 
 namespace kvn::test {
 namespace {
 
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using Number = RemoteAppSuitePrefs::Number;
 
 class RemoteAppSuitePrefsTest : public SettingsFixture {

@@ -2,14 +2,11 @@
 #include "core/base/Errors.h"
 #include "core/text/FGStr.h"
 #include "remote/FXmlConfigFile.h"
+#include "tests/support/Test.h"
 #include "tests/unit/remote/platform/settings/SettingsFixture.h"
 
 namespace kvn::test {
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 class RemoteServiceSettingsTest : public SettingsFixture {
 protected:
