@@ -54,7 +54,7 @@ protected:
         std::error_code none;
         return static_cast<std::size_t>(std::distance(fs::directory_iterator(root_ + folder, none), {}));
     }
-    /// Makes it impossible to install, for root too, until somebody removes the file in the way.
+    /// Makes it impossible to install, for root too, until the file in the way is removed.
     void blockFolders() const { writeFile(root_ + "/Library", "in the way"); }
     void makePkexec(const std::string& body) const {
         writeFile(root_ + "/usr/bin/pkexec", "#!/bin/sh\ncd '" + root_ + "'\n" + body + "\n");
@@ -138,7 +138,8 @@ TEST_F(LinuxPrivilegedJobs, RefusesOtherPrograms) {
     const std::string fifo = folder_.file("fifo"); // must not make anyone wait for a writer
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     EXPECT_EQ(installation.bless(fifo, kLabel, std::nullopt).value_or(Error{}).code, EINVAL);
-    const uid_t owner = geteuid() == 0 ? 12346 : geteuid(); // root's programs are anybody's to install
+    const uid_t owner =
+        geteuid() == 0 ? 12346 : geteuid(); // a program of root's may be installed for every owner
     ASSERT_EQ(chown(source_.c_str(), owner, getegid()), 0);
     EXPECT_EQ(installation.bless(source_, kLabel, owner + 1).value_or(Error{}).code, EPERM);
     EXPECT_EQ(installation.bless(source_, std::string(kLabel) + "/", owner).value_or(Error{}).code, EINVAL);

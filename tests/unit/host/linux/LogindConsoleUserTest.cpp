@@ -55,7 +55,7 @@ TEST(LogindConsoleUser, FollowsTheForegroundSession) {
     const CapturedLog log;
     PrivateBus bus;
     EXPECT_EQ(host::LogindConsoleUser(bus.loop()).current().name, std::nullopt);
-    bus.start(); // with nobody on it
+    bus.start(); // without services
     EXPECT_EQ(host::LogindConsoleUser(bus.loop()).current().name, std::nullopt);
     EXPECT_EQ(log.lines().size(), 2U);
 

@@ -49,7 +49,7 @@ public:
         manager_->emitSignal("PrepareForSleep").onInterface(kManager).withArguments(goesToSleep);
     }
 
-    /// Returns true if nobody holds the latest inhibitor any more. Not while one is being taken.
+    /// Returns true if the latest inhibitor has been released. Not while one is being taken.
     bool inhibitorReleased() const {
         pollfd end{inhibitor_.get(), POLLIN, 0};
         return poll(&end, 1, 0) == 1;
@@ -170,7 +170,7 @@ TEST_F(LinuxPowerManagement, FailsQuicklyWithoutServices) {
     EXPECT_EQ(declareActivity(), ENOTCONN);
     EXPECT_FALSE(registerForPower());
 
-    bus_.start(); // a bus, with nobody on it
+    bus_.start(); // a bus without services
     EXPECT_EQ(declareActivity(), ENOTSUP);
     EXPECT_FALSE(registerForPower());
     bus_.freeze(); // the connection stands, but no answer comes
@@ -202,7 +202,7 @@ TEST_F(LinuxPowerManagement, OutlivesItsBus) {
     EXPECT_TRUE(registerForPower());
 }
 
-TEST(LinuxWorkspace, HoldsASleepUpUntilItsObserverReturns) {
+TEST(LinuxWorkspace, DelaysASleepUntilItsObserverReturns) {
     PrivateBus bus;
     CapturedLog log;
     host::PollMainLoop unused;

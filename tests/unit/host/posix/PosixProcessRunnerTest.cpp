@@ -66,7 +66,7 @@ TEST_F(PosixProcessRunner, GivesTheChildACleanStart) {
     signal(SIGPIPE, SIG_DFL);
 }
 
-TEST_F(PosixProcessRunner, TellsWhyAProgramDoesNotStart) {
+TEST_F(PosixProcessRunner, ReportsWhyAProgramDoesNotStart) {
     writeFile(folder_.file("plain"), "text");
     for (const auto& [path, code] : {std::pair(folder_.file("missing"), ENOENT),
                                      {folder_.file("plain"), EACCES},
@@ -98,7 +98,7 @@ TEST_F(PosixProcessRunner, ReapsWhatManyThreadsLaunch) {
         });
     }
     std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
-    // No child is left, not even a zombie: nobody else has any here.
+    // No child is left, not even a zombie: this process has no others.
     EXPECT_TRUE(pumpUntil(loop_, [] { return waitpid(-1, nullptr, WNOHANG) < 0; }));
 }
 
