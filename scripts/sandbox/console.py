@@ -96,6 +96,7 @@ class Console:
         self._start("agent")
         if self._ui == "terminal":
             box.agent.record.wait(r"^status: .*\| server: ", 5)
+            box.daemon.record.wait(r"-> \d+ <Status ", 5)
             wait_until(lambda: "stop" in self._agent_commands, 5)
         self._greet()
         try:
@@ -104,13 +105,12 @@ class Console:
             self._ending = True
         return 0
 
-    def _say(self, text):
-        self._screen.show("run", text)
+    def _say(self, *texts):
+        self._screen.show("run", *texts)
 
     def _greet(self):
-        for line in GREETING.format(root=self._box.root).splitlines():
-            if self._ui == "terminal" or not line.startswith("agent "):
-                self._say(line)
+        lines = GREETING.format(root=self._box.root).splitlines()
+        self._say(*(line for line in lines if self._ui == "terminal" or not line.startswith("agent ")))
 
     # What is heard
 
@@ -126,7 +126,7 @@ class Console:
         self._screen.show(name, text)
 
     def _cut(self, text):
-        """The beginning of a long message; the whole one is for who reads the log, or a pipe."""
+        """Shortens a message to one line of a terminal."""
         columns = self._screen.columns
         return text[:columns - 3] + "..." if columns and len(text) > columns else text
 
@@ -172,8 +172,7 @@ class Console:
         elif verb == "status":
             self._say(self._status())
         elif verb == "help":
-            for text in HELP.splitlines():
-                self._say(text)
+            self._say(*HELP.splitlines())
         elif verb in USAGE:
             self._say("usage: " + USAGE[verb])
         elif verb:

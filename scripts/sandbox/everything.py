@@ -168,7 +168,7 @@ class Everything(AgentScenario):
         self._logged("Ignoring notification: com.korvane.remote.PermissionInfo")
         self._say("close")
         self._printed("^ok")
-        return "the permission dialog opened a third time only from the menu; the login window's agent was heard"
+        return "the permission dialog opened a third time only from the menu; the agent ignored the login window's answer"
 
     def replace_first_instance(self):
         box = self._box

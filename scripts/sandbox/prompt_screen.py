@@ -63,15 +63,14 @@ class PromptScreen(PlainScreen):
         """How wide a text may be."""
         return max(20, shutil.get_terminal_size().columns - NAME_WIDTH - 2)
 
-    def show(self, name, text):
+    def _formatted(self, name, text):
         first, *others = fold(text.expandtabs(), self.columns)
         if name == "log":
             first, others = self._coloured(first, GREY), [self._coloured(line, GREY) for line in others]
         gutter = self._coloured("| ", GREY)
         lines = [self._coloured(f"{name:<{NAME_WIDTH}}", COLOURS.get(name, GREY)) + gutter + first,
                  *(" " * NAME_WIDTH + gutter + line for line in others)]
-        with self._printing:
-            print("\n".join(lines), flush=True)
+        return "\n".join(lines)
 
     def _end(self, prompt, number):
         """Ends the program on a signal, with the terminal as it was before the prompt."""

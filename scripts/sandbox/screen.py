@@ -16,10 +16,13 @@ class PlainScreen:
     def __init__(self):
         self._printing = threading.Lock()
 
-    def show(self, name, text):
-        """Prints one line behind the name of the program that said it. May be called on any thread."""
+    def show(self, name, *texts):
+        """Prints lines together, behind the name of the program that said them. May be called on any thread."""
         with self._printing:
-            print(f"{name:<{NAME_WIDTH}}| {text}", flush=True)
+            print("\n".join(self._formatted(name, text) for text in texts), flush=True)
+
+    def _formatted(self, name, text):
+        return f"{name:<{NAME_WIDTH}}| {text}"
 
     def converse(self, perform, words, status):
         """Calls `perform` with each line that is typed, until it returns False or the input ends."""
