@@ -50,9 +50,6 @@ class WireServer:
         with self._lock:
             return len(self._peers)
 
-    def all_text(self, start=0):
-        return "".join(line.text for line in self.record.find("", start))
-
     def die(self):
         """Closes everything; the socket files stay, as after a crash."""
         with self._lock:
@@ -122,10 +119,6 @@ def answer_all(tag, identifier):
         return [b'<Status Value="online" RequestData="%d" Server="relay" Version="1"/>' % identifier]
     if tag in (b"RegisterAgent", b"UnregisterAgent") and identifier:
         return [b'<RequestResult RequestData="%d" StatusCode="0"/>' % identifier]
-    return []
-
-
-def answer_nothing(_tag, _identifier):
     return []
 
 

@@ -93,14 +93,12 @@ public:
     }
     void announce(Event event) { handler_(event); }
 
-    bool fails = false;
     std::vector<std::string> opened;
 
 private:
     void open(const std::string& what, const Completion& completion) {
         opened.push_back(what);
-        completion(fails ? std::optional(host::Error{"posix", 2, "No such file or directory"})
-                         : std::nullopt);
+        completion(std::nullopt);
     }
 
     std::function<void(Event)> handler_;
@@ -108,15 +106,14 @@ private:
 
 class FakeHotKeys : public host::HotKeys {
 public:
-    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), result; }
+    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), 0; }
     std::int32_t registerHotKey(const Key& asked, Reference& reference) override {
         key = asked;
         reference = 7;
-        return result;
+        return 0;
     }
     void unregisterHotKey(Reference) override {}
 
-    std::int32_t result = 0;
     Handler handler;
     Key key{};
 };
