@@ -21,9 +21,9 @@ def resources_of(pid):
     return len(list((process / "fd").iterdir())), len(list((process / "task").iterdir()))
 
 
-def logged(box, pattern, start=0, count=1, seconds=20):
+def logged(box, pattern, start=0):
     """Waits for a line of the agent's log."""
-    return expect(box.log.record.wait(pattern, seconds, start, count), f"not in the log: {pattern}")
+    return expect(box.log.record.wait(pattern, 20, start), f"not in the log: {pattern}")
 
 
 def returns_to(box, former):

@@ -6,7 +6,6 @@
 #include "host/UserInterface.h"
 #include "host/WorkQueue.h"
 
-#include <deque>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
@@ -187,28 +186,22 @@ public:
         const std::lock_guard<std::mutex> guard(mutex_);
         jobs_.push_back(std::move(job));
     }
-    int runAll() {
-        int count = 0;
-        while (const Job job = take()) {
-            job();
-            ++count;
+    /// Returns how many there were.
+    std::size_t runAll() {
+        std::vector<Job> jobs;
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            jobs.swap(jobs_);
         }
-        return count;
+        for (const Job& job : jobs) {
+            job();
+        }
+        return jobs.size();
     }
 
 private:
-    Job take() {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        if (jobs_.empty()) {
-            return nullptr;
-        }
-        Job job = std::move(jobs_.front());
-        jobs_.pop_front();
-        return job;
-    }
-
     std::mutex mutex_;
-    std::deque<Job> jobs_;
+    std::vector<Job> jobs_;
 };
 
 } // namespace kvn::test

@@ -69,12 +69,11 @@ TEST_F(AppDelegateTest, ASystemWithoutGuardedPrivacyHasNoPermissions) {
     env.loop.advance(1min);
     EXPECT_FALSE(app.commands().contains("permissions"));
     EXPECT_EQ(ui.permissions.shows, 0);
-    EXPECT_EQ(toolQueue.runAll(), 0);
+    EXPECT_EQ(toolQueue.runAll(), 0U);
     EXPECT_FALSE(env.log.contains("ermission") || env.log.contains("capture"));
 }
 
 TEST_F(AppDelegateTest, TheStateFollowsTheReportTheAgeAndTheLastStart) {
-    instances.processes = {getpid(), 4711, 4712};
     launch();
     const struct {
         std::chrono::milliseconds age;
@@ -100,8 +99,17 @@ TEST_F(AppDelegateTest, TheStateFollowsTheReportTheAgeAndTheLastStart) {
         EXPECT_EQ(update(ServiceState{c.reported}), ServiceState{c.shown}) << c.reported;
         EXPECT_THAT(menu(), HasSubstr(c.items)) << c.reported;
     }
+}
+
+TEST_F(AppDelegateTest, EndsOneOtherInstanceOnceTheServiceWasSeenOnline) {
+    instances.processes = {getpid(), 4711, 4712};
+    launch();
+    update(ServiceState::Online);
+    env.loop.advance(499ms);
     EXPECT_THAT(instances.terminated, IsEmpty());
-    env.loop.advance(500ms); // after the first of two reports that the service is online
+    env.loop.advance(1ms);
+    update(ServiceState::Online);
+    env.loop.advance(1s);
     EXPECT_THAT(instances.terminated, ElementsAre(4711));
 }
 

@@ -82,17 +82,33 @@ TEST_F(GUIController, ShowsEveryAnswerAndLogsAChangeOfStateOnce) {
     EXPECT_TRUE(waitUntil([&] { return service.count("<RebootSystem />") == 1; }));
 }
 
-TEST_F(GUIController, KeepsTheRemoteAccessIntervalWhereItMayBeChanged) {
+TEST_F(GUIController, KeepsWhatChangedWhenTheDialogCloses) {
+    const std::string policy =
+        Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/config/KorvaneRemoteservice";
+    fs::create_directories(policy);
+    writeFile(policy + "/settings.xml", "<Settings><EnableTransferLog>0</EnableTransferLog></Settings>");
     env.preferences.setString("2026-07-23T10:00:00", "RemoteAccessIntervalBegin");
     env.preferences.setString("2026-07-24T10:00:00", "RemoteAccessIntervalEnd");
     env.settings.updateSettings();
     app.mainController().showPreferences();
     EXPECT_EQ(ui.dialog.place.height, 264);
+    const auto boxes = ui.dialog.all<host::DialogCheckBox>();
     const auto dates = ui.dialog.all<host::DialogDate>();
-    ASSERT_EQ(dates.size(), 2U);
+    ASSERT_TRUE(boxes.size() == 3 && dates.size() == 2);
+    boxes[0].onChange(true);
+    const bool sessionLog = env.settings.sessionLogEnabled();
+    boxes[1].onChange(!sessionLog);
+    boxes[2].onChange(true);
+    ui.dialog.all<host::DialogFolder>().at(0).onChange("/var/tmp/sessions");
     EXPECT_EQ((dates[1].date - dates[0].date) / 1h, 24);
     dates[1].onChange(dates[1].date + 24h);
+    EXPECT_FALSE(env.settings.showStatusBarMenu());
     ui.dialog.close();
+    EXPECT_TRUE(env.settings.transferLogEnabled());
+    EXPECT_EQ(env.settings.sessionLogEnabled(), !sessionLog);
+    EXPECT_TRUE(env.settings.showStatusBarMenu());
+    EXPECT_NE(ui.bar.menu, nullptr);
+    EXPECT_EQ(env.settings.sessionLogPath(), "/var/tmp/sessions");
     EXPECT_TRUE(env.settings.remoteAccessIntervalEnd() == dates[1].date + 24h);
 }
 
