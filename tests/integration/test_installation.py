@@ -53,7 +53,7 @@ def read_entry(path):
     return values, values["Exec"].replace("%%", "%")
 
 
-def it_is_installed_and_runs_and_goes(box):
+def it_is_installed_and_runs_and_is_uninstalled(box):
     prefix = box.root / 'in $1 "100%" `x`'
     with installed(box, prefix) as uninstall:
         tables = [path.relative_to(SOURCES) for path in SOURCES.glob("resources/*.lproj/*")]
@@ -98,4 +98,4 @@ def it_is_installed_and_runs_and_goes(box):
         expect(content(staging) == wanted, f"left are {content(staging)}")
 
 
-main([it_is_installed_and_runs_and_goes])
+main([it_is_installed_and_runs_and_is_uninstalled])

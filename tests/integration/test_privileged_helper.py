@@ -15,12 +15,12 @@ OLD = frame({"version": "0.0.9"})
 
 
 class UnfitHelper(WireServer):
-    """Serves the helper's socket until it is asked for its version. It answers that with `handshake`, and is the last
-    of its kind: nobody else can connect to it."""
+    """Serves the helper's socket until a peer asks for its version. It answers that with `handshake`, and then no
+    other peer can connect."""
 
     def __init__(self, box, handshake, greeting=()):
         self._answers = {VERSION: [RETIRE, *handshake], BYE: [HANG_UP]}
-        self.faults = []  # what is not a frame that it expects
+        self.faults = []  # what came and is none of the two frames
         super().__init__(box.helper_socket, greeting=greeting)
 
     def react(self, _peer, data):

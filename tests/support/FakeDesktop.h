@@ -117,7 +117,7 @@ public:
     Key key{};
 };
 
-/// A front end that speaks in words.
+/// A front end that keeps what it is told.
 class FakeUserInterface : public host::UserInterface {
 public:
     FakeStatusBar& statusBar() override { return bar; }
@@ -179,7 +179,7 @@ public:
     int prompts = 0;
 };
 
-/// Runs jobs when the test says so, on its thread.
+/// Runs jobs on the test's thread, when the test says so.
 class ManualWorkQueue : public host::WorkQueue {
 public:
     void post(Job job) override {

@@ -34,6 +34,8 @@ protected:
                      <KeyPair key="TRAY_STATUS_MNU_STOPCLIENT" value="stop"/></Language></L>)");
         app.applicationDidFinishLaunching();
     }
+    static constexpr char kMenuWithoutPermissions[] = "Service Logs - Prefs - [start] [stop] - Hide";
+
     ServiceState update(ServiceState state) {
         return app.updateAppState(AppDelegate::AppState::NotOnline, state);
     }
@@ -46,6 +48,7 @@ TEST_F(AppDelegateTest, TheMenuIsHiddenUntilTheHotKeyOrTheUserShowsIt) {
     EXPECT_EQ(ui.bar.menu, nullptr); // the settings say so
     EXPECT_EQ(menu(), "Service Logs - Prefs - PermissionsMenuItem - [start] [stop] - Hide");
     std::get<host::MenuItem>(ui.bar.menu->back()).action();
+    EXPECT_FALSE(env.log.contains("HotKey"));
     EXPECT_EQ(ui.keys.key.code, 126U);
     EXPECT_EQ(ui.keys.key.modifiers, 0x1100U);
     EXPECT_EQ(ui.keys.handler(host::HotKeys::kReleased), 0);
@@ -61,10 +64,16 @@ TEST_F(AppDelegateTest, TheMenuIsHiddenUntilTheHotKeyOrTheUserShowsIt) {
     EXPECT_EQ(ui.dialog.title, "SettingsDialogTitle");
 }
 
+TEST_F(AppDelegateTest, AnOldSystemHasNoPermissionsItem) {
+    env.system.release = {10, 13, 6};
+    launch();
+    EXPECT_EQ(menu(), kMenuWithoutPermissions);
+}
+
 TEST_F(AppDelegateTest, ASystemWithoutGuardedPrivacyHasNoPermissions) {
     privacy.guarded = false;
     launch();
-    EXPECT_EQ(menu(), "Service Logs - Prefs - [start] [stop] - Hide");
+    EXPECT_EQ(menu(), kMenuWithoutPermissions);
     app.mainController().showPermissions();
     env.loop.advance(1min);
     EXPECT_FALSE(app.commands().contains("permissions"));

@@ -87,6 +87,7 @@ TEST_F(ServiceCommands, TellFailuresOfTheHelper) {
                  {"Response", PHMessage::parse(R"({"requestId":99,"result":{"a":1}})")}});
     EXPECT_TRUE(env.loop.runUntil(
         [&] { return env.log.contains("Received response: {\"a\":1} for unknown request: 99"); }));
+    EXPECT_THAT(ui.messages, SizeIs(3)); // the event of another kind completes nothing
 }
 
 TEST_F(ServiceCommands, InstallAMissingHelperAndAreDroppedWithoutOne) {
