@@ -40,6 +40,7 @@ def survives(failure, answer=answer_all, greeting=(), heard="", times=0):
         service = WireDaemon(box, answer, greeting)
         expect(wait_until(lambda: service.connections, 20), "the agent does not connect")
         expect(not times or service.record.wait(heard, 30, count=times), f"did not come: {heard}")
+        expect(wait_until(lambda: service.connected <= 1, 5), f"{service.connected} connections are open")
         service.die()
         service = WireDaemon(box)
         settled(box, service)
