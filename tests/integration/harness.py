@@ -11,14 +11,19 @@ import traceback
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts/sandbox"))
 
-from agent_process import resources_of  # noqa: E402
 from sandbox import Sandbox, wait_until  # noqa: E402
 from scenario import expect  # noqa: E402
 
 
-def logged(box, pattern, start=0, count=1, seconds=20):
+def resources_of(pid):
+    """The numbers of a process's open descriptors and of its threads."""
+    process = pathlib.Path(f"/proc/{pid}")
+    return len(list((process / "fd").iterdir())), len(list((process / "task").iterdir()))
+
+
+def logged(box, pattern, start=0):
     """Waits for a line of the agent's log."""
-    return expect(box.log.record.wait(pattern, seconds, start, count), f"not in the log: {pattern}")
+    return expect(box.log.record.wait(pattern, 20, start), f"not in the log: {pattern}")
 
 
 def returns_to(box, former):
@@ -49,8 +54,8 @@ def _play(test, build):
             return False
 
 
-def main(tests, side_by_side=False):
-    """`side_by_side` is for tests that mostly wait."""
+def main(tests):
+    """Plays the tests side by side, as they mostly wait."""
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True, help="build folder")
     parser.add_argument("names", nargs="*", help="tests to run (default: all)")
@@ -65,6 +70,6 @@ def main(tests, side_by_side=False):
         sys.stdout.write(f"{'ok  ' if passed else 'FAIL'} {test.__name__} {time.monotonic() - started:.1f} s\n")
         return passed
 
-    with concurrent.futures.ThreadPoolExecutor(len(tests) if side_by_side else 1) as players:
+    with concurrent.futures.ThreadPoolExecutor() as players:
         results = list(players.map(play, chosen))
     sys.exit(0 if results and all(results) else 1)

@@ -1,78 +1,53 @@
 #!/usr/bin/env python3
-"""The agent beside a service that is absent, dies, keeps silent, floods or sends nonsense."""
+"""The agent beside a service that is absent, dies, keeps silent, freezes, floods or sends nonsense."""
 
 import random
 import signal
 import socket
 import time
 
-from agent_process import processor_seconds_of, resources_of
-from harness import ends_well, expect, logged, main, returns_to
+from harness import ends_well, expect, logged, main, resources_of, returns_to
 from sandbox import wait_until
-from wire import CLIENT, HANG_UP, WireDaemon, answer_all, answer_nothing
+from wire import CLIENT, HANG_UP, WireDaemon, answer_all
 
 
-def resources(box):
-    """What the agent holds once its start-up work is done."""
+def settled(box, service):
+    """The resources of an agent that has registered, polls and has done its start-up work."""
+    expect(service.record.wait("<GetStatus", 20), "the agent does not poll")
+    expect(wait_until(lambda: service.connected == 1, 5), f"{service.connected} connections")
     logged(box, "verifyPreLoginPermissions (failed|task)")
     return resources_of(box.agent.pid)
 
 
-def settled(box, service):
-    """The resources of an agent that has registered and polls."""
-    expect(service.record.wait("<GetStatus", 20), "the agent does not poll")
-    expect(wait_until(lambda: service.connected == 1, 5), f"{service.connected} connections")
-    return resources(box)
-
-
-def an_absent_service_is_awaited(box):
-    box.start_agent("none")
-    logged(box, r"no messenger for given pipe ID$")
-    alone = resources(box)
-    used, began = processor_seconds_of(box.agent.pid), time.monotonic()
-    tries = len(box.log.record.find("connect error"))
-    logged(box, "connect error", count=tries + 1)
-    share = (processor_seconds_of(box.agent.pid) - used) / (time.monotonic() - began)
-    expect(share < 0.05, f"a waiting agent uses {share:.0%} of a processor")
-    expect(returns_to(box, alone), "a try leaks")
-    service = WireDaemon(box)
-    logged(box, r"\tService agent registered\.$")
-    ends_well(box, service)
-
-
-def a_silent_service_is_tried_again(box):
-    service = WireDaemon(box, answer_nothing)
-    box.start_agent("none")
-    first = expect(service.record.wait("<RegisterAgent", 20), "the agent does not register")
-    calm = resources(box)
-    third = expect(service.record.wait("<RegisterAgent", 30, count=3), "the agent does not register again")
-    expect(third.time - first.time > 6.0, f"three registrations came in {third.time - first.time:.1f} s")
-    expect(returns_to(box, calm), "a silent service makes the agent leak")
-    ends_well(box, service)
-
-
-def survives_death(moment, greeting=(), half_answered=None):
-    """The test of a service that dies at a moment and is started again."""
+def half(broken):
+    """How a service answers that breaks off its answers to one kind of element."""
     def answer(tag, identifier):
-        whole = b"".join(answer_all(tag, identifier))
-        return [whole[:len(whole) // 2]] if tag == half_answered else [whole]
+        whole = answer_all(tag, identifier)
+        return [one[:len(one) // 2] for one in whole] if tag == broken else whole
 
+    return answer
+
+
+def survives(failure, answer=answer_all, greeting=(), heard="", times=0):
+    """The test of a service that fails before it dies and is started again. `heard` and `times` tell what it hears of
+    the agent before."""
     def play(box):
         service = WireDaemon(box)
         box.start_agent("none")
         alive = settled(box, service)
         service.die()
+        logged(box, "no messenger for given pipe ID$", start=len(box.log.record))
         service = WireDaemon(box, answer, greeting)
-        tag = half_answered.decode() if half_answered else None
-        returned = service.record.wait(tag, 20) if tag else wait_until(lambda: service.connections, 20)
-        expect(returned, "the agent does not return")
+        expect(wait_until(lambda: service.connections, 20), "the agent does not connect")
+        expect(not times or service.record.wait(heard, 30, count=times), f"did not come: {heard}")
+        expect(wait_until(lambda: service.connected <= 1, 5), f"{service.connected} connections are open")
         service.die()
         service = WireDaemon(box)
         settled(box, service)
         expect(returns_to(box, alive), f"the agent leaked: {alive}, {resources_of(box.agent.pid)}")
         ends_well(box, service)
 
-    play.__name__ = f"a_service_that_dies_{moment}_is_survived"
+    play.__name__ = f"a_service_that_{failure}_is_survived"
     return play
 
 
@@ -117,8 +92,8 @@ def a_frozen_service_holds_nothing_up(box):
         expect(time.monotonic() - told < 1, f"the agent ended after {time.monotonic() - told:.1f} s")
 
 
-main([an_absent_service_is_awaited, a_silent_service_is_tried_again,
-      survives_death("at_the_connection", greeting=[HANG_UP]),
-      survives_death("in_a_registration", half_answered=b"RegisterAgent"),
-      survives_death("in_a_poll", half_answered=b"GetStatus"),
-      nonsense_and_floods_are_survived, a_frozen_service_holds_nothing_up], side_by_side=True)
+main([survives("closes_connections", greeting=[HANG_UP]),
+      survives("breaks_off_a_registration", half(b"RegisterAgent"), heard="<RegisterAgent", times=1),
+      survives("breaks_off_a_poll", half(b"GetStatus"), heard="<GetStatus", times=1),
+      survives("is_silent", lambda *_: [], heard="<RegisterAgent", times=3),
+      nonsense_and_floods_are_survived, a_frozen_service_holds_nothing_up])

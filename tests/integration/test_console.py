@@ -94,4 +94,4 @@ def a_pipe_gets_plain_lines_without_polls(box):
     expect("Launched: KvnGUIAgent" in console.text, "the log is not shown")
 
 
-main([a_terminal_has_a_prompt_and_is_left_as_it_was, a_pipe_gets_plain_lines_without_polls], side_by_side=True)
+main([a_terminal_has_a_prompt_and_is_left_as_it_was, a_pipe_gets_plain_lines_without_polls])

@@ -10,7 +10,6 @@ import threading
 from record import Record
 
 CLIENT = "Kvn30RemoteClient"
-SERVER = "Kvn30RemoteServer"
 ELEMENT = re.compile(rb"<(\w+)[^>]*?(?:/>|></\1>)")
 IDENTIFIER = re.compile(rb' RequestData="(\d+)"')
 # In place of bytes that are sent:
@@ -19,10 +18,10 @@ RETIRE = object()  # nobody else can connect any more
 
 
 class WireServer:
-    """Serves sockets on one thread. `greeting` is sent to a peer that connects, and what a subclass gives from
+    """Serves a socket on one thread. `greeting` is sent to a peer that connects, and what a subclass gives from
     `react` to one that has sent something."""
 
-    def __init__(self, *paths, greeting=()):
+    def __init__(self, path, greeting=()):
         self.greeting = greeting
         self.record = Record()  # every delivery as text, with its time
         self.connections = 0  # how many were made
@@ -30,7 +29,12 @@ class WireServer:
         self._selector = selectors.DefaultSelector()
         self._lock = threading.Lock()
         self._ending = False
-        self._listeners = {self._listen(path) for path in paths}
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.unlink(missing_ok=True)
+        self._listener = socket.socket(socket.AF_UNIX)
+        self._listener.bind(str(path))
+        self._listener.listen(5)
+        self._selector.register(self._listener, selectors.EVENT_READ, self._accept)
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
 
@@ -50,31 +54,19 @@ class WireServer:
         with self._lock:
             return len(self._peers)
 
-    def all_text(self, start=0):
-        return "".join(line.text for line in self.record.find("", start))
-
     def die(self):
         """Closes everything; the socket files stay, as after a crash."""
         with self._lock:
             self._ending = True
-            self._close(*self._peers, *self._listeners)
+            self._close(*self._peers, self._listener)
         self._thread.join()
         self._selector.close()
-
-    def _listen(self, path):
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.unlink(missing_ok=True)
-        listener = socket.socket(socket.AF_UNIX)
-        listener.bind(str(path))
-        listener.listen(5)
-        self._selector.register(listener, selectors.EVENT_READ, self._accept)
-        return listener
 
     def _serve(self):
         while not self._ending:
             for key, _ in self._selector.select(0.02):
                 with self._lock:
-                    if key.fileobj in self._peers | self._listeners:  # not closed meanwhile
+                    if key.fileobj.fileno() >= 0:  # not closed meanwhile
                         key.data(key.fileobj)
 
     def _accept(self, listener):
@@ -98,7 +90,7 @@ class WireServer:
     def _send(self, peer, steps):
         for step in steps:
             if step is RETIRE:
-                self._close(*self._listeners)
+                self._close(self._listener)
             elif step is HANG_UP:
                 self._close(peer)
             else:
@@ -109,11 +101,10 @@ class WireServer:
 
     def _close(self, *ends):
         for end in ends:
-            if end in self._peers | self._listeners:
+            if end.fileno() >= 0:
                 self._selector.unregister(end)
                 end.close()
         self._peers.difference_update(ends)
-        self._listeners.difference_update(ends)
 
 
 def answer_all(tag, identifier):
@@ -125,16 +116,12 @@ def answer_all(tag, identifier):
     return []
 
 
-def answer_nothing(_tag, _identifier):
-    return []
-
-
 class WireDaemon(WireServer):
-    """The service daemon: serves both pipes below a root."""
+    """The service daemon: serves the agents' pipe below a root."""
 
     def __init__(self, box, answer=answer_all, greeting=()):
         self.answer = answer
-        super().__init__(box.pipes / CLIENT, box.pipes / SERVER, greeting=greeting)
+        super().__init__(box.pipes / CLIENT, greeting)
 
     def react(self, peer, data):
         for element in ELEMENT.finditer(data):

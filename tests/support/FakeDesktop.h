@@ -6,7 +6,6 @@
 #include "host/UserInterface.h"
 #include "host/WorkQueue.h"
 
-#include <deque>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
@@ -93,14 +92,12 @@ public:
     }
     void announce(Event event) { handler_(event); }
 
-    bool fails = false;
     std::vector<std::string> opened;
 
 private:
     void open(const std::string& what, const Completion& completion) {
         opened.push_back(what);
-        completion(fails ? std::optional(host::Error{"posix", 2, "No such file or directory"})
-                         : std::nullopt);
+        completion(std::nullopt);
     }
 
     std::function<void(Event)> handler_;
@@ -108,20 +105,19 @@ private:
 
 class FakeHotKeys : public host::HotKeys {
 public:
-    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), result; }
+    std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), 0; }
     std::int32_t registerHotKey(const Key& asked, Reference& reference) override {
         key = asked;
         reference = 7;
-        return result;
+        return 0;
     }
     void unregisterHotKey(Reference) override {}
 
-    std::int32_t result = 0;
     Handler handler;
     Key key{};
 };
 
-/// A front end that speaks in words.
+/// A front end that keeps what it is told.
 class FakeUserInterface : public host::UserInterface {
 public:
     FakeStatusBar& statusBar() override { return bar; }
@@ -183,35 +179,29 @@ public:
     int prompts = 0;
 };
 
-/// Runs jobs when the test says so, on its thread.
+/// Runs jobs on the test's thread, when the test says so.
 class ManualWorkQueue : public host::WorkQueue {
 public:
     void post(Job job) override {
         const std::lock_guard<std::mutex> guard(mutex_);
         jobs_.push_back(std::move(job));
     }
-    int runAll() {
-        int count = 0;
-        while (const Job job = take()) {
-            job();
-            ++count;
+    /// Returns how many there were.
+    std::size_t runAll() {
+        std::vector<Job> jobs;
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            jobs.swap(jobs_);
         }
-        return count;
+        for (const Job& job : jobs) {
+            job();
+        }
+        return jobs.size();
     }
 
 private:
-    Job take() {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        if (jobs_.empty()) {
-            return nullptr;
-        }
-        Job job = std::move(jobs_.front());
-        jobs_.pop_front();
-        return job;
-    }
-
     std::mutex mutex_;
-    std::deque<Job> jobs_;
+    std::vector<Job> jobs_;
 };
 
 } // namespace kvn::test

@@ -113,12 +113,9 @@ private:
     }
 
     void unschedule(Key key) {
-        Task dropped;
+        std::map<Key, Task>::node_type dropped; // destroyed without the lock
         Kvs::FLockGuard guard(lock_);
-        if (const auto found = scheduled_.find(key); found != scheduled_.end()) {
-            dropped = std::move(found->second);
-            scheduled_.erase(found);
-        }
+        dropped = scheduled_.extract(key);
     }
 
     Task takeDueBy(Instant limit) {
@@ -128,9 +125,7 @@ private:
             return nullptr;
         }
         moveClockTo(first->first.first);
-        Task task = std::move(first->second);
-        scheduled_.erase(first);
-        return task;
+        return std::move(scheduled_.extract(first).mapped());
     }
 
     void moveClockTo(Instant instant) {

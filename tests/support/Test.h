@@ -1,7 +1,8 @@
 #pragma once
 
-// The beginning of every C++ test: the test framework, the parts of the standard library that tests use, and the
-// helpers of this folder that know nothing of the product but its log. Builds with precompiled headers compile it once.
+// The beginning of every C++ test: the test framework, the parts of the standard library that tests use, and
+// the helpers of this folder that know nothing of the product but its log. Builds with precompiled headers
+// compile it once.
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"

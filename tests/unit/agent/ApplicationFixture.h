@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
 
 namespace kvn::test {
 
@@ -30,13 +29,6 @@ protected:
     ~Application() override { FFLocalizedText::setSharedSources(nullptr, nullptr); }
 
     static std::string home() { return Kvs::FSysInfoPaths::underRoot("/Users/alice"); }
-
-    /// The log's lines that contain this text.
-    std::vector<std::string> linesWith(const std::string& text) const {
-        std::vector<std::string> found = env.log.lines();
-        std::erase_if(found, [&](const auto& line) { return line.find(text) == line.npos; });
-        return found;
-    }
 
     AgentEnvironment env;
     FakeUserInterface ui;

@@ -50,8 +50,9 @@ private:
     std::string attributes_ = "Value=\"online\"";
 };
 
-TEST_F(GUIController, LogsAChangeOfStateOnceAndShowsEveryAnswer) {
+TEST_F(GUIController, ShowsEveryAnswerAndLogsAChangeOfStateOnce) {
     app.mainController().showServiceStatus();
+    EXPECT_EQ(ui.dialog.title, "StatusDialogTitle");
     EXPECT_EQ(ui.dialog.all<host::DialogValue>().at(0).text, "StatusOffline");
     FakeService service([this](const auto& message) { return answerTo(message); });
     ASSERT_TRUE(becomes("StatusOnline"));
@@ -63,76 +64,51 @@ TEST_F(GUIController, LogsAChangeOfStateOnceAndShowsEveryAnswer) {
     tell("Value=\"online\"");
     ASSERT_TRUE(becomes("StatusOnline"));
     EXPECT_EQ(ui.bar.image.meaning, Meaning::Connected);
-    EXPECT_THAT(
-        linesWith("status: StatusPaused"),
-        testing::ElementsAre("RemoteService status: StatusPaused, server:relay, registration:Office"));
-    EXPECT_THAT(linesWith("status: "),
-                Contains("RemoteService status: StatusOnline, server:relay, registration:Office"));
-}
+    EXPECT_THAT(env.log.linesWith("status: StatusPaused"),
+                ElementsAre("RemoteService status: StatusPaused, server:relay, registration:Office"));
+    EXPECT_TRUE(env.log.contains("RemoteService status: StatusOnline, server:relay, registration:Office"));
 
-TEST_F(GUIController, ShowsARunningSessionInTheIconAndTheStatusInItsDialog) {
-    FakeService service([this](const auto& message) { return answerTo(message); });
-    app.mainController().showServiceStatus();
     tell("Value=\"online\" SubProcessSessions=\"100008\" Version=\"5\" LastError=\"none yet\"");
     ASSERT_TRUE(pollUntil([this] { return ui.bar.image.meaning == Meaning::Controlled; }));
     EXPECT_EQ(ui.bar.image.name, "ControlledStatusIcon");
-    EXPECT_EQ(ui.dialog.title, "StatusDialogTitle");
-    EXPECT_EQ(ui.dialog.place.anchor, host::DialogPlace::Anchor::TopCentre);
-    EXPECT_EQ(ui.dialog.place.margin, 32);
-    EXPECT_EQ(ui.dialog.place.height, 160);
     std::vector<std::string> shown;
     for (const auto& line : ui.dialog.lines) {
         shown.push_back(line.text + "=" + std::get<host::DialogValue>(line.control).text);
     }
-    EXPECT_THAT(shown, testing::ElementsAre("StatusStateLabel=StatusOnline", "StatusServerLabel=relay",
-                                            "StatusRegistrationLabel=Office", "StatusVersionLabel=5",
-                                            "StatusLastErrorLabel=none yet"));
+    EXPECT_THAT(shown, ElementsAre("StatusStateLabel=StatusOnline", "StatusServerLabel=relay",
+                                   "StatusRegistrationLabel=Office", "StatusVersionLabel=5",
+                                   "StatusLastErrorLabel=none yet"));
+    EXPECT_EQ(app.commands().at("reboot").run(""), "ok: reboot requested");
+    EXPECT_TRUE(waitUntil([&] { return service.count("<RebootSystem />") == 1; }));
 }
 
-TEST_F(GUIController, KeepsPreferencesWhenTheWindowClosesIfThePolicyLetsIt) {
-    app.mainController().showPreferences();
-    EXPECT_EQ(ui.dialog.place.height, 178);
-    auto boxes = ui.dialog.all<host::DialogCheckBox>();
-    ASSERT_EQ(boxes.size(), 3U);
-    EXPECT_FALSE(boxes[0].enabled); // without a policy only the menu's setting may be changed
-    EXPECT_TRUE(boxes[0].checked);
-    EXPECT_TRUE(boxes[2].enabled);
-    boxes[2].onChange(true);
-    EXPECT_TRUE(ui.dialog.all<host::DialogCheckBox>()[2].checked);
-    EXPECT_FALSE(env.settings.showStatusBarMenu());
-    ui.dialog.close();
-    EXPECT_TRUE(env.settings.showStatusBarMenu());
-    EXPECT_NE(ui.bar.menu, nullptr);
-
+TEST_F(GUIController, KeepsWhatChangedWhenTheDialogCloses) {
     const std::string policy =
         Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/config/KorvaneRemoteservice";
-    std::filesystem::create_directories(policy);
+    fs::create_directories(policy);
     writeFile(policy + "/settings.xml", "<Settings><EnableTransferLog>0</EnableTransferLog></Settings>");
-    env.settings.updateSettings();
-    app.mainController().showPreferences();
-    boxes = ui.dialog.all<host::DialogCheckBox>();
-    EXPECT_TRUE(boxes[0].enabled);
-    boxes[0].onChange(true);
-    const bool sessionLog = env.settings.sessionLogEnabled();
-    boxes[1].onChange(!sessionLog);
-    ui.dialog.all<host::DialogFolder>().at(0).onChange("/var/tmp/sessions");
-    ui.dialog.close();
-    EXPECT_TRUE(env.settings.transferLogEnabled());
-    EXPECT_EQ(env.settings.sessionLogEnabled(), !sessionLog);
-    EXPECT_EQ(env.settings.sessionLogPath(), "/var/tmp/sessions");
-}
-
-TEST_F(GUIController, KeepsTheRemoteAccessIntervalWhereItMayBeChanged) {
     env.preferences.setString("2026-07-23T10:00:00", "RemoteAccessIntervalBegin");
     env.preferences.setString("2026-07-24T10:00:00", "RemoteAccessIntervalEnd");
     env.settings.updateSettings();
     app.mainController().showPreferences();
     EXPECT_EQ(ui.dialog.place.height, 264);
+    const auto boxes = ui.dialog.all<host::DialogCheckBox>();
     const auto dates = ui.dialog.all<host::DialogDate>();
-    ASSERT_EQ(dates.size(), 2U);
+    ASSERT_TRUE(boxes.size() == 3 && dates.size() == 2);
+    boxes[0].onChange(true);
+    const bool sessionLog = env.settings.sessionLogEnabled();
+    boxes[1].onChange(!sessionLog);
+    boxes[2].onChange(true);
+    ui.dialog.all<host::DialogFolder>().at(0).onChange("/var/tmp/sessions");
     EXPECT_EQ((dates[1].date - dates[0].date) / 1h, 24);
     dates[1].onChange(dates[1].date + 24h);
+    EXPECT_FALSE(env.settings.showStatusBarMenu());
     ui.dialog.close();
+    EXPECT_TRUE(env.settings.transferLogEnabled());
+    EXPECT_EQ(env.settings.sessionLogEnabled(), !sessionLog);
+    EXPECT_TRUE(env.settings.showStatusBarMenu());
+    EXPECT_NE(ui.bar.menu, nullptr);
+    EXPECT_EQ(env.settings.sessionLogPath(), "/var/tmp/sessions");
     EXPECT_TRUE(env.settings.remoteAccessIntervalEnd() == dates[1].date + 24h);
 }
 

@@ -42,7 +42,7 @@ TEST_F(ServiceCommands, AreSentAsMessagesAndCompleteOnTheMainThread) {
     app.mainController().restartService();
     app.mainController().executeTask("/bin/x", {"-a", "b c"}, [&](const auto* r) { result = r->text(); });
     app.mainController().executeTask("/bin/y", {}, nullptr);
-    EXPECT_THAT(helper.transcript(), IsEmpty()); // nothing happens on the main thread
+    EXPECT_THAT(helper.transcript(), IsEmpty()); // the main thread does not wait for the helper
     ASSERT_TRUE(completes(3));                   // a task that succeeds has its own completion
     EXPECT_TRUE(env.loop.runUntil([&] { return helper.transcript().size() == 6; }));
     EXPECT_TRUE(env.loop.runUntil([&] { return env.log.contains("unknown request"); }));
@@ -53,14 +53,7 @@ TEST_F(ServiceCommands, AreSentAsMessagesAndCompleteOnTheMainThread) {
                             R"({"Cmd":"StartService"})", R"({"Cmd":"RestartService"})",
                             R"({"Cmd":"ExecuteTask","args":["-a","b c"],"requestId":1,"task":"/bin/x"})",
                             R"({"Cmd":"ExecuteTask","args":[],"task":"/bin/y"})"));
-    EXPECT_THAT(linesWith(" command"),
-                ElementsAre("Sending stop service command", "Sending start service command",
-                            "Sending restart service command", "Sending launch command",
-                            "Sending launch command"));
-    EXPECT_THAT(linesWith("service completed"),
-                ElementsAre("stop service completed: 0", "start service completed: 0"));
-    EXPECT_THAT(linesWith("unknown request"),
-                ElementsAre("Received response: (null) for unknown request: (null)"));
+    EXPECT_EQ(env.log.count("Received response: (null) for unknown request: (null)"), 1U);
 }
 
 TEST_F(ServiceCommands, TellFailuresOfTheHelper) {
@@ -80,11 +73,9 @@ TEST_F(ServiceCommands, TellFailuresOfTheHelper) {
     app.mainController().startService();
     ASSERT_TRUE(completes(2));
     EXPECT_THAT(ui.messages, ElementsAre("restart: failed (-201)", "start: failed (-201): no such program"));
-    EXPECT_THAT(linesWith("Command "),
+    EXPECT_THAT(env.log.linesWith("Command "),
                 ElementsAre("Command RestartService failed, status: -201",
                             "Command StartService failed, status: -201\nDetails: no such program"));
-    EXPECT_EQ(app.updateAppState(AppDelegate::AppState::NotOnline, ServiceState::Offline),
-              ServiceState::Initial);
 
     helper.push({{"Event", "CommandCompleted"},
                  {"Cmd", 5},
@@ -94,9 +85,9 @@ TEST_F(ServiceCommands, TellFailuresOfTheHelper) {
     helper.push({{"Event", "CommandCompleted"},
                  {"Cmd", "ExecuteTask"},
                  {"Response", PHMessage::parse(R"({"requestId":99,"result":{"a":1}})")}});
-    EXPECT_TRUE(env.loop.runUntil([&] { return env.log.contains("unknown request"); }));
-    EXPECT_THAT(linesWith("unknown request"),
-                ElementsAre("Received response: {\"a\":1} for unknown request: 99"));
+    EXPECT_TRUE(env.loop.runUntil(
+        [&] { return env.log.contains("Received response: {\"a\":1} for unknown request: 99"); }));
+    EXPECT_THAT(ui.messages, SizeIs(3)); // the event of another kind completes nothing
 }
 
 TEST_F(ServiceCommands, InstallAMissingHelperAndAreDroppedWithoutOne) {
@@ -108,12 +99,11 @@ TEST_F(ServiceCommands, InstallAMissingHelperAndAreDroppedWithoutOne) {
     env.loop.runPending();
     EXPECT_THAT(jobs.blessed, ElementsAre(kHelperId, kHelperId));
     EXPECT_THAT(jobs.requests.at(0), testing::EndsWith(" prompt=ServiceCtrlAuthPromt\n\n"));
-    EXPECT_EQ(linesWith("Can't start/stop service, priviliged helper tool not available (-2)").size(), 2U);
-    EXPECT_THAT(ui.messages, testing::Each("error: Can't start/stop service, priviliged helper tool not "
-                                           "available"));
-    EXPECT_EQ(ui.messages.size(), 2U);
+    const std::string unavailable = "Can't start/stop service, priviliged helper tool not available";
+    EXPECT_EQ(env.log.count(unavailable + " (-2)"), 2U);
+    EXPECT_THAT(ui.messages, ElementsAre("error: " + unavailable, "error: " + unavailable));
     EXPECT_EQ(abandoned, 1);
-    EXPECT_THAT(linesWith("Sending "), testing::Not(testing::Contains("Sending start service command")));
+    EXPECT_FALSE(env.log.contains("Sending start service command"));
 
     std::optional<FakeHelper> helper;
     jobs.blessError.reset();
@@ -144,7 +134,7 @@ TEST_F(ServiceCommands, ReconnectAfterAHelperHasEnded) {
         app.mainController().stopService(); // waits in the queue, before what the end will bring there
     }
     EXPECT_TRUE(env.loop.runUntil([&] { return abandoned == 1; }));
-    EXPECT_THAT(linesWith("ServiceCrtlClient error"), ElementsAre("ServiceCrtlClient error: (null)"));
+    EXPECT_THAT(env.log.linesWith("ServiceCrtlClient error"), ElementsAre("ServiceCrtlClient error: (null)"));
 
     FakeHelper helper(kHelperId, obey);
     workQueue.runAll();
