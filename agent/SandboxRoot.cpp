@@ -32,7 +32,7 @@ std::optional<std::string> prepareRoot(const std::string& folder, std::string& p
             fs::create_directories(root / part, error);
         }
     }
-    if (!error) { // the user's home below the root stands for the real one
+    if (!error) { // the home folder below the root is used in place of the real one
         fs::create_directories(root / fs::path(Kvs::FSysInfoPaths::getHomeFolder().str()).relative_path(),
                                error);
     }
