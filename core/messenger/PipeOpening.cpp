@@ -20,8 +20,8 @@
 namespace Kvs {
 namespace {
 
-// The address is macOS's, whose path field has 104 bytes, on every system: a long name means the same
-// file everywhere.
+// Every system uses macOS's address, whose path field has 104 bytes, so that a long name means the same file
+// everywhere.
 constexpr std::size_t kPathField = 104;
 constexpr std::size_t kLongestPath = kPathField - 1;
 constexpr socklen_t kAddressLength = offsetof(sockaddr_un, sun_path) + kPathField;
@@ -85,7 +85,7 @@ FResult FComMessengerPipe::openOnServer(const wchar_t* name) {
     if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
         return noSocket();
     }
-    ::unlink(path.c_str()); // the file of a server that is gone
+    ::unlink(path.c_str()); // the file may be left from a server that has ended
     if (!withAddress(path, [&](auto... address) { return ::bind(socket.get(), address...); })) {
         return failed("bind error: ");
     }
