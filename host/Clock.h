@@ -4,15 +4,15 @@
 
 namespace kvn::host {
 
-/// The time. Any thread.
+/// Reads the time. Any thread.
 class Clock {
 public:
     virtual ~Clock() = default;
 
-    /// The wall clock.
+    /// Returns the time of the wall clock.
     virtual std::chrono::system_clock::time_point now() const = 0;
 
-    /// A clock that never jumps, for measuring how long ago something was.
+    /// Returns the time of a clock that never jumps, to measure how long ago something was.
     virtual std::chrono::steady_clock::time_point steadyNow() const = 0;
 };
 
