@@ -47,6 +47,7 @@ public:
     virtual bool isReceiving() = 0;
 
     /// Sends bytes, in one write. `written` is the count that was taken, which may be short of `length`.
+    /// Returns 0, kFailure or an error number.
     virtual FResult send(const wchar_t* target, const unsigned char* data, long length, long& written) = 0;
 
     /// Returns the error number of the calling thread's last failed system call.

@@ -125,9 +125,9 @@ FResult FComMessengerPipe::endReceive() {
             inHandler = inHandler || connection->thread().isCurrent();
         }
     }
-    // Not under the lock, which the threads take when they end. A handler that ends its own pipe joins no
-    // thread: its own would never end, and a handler on another thread may be ending the pipe too and wait
-    // for this one.
+    // The threads are joined without the lock, which they take when they end. A handler that ends its own
+    // pipe joins no thread: its own would never end, and a handler on another thread may be ending the pipe
+    // too and wait for this one.
     if (!inHandler) {
         for (const PipeConnectionRef& connection : running) {
             connection->thread().join();

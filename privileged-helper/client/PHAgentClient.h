@@ -160,7 +160,7 @@ private:
     std::atomic<bool> tryToConnect_ = true;
     std::atomic<std::int32_t> installErrorCount_ = 0;
 
-    // Not held during a call of another object: the event handler may drop this client, and
+    // The lock is not held during a call of another object: the event handler may drop this client, and
     // `PHEventThread::stop` waits for a thread that may be about to take this lock.
     mutable Kvs::FThreadLock lock_;
     std::string agentName_ KVS_GUARDED_BY(lock_);

@@ -96,9 +96,9 @@ private:
     mutable Kvs::FThreadLock connectionLock_;
     Connection connection_ KVS_GUARDED_BY(connectionLock_);
 
-    // Not held during a call of the delegate, which may call the handler, or take a lock of its own that
-    // another thread holds while it removes the delegate. `caller_` and `callDepth_` take the place of the
-    // lock meanwhile.
+    // The lock is not held during a call of the delegate, which may call the handler, or take a lock of its
+    // own that another thread holds while it removes the delegate. `caller_` and `callDepth_` take the place
+    // of the lock meanwhile.
     Kvs::FThreadLock delegateLock_;
     std::condition_variable_any delegateChanged_;
     PHConnectionDelegate* delegate_ KVS_GUARDED_BY(delegateLock_) = nullptr;
