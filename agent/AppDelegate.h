@@ -11,7 +11,7 @@
 
 namespace kvn {
 
-/// Ends the agent in order when the system asks for it. Main thread.
+/// Ends the agent in an orderly way when the system asks for it. Main thread.
 class AgentExitHandler {
 public:
     AgentExitHandler(std::string bundleIdentifier, host::MainLoop::Task terminate);
@@ -27,7 +27,7 @@ private:
     host::MainLoop::Handle signal_;
 };
 
-/// The application: starts everything up, keeps the status item and its menu in step with the service,
+/// The application: starts everything, keeps the status item and its menu in step with the service,
 /// follows sleep and wake-up, and makes sure that one agent of this bundle runs. Main thread; must outlive
 /// the main loop's run and the work queue's jobs.
 class AppDelegate {
@@ -46,14 +46,15 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    /// The start-up sequence.
+    /// Runs the start-up sequence.
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
 
-    /// Valid once launched.
+    /// Must not be called before `applicationDidFinishLaunching`.
     GUIAgentController& mainController() { return *mainController_; }
 
-    /// The commands that a front end can offer as text. Once launched; the application outlives the commands.
+    /// Returns the commands that a front end can offer as text. Called after `applicationDidFinishLaunching`;
+    /// the application outlives the commands.
     host::Commands commands();
 
     /// Ends the main loop's run.
@@ -66,7 +67,8 @@ public:
     /// Reads the settings again, and shows or hides the status item as they say.
     void settingsUpdated();
 
-    /// Sets the menu and the icon. Returns the service state to show, which may differ from the reported one.
+    /// Updates the menu and the icon. Returns the service state to show, which may differ from the reported
+    /// one.
     ServiceState updateAppState(AppState appState, ServiceState serviceState);
 
     void workspaceNotification(host::Workspace::Event event);
@@ -76,8 +78,9 @@ public:
     void stopServiceCompletedWithStatus(std::int32_t status);
     void restartServiceCompletedWithStatus(std::int32_t status);
 
-    /// Keeps the link "KvnRemotedTools" in the user's Applications folder to the product's tools. Makes it
-    /// when it is missing and in place of a folder; leaves a link alone wherever it leads.
+    /// Keeps the link "KvnRemotedTools" in the user's Applications folder to the product's tools. Creates the
+    /// link if nothing has its name, and in place of a folder of that name; leaves an existing link as it is,
+    /// whatever its target.
     static void verifyKvnRemoteToolsLink();
 
 private:
@@ -93,7 +96,7 @@ private:
     std::unique_ptr<GUIAgentController> mainController_;
     std::unique_ptr<StatusMenu> barMenu_;
     std::chrono::steady_clock::time_point startupTime_;
-    bool startAttemptDidFail_ = false; // the last one, by the helper
+    bool startAttemptDidFail_ = false; // of the last attempt, which the helper made
     bool runningInstancesChecked_ = false;
     host::HotKeys::Reference myHotKeyRef_ = 0;
     host::MainLoop::Handle openPreferences_;

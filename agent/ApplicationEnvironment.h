@@ -18,7 +18,7 @@
 
 namespace kvn {
 
-/// What the classes of the application work with. All of it outlives the application.
+/// The objects that the application's classes use. All of them outlive the application.
 struct ApplicationEnvironment {
     host::UserInterface& userInterface;
     host::MainLoop& mainLoop;

@@ -10,7 +10,7 @@ namespace kvn {
 /// The content of the dialog window: a model that any front end renders. Main thread.
 class DialogContentView {
 public:
-    /// The size is in points.
+    /// `width` and `height` are in points.
     DialogContentView(double width, double height) : width_(width), height_(height) {}
     virtual ~DialogContentView() = default;
     DialogContentView(const DialogContentView&) = delete;
@@ -21,7 +21,7 @@ public:
 
     virtual host::DialogLines lines() = 0;
 
-    /// The handler is called whenever the lines have changed.
+    /// Sets the handler that is called whenever the lines have changed.
     void onChange(std::function<void()> handler) { changed_ = std::move(handler); }
 
 protected:

@@ -9,7 +9,7 @@ using Kvs::OCNSLog;
 
 namespace {
 
-/// The service's state for a front end that speaks in words.
+/// Returns the details of the service's state for a front end that shows them as text.
 host::StateDetails detailsOf(const OFRServiceInfo* info) {
     if (!info) {
         return {};
@@ -57,7 +57,7 @@ void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
     if (statusView_) {
         statusView_->showStatus(lastStateText_, info);
     }
-    // No previous state counts as online, so that a first "online" is not worth a line.
+    // Without a previous state "online" is assumed, so that a first "online" is not logged.
     const ServiceState previous = lastServiceState_ ? lastServiceState_->status : ServiceState::Online;
     if (state != previous && info) {
         OCNSLog("RemoteService status: %@, server:%@, registration:%@", lastStateText_, info->server,

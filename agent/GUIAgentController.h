@@ -26,10 +26,10 @@ class GUIAgentController final : public AgentController,
                                  private AgentControllerDelegate,
                                  private PHAgentEventHandler {
 public:
-    /// Gets the result of a task from the helper, or null when there will be none.
+    /// Called with the result of a task from the helper, or with null when there will be no result.
     using TaskCompletion = std::function<void(const PHMessage* result)>;
 
-    /// Owned by the application.
+    /// `application` owns this object.
     GUIAgentController(const ApplicationEnvironment& environment, AppDelegate& application);
     ~GUIAgentController() override;
 
@@ -73,7 +73,7 @@ private:
 
     void verifyServiceCtrlClient();
     void sendServiceCtrlCommand(HelperCommand command, std::optional<std::uint64_t> taskId = std::nullopt);
-    void tellCompletion(const std::string& command, std::int32_t status, const std::string& details);
+    void reportCompletion(const std::string& command, std::int32_t status, const std::string& details);
     void executedTaskCompletedWithResult(const PHMessage& event);
     void abandonTask(std::optional<std::uint64_t> taskId);
 

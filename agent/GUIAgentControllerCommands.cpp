@@ -17,7 +17,7 @@ namespace {
 constexpr char kHelperNotAvailable[] = "Can't start/stop service, priviliged helper tool not available";
 constexpr std::int32_t kHelperNotAvailableCode = -2;
 
-/// The command by the name that a person knows.
+/// Returns the command's name as the user interface shows it.
 std::string shownName(const std::string& command) {
     static const std::map<std::string, std::string> names{{"StartService", "start"},
                                                           {"StopService", "stop"},
@@ -101,15 +101,15 @@ bool GUIAgentController::processAgentEvent(const PHMessage& event) {
     } else if (command == "ExecuteTask") {
         executedTaskCompletedWithResult(event);
     }
-    tellCompletion(command, status, details);
+    reportCompletion(command, status, details);
     return false;
 }
 
-void GUIAgentController::tellCompletion(const std::string& command, std::int32_t status,
-                                        const std::string& details) {
+void GUIAgentController::reportCompletion(const std::string& command, std::int32_t status,
+                                          const std::string& details) {
     std::string outcome = "completed";
     if (status == 0 && command == "ExecuteTask") {
-        return; // the task's own completion tells its result
+        return; // the task's own completion reports its result
     }
     if (status != 0) {
         outcome = "failed (" + std::to_string(status) + ")" + (details.empty() ? "" : ": " + details);
@@ -134,15 +134,17 @@ void GUIAgentController::executedTaskCompletedWithResult(const PHMessage& event)
 }
 
 void GUIAgentController::processErrorEvent(const host::Error* error) {
+    // Called on the thread that noticed the end of the connection. `svcCtrlClient_` may be read here: it was
+    // set before the connection existed, and the destructor's `dropEventHandler` waits for this call.
     OCNSLog("ServiceCrtlClient error: %@", error ? error->description() : "(null)");
     environment_.workQueue.post([client = svcCtrlClient_] {
-        // A command that ran before this job may have connected again, and that connection has not ended.
+        // A command that ran before this job may have connected again; that connection must not be ended.
         if (!client->isConnected()) {
             client->terminatePrivilegedAgent();
         }
     });
     environment_.mainLoop.post([this] {
-        // The helper cannot tell the results of its tasks any more.
+        // The helper can no longer report the results of its tasks.
         while (!pendingTasks_.empty()) {
             abandonTask(pendingTasks_.begin()->first);
         }

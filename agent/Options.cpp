@@ -9,7 +9,7 @@ namespace kvn {
 const char* const kUsage =
     "usage: KvnGUIAgent [--root DIR] [--ui terminal|none] [--version] [--help]\n"
     "\n"
-    "  --root DIR   a folder that stands for / in every fixed path\n"
+    "  --root DIR   a folder used in place of / in every fixed path\n"
     "  --ui MODE    terminal: shows the status and takes commands; none: runs until SIGTERM\n"
     "               (default: terminal where standard input is one, else none)\n";
 

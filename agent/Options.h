@@ -10,8 +10,8 @@ namespace kvn {
 
 /// The options of the command line.
 struct Options {
-    std::string root;                       // empty: no root, the paths are the real ones
-    std::optional<host::FrontEnd> frontEnd; // empty: a terminal where standard input is one
+    std::string root;                       // empty without a root: the paths are used as they are
+    std::optional<host::FrontEnd> frontEnd; // empty: the terminal if standard input is one, else none
     bool version = false;
     bool help = false;
 };

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <utility>
+#include <variant>
 
 namespace kvn {
 

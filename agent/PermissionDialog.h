@@ -6,14 +6,13 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
-#include <string>
 
 namespace kvn {
 
-/// The window that shows which privacy permissions this agent and the pre-login agent have, and lets the
-/// user ask the system for the missing ones, one at a time. Pops up by itself a few times while some are
-/// missing. Exists only where the system guards the user's privacy. Main thread; must outlive the main loop's
-/// run.
+/// The window that shows which privacy permissions this agent and the pre-login agent have, and lets the user
+/// ask the system for the missing ones, one at a time. It is shown without a request a few times while some
+/// are missing. Exists only where the system guards the user's privacy. Main thread; must outlive the main
+/// loop's run.
 class PermissionDialog {
 public:
     /// Listens for the pre-login agent's answers from now on. `terminate` ends the application.
@@ -22,15 +21,16 @@ public:
     PermissionDialog(const PermissionDialog&) = delete;
     PermissionDialog& operator=(const PermissionDialog&) = delete;
 
-    /// Finds out which permissions are missing. While one is, pops the dialog up a few times, or checks again
-    /// in 10 seconds.
+    /// Finds out which permissions are missing. While one is missing, shows the dialog, at most a few times,
+    /// or checks again in 10 seconds.
     void checkPermissions();
 
-    /// Shows the dialog at the user's request, after which it may pop up a few times again.
+    /// Shows the dialog at the user's request. Afterwards it may be shown without a request a few times
+    /// again.
     void showPermissions() { showPermissions(true); }
 
 private:
-    /// The values stand in the log and in the pre-login agent's notifications. A notification may have other
+    /// The values appear in the log and in the pre-login agent's notifications. A notification may have other
     /// values, which count as not granted.
     enum class State : std::int32_t {
         NotGranted = 0,

@@ -6,14 +6,16 @@
 
 #include <functional>
 #include <string>
+#include <type_traits>
 
 namespace kvn {
 
-/// The settings that the user may see and, where the policy allows it, change. A change is kept by
-/// `saveCurrentSettings` only. Main thread.
+/// The settings that the user may see and, where the policy allows it, change. Only `saveCurrentSettings`
+/// stores a change. Main thread.
 class PreferencesView final : public DialogContentView {
 public:
-    /// Both outlive the view. The view is higher where the remote access interval may be changed.
+    /// `settings` and `bundle` outlive the view. The view is higher if the remote access interval may be
+    /// changed.
     PreferencesView(RemoteServiceSettings& settings, const host::Bundle& bundle);
 
     /// Shows the settings as they are now.

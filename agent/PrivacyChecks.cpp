@@ -14,8 +14,8 @@ using Kvs::CNSDbgLog;
 using Kvs::CNSLog;
 using Kvs::OCNSLog;
 
-// Window levels (CoreGraphics, CGWindowLevel.h): the names of windows below the desktop, of the Dock and of
-// the menu bar are told to every program.
+// Window levels (CoreGraphics, CGWindowLevel.h): every program may read the names of windows below the
+// desktop, of the Dock and of the menu bar.
 constexpr int kDesktopLevel = -2147483623;
 constexpr int kMainMenuLevel = 24;
 constexpr int kDockLayer = -20;

@@ -5,19 +5,19 @@
 
 namespace kvn {
 
-/// Finds out and asks for the permissions to see and to control the user's session, on a system that guards
+/// Checks and requests the permissions to see and to control the user's session, on a system that guards
 /// them. Main thread.
 class PrivacyChecks {
 public:
-    /// Both outlive the object.
+    /// `permissions` and `system` outlive this object.
     PrivacyChecks(host::PrivacyPermissions& permissions, const host::SystemInfo& system)
         : permissions_(permissions), system_(system) {}
 
-    /// Returns true if this program knows the name of another program's window, which the system tells only
-    /// those who may record the screen. Systems before 10.15 have no such permission.
+    /// Returns true if this program can read the name of another program's window, which the system gives
+    /// only to programs that may record the screen. Systems before 10.15 have no such permission.
     bool haveCaptureScreenPermission() const;
 
-    /// Makes the system ask the user. Returns true if the permission is there already.
+    /// Makes the system ask the user. Returns true if the permission has already been granted.
     bool requestCaptureScreenPermission();
 
     /// Systems before 10.14 have no such permission.

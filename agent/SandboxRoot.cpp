@@ -1,6 +1,7 @@
 #include "agent/SandboxRoot.h"
 
 #include "core/system/FSysInfoPaths.h"
+#include "core/system/LocalAddress.h"
 
 #include <cstring>
 #include <filesystem>
@@ -14,14 +15,13 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kLongestSocketPath[] = "/var/run/com.korvane.remote.KvnServiceController.socket";
-constexpr std::size_t kLongestSocketAddress = 103; // the path field of macOS's sockaddr_un, less its NUL
 
 } // namespace
 
 std::optional<std::string> prepareRoot(const std::string& folder, std::string& problem) {
     std::error_code error;
     const fs::path root = fs::weakly_canonical(fs::absolute(folder, error), error);
-    if (root.string().size() + std::strlen(kLongestSocketPath) > kLongestSocketAddress) {
+    if (root.string().size() + std::strlen(kLongestSocketPath) > Kvs::LocalAddress::kLongestPath) {
         problem = "the root " + folder + " is too long: socket paths have at most 103 bytes";
         return std::nullopt;
     }
@@ -32,7 +32,7 @@ std::optional<std::string> prepareRoot(const std::string& folder, std::string& p
             fs::create_directories(root / part, error);
         }
     }
-    if (!error) { // the user's home below the root stands for the real one
+    if (!error) { // the home folder below the root is used in place of the real one
         fs::create_directories(root / fs::path(Kvs::FSysInfoPaths::getHomeFolder().str()).relative_path(),
                                error);
     }

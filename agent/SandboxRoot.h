@@ -5,9 +5,9 @@
 
 namespace kvn {
 
-/// Makes the folder usable that stands for "/": creates in it the folders that every system has, and those
-/// that the product's installation creates. Returns its absolute path, or nullopt and the reason in
-/// `problem`.
+/// Prepares the folder that is used in place of "/": creates in it the folders that every system has, and
+/// those that the product's installation creates. Returns its absolute path; on failure nullopt, with the
+/// reason in `problem`.
 std::optional<std::string> prepareRoot(const std::string& folder, std::string& problem);
 
 } // namespace kvn

@@ -10,7 +10,7 @@
 namespace kvn {
 
 /// The client of the helper that starts and stops the remote service, and runs tasks, as root. Called on the
-/// work queue, as each call may block.
+/// work queue, because each call may block.
 class ServiceCtrlClient final : public PHAgentClient {
 public:
     /// See PHAgentClient for how long the handler must live.

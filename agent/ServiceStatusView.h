@@ -9,7 +9,7 @@
 
 namespace kvn {
 
-/// The state of the service, and its details as far as they are known. Main thread.
+/// Shows the state of the service, and its details as far as they are known. Main thread.
 class ServiceStatusView final : public DialogContentView {
 public:
     explicit ServiceStatusView(const host::Bundle& bundle);

@@ -28,12 +28,13 @@ public:
 
     using Text = std::function<std::string(const char* key)>;
 
-    /// `text` gives the titles of all items but that of the permissions, which is left out without a title.
+    /// `text` returns the titles of all items except the one for the permissions, which is left out without a
+    /// title.
     StatusMenu(const Actions& actions, const Text& text, const std::optional<std::string>& permissionsTitle);
 
     const host::Menu& items() const { return items_; }
 
-    /// Enables the items that can be chosen while the service is in this state.
+    /// Enables the items that the user can choose while the service is in this state.
     void enableFor(ServiceState serviceState, bool startAttemptDidFail);
 
 private:

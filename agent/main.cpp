@@ -21,7 +21,7 @@
 #include <unistd.h>
 #include <variant>
 
-// The composition root: reads the options, builds the agent from a host and a front end, and runs it.
+// Reads the options, builds the agent from a host and a front end, and runs it.
 
 namespace {
 
@@ -45,7 +45,7 @@ int fail(int status, const std::string& problem) {
     return status;
 }
 
-/// Builds the agent on this host, and runs it until something ends it.
+/// Builds the agent on this host, and runs it until it is ended.
 int runAgent(host::Host& host, host::FrontEnd frontEnd) {
     host::MainLoop& mainLoop = *host.mainLoop;
     SystemSleepMonitor sleepMonitor(*host.powerManagement, *host.pointer, mainLoop);

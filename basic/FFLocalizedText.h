@@ -19,7 +19,7 @@ namespace kvn {
 ///
 /// Loading chooses the first preferred language, exactly or without its region, or else English, and adds
 /// missing texts from English. The texts do not change afterwards: any thread may read them. A failure to
-/// load is logged; its texts are missing.
+/// load is logged, and the texts of that file are missing.
 class FFLocalizedText {
 public:
     /// A replacement and the placeholder that it replaces.
@@ -32,11 +32,11 @@ public:
     FFLocalizedText(const FFLocalizedText&) = delete;
     FFLocalizedText& operator=(const FFLocalizedText&) = delete;
 
-    /// The process's texts, loaded by the first call. Any thread.
+    /// Returns the process's texts, which the first call loads. Any thread.
     static const FFLocalizedText& shared();
 
     /// Sets the sources of `shared`, which must be called before it and must outlive its use. Discards the
-    /// language file and the texts of earlier sources, so nobody may use them any more.
+    /// language file and the texts of earlier sources, which must not be used any more.
     static void setSharedSources(const host::Bundle* bundle, const host::SystemInfo* systemInfo);
 
     /// Sets the file that `shared` loads. Called after `setSharedSources`, before the first `shared`.
@@ -45,13 +45,13 @@ public:
     /// Returns the text. A missing one is logged, and an empty text returned.
     std::string stringForKey(std::string_view key) const;
 
-    /// As `stringForKey`, with room for 100 more characters.
+    /// Does what `stringForKey` does; 100 more characters can be appended without an allocation.
     std::string mutableStringForKey(std::string_view key) const;
 
-    /// Returns the text, or the default language's, or an empty one. Logs nothing.
+    /// Returns the text, or the default language's text, or an empty text. Logs nothing.
     std::string stringForKeyOrDefault(std::string_view key) const;
 
-    /// A text of the bundle's string table.
+    /// Returns a text of the bundle's string table.
     std::optional<std::string> systemStringForKey(std::string_view key) const;
 
     /// Returns the text with every occurrence of each placeholder replaced, pair by pair. The list ends at
@@ -59,7 +59,7 @@ public:
     std::string stringForKeyWithReplacements(std::string_view key,
                                              std::initializer_list<Replacement> replacements) const;
 
-    /// The same with placeholders as keys and replacements as values, in the order of the keys.
+    /// Does the same with a map from placeholder to replacement, in the order of the keys.
     std::string stringForKeyWithReplacementsDictionary(std::string_view key,
                                                        const TextMap& replacements) const;
 
@@ -80,7 +80,7 @@ private:
     void chooseTexts(const std::string& language);
 
     LanguageMap languageMap_;
-    const TextMap* theTextMap_ = nullptr; ///< The chosen language's, in `languageMap_`; null without one.
+    const TextMap* theTextMap_ = nullptr; ///< the chosen language's entry in `languageMap_`; null without one
     TextMap theSystemTextMap_;
 };
 

@@ -7,7 +7,7 @@
 
 namespace kvn {
 
-/// The application's version as its bundle's information list gives it. Any thread.
+/// Reads the application's version from its bundle's information list. Any thread.
 class FOCVersion {
 public:
     static std::optional<std::string> versionInfo(const host::Bundle& bundle) {
@@ -17,7 +17,7 @@ public:
         return bundle.infoValue("com.korvane.source.revision");
     }
 
-    /// The version for people, two spaces, and the source revision in parentheses.
+    /// Returns the displayed version, two spaces, and the source revision in parentheses.
     static std::string fullVersionInfo(const host::Bundle& bundle) {
         constexpr char kNone[] = "(null)";
         return bundle.infoValue("CFBundleShortVersionString").value_or(kNone) + "  (" +

@@ -22,7 +22,7 @@ namespace {
 
 using Kvs::OCNSLog;
 
-constexpr int kChunk = 1 << 16; // smaller ones make the parser slow with long values
+constexpr int kChunk = 1 << 16; // smaller chunks make the parser slow with long values
 constexpr std::array<const char*, 1> kKeysRequiredForAllLanguages{"BAR_TAB_TELCO_INFO"};
 
 void logUnreadable(const std::string& path, int error) {
@@ -53,7 +53,7 @@ public:
         XML_SetStartElementHandler(parser_.get(), [](void* self, const char* name, const char** attributes) {
             static_cast<Reading*>(self)->target_.didStartElement(name, attributes);
         });
-        // Both can make a small file huge in memory.
+        // Entities and default attributes can make a small file huge in memory.
         XML_SetEntityDeclHandler(parser_.get(), [](void* self, const char*, int, const char*, int,
                                                    const char*, const char*, const char*, const char*) {
             static_cast<Reading*>(self)->refuse("an entity declaration");

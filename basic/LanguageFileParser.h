@@ -13,13 +13,13 @@ using TextMap = std::map<std::string, std::string, std::less<>>; ///< Text by ke
 using LanguageMap = std::map<std::string, TextMap, std::less<>>; ///< Texts by language code.
 
 /// Reads a language file: elements "Language" with a Windows language id as "langKey", each followed by its
-/// "KeyPair" elements with "key" and "value". Everything else in the file is ignored.
+/// "KeyPair" elements with "key" and "value". It ignores everything else in the file.
 ///
 /// Languages that the user does not prefer keep only the keys required for all languages. A file that
 /// declares entities or default attributes is refused, because these can make a small file huge.
 class LanguageFileParser {
 public:
-    static constexpr std::size_t kMaxBytes = std::size_t{8} << 20; // several times what the texts need
+    static constexpr std::size_t kMaxBytes = std::size_t{8} << 20; // several times the size of the real file
 
     /// `preferredLanguages` are language tags, the best first. The texts are added to `languageMap`. Both
     /// must outlive the parser.
@@ -38,9 +38,9 @@ private:
     const std::vector<std::string>& preferredLanguages_;
     LanguageMap& languageMap_;
     bool skipLang_ = false;
-    bool haveLang_ = false; ///< The user's first preferred language, exactly.
+    bool haveLang_ = false; ///< has read the user's first preferred language, exactly
     bool haveDefaultLang_ = false;
-    TextMap* currentParserMap_ = nullptr; ///< Null outside of known languages.
+    TextMap* currentParserMap_ = nullptr; ///< null outside of known languages
 };
 
 } // namespace kvn

@@ -15,14 +15,14 @@ class SystemSleepObserver {
 public:
     virtual ~SystemSleepObserver() = default;
 
-    /// Asked before an idle sleep; false refuses it.
+    /// Called before an idle sleep; returns false to refuse it.
     virtual bool canSystemSleep() = 0;
     virtual void systemWillSleep() = 0;
     virtual void systemDidWakeup() = 0;
 };
 
-/// The agent's only access to power management: wakes the display, keeps it awake, and tells observers when
-/// the system goes to sleep and wakes up; observers may refuse an idle sleep.
+/// The agent's only access to power management: wakes the display, keeps it awake, and notifies observers
+/// when the system goes to sleep and wakes up. Observers may refuse an idle sleep.
 ///
 /// Main thread, except `declareLocalUserActivity`. Must live until the main loop has stopped.
 class SystemSleepMonitor {
@@ -32,7 +32,8 @@ public:
     SystemSleepMonitor(const SystemSleepMonitor&) = delete;
     SystemSleepMonitor& operator=(const SystemSleepMonitor&) = delete;
 
-    /// The monitor of the process: null until main has set it, before other threads start. Any thread.
+    /// Returns the monitor of the process: null until main has set it, before other threads start. Any
+    /// thread.
     static SystemSleepMonitor* sharedInstance() { return sharedInstance_; }
     static void setSharedInstance(SystemSleepMonitor* monitor) { sharedInstance_ = monitor; }
 

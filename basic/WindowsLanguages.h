@@ -15,7 +15,7 @@ struct WindowsLanguage {
 
 inline constexpr std::string_view kDefaultLanguage = "en";
 
-/// Every language of the product; the default one has an empty id.
+/// Lists every language of the product; the default one has an empty id.
 inline constexpr std::array<WindowsLanguage, 18> kWindowsLanguages{{
     {"", kDefaultLanguage},
     {"22-01", "pt-BR"},
@@ -44,7 +44,7 @@ inline std::optional<std::string_view> languageCodeOfWindowsId(std::string_view 
     return found == kWindowsLanguages.end() ? std::nullopt : std::optional(found->code);
 }
 
-/// The part of a language tag before its first "-".
+/// Returns the part of a language tag before its first "-".
 inline std::string_view primaryLanguage(std::string_view tag) { return tag.substr(0, tag.find('-')); }
 
 } // namespace kvn

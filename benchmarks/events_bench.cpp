@@ -51,7 +51,7 @@ struct Handler {
     virtual ~Handler() = default;
 };
 
-// Two kinds, so that the compiler cannot replace the virtual calls by plain ones.
+// There are two kinds, so that the compiler cannot replace the virtual calls by plain ones.
 struct Adder : Handler {
     void received(Source*, int& value) override { total += value; }
     long total = 0;
@@ -61,7 +61,7 @@ struct Subtractor : Handler {
     long total = 0;
 };
 
-/// The least that an event can cost: its lock, and one virtual call a handler.
+/// Measures the least cost of an event: its lock, and one virtual call for each handler.
 template <int Handlers>
 void bare(benchmark::State& state) {
     std::vector<std::unique_ptr<Handler>> handlers;

@@ -23,7 +23,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr int kRoundTrips = 200; // a batch, so that starting and noticing its end do not count
+constexpr int kRoundTrips = 200; // a batch, so that its start and its end do not count
 
 constexpr auto kCommand = "F7100016{\"Cmd\":\"StartService\"}"sv;
 constexpr auto kCompletion =
@@ -39,7 +39,7 @@ void write(const Kvs::FileDescriptor& socket, std::string_view bytes) {
     check(::write(socket.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
 }
 
-/// False at the end of the connection.
+/// Returns false at the end of the connection.
 bool read(const Kvs::FileDescriptor& socket, std::string_view expected) {
     std::array<char, 128> buffer;
     const ssize_t count = ::read(socket.get(), buffer.data(), expected.size());
@@ -87,7 +87,7 @@ public:
 private:
     void sendCommand() { check(handler_->sendMessage({{"Cmd", "StartService"}})); }
 
-    /// Sends the next command when the one before is completed, on the main thread.
+    /// Sends the next command when the previous one is completed, on the main thread.
     void completed(const kvn::PHMessage& event) {
         check(kvn::integerIn(event, "status") == 0);
         if (--left_ > 0) {
@@ -123,7 +123,7 @@ private:
     Helper helper_;
 };
 
-/// The least that an event thread and a main loop take: one reads, and wakes the other.
+/// Measures the least time of an event thread and a main loop: one reads, and wakes the other.
 class RawThroughALoop {
 public:
     RawThroughALoop() {

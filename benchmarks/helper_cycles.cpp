@@ -29,6 +29,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <tuple>
 #include <unistd.h>
 
@@ -38,7 +39,7 @@ namespace fs = std::filesystem;
 using namespace kvn;
 
 constexpr char kLabel[] = "com.korvane.remote.KvnServiceController";
-constexpr char kOlder[] = "0.0.1"; // than the real one, and as long
+constexpr char kOlder[] = "0.0.1"; // older than the real one, and of the same length
 
 void check(bool holds, const std::string& what) {
     if (!holds) {
@@ -46,7 +47,7 @@ void check(bool holds, const std::string& what) {
     }
 }
 
-/// A bundle whose helper has this version.
+/// Makes a bundle whose helper has this version.
 std::string makeBundle(const fs::path& bundle, const std::string& version) {
     const std::string before = "<key>CFBundleVersion</key>\n\t<string>";
     std::string program = test::readFile(HELPER);
@@ -61,7 +62,7 @@ std::string makeBundle(const fs::path& bundle, const std::string& version) {
     return bundle;
 }
 
-/// The resources of which the cycles must leave none.
+/// The resources that the cycles must release.
 struct Counts {
     long processes, descriptors, threads, files;
     bool operator==(const Counts&) const = default;
@@ -88,15 +89,15 @@ public:
         Kvs::FSysInfoPaths::setRoot(root_);
         fs::create_directories(root_ + "/var/run");
     }
-    ~Sandbox() { host::endHelper(tool_); } // of a cycle that failed
+    ~Sandbox() { host::endHelper(tool_); } // the helper of a cycle that failed
     Sandbox(const Sandbox&) = delete;
     Sandbox& operator=(const Sandbox&) = delete;
 
-    /// Plays the cycles while the caller's thread runs the main loop.
+    /// Runs the cycles while the caller's thread runs the main loop.
     void play(int cycles) {
         auto played = std::async(std::launch::async, [&] {
             const Quit quitsAtTheEnd{loop_};
-            cycle(); // makes folders and threads of libraries, which stay
+            cycle(); // the first one makes folders and threads of libraries that remain
             const Counts before = counts();
             const auto start = std::chrono::steady_clock::now();
             for (int i = 0; i < cycles; ++i) {
@@ -176,7 +177,7 @@ private:
         long files = 0;
         for (auto entry = fs::recursive_directory_iterator(root_); entry != fs::end(entry); ++entry) {
             if (entry->path() == root_ + "/var/log") {
-                entry.disable_recursion_pending(); // a log file a start, which are kept for 12 hours
+                entry.disable_recursion_pending(); // each start makes a log file, which is kept for 12 hours
             }
             ++files;
         }

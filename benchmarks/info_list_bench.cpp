@@ -16,7 +16,8 @@ constexpr std::string_view kEnd = "</plist>";
 constexpr std::size_t kFileLimit = std::size_t{64} << 20;
 constexpr std::uint64_t kMostBytes = 16 << 10;
 
-/// The bytes that this process has read so far; nullopt on a system that does not count them.
+/// Returns the number of bytes that this process has read so far; nullopt on a system that does not count
+/// them.
 std::optional<std::uint64_t> bytesRead() {
     std::ifstream io("/proc/self/io");
     std::string name;
@@ -48,7 +49,7 @@ void ours(benchmark::State& state) {
     }
 }
 
-/// The whole file in memory, and a search.
+/// Reads the whole file into memory and searches it.
 void whole(benchmark::State& state) {
     for (auto _ : state) {
         const auto bytes = Kvs::fReadFile(EXECUTABLE, kFileLimit);

@@ -1,5 +1,5 @@
-// The localised texts beside expat alone with the same file: the texts of one language and the default one
-// are kept, of the others the required key.
+// Compares the localised texts with expat alone on the same file: the texts of one language and of the
+// default one are kept, of the others only the required key.
 
 #include "basic/FFLocalizedText.h"
 #include "basic/WindowsLanguages.h"
@@ -20,13 +20,13 @@
 
 namespace {
 
-/// Keeps the lines that a load logs off the measurement's disk.
+/// Drops the lines that a load logs, so that they are not written during the measurement.
 class NoLogBook : public Kvs::FLogBook {
 public:
     bool add(const Kvs::FLogRecord&) override { return true; }
 };
 
-/// 18 languages with 1,250 texts each, which is what all the platforms together need.
+/// Writes 18 languages with 1,250 texts each, which is the size that all platforms need together.
 class LargeFile {
 public:
     LargeFile() {

@@ -12,13 +12,12 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <unistd.h>
 
 namespace {
 
-/// A fresh file whose name is gone when the descriptor or stream that wrote it is.
+/// A new file, which the destructor removes.
 class LogFile {
 public:
     LogFile() { Kvs::FileDescriptor(mkstemp(path_.data())); }
@@ -28,7 +27,7 @@ public:
     const std::string& path() const { return path_; }
 
 private:
-    std::string path_ = "kvnbenchXXXXXX"; // in the working directory: a real disk, not a memory file system
+    std::string path_ = "kvnbenchXXXXXX"; // in the working directory, which is on a disk and not in memory
 };
 
 std::unique_ptr<LogFile> file;
@@ -71,7 +70,7 @@ void spdlogLine(benchmark::State& state) {
     }
 }
 
-/// The least that a line can cost: the system call alone, with as many bytes.
+/// Measures the least cost of a line: the system call alone, with the same number of bytes.
 void bareWrite(benchmark::State& state) {
     LogFile written;
     const Kvs::FileDescriptor descriptor(::open(written.path().c_str(), O_WRONLY | O_APPEND));

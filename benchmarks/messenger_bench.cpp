@@ -25,7 +25,7 @@ namespace {
 
 constexpr std::size_t kMessage = 60;
 constexpr std::size_t kChunk = 4096;
-constexpr int kRoundTrips = 200; // a batch, so that starting and noticing its end do not count
+constexpr int kRoundTrips = 200; // a batch, so that its start and its end do not count
 constexpr int kChunks = 256;
 
 void check(bool condition) {
@@ -34,7 +34,7 @@ void check(bool condition) {
     }
 }
 
-/// Tells the measuring thread that a batch is complete.
+/// Notifies the measuring thread that a batch is complete.
 class Gate {
 public:
     void open() {
@@ -131,7 +131,7 @@ private:
     std::unique_ptr<Kvs::FComMessengerPipe> client_;
 };
 
-/// The least that a program can do: one thread at each end that reads, and writes when told to.
+/// Measures the least that a program can do: one thread at each end reads, and writes on demand.
 class Raw {
 public:
     explicit Raw(bool echo) {

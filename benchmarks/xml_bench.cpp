@@ -1,4 +1,5 @@
-// The XML codec beside pugixml, RapidXML and fmt, on the messages that the agent and the service exchange.
+// Compares the XML codec with pugixml, RapidXML and fmt on the messages that the agent and the service
+// exchange.
 
 #include "remote/xml/FEncXml.h"
 #include "remote/xml/FEncXmlDocument.h"
@@ -14,11 +15,12 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
 
-/// So many different messages that the branch predictor cannot learn them.
+/// Enough different messages that the branch predictor cannot learn them.
 constexpr std::size_t kMessages = 1024;
 
 class Generator {
@@ -27,7 +29,7 @@ public:
         return std::uniform_int_distribution<std::size_t>(least, most)(random_);
     }
 
-    /// Plain text, now and then with a character that needs escaping.
+    /// Returns plain text, sometimes with a character that needs escaping.
     std::string text(std::size_t least, std::size_t most) {
         static constexpr std::string_view kUnits =
             "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./: ";
@@ -73,7 +75,7 @@ std::string proxy(Generator& make) {
                    "/>");
 }
 
-/// About 320 bytes on average.
+/// Returns a message of about 320 bytes on average.
 std::string message(Generator& make) {
     switch (make.number(0, 2)) {
     case 0:
@@ -115,7 +117,8 @@ const std::vector<std::string>& messages() {
     return all;
 }
 
-/// 1 MB: a status answer with many proxies, white space between them and some text inside.
+/// Returns a document of 1 MB: a status answer with many proxies, white space between them and some text
+/// inside.
 const std::vector<std::string>& largeDocument() {
     static const std::vector<std::string> all = [] {
         Generator make;
@@ -372,7 +375,8 @@ void write(benchmark::State& state, const std::vector<Values>& all) {
     }
 }
 
-/// What the client passes to the writer: as ready as the values that its peers are given.
+/// Returns the attributes that the client passes to the writer, prepared as far as the values that its peers
+/// get.
 std::vector<Kvs::FEncXmlAttributeMap> attributeMaps() {
     std::vector<Kvs::FEncXmlAttributeMap> maps(registrations().size());
     for (std::size_t i = 0; i < maps.size(); ++i) {
@@ -383,8 +387,9 @@ std::vector<Kvs::FEncXmlAttributeMap> attributeMaps() {
     return maps;
 }
 
-/// A comparison is worth something only between contenders that do the same. (pugixml decodes while it
-/// parses, so that a first character may differ from the raw one; its two ways agree with each other.)
+/// Returns true if all contenders do the same work; otherwise a comparison is meaningless. (pugixml decodes
+/// while it parses, so that a first character may differ from the raw one; its two ways agree with each
+/// other.)
 bool contendersAgree() {
     static const bool agree = [] {
         for (const auto* texts : {&messages(), &largeDocument()}) {

@@ -1,4 +1,4 @@
-# Every library that is not ours, with the least version that it was built with.
+# Finds every library that is not ours, in at least the oldest version that it was built with.
 
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
@@ -6,7 +6,7 @@ find_package(EXPAT 2.2 REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
 pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc>=2.5)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-    # Version 2 has other names for most of what is used of it.
+    # Version 2 has other names for most of the functions that are used.
     pkg_check_modules(SDBUS REQUIRED IMPORTED_TARGET sdbus-c++>=1.2 sdbus-c++<2)
 endif()
 if(KVN_BUILD_TESTS)

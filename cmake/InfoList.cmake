@@ -1,4 +1,4 @@
-# Property lists inside executables, where a program that knows only the file can read them.
+# Puts property lists into executables, where a program that knows only the file can read them.
 
 if(NOT APPLE)
     enable_language(ASM)
@@ -22,7 +22,7 @@ function(kvs_embed_info_list target file)
     .section .note.GNU-stack, "", %progbits
 ]])
     set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS ${file})
-    # A library of its own: the compiler's warnings and sanitizers are nothing to the assembler.
+    # A library of its own, because the assembler does not know the compiler's warnings and sanitizers.
     add_library(${target}_info_list OBJECT ${source})
     set_target_properties(${target}_info_list PROPERTIES COMPILE_WARNING_AS_ERROR OFF) # clang's: -MD is unused
     target_sources(${target} PRIVATE $<TARGET_OBJECTS:${target}_info_list>)

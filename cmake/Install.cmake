@@ -1,12 +1,12 @@
-# Installation on Linux: the application bundle, a link to its program, and the entry that starts it in every
-# graphical session. The stand-ins stay behind: they play other programs, and the one for the helper would run
-# anybody's commands as root. The product's helper is put into the bundle by whoever packages it.
+# Installation on Linux: the application bundle, a link to its program, and the entry that starts it in every graphical
+# session. The stand-ins are not installed: they simulate other programs, and the one for the helper would run any
+# user's commands as root. The packager puts the product's helper into the bundle.
 
 if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
     return()
 endif()
 
-# A relative one would mean another folder tomorrow.
+# A relative prefix would depend on the working directory.
 install(CODE [[cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE)]])
 
 set(contents lib/KvnGUIAgent.app/Contents)

@@ -1,5 +1,5 @@
-# Runs with every installation, which alone knows the prefix: writes the autostart entry, for /usr where every
-# session looks, else below the prefix.
+# Runs during every installation, because only the installation knows the prefix. Writes the autostart entry: for the
+# prefix /usr to the folder that every session reads, else below the prefix.
 
 set(program "${CMAKE_INSTALL_PREFIX}/bin/KvnGUIAgent")
 

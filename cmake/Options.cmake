@@ -1,5 +1,5 @@
-# The options of a build, and how every target is compiled: kvs_options (language, sanitizers), kvs_warnings (own
-# code only). The presets make warnings errors.
+# Defines the options of a build, and how every target is compiled: kvs_options (language, sanitizers) and kvs_warnings
+# (own code only). The presets make warnings errors.
 
 option(KVN_BUILD_TESTS "Build the tests" ON)
 option(KVN_BUILD_BENCH "Build the benchmarks against their peers" OFF)
@@ -19,7 +19,7 @@ target_compile_options(kvs_warnings INTERFACE
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     target_compile_options(kvs_warnings INTERFACE -Wthread-safety)
 elseif(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    # GCC 12 takes "literal" + std::string for a copy over itself (GCC bug 105651).
+    # GCC 12 reports "literal" + std::string as a copy over itself (GCC bug 105651).
     target_compile_options(kvs_warnings INTERFACE -Wno-restrict)
 endif()
 
@@ -27,8 +27,8 @@ if(KVN_SANITIZE)
     target_compile_options(kvs_options INTERFACE -fsanitize=${KVN_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
     target_link_options(kvs_options INTERFACE -fsanitize=${KVN_SANITIZE})
-    # The vptr check opens a pipe for every class it meets first, and blames the object when the tests of
-    # a process without descriptors leave it none.
+    # The vptr check opens a pipe at the first use of every class. It reports a wrong object when a test has left the
+    # process without descriptors.
     target_compile_options(kvs_options INTERFACE -fno-sanitize=vptr)
 endif()
 if(KVN_BUILD_FUZZ)

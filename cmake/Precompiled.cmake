@@ -1,4 +1,4 @@
-# The headers of libraries that most sources include, compiled once for the product and once for the tests.
+# Compiles the headers of libraries that most sources include once for the product and once for the tests.
 
 if(KVN_PRECOMPILE)
     file(CONFIGURE OUTPUT precompiled.cpp CONTENT "")

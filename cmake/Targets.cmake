@@ -1,4 +1,4 @@
-# The three kinds of targets that every folder uses.
+# Defines the three kinds of targets that every folder uses.
 
 # kvs_library(NAME [SOURCES file...] [DEPENDS target...] [PRIVATE_DEPENDS target...])
 # A static library of one folder; header-only when it has no sources.

@@ -28,7 +28,7 @@ foreach(file IN LISTS files)
     cmake_path(GET file PARENT_PATH folder)
     cmake_path(RELATIVE_PATH folder BASE_DIRECTORY "${prefix}")
     set(base "$ENV{DESTDIR}${prefix}")
-    # The system's own folders stay, even those that were empty before.
+    # The system's own folders are kept, even if they were empty before.
     if(folder MATCHES "^\\.\\./")
         continue()
     elseif(prefix MATCHES "^/usr(/local)?$" AND folder MATCHES "^([^/]+)/?(.*)$")

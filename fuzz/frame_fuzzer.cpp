@@ -29,7 +29,7 @@ public:
     int count = 0;
 };
 
-/// Well below what a socket holds, so that one thread can write all and then read.
+/// Well below the size of a socket's buffer, so that one thread can write everything and then read.
 constexpr std::size_t kMost = 32768;
 
 } // namespace
@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(message->isStructured(), "a message that is no object or array");
         kvn::stringIn(*message, "version");
         kvn::integerIn(*message, "status");
-        if (handler.sendMessage(*message)) { // back to where it came from: it can be sent and read again
+        if (handler.sendMessage(*message)) { // sent back to the peer: it can be sent and read again
             std::string header(8, '\0');
             require(::read(peer.get(), header.data(), header.size()) == 8, "no frame was sent");
             std::string body(std::strtoul(header.c_str() + 3, nullptr, 16), '\0');

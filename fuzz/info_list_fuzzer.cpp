@@ -21,7 +21,7 @@ void require(bool holds, const char* what) {
 
 } // namespace
 
-/// The bytes are an executable file. One file serves all runs: set TMPDIR to a file system in memory.
+/// Takes the bytes as an executable file. All runs use the same file: set TMPDIR to a file system in memory.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const kvn::test::TemporaryFolder folder;
     static const std::string path = folder.file("executable");

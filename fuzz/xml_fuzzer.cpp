@@ -23,7 +23,7 @@ std::basic_string<C> decoded(Kvs::FStrToken<C> raw) {
     return std::basic_string<C>(out.token());
 }
 
-/// Touches every character that a node gives; the sanitizers judge.
+/// Reads every character of a node, so that the sanitizers check the access.
 template <class C>
 std::size_t touch(const Kvs::FEncXmlNode<C>& node) {
     std::size_t sum = node.name().token().size();
@@ -43,7 +43,7 @@ std::size_t touch(const Kvs::FEncXmlNode<C>& node) {
     return sum;
 }
 
-/// All documents that stand one after the other in the buffer.
+/// Reads all documents in the buffer, one after the other.
 template <class C>
 std::size_t readAll(std::basic_string_view<C> buffer) {
     Kvs::FEncXmlDocument<C> document;
@@ -97,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
 
     const std::size_t sum = readAll<char>(bytes);
-    // Only bytes have a mark, which is skipped before each of the documents.
+    // Only documents of bytes may have a byte-order mark, which is skipped before each of them.
     if (bytes.find(Kvs::BOMLE) == bytes.npos) {
         require(sum == readAll<wchar_t>(wide), "char and wchar_t differ");
     }

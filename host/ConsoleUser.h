@@ -8,7 +8,7 @@
 
 namespace kvn::host {
 
-/// The user in front of the screen. Main thread.
+/// The user of the machine's screen and keyboard. Main thread.
 class ConsoleUser {
 public:
     struct Owner {
@@ -19,7 +19,7 @@ public:
 
     virtual ~ConsoleUser() = default;
 
-    /// The present owner of the console.
+    /// Returns the present owner of the console.
     virtual Owner current() = 0;
 
     /// Runs the task in the main loop after each change of the owner, until the registration ends. One

@@ -8,16 +8,16 @@
 
 namespace kvn::host {
 
-// A dialog is a list of lines from top to bottom. A line has a text, and beside it a control or nothing.
-// Handlers are called on the main thread when the person changes something; a control that is not enabled
-// is shown and cannot be changed.
+// A dialog is a list of lines from top to bottom. A line has a text, and beside it a control or none.
+// Handlers are called on the main thread when the user changes something; a control that is not enabled is
+// shown and cannot be changed.
 
 /// A text to read, which the line's text labels.
 struct DialogValue {
     std::string text;
 };
 
-/// Stands below the line's text.
+/// A table below the line's text.
 struct DialogTable {
     std::vector<std::string> titles;
     std::vector<std::vector<std::string>> rows;
@@ -53,15 +53,15 @@ using DialogControl = std::variant<std::monostate, DialogValue, DialogTable, Dia
                                    DialogDate, DialogButton>;
 
 struct DialogLine {
-    /// Unique within the dialog. A line of the same id in an update is the same line: a renderer changes its
-    /// control in place, and keeps the focus and a value that is half typed.
+    /// Unique within the dialog. A line with the same id in an update is the same line: a renderer changes
+    /// its control in place, and keeps the focus and a value that the user has not finished typing.
     std::string id;
     std::string text;
     DialogControl control = std::monostate();
 };
 using DialogLines = std::vector<DialogLine>;
 
-/// Where a window opens and the size of its content, in points. Renderers compute the position.
+/// The place where a window opens, and the size of its content, in points. Renderers compute the position.
 struct DialogPlace {
     enum class Anchor {
         TopCentre, // centred between the sides; the margin is above the content, in the visible screen
@@ -73,7 +73,7 @@ struct DialogPlace {
     double height = 0;
 };
 
-/// A window of the agent. Renders the lines that it is given; decides nothing. Main thread.
+/// A window of the agent. Renders the lines that it is given and contains no logic. Main thread.
 class DialogWindow {
 public:
     virtual ~DialogWindow() = default;
@@ -87,8 +87,8 @@ public:
 
     virtual bool isVisible() const = 0;
 
-    /// Closes the window, as the person may. In either case a value that is half typed goes to its handler
-    /// first, then the handler of `onClose` is called.
+    /// Closes the window, which the user can do as well. In both cases a value that the user has not finished
+    /// typing goes to its handler first; then the handler of `onClose` is called.
     virtual void close() = 0;
     virtual void onClose(std::function<void()> handler) = 0;
 };

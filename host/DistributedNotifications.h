@@ -17,7 +17,7 @@ struct Notification {
 };
 
 /// Messages between the programs of a session. Main thread. In a session without such a service no message
-/// comes, and posting fails.
+/// arrives, and posting fails.
 class DistributedNotifications {
 public:
     virtual ~DistributedNotifications() = default;

@@ -5,7 +5,7 @@
 
 namespace kvn::host {
 
-/// Why an operation failed.
+/// The reason why an operation failed.
 struct Error {
     std::string domain;
     int code = 0;
@@ -14,8 +14,8 @@ struct Error {
     std::string description() const { return reason + " (" + domain + " " + std::to_string(code) + ")"; }
 };
 
-/// The error of an `errno` value, in the domain "posix". `subject` names what failed, if the caller does not
-/// know.
+/// Returns the error of an `errno` value, in the domain "posix". `subject` names the object that failed, if
+/// the caller does not know it.
 inline Error posixError(int code, const std::string& subject = {}) {
     const std::string reason = std::generic_category().message(code);
     return {"posix", code, subject.empty() ? reason : subject + ": " + reason};

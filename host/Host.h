@@ -26,7 +26,7 @@
 
 namespace kvn::host {
 
-/// Everything that a backend provides. No member is null. A member may use those above it, and all are
+/// Holds the objects that a backend provides. No member is null. A member may use those above it, and all are
 /// destroyed before the main loop.
 struct Host {
     std::unique_ptr<MainLoop> mainLoop;

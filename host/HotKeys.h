@@ -5,8 +5,8 @@
 
 namespace kvn::host {
 
-/// Keys that reach the agent whatever application is in front. Results are 0 or the system's error code.
-/// Main thread.
+/// Registers keys that reach the agent whichever application is in front. Results are 0 or the system's error
+/// code. Main thread.
 class HotKeys {
 public:
     /// The values are those of the system's keyboard events (Carbon, kEventHotKeyPressed and -Released).

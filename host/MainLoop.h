@@ -47,8 +47,8 @@ public:
     virtual void quit() = 0;
 };
 
-/// A registration that keeps the object alive. Whoever calls the object holds it weakly, and so stops when
-/// the registration ends.
+/// Returns a registration that keeps the object alive. The caller of the object holds it weakly, and so stops
+/// when the registration ends.
 template <class T>
 [[nodiscard]] MainLoop::Handle keepAlive(std::shared_ptr<T> object) {
     class Holder final : public MainLoop::Registration {

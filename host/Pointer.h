@@ -12,10 +12,10 @@ class Pointer {
 public:
     virtual ~Pointer() = default;
 
-    /// The pointer's position; the origin is the bottom-left corner of the main screen.
+    /// Returns the pointer's position; the origin is the bottom-left corner of the main screen.
     virtual Point location() const = 0;
 
-    /// Height of the main screen in points, 0 without one.
+    /// Returns the height of the main screen in points, 0 without one.
     virtual double mainScreenHeight() const = 0;
 
     /// Posts a mouse-moved event; the origin is the top-left corner.

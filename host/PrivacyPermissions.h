@@ -23,7 +23,7 @@ public:
     /// permission. Elsewhere there is no permission to check or to ask for.
     virtual bool isGuarded() const = 0;
 
-    /// The windows on the screen, from front to back; nullopt when the system does not list them.
+    /// Returns the windows on the screen, from front to back; nullopt when the system does not list them.
     virtual std::optional<std::vector<ScreenWindow>> onScreenWindows() const = 0;
 
     /// Begins to capture the screen for a moment, which makes the system ask the user. Returns true if this

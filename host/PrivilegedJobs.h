@@ -44,8 +44,8 @@ public:
 
     virtual ~PrivilegedJobs() = default;
 
-    /// Sets who shows the prompt of an authorization where the system does not. `presenter` is called on the
-    /// thread that asks for the rights. Before the first use, main thread.
+    /// Sets the function that shows the prompt of an authorization where the system does not. It is called on
+    /// the thread that asks for the rights. Called before the first use, on the main thread.
     virtual void presentPromptsWith(PromptPresenter presenter) = 0;
 
     /// Returns 0 and an authorization without rights, or the system's error code.
@@ -60,7 +60,7 @@ public:
     /// starts it. Returns nullopt on success.
     virtual std::optional<Error> bless(const std::string& label, Authorization& authorization) = 0;
 
-    /// The property list of an installed job; nullopt when there is none.
+    /// Returns the property list of an installed job; nullopt when there is none.
     virtual std::optional<PropertyValue::Dictionary> jobDictionary(const std::string& label) const = 0;
 };
 

@@ -11,7 +11,8 @@ class RunningApplications {
 public:
     virtual ~RunningApplications() = default;
 
-    /// The user's processes that run this bundle's program, this process included, in no special order.
+    /// Returns the user's processes that run this bundle's program, this process included, in no special
+    /// order.
     virtual std::vector<pid_t> instancesOf(const std::string& bundleIdentifier) const = 0;
 
     /// Kills a process. Returns false when that was not possible.

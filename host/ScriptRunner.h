@@ -7,7 +7,7 @@
 
 namespace kvn::host {
 
-/// Runs scripts that ask other applications for something, in the AppleScript language.
+/// Runs scripts in the AppleScript language, which control other applications.
 class ScriptRunner {
 public:
     virtual ~ScriptRunner() = default;

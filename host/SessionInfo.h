@@ -11,12 +11,12 @@ struct LoginSession {
     std::string userName;
 };
 
-/// The login-session query. Any thread.
+/// Returns information about login sessions. Any thread.
 class SessionInfo {
 public:
     virtual ~SessionInfo() = default;
 
-    /// The session of the calling process.
+    /// Returns the session of the calling process.
     virtual LoginSession ownSession() const = 0;
 };
 

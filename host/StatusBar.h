@@ -7,7 +7,7 @@
 
 namespace kvn::host {
 
-/// An item of a menu. One whose text is missing keeps its place and can be chosen.
+/// An item of a menu. An item with an empty title keeps its place and can be chosen.
 struct MenuItem {
     std::string title;
     std::function<void()> action;
@@ -16,7 +16,8 @@ struct MenuItem {
 struct MenuSeparator {};
 using Menu = std::vector<std::variant<MenuItem, MenuSeparator>>;
 
-/// The picture of the status item. A front end of pictures shows the file; one of words says the meaning.
+/// The picture of the status item. A graphical front end shows the file; a text front end shows a word for
+/// the meaning.
 struct StatusImage {
     enum class Meaning {
         Connected,    // shown as a template, in the colour of the bar's text
@@ -27,8 +28,8 @@ struct StatusImage {
     std::string name; // in the bundle's resources
 };
 
-/// The agent's item in the system's status bar, which shows a picture and opens a menu. Renders what it is
-/// given and carries out the menu's actions; decides nothing. Main thread.
+/// The agent's item in the system's status bar, which shows a picture and opens a menu. Renders the menu and
+/// the picture that it is given, runs the menu's actions, and contains no logic. Main thread.
 class StatusBar {
 public:
     virtual ~StatusBar() = default;
@@ -38,7 +39,7 @@ public:
     virtual void showItem(const Menu& menu) = 0;
     virtual void removeItem() = 0;
 
-    /// Shows the picture, and the menu as it now is. Does nothing while there is no item.
+    /// Shows the picture, and the menu in its present state. Does nothing while there is no item.
     virtual void updateItem(const StatusImage& image) = 0;
 };
 

@@ -17,23 +17,23 @@ namespace kvn::host {
 
 struct Host;
 
-/// The front ends that there are.
+/// The available front ends.
 enum class FrontEnd { None, Terminal };
 
 /// A command that the application takes as text.
 struct Command {
-    std::string purpose; // for the help, in a few words
+    std::string purpose; // a few words for the help
 
-    /// Gets the text that follows the command's name. Returns the answer, or an empty text if the command
-    /// answers by what it shows.
+    /// Called with the text that follows the command's name. Returns the answer, or an empty text if the
+    /// command shows its result itself.
     std::function<std::string(const std::string& rest)> run;
 };
 using Commands = std::map<std::string, Command, std::less<>>; // by name
 
-/// Names and values, in the order in which they are shown; those without a value are left out.
+/// Names and values, in the order in which they are shown. A name without a value is left out.
 using StateDetails = std::vector<std::pair<std::string, std::string>>;
 
-/// A front end: shows the agent to the person, and brings the person's requests. Main thread; outlives the
+/// A front end: shows the agent to the user, and passes on the user's requests. Main thread; outlives the
 /// application that it shows.
 class UserInterface {
 public:
@@ -46,19 +46,19 @@ public:
     virtual HotKeys& hotKeys() = 0;
 
     /// Called once, when the application has launched and before the main loop runs. A front end that takes
-    /// commands as text offers these. `terminate` ends the application in order; the front end calls it when
-    /// the person leaves.
+    /// commands as text offers these. `terminate` ends the application in an orderly way; the front end calls
+    /// it when the user quits.
     virtual void start(Commands commands, MainLoop::Task terminate) = 0;
 
-    // A front end of words tells the following; one of pictures may ignore it.
+    // A text front end shows the following; a graphical one may ignore it.
 
     /// Called with the service's state after each answer of the service, and each failure to get one.
     virtual void showState(const std::string& /*text*/, StateDetails /*details*/) {}
 
-    /// Called when the person asks for the state, which is then told again even if it has not changed.
+    /// Called when the user asks for the state, which is then shown again even if it has not changed.
     virtual void repeatState() {}
 
-    /// Called with the result of something that the person asked for, in one line.
+    /// Called with the result of a request of the user, in one line.
     virtual void message(const std::string& /*text*/) {}
 };
 

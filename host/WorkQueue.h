@@ -12,7 +12,7 @@ public:
 
     virtual ~WorkQueue() = default;
 
-    /// Any thread.
+    /// Adds a job. Any thread.
     virtual void post(Job job) = 0;
 };
 

@@ -7,15 +7,15 @@
 
 namespace Kvs {
 
-/// Tells the requests of one connector apart; 0 asks for no answer.
+/// Identifies a request of one connector; with 0 no answer is requested.
 using RequestId = std::uint32_t;
 
-/// State of the remote service. Messages tell the first three; the agent adds `Initial` for a service that
-/// is still starting and `StartFailed` for one that the helper could not start. A number that is not listed
-/// counts as offline.
+/// The state of the remote service. Messages contain the first three; the agent adds `Initial` for a service
+/// that is still starting and `StartFailed` for one that the helper could not start. A number that is not
+/// listed counts as offline.
 enum class ServiceState : std::int32_t { Online = 0, Offline = 1, Paused = 2, Initial = 3, StartFailed = 4 };
 
-/// One proxy of a status answer. Time and priority are passed on as the service wrote them.
+/// A proxy in a status answer. Time and priority are passed on as the service wrote them.
 struct _FRProxyInfo {
     FGStr<wchar_t> name;
     bool active = false;

@@ -16,7 +16,7 @@ namespace Kvs {
 
 namespace {
 
-/// Recursion is safe: the document limits the levels.
+/// Returns the first element of that name below the node. Recursion is safe: the document limits the levels.
 FEncXmlNode<wchar_t> firstBelow(const FEncXmlNode<wchar_t>& node, const wchar_t* name) {
     for (const FEncXmlNode<wchar_t>& child : node.children()) {
         if (child.name() == name) {

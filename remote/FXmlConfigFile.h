@@ -20,10 +20,10 @@ public:
     /// when the path names a FIFO.
     bool loadFromFile(const FGStr<wchar_t>& path);
 
-    /// "1", "true" and "on", in any case, are true; any other text is false.
+    /// Returns true for "1", "true" and "on", in any case, and false for any other text.
     bool getBool(const wchar_t* name, bool defaultValue) const;
 
-    /// The element's decoded text.
+    /// Returns the element's decoded text.
     FGStr<wchar_t> getString(const wchar_t* name, const wchar_t* defaultValue) const;
 
 private:

@@ -167,7 +167,8 @@ FResult KvnRemoteServiceCtrl::ensureReceiving(const Messenger& messenger) {
 // MARK: Messengers
 
 KvnRemoteServiceCtrl::Messenger KvnRemoteServiceCtrl::messengerForId(const wchar_t* pipeId) {
-    // Held until the pipe is listed: two requests at once must not open two pipes of one identifier.
+    // Held until the pipe is in the list: two simultaneous requests must not open two pipes with one
+    // identifier.
     FLockGuard guard(messengersLock_);
     if (!closeAfterReceive_) {
         const auto open =
@@ -209,8 +210,8 @@ void KvnRemoteServiceCtrl::unsubscribe(FComMessenger& messenger) {
 }
 
 void KvnRemoteServiceCtrl::Messenger_Error(FComMessenger* messenger, int& code) {
-    // Closing takes the pipe's name away, so that the next request opens a new pipe. It stays listed until
-    // the event has been raised, so that closePipes() waits for this handler.
+    // Closing clears the pipe's name, so that the next request opens a new pipe. The pipe stays in the list
+    // until the event has been raised, so that closePipes() waits for this handler.
     messenger->close();
     _FRConnectionError error{code, {}};
     EventConnectionError.raise(this, error);

@@ -18,8 +18,8 @@
 namespace Kvs {
 
 /// The client of the remote service daemon: opens the messenger pipes on demand, turns requests into
-/// messages, and raises an event for every message that it understands. It keeps no table of requests;
-/// a failed pipe is dropped and the next request opens a new one.
+/// messages, and raises an event for every message that it understands. It keeps no table of requests; a
+/// failed pipe is dropped and the next request opens a new one.
 ///
 /// Requests may be made on any thread; the events are raised on the pipes' reader threads.
 /// Results: 0, `kFailure`, or the messenger's error number.

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-/// Reads the service's messages into records. A missing attribute leaves its field empty or 0.
+/// These functions read the service's messages into records. A missing attribute leaves its field empty or 0.
 namespace Kvs {
 
 /// Reads an optional "-" and decimal digits up to the first other character; no digits give 0. A number

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Asks the agent of the login window which permissions it has; its answer comes as a notification. Whatever
-# goes wrong is told on the standard error. KVN_REMOTE_ROOT names the folder that stands for "/"; the agent
-# sets it where it was given a root.
+# Asks the agent of the login window which permissions it has; it answers with a notification. Failures are reported on
+# standard error. KVN_REMOTE_ROOT names the folder that is used in place of "/"; the agent sets it if it was given a
+# root.
 set -eu
 
 agent="${KVN_REMOTE_ROOT:-}/Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app/Contents/MacOS/KvnPreLoginAgent"

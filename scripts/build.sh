@@ -1,10 +1,10 @@
 #!/bin/bash
-# Configures and builds presets; shows the output of one that fails only, and at a terminal how far it is.
+# Configures and builds presets. Shows the output only of a preset that fails, and on a terminal the progress.
 # scripts/build.sh PRESET...
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# progress PRESET: shows the "[N/M]" at the head of ninja's lines in one line, which is empty at the end.
+# progress PRESET: shows the "[N/M]" at the beginning of ninja's lines in one line, which is cleared at the end.
 progress() {
     local line
     while IFS= read -r line; do

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fails when a file includes a folder that stands above its own, or knows its operating system."""
+"""Fails when a file includes a folder that is above its own, or depends on the operating system."""
 
 import pathlib
 import re
@@ -7,8 +7,8 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
-# From the top to the bottom of the house: a folder may include itself and what stands below it.
-HOUSE = [
+# From the top to the bottom: a folder may include itself and the folders below it.
+LAYERS = [
     "standins",
     "agent",
     "privileged-helper/client",
@@ -31,7 +31,7 @@ HOUSE = [
     "core/text",
     "core/base",
 ]
-# What may look into every folder.
+# These folders may include every folder.
 OUTSIDE = ("tests", "benchmarks", "fuzz")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
@@ -41,22 +41,22 @@ SYSTEM_CONDITION = re.compile(
 SYSTEM_HEADER = re.compile(
     r"^\s*#\s*include\s*<(linux/|mach/|CoreFoundation/|IOKit/|asl\.h|libproc\.h|"
     r"sys/(epoll|eventfd|signalfd|timerfd|inotify|prctl|event|sysctl)\.h)")
-COMPOSITION = re.compile(r"agent/main\.")
-KNOWS_SYSTEM = re.compile(r"core/system/PosixDifferences\.|host/(posix|linux|macos)/")
+MAIN = re.compile(r"agent/main\.")
+SYSTEM_SPECIFIC = re.compile(r"core/system/PosixDifferences\.|host/(posix|linux|macos)/")
 
 
-def floor(path):
-    """The folder of the house that a path stands in, or None outside of it."""
+def layer(path):
+    """Returns the layer that a path belongs to, or None outside of all."""
     if re.match(r"host/[^/]+/", path):
         return "host/BACKEND"
-    folders = [folder for folder in HOUSE if path.startswith(folder + "/")]
+    folders = [folder for folder in LAYERS if path.startswith(folder + "/")]
     return max(folders, key=len, default=None)
 
 
 def faults_of(path, text):
-    own = floor(path)
+    own = layer(path)
     for number, line in enumerate(text.splitlines(), 1):
-        if not KNOWS_SYSTEM.match(path):
+        if not SYSTEM_SPECIFIC.match(path):
             if SYSTEM_CONDITION.match(line):
                 yield number, "a condition on the operating system belongs in core/system/PosixDifferences"
             if SYSTEM_HEADER.match(line):
@@ -65,22 +65,22 @@ def faults_of(path, text):
         if not include:
             continue
         target = include.group(1)
-        other = floor(target)
+        other = layer(target)
         if not (ROOT / target).is_file():
             yield number, f'"{target}" is not a file, seen from the root of the repository'
         elif path.startswith(OUTSIDE):
             continue
         elif other is None:
-            yield number, f'"{target}" is no part of the product'
-        elif HOUSE.index(other) < HOUSE.index(own):
-            yield number, f'"{target}" stands above {own}'
+            yield number, f'"{target}" is not part of the product'
+        elif LAYERS.index(other) < LAYERS.index(own):
+            yield number, f'"{target}" is above {own}'
         elif other == "host/BACKEND" and not (
-                own in ("host/BACKEND", "standins") or COMPOSITION.match(path)):
-            yield number, f'"{target}": only the composition of the program and the stand-ins know a backend'
+                own in ("host/BACKEND", "standins") or MAIN.match(path)):
+            yield number, f'"{target}": only agent/main.cpp and the stand-ins may include a backend'
 
 
 def sources():
-    for folder in sorted({folder.split("/")[0] for folder in HOUSE} | set(OUTSIDE)):
+    for folder in sorted({folder.split("/")[0] for folder in LAYERS} | set(OUTSIDE)):
         for path in sorted((ROOT / folder).rglob("*")):
             if path.suffix in (".h", ".cpp", ".mm"):
                 yield path.relative_to(ROOT).as_posix(), path.read_text(encoding="utf-8")
@@ -90,8 +90,8 @@ def main():
     files = faults = 0
     for path, text in sources():
         files += 1
-        if floor(path) is None and not path.startswith(OUTSIDE):
-            print(f"{path}: stands in no folder of the house")
+        if layer(path) is None and not path.startswith(OUTSIDE):
+            print(f"{path}: is in no known folder")
             faults += 1
             continue
         for number, fault in faults_of(path, text):

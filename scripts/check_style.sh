@@ -1,5 +1,5 @@
 #!/bin/bash
-# Fails when a source file is not formatted as .clang-format says.
+# Fails when a source file is not formatted according to .clang-format.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

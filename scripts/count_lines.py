@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints how many lines of code the tests have, and how many everything else has: cloc's count of code lines
+"""Prints how many lines of code the tests have, and how many all other code has: cloc's count of code lines
 in the languages that programs are written in, of the files that git knows, without the corpora of the fuzzers."""
 
 import json

@@ -1,10 +1,10 @@
 #!/bin/bash
-# Installs the missing ones of the Debian packages that a task needs. On a system without apt-get it says what is
-# missing and installs nothing. Prints nothing when all is there.
+# Installs the Debian packages that a task needs and that are missing. On a system without apt-get it prints what is
+# missing and installs nothing. Prints nothing when nothing is missing.
 # scripts/setup.sh run|test|bench
 set -euo pipefail
 
-# Each Debian package, and what it brings: a header, a program, or a module of the system's Python.
+# Each Debian package, and one thing that it contains: a header, a program, or a module of the system's Python.
 build="g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libexpat1-dev:expat.h
     nlohmann-json3-dev:nlohmann/json.hpp libsdbus-c++-dev:sdbus-c++/sdbus-c++.h libsystemd-dev:systemd/sd-bus.h
     libutf8proc-dev:utf8proc.h python3:python3"
@@ -23,7 +23,7 @@ bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugix
     ;;
 esac
 
-# is_there FILE: looks for the thing itself, whatever the distribution calls its package.
+# is_there FILE: looks for the header, program or module itself, because distributions name their packages differently.
 is_there() {
     case $1 in
     module.*) /usr/bin/python3 -c "import ${1#module.}" ;;

@@ -58,7 +58,8 @@ ListeningSocket::ListeningSocket(std::string path, mode_t mode) : path_(std::mov
     if (errno == ENAMETOOLONG) {
         fail(errno, path_);
     }
-    // Made under another name: a client that finds the socket file can connect at once.
+    // Made under another name and then renamed, so that a client that finds the socket file can connect at
+    // once.
     const std::string unready = path_.substr(0, path_.rfind('/') + 1) + "." + std::to_string(::getpid());
     socket_ = nonBlocking(Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM));
     ::unlink(unready.c_str());

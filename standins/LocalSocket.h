@@ -5,14 +5,14 @@
 #include <string>
 #include <sys/types.h>
 
-/// Unix-domain stream sockets of the stand-ins. Main thread, but for `connectedTo`: any thread.
+/// Unix-domain stream sockets of the stand-ins. Main thread, except `connectedTo`: any thread.
 namespace kvn {
 
 /// Returns a non-blocking socket that is connected to the path; an empty one, with `errno` set, when the
 /// connection cannot be made at once.
 Kvs::FileDescriptor connectedTo(const std::string& path);
 
-/// A listening socket. Its file appears once connections are taken.
+/// A listening socket. Its file appears once connections are accepted.
 class ListeningSocket {
 public:
     /// Replaces a stale socket file. Throws std::system_error when the socket cannot be made, or when
@@ -26,11 +26,11 @@ public:
 
     int descriptor() const { return socket_.get(); }
 
-    /// Returns the next connection, non-blocking; an empty one when there is none, or when the peer is
-    /// neither a process of root nor of this user.
+    /// Returns the next connection, non-blocking; an empty one when there is none, or when the peer is a
+    /// process of another user than root and this one.
     Kvs::FileDescriptor accept() const;
 
-    /// Removes the socket file, so that nobody else connects.
+    /// Removes the socket file, so that no further client connects.
     void remove();
 
 private:

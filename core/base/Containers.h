@@ -7,7 +7,7 @@
 
 namespace Kvs {
 
-/// The library's growing list: entries in insertion order, geometric growth.
+/// The library's list. It keeps insertion order and grows geometrically.
 template <class T>
 using FList = std::vector<T>;
 
@@ -18,7 +18,7 @@ class FMap {
 public:
     using Entry = std::pair<Key, Value>;
 
-    /// A repeated key keeps its first position and takes the later value.
+    /// Adds the entry. A repeated key keeps its first position and takes the later value.
     void set(Key key, Value value) {
         if (Value* existing = find(key)) {
             *existing = std::move(value);

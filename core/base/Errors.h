@@ -37,7 +37,7 @@ private:
 /// `expression - File: file - Line: line` and aborts the process when `fatal` is set. Any thread.
 void f_dbg_error(const char* expression, const char* file, unsigned int line, bool fatal);
 
-/// A place to set a debugger's breakpoint; does nothing.
+/// Does nothing. Set a debugger's breakpoint here.
 void f_dbg_breakpoint();
 
 } // namespace Kvs

@@ -67,7 +67,7 @@ public:
     auto& operator[](std::size_t index) const { return (*checked(kIndexLine))[index]; }
 
 private:
-    // Fixed numbers, by which a crash report tells the two kinds of access apart.
+    // These fixed numbers tell the two kinds of access apart in a crash report.
     static constexpr unsigned int kDereferenceLine = 534;
     static constexpr unsigned int kIndexLine = 543;
 

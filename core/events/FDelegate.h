@@ -8,11 +8,11 @@ namespace Kvs {
 template <class R>
 class FDelegable_T {
 public:
-    /// Number of call arguments.
+    /// Returns the number of call arguments.
     virtual int ParamCount() const = 0;
-    /// True when the delegate is bound to no method or no object.
+    /// Returns true if the delegate is bound to no method or no object.
     virtual bool operator!() const = 0;
-    /// The target object.
+    /// Returns the target object.
     virtual const void* Object() const = 0;
     virtual ~FDelegable_T() = default;
 };
@@ -24,7 +24,7 @@ public:
     int ParamCount() const override { return static_cast<int>(sizeof...(Args)); }
     virtual R operator()(Args... args) const = 0;
     virtual std::unique_ptr<FDelegate> clone() const = 0;
-    /// Same object and same method.
+    /// Returns true for the same object and the same method.
     virtual bool operator==(const FDelegate& other) const = 0;
     bool operator==(const void* object) const { return this->Object() == object; }
 };

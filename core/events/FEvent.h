@@ -90,7 +90,8 @@ private:
         bool ended KVS_GUARDED_BY(lock) = false; // set when the event is destroyed
     };
 
-    /// Holds the lock for a scope; deletes the state if the event is gone and no other thread uses it.
+    /// Holds the lock for a scope; deletes the state if the event has been destroyed and no other thread uses
+    /// it.
     class KVS_SCOPED_CAPABILITY SharedStatePtr {
     public:
         explicit SharedStatePtr(State* state) KVS_ACQUIRE(state->lock) : state_(state) {
@@ -98,7 +99,7 @@ private:
         }
         ~SharedStatePtr() KVS_RELEASE() {
             // Read before unlocking: afterwards another thread may delete the state. If `ended` is set and no
-            // claim is left, no other thread can come, since the event that led to the state is gone.
+            // claim is left, no other thread can reach the state, since only the event pointed to it.
             const bool ended = state_->ended;
             if (state_->lock.unlock() && ended) {
                 delete state_;

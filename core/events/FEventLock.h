@@ -24,7 +24,7 @@ public:
             ++reentries_;
             return;
         }
-        // The claim comes first, so that an owner who unlocks now sees it and gives a turn. Without other
+        // The claim comes first, so that an owner that unlocks now sees it and gives a turn. Without other
         // claims the lock is free, and acquire shows this thread everything that earlier owners wrote.
         if (claims_.fetch_add(1, std::memory_order_acquire) > 0) {
             waitForTurn();
@@ -39,7 +39,8 @@ public:
             --reentries_;
             return false;
         }
-        // The mark goes before the claim: once the claim is gone, the next owner stores its own mark.
+        // The mark is removed before the claim: once the claim is removed, the next owner stores its own
+        // mark.
         owner_.store(nullptr, std::memory_order_relaxed);
         // Release for the next owner; acquire for a caller that deletes what other threads have written.
         if (claims_.fetch_sub(1, std::memory_order_acq_rel) > 1) {

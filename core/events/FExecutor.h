@@ -9,8 +9,8 @@
 
 namespace Kvs {
 
-/// A delegate together with the argument values that it will be called with on the thread that invokes
-/// it. The argument values are copied in.
+/// A delegate together with the argument values that it will be called with on the thread that invokes it. It
+/// copies the argument values.
 template <class R, class... Args>
 class FExecutor : public FInvokable<R> {
 public:
@@ -36,7 +36,7 @@ using FExecutor0V = FExecutor<R>;
 template <class A1, class A2>
 using FExecutor2V = FExecutor<void, A1, A2>;
 
-/// An executor for a method of `object` with the given arguments.
+/// Returns an executor for a method of `object` with the given arguments.
 template <class T, class R, class... Args>
 std::unique_ptr<FExecutor<R, Args...>> fMakeExecutor(T* object, R (T::*method)(Args...), Args... args) {
     return std::make_unique<FExecutor<R, Args...>>(

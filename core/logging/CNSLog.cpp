@@ -28,7 +28,7 @@ std::atomic<bool> sysLogClientIsOpen{false};
 std::atomic<bool> sysLogSuppressed{false};
 
 /// Writes UTC time, facility, process and the text as one line to standard error.
-void tellConsole(std::string_view text) {
+void writeToConsole(std::string_view text) {
     std::string line = FTime(true).toCStringEx().str();
     line.append(" ").append(theFacility.load()).append("[").append(std::to_string(getpid())).append("] ");
     line.append(text).append("\n");
@@ -38,7 +38,7 @@ void tellConsole(std::string_view text) {
         if (written > 0) {
             rest.remove_prefix(static_cast<std::size_t>(written));
         } else if (written == 0 || errno != EINTR) {
-            return; // there is no place left to tell
+            return; // the failure cannot be reported anywhere
         }
     }
 }
@@ -47,7 +47,7 @@ void logToSystem(std::string_view text) {
     if (sysLogClientIsOpen) {
         syslog(LOG_NOTICE, "%.*s", static_cast<int>(text.size()), text.data());
     } else if (!sysLogSuppressed) {
-        tellConsole(text);
+        writeToConsole(text);
     }
 }
 
@@ -72,7 +72,7 @@ void CNSInitLog(unsigned int mode, int sysLogMode, const char* facility, const c
         try {
             FSysInfoPaths::setUserLogDirW(fWiden(directory));
         } catch (const FException&) {
-            tellConsole("Failed to set user log dir: " + std::string(directory));
+            writeToConsole("Failed to set user log dir: " + std::string(directory));
         }
     }
     if ((mode & kLogModeNewLogBook) != 0) {
@@ -94,7 +94,7 @@ FRef<FLogBook> CNSUseNewLogBook() {
         FTransferLog::useLogBook(book);
         return book;
     } catch (const FException&) {
-        tellConsole("Failed to create LogBookFile.");
+        writeToConsole("Failed to create LogBookFile.");
         return {};
     }
 }

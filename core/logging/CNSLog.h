@@ -38,7 +38,7 @@ FRef<FLogBook> CNSUseNewLogBook();
 /// `maxAgeMinutes` ago. Cleans the parent too if the path ends with "/logs".
 void CNSCleanupLogDir(const char* dir, double maxAgeMinutes);
 
-/// printf-style logging of at most 4095 characters a line. Any thread.
+/// Logs one line like printf, cut to 4095 characters. Any thread.
 void CNSLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 /// Does what `CNSLog` does while debug logging is on, and nothing otherwise.

@@ -14,18 +14,18 @@
 
 namespace Kvs {
 
-/// One remembered error: `text1` called `text2`, which returned `result`. Immutable, shared by reference.
+/// Describes one error: `text1` called `text2`, which returned `result`. Immutable, shared by reference.
 struct FLogLastError {
     std::int32_t code;
     std::string text1;
     std::string text2;
     std::int32_t result;
-    std::optional<std::string> text3; // a free description
+    std::optional<std::string> text3; // a description in any form
     pthread_t thread;                 // that called setLastError
 };
 
-/// A sink of log records that also remembers errors until they are cleared. Any thread. In the error
-/// queries a code of 0 and a thread of `pthread_t{}` stand for any.
+/// A sink of log records that also remembers errors until they are cleared. Any thread. In the error queries
+/// a code of 0 matches every code, and a thread of `pthread_t{}` every thread.
 class FLogBook {
 public:
     FLogBook() = default;
@@ -37,7 +37,7 @@ public:
     /// class needs no record and returns true.
     virtual bool add(const FLogRecord& record);
 
-    /// Adds a record with this one text, as most lines are. A book may do so without making the record.
+    /// Adds a record with this one text, which is the usual line. A book may do so without making the record.
     virtual bool addText(std::string_view text);
 
     /// Takes raw data of a channel. The base class ignores it.
@@ -51,7 +51,7 @@ public:
     virtual bool getLastError(FRef<FLogLastError>& out, std::int32_t code, pthread_t thread);
     virtual bool hasLastError(std::int32_t code, pthread_t thread);
 
-    /// These return copies, oldest first.
+    /// The next three return copies, oldest first.
     virtual FList<FRef<FLogLastError>> getLastErrors();
     virtual FList<FRef<FLogLastError>> getLastOpErrors(std::int32_t code);
     virtual FList<FRef<FLogLastError>> getLastThreadErrors(pthread_t thread);

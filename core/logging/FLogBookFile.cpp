@@ -59,11 +59,11 @@ FLogBookFile::FLogBookFile(const FGStr<wchar_t>& path) {
     if (file_.open(fNarrow(path).c_str(), kFileAppend) != kSuccess) {
         throw FException("Report file could not be opened", "FLogBookFile()");
     }
-    // Lines are whole when they come here. A buffer would cut long ones into several writes, and keep what a
-    // full disk refused for a later one.
+    // Each write gets a whole line. A buffer would split long lines into several writes, and would keep what
+    // a full disk refused for a later write.
     file_.setUnbuffered();
-    owed_ = file_.Size() < 1 ? kHeader : kRunSeparator;
-    settle();
+    pending_ = file_.Size() < 1 ? kHeader : kRunSeparator;
+    writePending();
 }
 
 bool FLogBookFile::add(const FLogRecord& record) {
@@ -80,27 +80,27 @@ bool FLogBookFile::addText(std::string_view text) {
 }
 
 bool FLogBookFile::put(std::string_view line) {
-    // Held across the write, because the thread that tears a line must owe its end before another writes.
+    // Held during the write: if the line is cut short, its end must be pending before another thread writes.
     FLockGuard guard(lock_);
-    if (!settle()) {
+    if (!writePending()) {
         return false;
     }
     const std::size_t written = write(line);
     if (written > 0 && written < line.size()) {
-        owed_ = kLineEnd;
+        pending_ = kLineEnd;
     }
     return written == line.size();
 }
 
-/// Writes what is owed, or as much of it as there is room for. Returns true if nothing is owed any more.
-bool FLogBookFile::settle() {
-    if (!owed_.empty()) {
-        owed_.remove_prefix(write(owed_));
+/// Writes the pending text, as far as the disk takes it. Returns true if nothing is pending any more.
+bool FLogBookFile::writePending() {
+    if (!pending_.empty()) {
+        pending_.remove_prefix(write(pending_));
     }
-    return owed_.empty();
+    return pending_.empty();
 }
 
-/// Returns how much of the text was written.
+/// Writes the text and returns how many bytes were written.
 std::size_t FLogBookFile::write(std::string_view text) {
     std::int64_t written = 0;
     file_.write(text.data(), static_cast<std::int64_t>(text.size()), written);

@@ -8,10 +8,11 @@
 
 namespace Kvs {
 
-/// Writes each record as one line to a file: UTC time, thread, and the items, each behind a tab. A new
-/// file begins with a header, a run in an existing one with a blank line. Each line is one write at the
-/// file's end, so that lines of several threads, and of several processes, never mix; the system has it
-/// when `add` returns. A line that a full disk has torn is ended before the next one. Any thread.
+/// Writes each record as one line to a file: UTC time, thread, and the items, each behind a tab. A new file
+/// begins with a header; in an existing file, each run of the program begins with two line ends. Each line is
+/// one write at the file's end, so that lines of several threads, and of several processes, never mix; it has
+/// been handed to the system when `add` returns. If a full disk cut a line short, its line end is written
+/// before the next line. Any thread.
 class FLogBookFile : public FLogBook {
 public:
     /// Only the low 8 bits of each unit of the path are used. Throws FException when the file cannot be
@@ -28,11 +29,11 @@ public:
 
 private:
     bool put(std::string_view line);
-    bool settle() KVS_REQUIRES(lock_);
+    bool writePending() KVS_REQUIRES(lock_);
     std::size_t write(std::string_view text) KVS_REQUIRES(lock_);
 
     FIOGFile file_ KVS_GUARDED_BY(lock_);
-    std::string_view owed_ KVS_GUARDED_BY(lock_); // has to be written before the next line
+    std::string_view pending_ KVS_GUARDED_BY(lock_); // has to be written before the next line
 };
 
 } // namespace Kvs

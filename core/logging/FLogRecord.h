@@ -12,7 +12,7 @@
 
 namespace Kvs {
 
-/// A typed value that renders itself as text; integers in decimal. Immutable.
+/// A typed value and its text form; integers are decimal. Immutable.
 class TFValueBase {
 public:
     explicit TFValueBase(std::uint32_t value) : value_(value) {}
@@ -49,7 +49,7 @@ public:
     FLogRecord& operator<<(std::string_view text) { return *this << std::string(text); }
     FLogRecord& operator<<(const FGStr<char>& text) { return *this << text.str(); }
 
-    /// Null is an empty item.
+    /// Adds an item; null gives an empty one.
     FLogRecord& operator<<(const char* text) { return *this << std::string_view(text ? text : ""); }
 
     std::size_t Count() const { return items_.size(); }

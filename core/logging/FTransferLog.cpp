@@ -5,7 +5,7 @@
 namespace Kvs {
 
 FTransferLog& FTransferLog::instance() {
-    static FTransferLog* const instance = new FTransferLog; // never destroyed: threads log until the very end
+    static FTransferLog* const instance = new FTransferLog; // never destroyed: threads may log during exit
     return *instance;
 }
 
@@ -55,7 +55,7 @@ bool FTransferLog::add(const FRef<FLogBook>& book, std::string_view text) {
     }
     FLogRecord record;
     record << text;
-    addLogRecord(record); // to the system log at least
+    addLogRecord(record); // writes to the system log even if the book does not keep the record
     return true;
 }
 

@@ -15,14 +15,14 @@ LineFormat::LineFormat(const char* format, va_list args) {
         const int wanted = std::vsnprintf(buffer_, sizeof buffer_, format, again);
         length_ = std::min(static_cast<std::size_t>(std::max(wanted, 0)), sizeof buffer_ - 1);
         if (wanted < 0) {
-            append(format); // the arguments cannot be encoded; the format still says which line it is
+            append(format); // the arguments cannot be encoded; the format still identifies the line
         }
     }
     va_end(again);
     buffer_[length_] = '\0';
 }
 
-/// Formats "%s", "%d" and "%u" alone, which nearly every log line is content with, in a fraction of the time
+/// Handles only "%s", "%d" and "%u", which are enough for nearly every log line, in a fraction of the time
 /// that vsnprintf takes. Returns false when the format has other conversions.
 bool LineFormat::formatSimply(std::string_view format, va_list args) {
     for (auto at = format.find('%'); at != format.npos; at = format.find('%')) {

@@ -34,7 +34,8 @@ void cleanUpFile(const std::string& path, double maxAgeSeconds) {
         OCNSLog("cleanupLogDir: Failed to get attributes of cleanup directory: %@", path);
         return;
     }
-    // Folders stay, whatever their name. A symbolic link is removed itself, not the file it points to.
+    // Folders are kept, even if they have the name of a log file. A symbolic link is removed itself, not its
+    // target.
     const bool isFile = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
     if (isFile && ageInSeconds(status) > maxAgeSeconds && ::unlink(path.c_str()) != 0) {
         OCNSLog("Failed to delete log file: %@, error: %@", path, std::generic_category().message(errno));

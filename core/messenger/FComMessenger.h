@@ -10,8 +10,8 @@
 
 namespace Kvs {
 
-/// A byte-stream transport between programs of one machine. It adds no framing: bytes arrive in the
-/// pieces that the system delivers, and its user separates the messages.
+/// A byte-stream transport between programs of one machine. It adds no framing: bytes arrive in the pieces
+/// that the system delivers, and the handlers separate the messages.
 class FComMessenger {
 public:
     /// The argument of `DataReceived`. It belongs to the handlers for the duration of one raise.
@@ -31,24 +31,26 @@ public:
     FComMessenger(const FComMessenger&) = delete;
     FComMessenger& operator=(const FComMessenger&) = delete;
 
-    /// Opens the end under the name. 0 or an error number.
+    /// Opens this end under the name. Returns 0 or an error number.
     virtual FResult open(const wchar_t* name) = 0;
 
-    /// Calls `endReceive` and clears the name. 0.
+    /// Calls `endReceive` and clears the name. Returns 0.
     virtual FResult close() = 0;
 
-    /// Starts receiving. 0, kFailure when no thread could be started, kInvalidState when it is not idle.
+    /// Starts receiving. Returns 0, kFailure when no thread could be started, or kInvalidState when it is not
+    /// idle.
     virtual FResult beginReceive() = 0;
 
-    /// Stops receiving and closes the connections. 0.
+    /// Stops receiving and closes the connections. Returns 0.
     virtual FResult endReceive() = 0;
 
     virtual bool isReceiving() = 0;
 
     /// Sends bytes, in one write. `written` is the count that was taken, which may be short of `length`.
+    /// Returns 0, kFailure or an error number.
     virtual FResult send(const wchar_t* target, const unsigned char* data, long length, long& written) = 0;
 
-    /// The error number of the calling thread's last failed system call.
+    /// Returns the error number of the calling thread's last failed system call.
     static std::uint32_t ThreadGetLastError() { return static_cast<std::uint32_t>(errno); }
 
     /// Raised on the transport's thread for every piece of data.

@@ -32,8 +32,8 @@ FResult writeOnce(const PipeConnection& connection, const unsigned char* data, l
     return kSuccess;
 }
 
-/// `writeOnce` of a server end. A peer that took part of a message is dropped: it would read the next message
-/// as the rest of this one.
+/// Does what `writeOnce` does, for a server end. A peer that took only part of a message is dropped, because
+/// it would read the next message as the rest of this one.
 FResult writeToPeer(PipeConnection& peer, const unsigned char* data, long length, long& written) {
     long count = 0;
     const FResult result = writeOnce(peer, data, length, count);
@@ -85,7 +85,7 @@ FResult FComMessengerPipe::close() {
 }
 
 FResult FComMessengerPipe::beginReceive() {
-    // Only `worker` is used from here on, which holds the state: once the thread runs, its handler may
+    // From here on only `worker` is used, which holds the state: once the thread runs, its handler may
     // destroy this client end before the call returns.
     PipeWorker worker{this, state_, {}};
     FPipePhase phase{};
@@ -125,9 +125,9 @@ FResult FComMessengerPipe::endReceive() {
             inHandler = inHandler || connection->thread().isCurrent();
         }
     }
-    // Not under the lock, which the threads take when they end. A handler that ends its own pipe joins no
-    // thread: its own would never end, and a handler on another thread may be ending the pipe too and wait
-    // for this one.
+    // The threads are joined without the lock, which they take when they end. A handler that ends its own
+    // pipe joins no thread: its own would never end, and a handler on another thread may be ending the pipe
+    // too and wait for this one.
     if (!inHandler) {
         for (const PipeConnectionRef& connection : running) {
             connection->thread().join();

@@ -31,16 +31,16 @@ public:
     FComMessengerPipe(bool server, bool second);
     ~FComMessengerPipe() override;
 
-    /// A null name is an empty one. Does not wait: for a server that accepts no peers the result is EAGAIN
-    /// (on some systems ECONNREFUSED). Replaces a socket that is already open; the former one is closed when
-    /// no thread receives from it any more.
+    /// A null name counts as an empty one. Does not wait: for a server that accepts no peers the result is
+    /// EAGAIN (on some systems ECONNREFUSED). Replaces a socket that is already open; the former socket is
+    /// closed when no thread receives from it any more.
     FResult open(const wchar_t* name) override;
 
     FResult close() override;
 
-    /// A client end may begin again after its reader has ended, on the same socket. An end that is
-    /// closed while nothing receives (it never began, or its reader has ended), or whose thread could not
-    /// be started, never becomes idle again: make a new one.
+    /// A client end may begin again after its reader has ended, on the same socket. An end that is closed
+    /// while nothing receives (it never began, or its reader has ended), or whose thread could not be
+    /// started, never becomes idle again: create a new pipe.
     FResult beginReceive() override;
 
     FResult endReceive() override;
@@ -56,8 +56,8 @@ public:
     /// Returns true if this is the name of the last `open`; a closed pipe has the empty name.
     bool hasName(const wchar_t* name);
 
-    /// The path of the socket file, cut to what an address can hold. With `create`, makes missing
-    /// directories.
+    /// Returns the path of the socket file, cut to the length that an address can hold. With `create`, makes
+    /// missing directories.
     static std::string pipeFullPath(const wchar_t* name, bool create);
 
 private:

@@ -10,7 +10,7 @@
 namespace Kvs {
 namespace {
 
-// Long enough for any peer that is alive, short enough for a main thread to be stuck in a send.
+// Every working peer reads within this time, and a main thread may be blocked in a send for so long.
 constexpr std::chrono::seconds kSendLimit{2};
 
 } // namespace

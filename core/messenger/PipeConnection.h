@@ -13,20 +13,20 @@ namespace Kvs {
 class PipeConnection : public SharedSocket {
 public:
     PipeConnection() = default;
-    /// A connected socket. A write waits for at most two seconds.
+    /// Takes a connected socket. A write waits for at most two seconds.
     explicit PipeConnection(FileDescriptor socket);
-    /// A listening socket, whose `accept` the wake pipe ends.
+    /// Takes a listening socket; the wake pipe ends its `accept`.
     PipeConnection(FileDescriptor socket, std::unique_ptr<WakePipe> wakePipe)
         : SharedSocket(std::move(socket)), wakePipe_(std::move(wakePipe)) {}
     ~PipeConnection();
 
     FThread& thread() { return thread_; }
 
-    /// Makes the thread's blocking call return, now or when it comes to it. Final.
+    /// Makes the thread's present or next blocking call return. Cannot be undone.
     void stop();
 
-    /// Waits for a peer and makes a blocking connection to it; empty, with `errno`, on failure, and
-    /// with EINTR after `stop`.
+    /// Waits for a peer and returns its connection, in blocking mode. Returns an empty descriptor, with
+    /// `errno` set, on failure; the error is EINTR after `stop`.
     FileDescriptor accept() const;
 
 private:

@@ -4,38 +4,23 @@
 #include "core/logging/CNSLog.h"
 #include "core/messenger/PipeWorker.h"
 #include "core/system/FSysInfoPaths.h"
+#include "core/system/LocalAddress.h"
 #include "core/system/PosixDifferences.h"
 #include "core/text/FGStr.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <utility>
 
 namespace Kvs {
 namespace {
 
-// The address is macOS's, whose path field has 104 bytes, on every system: a long name means the same
-// file everywhere.
-constexpr std::size_t kPathField = 104;
-constexpr std::size_t kLongestPath = kPathField - 1;
-constexpr socklen_t kAddressLength = offsetof(sockaddr_un, sun_path) + kPathField;
-
 constexpr int kBacklog = 5;
 constexpr mode_t kForEveryone = 0777;
-
-template <class Call>
-bool withAddress(const std::string& path, Call call) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, kLongestPath);
-    return call(reinterpret_cast<const sockaddr*>(&address), kAddressLength) == 0;
-}
 
 /// Logs the failed call and returns its error number.
 FResult failed(const char* call) {
@@ -75,7 +60,7 @@ std::string FComMessengerPipe::pipeFullPath(const wchar_t* name, bool create) {
     if (create && ::stat(pipes.c_str(), &status) != 0) {
         makeDirectories(base, pipes);
     }
-    return (pipes + "/" + fNarrow(FGStr<wchar_t>(name))).substr(0, kLongestPath);
+    return (pipes + "/" + fNarrow(FGStr<wchar_t>(name))).substr(0, LocalAddress::kLongestPath);
 }
 
 FResult FComMessengerPipe::openOnServer(const wchar_t* name) {
@@ -85,8 +70,8 @@ FResult FComMessengerPipe::openOnServer(const wchar_t* name) {
     if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
         return noSocket();
     }
-    ::unlink(path.c_str()); // the file of a server that is gone
-    if (!withAddress(path, [&](auto... address) { return ::bind(socket.get(), address...); })) {
+    ::unlink(path.c_str()); // the file may be left from a server that has ended
+    if (::bind(socket.get(), LocalAddress(path).get(), LocalAddress::kLength) != 0) {
         return failed("bind error: ");
     }
     if (::listen(socket.get(), kBacklog) != 0) {
@@ -110,7 +95,7 @@ FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
     if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
         return noSocket();
     }
-    if (!withAddress(path, [&](auto... address) { return ::connect(socket.get(), address...); })) {
+    if (::connect(socket.get(), LocalAddress(path).get(), LocalAddress::kLength) != 0) {
         return failed("connect error ");
     }
     if (::fcntl(socket.get(), F_SETFL, 0) != 0) {

@@ -28,8 +28,8 @@ private:
 
 bool start(Loop loop, PipeWorker& worker) KVS_REQUIRES(worker.state->lock) {
     FThread& thread = worker.connection->thread();
-    // In the list before the thread runs: `endReceive` has to find, stop and join every running thread. The
-    // new thread cannot remove itself too early, since it needs the lock that the caller holds.
+    // It is put into the list before the thread runs: `endReceive` has to find, stop and join every running
+    // thread. The new thread cannot remove itself too early, since it needs the lock that the caller holds.
     worker.state->running.push_back(worker.connection);
     thread.setJoinable(true);
     PipeWorker own{worker.pipe, worker.state, std::move(worker.connection)};
@@ -58,8 +58,9 @@ void leave(PipeWorker& worker, bool own) {
             worker.state->phase = kPipeIdle;
         }
     }
-    // Closes an accepted socket; a client end's is still held by the state. Not before its entry in `peers`
-    // is gone: a new peer may get the number at once, and the removal by number would then hit the new entry.
+    // Closes an accepted socket; the state still holds the socket of a client end. This comes after the
+    // removal from `peers`: once the socket is closed a new peer may get its number, and the removal by
+    // number would then hit the new entry.
     worker.connection.reset();
 }
 
@@ -86,7 +87,7 @@ void receive(const PipeWorker& worker) {
         if (!connection.isOpen()) {
             return;
         }
-        // Linux calls it a reset when the peer closed without having read everything.
+        // Linux reports a reset when the peer closed without having read everything.
         if (count == 0 || error == ECONNRESET) {
             CNSLog("pipe: %d closed by peer,", number);
             raiseError(worker, kPeerClosedError);

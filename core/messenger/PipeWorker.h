@@ -8,7 +8,7 @@
 
 namespace Kvs {
 
-/// The numbers are those of the log line about an invalid state.
+/// The numbers appear in the log line about an invalid state.
 enum FPipePhase : int { kPipeStarting = 0, kPipeReceiving = 1, kPipeStopping = 2, kPipeIdle = 3 };
 
 /// The state that a pipe shares with its threads. It outlives the pipe while a thread needs it, since a

@@ -157,15 +157,16 @@ std::unique_ptr<FStream> FIOGFile::clone() {
     return made ? std::move(copy) : nullptr;
 }
 
-/// Returns `errno` after a call that has failed or has reached the end of the file. The file forgets both:
-/// the next call is judged by itself, and the file may have grown by then.
+/// Returns `errno` after a call that has failed or has reached the end of the file. Clears both conditions,
+/// so that they do not affect the next call; the file may have grown by then.
 FResult FIOGFile::failed() {
     const FResult error = errno;
     std::clearerr(file_.get());
     return error;
 }
 
-/// The C library needs a seek between a read and a write of one file. `Last::nothing` is ready for either.
+/// Prepares the file for a read or a write. The C library needs a seek between the two; after `Last::nothing`
+/// it needs none.
 FResult FIOGFile::turnTo(Last direction) {
     if (!file_) {
         return EBADF;

@@ -24,10 +24,10 @@ public:
     FIOGFile() = default;
     ~FIOGFile() override;
 
-    /// Closes the previous file. 0, the `errno` of the failed open, or EINVAL for another mode.
+    /// Closes the previous file. Returns 0, the `errno` value of the failed open, or EINVAL for another mode.
     FResult open(const char* path, unsigned int mode);
 
-    /// Makes each write one write(2) that is done on return. Follows `open`, before any other operation.
+    /// Makes each write one write(2) that is done on return. Called after `open`, before any other operation.
     void setUnbuffered();
 
     unsigned int State() override;

@@ -91,7 +91,7 @@ protected:
         return worker_.execute(std::move(job)) ? kSuccess : kFailure;
     }
 
-    /// For the destructor of the class that implements the operations.
+    /// Called by the destructor of the class that implements the operations.
     void waitForWorker() { worker_.join(); }
 
 private:
@@ -128,7 +128,7 @@ public:
 
     using ReadReport = std::unique_ptr<FStreamReport<void*, std::int64_t>>;
 
-    /// The buffer stays the caller's and must live until the report, which gets it with the count.
+    /// The caller keeps the buffer, which must live until the report; the report gets it with the count.
     FResult readAsync(void* buffer, std::int64_t length, ReadReport report, void* context) {
         return start(std::move(report), context, [this, buffer, length] {
             std::int64_t done = 0;
@@ -147,7 +147,7 @@ public:
 
     using WriteReport = std::unique_ptr<FStreamReport<const void*, std::int64_t>>;
 
-    /// The data stays the caller's and must live until the report, which gets it with the count.
+    /// The caller keeps the data, which must live until the report; the report gets it with the count.
     FResult writeAsync(const void* data, std::int64_t length, WriteReport report, void* context) {
         return start(std::move(report), context, [this, data, length] {
             std::int64_t done = 0;

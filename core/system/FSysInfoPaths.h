@@ -29,7 +29,8 @@ public:
 /// Names the directories that the product writes to. Every fixed path goes through `underRoot`.
 class FSysInfoPaths {
 public:
-    /// Sets the folder that stands for "/" in every fixed path. Called once, by main, before anything else.
+    /// Sets the folder that is used in place of "/" in every fixed path. Called once, by main, before
+    /// anything else.
     static void setRoot(std::string_view root);
 
     /// Returns the path below the root, or the path itself if no root is set.

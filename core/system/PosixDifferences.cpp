@@ -22,10 +22,10 @@ namespace Kvs {
 
 std::uint32_t threadIdNumber() {
 #if defined(__APPLE__)
-    // The thread's port name; borrowed from pthread, so nothing is to be released.
+    // This is the thread's port name. pthread owns the port, so it must not be released.
     return pthread_mach_thread_np(pthread_self());
 #else
-    // The kernel's number; its wrapper is missing in older C libraries.
+    // This is the kernel's number; older C libraries have no function for it.
     return static_cast<std::uint32_t>(syscall(SYS_gettid));
 #endif
 }
@@ -37,7 +37,7 @@ bool isBeingTraced() {
     size_t size = sizeof info;
     return sysctl(name, 4, &info, &size, nullptr, 0) == 0 && (info.kp_proc.p_flag & P_TRACED) != 0;
 #else
-    // No such flag here; the status file names the tracing process, 0 for none.
+    // Linux has no such flag; the status file names the tracing process, or 0 if there is none.
     std::ifstream status("/proc/self/status");
     std::string word;
     while (status >> word) {
@@ -52,7 +52,7 @@ bool isBeingTraced() {
 
 timespec modificationTime(const struct stat& status) {
 #if defined(__APPLE__)
-    return status.st_mtimespec; // the member's name before POSIX gave it one
+    return status.st_mtimespec; // macOS's name for st_mtim
 #else
     return status.st_mtim;
 #endif
@@ -62,7 +62,7 @@ FileDescriptor closeOnExecSocket(int domain, int type) {
 #if defined(SOCK_CLOEXEC)
     return FileDescriptor(::socket(domain, type | SOCK_CLOEXEC, 0));
 #else
-    // The flag cannot be given at creation there, which leaves a moment for a fork on another thread.
+    // The flag cannot be given at creation here, so a fork on another thread may inherit the socket.
     FileDescriptor socket(::socket(domain, type, 0));
     if (socket && ::fcntl(socket.get(), F_SETFD, FD_CLOEXEC) != 0) {
         const int error = errno;
@@ -75,7 +75,8 @@ FileDescriptor closeOnExecSocket(int domain, int type) {
 
 int spawnWithStandardDescriptorsOnly(posix_spawn_file_actions_t& actions, posix_spawnattr_t& attributes) {
 #if defined(__APPLE__)
-    // A flag closes all but those that an action names; descriptor 0 has one already, its opening.
+    // A flag closes all descriptors except those that an action names; the action that opens descriptor 0
+    // names it already.
     short flags = 0;
     for (const int result :
          {posix_spawnattr_getflags(&attributes, &flags),
@@ -124,7 +125,7 @@ std::optional<PeerCredentials> peerCredentialsOf(int socket) {
     }
     return peer;
 #else
-    // One option tells both, and there is no getpeereid.
+    // One option returns both; there is no getpeereid.
     ucred peer{};
     socklen_t size = sizeof peer;
     if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {

@@ -41,9 +41,9 @@ struct PeerCredentials {
 /// Returns nullopt on failure, with `errno` set.
 std::optional<PeerCredentials> peerCredentialsOf(int socket);
 
-/// Makes a write to this socket after its peer has gone fail with EPIPE instead of ending the process. Where
-/// sockets have no such option, does nothing: the process has to ignore SIGPIPE. Returns 0 or an `errno`
-/// value.
+/// Makes a write to this socket after its peer has closed it fail with EPIPE instead of ending the process.
+/// Where sockets have no such option, does nothing: the process has to ignore SIGPIPE. Returns 0 or an
+/// `errno` value.
 int preventSigPipe(int socket);
 
 } // namespace Kvs

@@ -9,7 +9,7 @@
 
 namespace Kvs {
 
-/// An option that a program knows: it stands alone, or the argument behind it is its value.
+/// An option that a program accepts. It is given alone, or the next argument is its value.
 struct ProgramOption {
     std::string_view name; // with its dashes
     bool takesValue = false;

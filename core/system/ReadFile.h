@@ -10,7 +10,7 @@ namespace Kvs {
 /// when there are more than `limit` bytes. Any thread.
 std::optional<std::string> fReadAll(int descriptor, std::size_t limit);
 
-/// Does so with the file at the path. If that is a named pipe, does not wait for a writer. Any thread.
+/// Reads the file at the path in the same way. If it is a named pipe, does not wait for a writer. Any thread.
 std::optional<std::string> fReadFile(const std::string& path, std::size_t limit);
 
 } // namespace Kvs

@@ -25,7 +25,7 @@ int setTimeout(int socket, int option, std::chrono::seconds limit) {
 } // namespace
 
 void SharedSocket::shutDown() {
-    // The flag goes first: a thread whose call the shutdown ends finds it and reports no failure.
+    // The flag is set first: a thread whose call the shutdown ends then sees it and reports no failure.
     if (markShut()) {
         ::shutdown(number(), SHUT_RDWR);
     }

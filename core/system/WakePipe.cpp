@@ -23,7 +23,7 @@ WakePipe::WakePipe() {
 
 void WakePipe::wake() const {
     const int savedErrno = errno;
-    // A full pipe wakes the sleeper just as well, so the result does not matter.
+    // A full pipe wakes the sleeping thread as well, so the result does not matter.
     [[maybe_unused]] const auto written = ::write(writeEnd_.get(), "", 1);
     errno = savedErrno;
 }

@@ -11,10 +11,10 @@ public:
     /// Throws FException, with `errno` set, when the process has no descriptors left.
     WakePipe();
 
-    /// Readable from `wake` until `drain`.
+    /// Returns the descriptor to poll. It is readable from `wake` until `drain`.
     int descriptor() const { return readEnd_.get(); }
 
-    /// Any thread, signal handlers included. Keeps `errno`.
+    /// May be called on any thread and in signal handlers. Keeps `errno`.
     void wake() const;
 
     /// Takes all wake-ups. Called on the thread that sleeps.

@@ -12,7 +12,7 @@
 
 namespace Kvs {
 
-/// A piece of text that it does not own: pointer and length.
+/// A piece of text as a pointer and a length. It does not own the text.
 template <class C>
 using FStrToken = std::basic_string_view<C>;
 
@@ -148,7 +148,7 @@ FGStr<wchar_t> fWiden(std::string_view utf8);
 std::string fNarrow(FStrToken<wchar_t> wide);
 inline std::string fNarrow(const FGStr<wchar_t>& wide) { return fNarrow(wide.token()); }
 
-/// The UTF-8 byte-order mark, the same in either byte order.
+/// The UTF-8 byte-order mark, which is the same in either byte order.
 inline constexpr char BOMLE[] = "\xEF\xBB\xBF";
 inline constexpr char BOMBE[] = "\xEF\xBB\xBF";
 inline constexpr std::size_t BOMSize = 3;

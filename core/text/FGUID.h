@@ -15,7 +15,7 @@ struct FGUID {
     std::uint16_t Data3 = 0;
     std::array<std::uint8_t, 8> Data4{};
 
-    /// 38 characters, lower case.
+    /// Returns 38 characters, in lower case.
     FGStr<char> toCString() const {
         char text[39];
         std::snprintf(text, sizeof text, "{%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x}", Data1, Data2,

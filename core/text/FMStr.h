@@ -4,14 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <new>
 
 namespace Kvs {
 
-/// A growing output buffer, always NUL-terminated; the target of the XML writer and of the number and
-/// time formatters. One thread at a time.
+/// An output buffer that grows and is always NUL-terminated. The XML writer and the number and time
+/// formatters write into it. One thread at a time.
 template <class C>
 class FMStr {
 public:
@@ -23,7 +22,7 @@ public:
     FStrToken<C> token() const { return {c_str(), length_}; }
     std::size_t length() const { return length_; }
 
-    /// Forgets the text and keeps the memory.
+    /// Empties the text and keeps the memory.
     void clear() { setLength(0); }
 
     FMStr& append(FStrToken<C> text) {
@@ -35,7 +34,7 @@ public:
 
     FMStr& append(C unit) { return append(FStrToken<C>(&unit, 1)); }
 
-    /// Decimal text, left-padded with "0" to `width` digits; with `emptyWhenZero`, 0 appends nothing.
+    /// Appends decimal text, left-padded with "0" to `width` digits; with `emptyWhenZero`, 0 appends nothing.
     template <FInteger T>
     FMStr& appendValueOf(T value, long width = 0, bool emptyWhenZero = false) {
         if (value == 0 && emptyWhenZero) {
@@ -49,14 +48,15 @@ public:
         return append(digits.token());
     }
 
-    /// Four lower-case hexadecimal digits.
+    /// Appends four lower-case hexadecimal digits.
     FMStr& appendHexOf(std::uint16_t value) {
         const unsigned char bytes[] = {static_cast<unsigned char>(value >> 8),
                                        static_cast<unsigned char>(value & 0xFF)};
         return append(FGStr<C>().appendHexOf(bytes, sizeof bytes).token());
     }
 
-    /// Makes room for `count` more units and returns where they go. Call `setLength` afterwards.
+    /// Allocates memory for `count` more units and returns the place to write them to. Call `setLength`
+    /// afterwards.
     C* reserve(std::size_t count) {
         if (length_ + count > capacity_) {
             grow(length_ + count);
@@ -64,7 +64,7 @@ public:
         return data_.get() + length_;
     }
 
-    /// Ends the text after `length` units. The caller has written all of them, within the reserved room.
+    /// Ends the text after `length` units. The caller has written all of them, within the reserved memory.
     void setLength(std::size_t length) {
         length_ = length;
         if (data_) {

@@ -19,7 +19,7 @@ std::size_t signAt(std::string_view text, std::size_t from) {
     return from < text.size() && (text[from] == '+' || text[from] == '-') ? 1 : 0;
 }
 
-/// Libraries disagree on where a number ends in "12abc" or "1e", so the end is found here.
+/// Finds the end of the number, because libraries disagree on it in "12abc" or "1e".
 std::size_t numberLength(std::string_view text) {
     std::size_t at = signAt(text, 0);
     std::size_t digits = digitsAt(text, at);

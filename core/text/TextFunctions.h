@@ -7,7 +7,7 @@
 /// Functions on standard strings that do not depend on the locale. Any thread.
 namespace Kvs {
 
-/// The characters that separate words in texts that people write.
+/// The characters that separate words.
 inline constexpr std::string_view kBlanks = " \t\r\n";
 
 /// Returns the text without the blanks around it.

@@ -48,7 +48,7 @@ private:
     FThreadLock lock_;
     pthread_t thread_ KVS_GUARDED_BY(lock_){};
     bool started_ KVS_GUARDED_BY(lock_) = false; // thread_ is valid: neither joined nor detached yet
-    bool joining_ KVS_GUARDED_BY(lock_) = false; // a thread waits for thread_ to end
+    bool joining_ KVS_GUARDED_BY(lock_) = false; // a thread waits for the end of thread_
     std::condition_variable_any joined_;
     bool joinable_ KVS_GUARDED_BY(lock_) = false;
 };

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "core/threads/ThreadAnnotations.h"
-
 #include <ctime>
 #include <pthread.h>
 #include <sys/time.h>
@@ -37,7 +35,7 @@ private:
 
 using FThreadCondition = FThreadCondition_T<F_COND_HANDLE>;
 
-/// Outcome of `fCondTimedWait`.
+/// The result of `fCondTimedWait`.
 enum FCondWait : unsigned int { kCondTimedOut = 0, kCondSignalled = 1, kCondError = 2 };
 
 /// Returns the time of day that is `milliseconds` after `now`.

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Clang's thread-safety annotations; they vanish in other compilers.
+/// Clang's thread-safety annotations; for other compilers they are empty.
 #if defined(__clang__)
 #define KVS_ANNOTATION(x) __attribute__((x))
 #else

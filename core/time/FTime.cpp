@@ -133,7 +133,7 @@ std::optional<std::chrono::system_clock::time_point> DateWithFTime(const FTime& 
     }
     const sys_seconds second =
         sys_days(date) + hours(time.Hour()) + minutes(time.Minute()) + seconds(time.Second());
-    // A clock that counts nanoseconds does not reach as far as FTime does.
+    // A clock that counts nanoseconds has a smaller range than FTime.
     if (second < ceil<seconds>(system_clock::time_point::min()) ||
         second > floor<seconds>(system_clock::time_point::max())) {
         return std::nullopt;

@@ -56,7 +56,7 @@ private:
 /// Converts a date to whole seconds of UTC; the milliseconds are 0.
 FTime FTimeWithDate(std::chrono::system_clock::time_point date);
 
-/// Converts a time to whole seconds of UTC. Returns nullopt for a time that is no date, such as a cleared
+/// Converts a time to whole seconds of UTC. Returns nullopt for a time that is not a date, such as a cleared
 /// one.
 std::optional<std::chrono::system_clock::time_point> DateWithFTime(const FTime& time);
 

@@ -1,14 +1,14 @@
 #include "host/executable/EmbeddedInfoList.h"
 #include "host/executable/ExecutableFormats.h"
 
-#include <string>
+#include <optional>
 
 namespace kvn::host {
 namespace {
 
-// Formats, names and numbers: System V ABI, chapters "ELF Header" and "Sections".
+// The formats, names and numbers are from the System V ABI, chapters "ELF Header" and "Sections".
 
-/// Sizes of the structures of a file, and positions of their fields.
+/// The sizes of a file's structures, and the positions of their fields.
 struct Layout {
     std::size_t word, header, tableOffset, entrySize; // the number of entries and the names' index follow
     std::size_t section, sectionOffset;               // the size follows
@@ -21,7 +21,7 @@ constexpr std::string_view kName = "__info_plist";
 
 Error noList() { return executableError(kNoInfoList, "no section __info_plist"); }
 
-/// The bytes of a section; nullopt if they are not behind the header.
+/// Returns the bytes of a section; nullopt if they are not behind the header.
 std::optional<FileWindow> contentOf(const Fields& section, const Layout& layout, const FileWindow& file) {
     const std::uint64_t offset = section.number(layout.sectionOffset, layout.word);
     const std::uint64_t size = section.number(layout.sectionOffset + layout.word, layout.word);

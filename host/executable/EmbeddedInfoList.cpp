@@ -25,7 +25,8 @@ std::variant<FileWindow, Error> findInfoList(const FileWindow& file) {
 } // namespace
 
 std::variant<std::string, Error> readEmbeddedInfoList(const std::string& path) {
-    // The path may name something else: a FIFO must not block, a terminal must not become ours.
+    // The path may name another kind of file: a FIFO must not block this call, and a terminal must not become
+    // the controlling terminal.
     const Kvs::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) {

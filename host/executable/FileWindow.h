@@ -17,11 +17,11 @@ public:
 
     std::uint64_t size() const { return size_; }
 
-    /// Returns nullopt when not all of it is inside.
+    /// Returns a part of this part; nullopt if it is not completely inside.
     std::optional<FileWindow> part(std::uint64_t offset, std::uint64_t size) const;
 
-    /// Returns nullopt when not all of it is inside, or the file cannot be read there (any more). The caller
-    /// limits the size.
+    /// Returns the bytes; nullopt if they are not completely inside, or if the file cannot be read there (any
+    /// more). The caller limits the size.
     std::optional<std::string> readAt(std::uint64_t offset, std::uint64_t size) const;
 
 private:
@@ -30,7 +30,7 @@ private:
     std::uint64_t size_;
 };
 
-/// Reads numbers and texts at positions within bytes of a file. Views the bytes.
+/// Reads numbers and texts at positions within bytes of a file. The bytes must outlive this object.
 class Fields {
 public:
     Fields(std::string_view bytes, std::endian order) : bytes_(bytes), order_(order) {}
@@ -48,8 +48,8 @@ private:
     std::endian order_;
 };
 
-/// The limit for the load commands, the section headers and the section names of a file or a slice: a hundred
-/// times the size in large programs.
+/// The largest size of the load commands, the section headers and the section names of a file or a slice. It
+/// is a hundred times the size that large programs need.
 inline constexpr std::uint64_t kMaxHeaderBytes = 256 << 10;
 
 } // namespace kvn::host

@@ -1,12 +1,12 @@
 #include "host/executable/EmbeddedInfoList.h"
 #include "host/executable/ExecutableFormats.h"
 
-#include <string>
+#include <optional>
 
 namespace kvn::host {
 namespace {
 
-// Formats, names and numbers: <mach-o/loader.h>, <mach-o/fat.h>.
+// The formats, names and numbers are from <mach-o/loader.h> and <mach-o/fat.h>.
 
 struct Format {
     std::uint64_t magic;
@@ -18,7 +18,7 @@ constexpr Format kFormats[] = {{0xfeedface, false, false},
                                {0xcafebabe, true, false},
                                {0xcafebabf, true, true}};
 
-/// Sizes of the structures of an image, and positions of their fields.
+/// The sizes of an image's structures, and the positions of their fields.
 struct Layout {
     std::uint64_t segmentCommand;
     std::size_t header, segment, sectionCount;
@@ -30,7 +30,7 @@ constexpr Layout kWide{0x19, 32, 72, 64, 80, 40, 48, 64};
 constexpr std::size_t kLoadCommand = 8;
 constexpr std::uint64_t kZeroFill = 1; // a section type without bytes in the file
 
-/// Java's class files begin with the same magic, and then have 45 or more here.
+/// Java's class files begin with the same magic number; their number in this place is 45 or more.
 constexpr std::uint64_t kMaxSlices = 32;
 
 Error noList() { return executableError(kNoInfoList, "no section __TEXT,__info_plist"); }

@@ -8,12 +8,14 @@
 #include <sdbus-c++/IConnection.h>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace kvn::host {
 
 std::unique_ptr<sdbus::IConnection> connectToBus(Bus bus) {
     // The library's handshake may take a minute and a half, so it runs on a thread of its own. After our
-    // limit nobody waits for the thread, and it closes the connection if it still gets one.
+    // limit this call does not wait for the thread any more, and the thread closes a connection that it still
+    // gets.
     std::packaged_task<std::unique_ptr<sdbus::IConnection>()> connect([bus] {
         return bus == Bus::Session ? sdbus::createSessionBusConnection() : sdbus::createSystemBusConnection();
     });

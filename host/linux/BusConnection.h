@@ -16,11 +16,11 @@ inline constexpr std::chrono::seconds kBusTimeLimit{1};
 
 enum class Bus { Session, System };
 
-/// A connection with `kBusTimeLimit` set; null when there is no bus or it does not answer in time. Use it
-/// under `SignalsBlocked`, because the library takes an interrupted call for a failed one. Any thread.
+/// Returns a connection with `kBusTimeLimit` set; null when there is no bus or it does not answer in time.
+/// Use it under `SignalsBlocked`, because the library takes an interrupted call for a failed one. Any thread.
 std::unique_ptr<sdbus::IConnection> connectToBus(Bus bus);
 
-/// The errno value for the error, EIO if no other fits.
+/// Returns the errno value for the error, EIO if no other fits.
 std::int32_t busErrorCode(const sdbus::Error& error);
 
 } // namespace kvn::host

@@ -98,7 +98,7 @@ std::optional<int> ElevatedInstaller::finish() {
     }
     for (const auto& [signal, patience] : kSteps) {
         if (::kill(process, signal) != 0) {
-            break; // the process is root's by now
+            break; // the process runs as root by now
         }
         if (pollUntil({&polled, 1}, deadlineIn(patience)) > 0) {
             return exitStatusOf(process);

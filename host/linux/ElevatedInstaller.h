@@ -15,17 +15,17 @@ namespace kvn::host {
 /// runs until the end of this object. One thread at a time, which may block.
 class ElevatedInstaller {
 public:
-    /// The signal, which outlives the installer, ends every wait.
+    /// `end` ends every wait. It outlives the installer.
     explicit ElevatedInstaller(const EndSignal& end) : end_(end) {}
     ~ElevatedInstaller();
     ElevatedInstaller(const ElevatedInstaller&) = delete;
     ElevatedInstaller& operator=(const ElevatedInstaller&) = delete;
 
-    /// Called first. Waits for the user's answer without a limit. Returns 0 when the rights are granted,
-    /// otherwise the Security framework's code.
+    /// Starts the installer. Called before `bless`. Waits for the user's answer without a limit. Returns 0
+    /// when the rights are granted, otherwise the Security framework's code.
     std::int32_t start(const std::string& program);
 
-    /// As `HelperInstallation::bless`.
+    /// Does what `HelperInstallation::bless` does.
     std::optional<Error> bless(const std::string& source, const std::string& label);
 
 private:

@@ -3,11 +3,11 @@
 #include "core/system/FSysInfoPaths.h"
 #include "host/linux/LinuxPowerManagement.h"
 #include "host/linux/LinuxPrivilegedJobs.h"
+#include "host/linux/LinuxRunningApplications.h"
 #include "host/linux/LinuxSessionInfo.h"
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/LinuxWorkspace.h"
 #include "host/linux/LogindConsoleUser.h"
-#include "host/linux/ProcessTable.h"
 #include "host/linux/SandboxPrivacy.h"
 #include "host/linux/SessionBusNotifications.h"
 #include "host/linux/Unavailable.h"
@@ -25,7 +25,7 @@
 namespace kvn::host {
 namespace {
 
-/// The bundle that holds this program: X.app of X.app/Contents/MacOS/program.
+/// Returns the path of the bundle that contains this program: X.app of X.app/Contents/MacOS/program.
 std::string ownBundlePath() {
     std::error_code ignored;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored);
@@ -68,7 +68,7 @@ Host makeHost(FrontEnd) {
     host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner);
     host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop);
     host.runningApplications =
-        std::make_unique<ProcessTable>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
+        std::make_unique<LinuxRunningApplications>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
     host.hotKeys = std::make_unique<NoHotKeys>();
     if (Kvs::FSysInfoPaths::underRoot("").empty()) {
         host.privacyPermissions = std::make_unique<UnguardedPrivacy>();

@@ -10,8 +10,8 @@ namespace kvn::host {
 
 class LogindSleep;
 
-/// Power management by the screen saver's and logind's interfaces. Error codes are errno values, ENOTCONN
-/// without a bus. logind does not ask if the system may sleep, so `kCanSystemSleep` is never sent and
+/// Uses the interfaces of the screen saver and of logind. Error codes are errno values, ENOTCONN without a
+/// bus. logind does not ask if the system may sleep, so `kCanSystemSleep` is never sent and
 /// `cancelPowerChange` does nothing. User activity creates no assertion.
 class LinuxPowerManagement final : public PowerManagement {
 public:

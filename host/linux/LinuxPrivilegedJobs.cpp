@@ -6,7 +6,6 @@
 #include "host/linux/helper-installer/HelperFiles.h"
 
 #include <cerrno>
-#include <utility>
 
 namespace kvn::host {
 namespace {

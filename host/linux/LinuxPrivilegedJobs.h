@@ -5,14 +5,16 @@
 #include "host/linux/helper-installer/HelperInstallation.h"
 #include "host/posix/PollUntil.h"
 
+#include <utility>
+
 namespace kvn::host {
 
-/// Installs helpers in the folders that macOS has for them, and starts them as processes. A process that may
-/// write there does so itself; otherwise pkexec asks the user and starts an installer as root. pkexec takes
-/// no user name and password and shows its own text, so the prompt goes to the presenter.
+/// Installs helpers in the folders that macOS has for them, and starts them as processes. If this process may
+/// write there, it installs them itself; otherwise pkexec asks the user and starts an installer as root.
+/// pkexec takes no user name and password and shows its own text, so the presenter shows the prompt.
 class LinuxPrivilegedJobs final : public PrivilegedJobs {
 public:
-    /// All outlive the jobs.
+    /// `bundle`, `runner` and `propertyLists` outlive this object.
     LinuxPrivilegedJobs(const Bundle& bundle, ProcessRunner& runner, const PropertyList& propertyLists)
         : bundle_(bundle), propertyLists_(propertyLists),
           installation_(runner, propertyLists, end_.descriptor()) {}
@@ -25,8 +27,8 @@ public:
     std::optional<Error> bless(const std::string& label, Authorization& authorization) override;
     std::optional<PropertyValue::Dictionary> jobDictionary(const std::string& label) const override;
 
-    /// Ends a question in progress and all later ones, as if dismissed, and the waits of a blessing. Any
-    /// thread.
+    /// Ends the present and all later questions to the user as if they were dismissed, and the waits of
+    /// `bless`. Any thread.
     void interrupt() { end_.raise(); }
 
 private:

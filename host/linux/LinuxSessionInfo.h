@@ -7,8 +7,8 @@
 
 namespace kvn::host {
 
-/// The audit session that the login set, or the POSIX session without one. Read once, because neither changes
-/// while the process runs.
+/// The session is the audit session that the login has set, or the POSIX session without one. It is read
+/// once, because neither changes while the process runs.
 class LinuxSessionInfo final : public SessionInfo {
 public:
     LinuxSessionInfo();
@@ -18,7 +18,7 @@ private:
     LoginSession own_;
 };
 
-/// Reads the content of /proc/self/sessionid; nullopt when no login has set it.
+/// Reads the content of /proc/self/sessionid. Returns nullopt when no login has set it.
 std::optional<std::uint64_t> parseAuditSession(std::string_view text);
 
 } // namespace kvn::host

@@ -16,14 +16,14 @@ constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNO
 constexpr std::string_view kLettersAndDigits =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
-/// language_REGION of language_REGION.encoding@modifier.
+/// Returns language_REGION of language_REGION.encoding@modifier.
 std::string_view languageAndRegion(std::string_view locale) {
     return locale.substr(0, locale.find_first_of(".@"));
 }
 
 bool isC(std::string_view name) { return name.empty() || name == "C" || name == "POSIX"; }
 
-/// The tag for language_REGION; empty for what is no such name.
+/// Returns the tag for language_REGION; an empty one for a text of another form.
 std::string tagOf(std::string_view name) {
     const std::size_t end = name.find('_');
     const std::string_view language = name.substr(0, end);

@@ -8,17 +8,17 @@ namespace kvn::host {
 
 class LinuxSystemInfo final : public SystemInfo {
 public:
-    /// Time spent asleep counts.
+    /// Includes the time that the system was asleep.
     std::chrono::seconds upTime() const override;
 
-    /// The languages of the environment's locale.
+    /// Returns the languages of the environment's locale.
     std::vector<std::string> preferredLanguages() const override;
 
-    /// Always: the rules for old releases are those of another system.
+    /// Returns true: the rules for old releases apply to another system only.
     bool isOperatingSystemAtLeast(int, int, int) const override { return true; }
 };
 
-/// The environment's variables for the language of messages; empty if not set.
+/// The environment's variables for the language of messages. They are empty if not set.
 struct LocaleVariables {
     std::string_view language; // LANGUAGE
     std::string_view all;      // LC_ALL
@@ -26,7 +26,7 @@ struct LocaleVariables {
     std::string_view lang;     // LANG
 };
 
-/// The user's languages by gettext's rules, the best first, as the tags that language resources are named by:
+/// Returns the user's languages by gettext's rules, the best first, as the tags that name language resources:
 /// those of LANGUAGE, or if it is empty that of the locale; none in the locale C. Chinese has its script
 /// instead of its region, because the texts differ by script.
 std::vector<std::string> preferredLanguagesOf(const LocaleVariables& variables);

@@ -40,13 +40,13 @@ MainLoop::Handle LinuxWorkspace::observe(std::function<void(Event)> handler) {
     auto observer = std::make_shared<Observer>(Observer{std::move(handler), nullptr});
     observer->sleep =
         LogindSleep::start(mainLoop_, [weak = std::weak_ptr<Observer>(observer)](bool goesToSleep) {
-            const auto told = weak.lock(); // alive during the call, whatever the handler ends
-            if (!told) {
+            const auto locked = weak.lock(); // kept alive if its handler ends the registration
+            if (!locked) {
                 return;
             }
-            told->handler(goesToSleep ? Event::WillSleep : Event::DidWake);
+            locked->handler(goesToSleep ? Event::WillSleep : Event::DidWake);
             if (goesToSleep) {
-                told->sleep->letSleep();
+                locked->sleep->letSleep();
             }
         });
     if (!observer->sleep) {

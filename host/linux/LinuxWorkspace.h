@@ -5,13 +5,13 @@
 
 namespace kvn::host {
 
-/// A session by logind and xdg-open, which is found in $PATH. Without logind no event is announced; without
-/// xdg-open no link or folder can be opened. Either is logged once. A sleep waits for the observer's return,
+/// Uses logind and xdg-open, which is found in $PATH. Without logind no event is announced; without xdg-open
+/// no link or folder can be opened. Both are logged once. A sleep is delayed until the observer returns, but
 /// no longer than logind allows (InhibitDelayMaxSec). Started programs get a process session of their own.
 /// Never sends `WillEndSession`: logind does not know of log-outs, and a shutdown sends SIGTERM.
 class LinuxWorkspace final : public Workspace {
 public:
-    /// Both outlive the workspace and its observer.
+    /// `mainLoop` and `processRunner` outlive the workspace and its observer.
     LinuxWorkspace(MainLoop& mainLoop, ProcessRunner& processRunner);
 
     /// Takes a few times `kBusTimeLimit` at most.

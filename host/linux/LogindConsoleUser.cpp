@@ -52,11 +52,11 @@ ConsoleUser::Owner LogindConsoleUser::current() {
     try {
         const SignalsBlocked blocked;
         owner = askForOwner();
-        failureTold_ = false;
+        failureLogged_ = false;
     } catch (const sdbus::Error& error) {
-        tellFailure(error.getMessage());
+        logFailure(error.getMessage());
     }
-    receive(); // a signal may have come in with the answers
+    receive(); // the library may have read a signal together with the answers
     return owner;
 }
 
@@ -67,7 +67,7 @@ bool LogindConsoleUser::connect() {
     const SignalsBlocked blocked;
     connection_ = connectToBus(Bus::System);
     if (!connection_) {
-        tellFailure("no system bus");
+        logFailure("no system bus");
         return false;
     }
     try {
@@ -76,12 +76,12 @@ bool LogindConsoleUser::connect() {
             .onInterface(kPropertiesInterface)
             .call([this](const std::string&, const Properties& changed, const std::vector<std::string>&) {
                 if (changed.count(kActiveSession) != 0) {
-                    tellChange();
+                    postChange();
                 }
             });
         seat_->finishRegistration();
     } catch (const sdbus::Error& error) {
-        tellFailure(error.getMessage());
+        logFailure(error.getMessage());
         return false;
     }
     watch_ = mainLoop_.watchReadable(connection_->getEventLoopPollData().fd, [this] { receive(); });
@@ -116,11 +116,11 @@ void LogindConsoleUser::receive() {
         }
     } catch (const sdbus::Error& error) {
         watch_.reset();
-        tellFailure(error.getMessage());
+        logFailure(error.getMessage());
     }
 }
 
-void LogindConsoleUser::tellChange() {
+void LogindConsoleUser::postChange() {
     // Posted, because the observer asks for the owner over the connection, which is in use here.
     mainLoop_.post([weak = observer_] {
         if (const auto task = weak.lock()) {
@@ -129,8 +129,8 @@ void LogindConsoleUser::tellChange() {
     });
 }
 
-void LogindConsoleUser::tellFailure(const std::string& reason) {
-    if (!std::exchange(failureTold_, true)) {
+void LogindConsoleUser::logFailure(const std::string& reason) {
+    if (!std::exchange(failureLogged_, true)) {
         Kvs::OCNSLog("The console user is not known: %@", reason);
     }
 }

@@ -12,9 +12,9 @@ class IProxy;
 
 namespace kvn::host {
 
-/// The user of the session in the foreground of the first seat (org.freedesktop.login1 on the system bus); a
-/// greeter's session is the login window. Connects when it is first used. Without a bus or logind, and once
-/// the bus is lost, there is no user and no change; this is logged once. Calls take a few times
+/// Returns the user of the foreground session of the first seat (org.freedesktop.login1 on the system bus); a
+/// greeter's session counts as the login window. Connects when it is first used. Without a bus or logind, and
+/// once the bus is lost, there is no user and no change; this is logged once. Calls take a few times
 /// `kBusTimeLimit` at most.
 class LogindConsoleUser final : public ConsoleUser {
 public:
@@ -30,12 +30,12 @@ private:
     bool connect();
     Owner askForOwner();
     void receive();
-    void tellChange();
-    void tellFailure(const std::string& reason);
+    void postChange();
+    void logFailure(const std::string& reason);
 
     MainLoop& mainLoop_;
     bool connectingTried_ = false;
-    bool failureTold_ = false;
+    bool failureLogged_ = false;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IProxy> seat_;
     MainLoop::Handle watch_; // null without a working connection

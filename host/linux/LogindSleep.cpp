@@ -48,7 +48,7 @@ bool LogindSleep::connect() {
     } catch (const sdbus::Error&) {
         return false;
     }
-    receive(); // a signal may have come in with the answers
+    receive(); // the library may have read a signal together with the answers
     return true;
 }
 

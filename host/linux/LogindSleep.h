@@ -13,15 +13,15 @@ class IProxy;
 
 namespace kvn::host {
 
-/// Announces that the system goes to sleep, and that it woke up (org.freedesktop.login1.Manager on the
-/// system bus). While this object lives, logind delays the sleep for the time that its settings allow
+/// Calls the handler when the system goes to sleep and when it has woken up (org.freedesktop.login1.Manager
+/// on the system bus). While this object lives, logind delays the sleep for the time that its settings allow
 /// (InhibitDelayMaxSec), or until `letSleep`. Main thread.
 class LogindSleep : public std::enable_shared_from_this<LogindSleep> {
 public:
     /// Called on the main thread; may destroy its LogindSleep.
     using Handler = std::function<void(bool goesToSleep)>;
 
-    /// Null without a system bus or logind. Takes a few times `kBusTimeLimit` at most.
+    /// Returns null without a system bus or logind. Takes a few times `kBusTimeLimit` at most.
     static std::shared_ptr<LogindSleep> start(MainLoop& mainLoop, Handler handler);
     ~LogindSleep();
     LogindSleep(const LogindSleep&) = delete;

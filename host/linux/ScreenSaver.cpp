@@ -55,7 +55,7 @@ std::int32_t ScreenSaver::call(const std::function<void(sdbus::IProxy&)>& method
             connection_ = std::move(connection);
         }
         method(*proxy_);
-        while (connection_->processPendingRequest()) { // drops the bus's notices
+        while (connection_->processPendingRequest()) { // drops the messages of the bus itself
         }
         return 0;
     } catch (const sdbus::Error& error) {

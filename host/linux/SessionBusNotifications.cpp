@@ -4,7 +4,6 @@
 #include "host/linux/BusConnection.h"
 #include "host/posix/Signals.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <sdbus-c++/IConnection.h>
@@ -21,7 +20,7 @@ constexpr const char* kMember = "Posted";
 constexpr const char* kMatch = "type='signal',path='/com/korvane/DistributedNotifications',"
                                "interface='com.korvane.DistributedNotifications',member='Posted'";
 
-/// So many messages are taken at once; then the main loop runs its other tasks.
+/// The most messages that are taken at once, before the main loop runs its other tasks.
 constexpr int kMessagesAtOnce = 32;
 
 using Texts = std::map<std::string, std::string, std::less<>>;
@@ -34,7 +33,7 @@ std::optional<std::string> numberText(const sdbus::Variant& value) {
     return text;
 }
 
-/// The value as text; nullopt for other types.
+/// Returns the value as text; nullopt for other types.
 std::optional<std::string> textOf(const sdbus::Variant& value) {
     if (value.containsValueOfType<std::string>()) {
         return value.get<std::string>();
@@ -43,7 +42,7 @@ std::optional<std::string> textOf(const sdbus::Variant& value) {
                       std::int64_t, std::uint64_t>(value);
 }
 
-/// Throws sdbus::Error when the message has other arguments.
+/// Reads the message's arguments. Throws sdbus::Error when they have other types.
 Notification read(sdbus::Message& message) {
     Notification notification;
     message >> notification.name >> notification.object;
@@ -90,7 +89,7 @@ MainLoop::Handle SessionBusNotifications::observe(const std::string& name,
 }
 
 bool SessionBusNotifications::post(const Notification& notification) {
-    // The second attempt is for a bus that was restarted unnoticed.
+    // The second attempt is made after a restart of the bus that was not noticed before.
     for (int attempt = 0; attempt < 2 && connect(); ++attempt) {
         const SignalsBlocked blocked;
         try {
@@ -131,10 +130,10 @@ bool SessionBusNotifications::connect() {
         return false;
     }
     retry_.reset();
-    if (std::exchange(failureTold_, false)) {
+    if (std::exchange(failureLogged_, false)) {
         Kvs::CNSLog("The session bus is there again");
     }
-    receive(); // a signal may have come in with the answers
+    receive(); // the library may have read a signal together with the answers
     return true;
 }
 
@@ -163,10 +162,10 @@ void SessionBusNotifications::receive() {
 
 void SessionBusNotifications::take(sdbus::Message& message) {
     try {
-        // Posted, because an observer may itself post and so lose the connection, which is in use here.
+        // Posted, because an observer may post in turn and so lose the connection, which is in use here.
         mainLoop_.post([weak = std::weak_ptr(observers_), notification = read(message)] {
             if (const auto observers = weak.lock()) {
-                tell(*observers, notification);
+                notify(*observers, notification);
             }
         });
     } catch (const sdbus::Error& error) {
@@ -174,10 +173,10 @@ void SessionBusNotifications::take(sdbus::Message& message) {
     }
 }
 
-void SessionBusNotifications::tell(const Observers& observers, const Notification& notification) {
+void SessionBusNotifications::notify(const Observers& observers, const Notification& notification) {
     const Observers those(observers); // a handler may add observers
     for (const auto& weak : those) {
-        const auto observer = weak.lock(); // alive during the call, whatever the handler ends
+        const auto observer = weak.lock(); // kept alive if its handler ends the registration
         if (observer && observer->name == notification.name &&
             (!observer->object || *observer->object == notification.object)) {
             observer->handler(notification);
@@ -192,7 +191,7 @@ void SessionBusNotifications::giveUp(const std::string& reason) {
     if (!retry_) {
         retry_ = mainLoop_.startTimer(kRetryInterval, [this] { connect(); });
     }
-    if (!std::exchange(failureTold_, true)) {
+    if (!std::exchange(failureLogged_, true)) {
         Kvs::OCNSLog("No session bus, notifications are neither sent nor received: %@", reason);
     }
 }

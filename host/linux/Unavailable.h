@@ -25,7 +25,7 @@ private:
     static constexpr std::int32_t kNotImplemented = -4; // Carbon, unimpErr
 };
 
-/// The pointer where programs may not see or move it, as under Wayland, or where there is none.
+/// The pointer on a system where programs may not see or move it, such as Wayland, or that has none.
 class NoPointer final : public Pointer {
 public:
     Point location() const override { return {}; }

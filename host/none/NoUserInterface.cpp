@@ -21,7 +21,7 @@ public:
     void onClose(std::function<void()>) override {}
 };
 
-/// The front end of an agent that runs unseen. Sleep and the hot key are still the machine's.
+/// The front end of an agent without a user interface. Sleep and the hot key are still those of the machine.
 class NoUserInterface final : public UserInterface {
 public:
     explicit NoUserInterface(Host& host) : host_(host) {}

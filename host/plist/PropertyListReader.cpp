@@ -64,7 +64,7 @@ std::variant<PropertyValue, Error> PropertyListReader::read(std::string_view byt
     XML_SetCharacterDataHandler(parser_, [](void* self, const XML_Char* text, int length) {
         reader(self).characters({text, static_cast<std::size_t>(length)});
     });
-    // The usual DOCTYPE names a DTD, which is never fetched. Lists that need it, or declare entities, are
+    // The usual DOCTYPE names a DTD, which is never read. Lists that need it, or declare entities, are
     // refused.
     XML_SetEntityDeclHandler(parser_, [](void* self, const XML_Char*, int, const XML_Char*, int,
                                          const XML_Char*, const XML_Char*, const XML_Char*,

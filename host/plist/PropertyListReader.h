@@ -12,7 +12,7 @@
 
 namespace kvn::host {
 
-/// Builds a property list from the events of the XML parser, without recursion. For one use.
+/// Builds a property list from the events of the XML parser, without recursion. Can be used once.
 class PropertyListReader {
 public:
     std::variant<PropertyValue, Error> read(std::string_view bytes);
@@ -37,7 +37,7 @@ private:
 
     XML_Parser parser_ = nullptr;
     std::vector<Open> open_;
-    std::string leaf_; ///< The element whose text is being collected, if any.
+    std::string leaf_; ///< the element whose text is being collected, if any
     std::string text_;
     bool inPlist_ = false;
     std::optional<PropertyValue> root_;

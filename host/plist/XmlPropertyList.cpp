@@ -79,7 +79,7 @@ private:
                 text += "&gt;";
                 break;
             case '\r':
-                text += "&#13;"; // a bare one reads as a line feed
+                text += "&#13;"; // a carriage return itself would be read as a line feed
                 break;
             default:
                 text += c;
@@ -116,7 +116,7 @@ std::variant<PropertyValue, Error> XmlPropertyList::parse(std::string_view bytes
 
 std::variant<std::string, Error> XmlPropertyList::write(const PropertyValue& value) const {
     std::string text = propertyListText(value);
-    // Reading it back is the one check that covers everything the form cannot hold.
+    // Reading it back is the only check that finds every value that the form cannot hold.
     auto readBack = parse(text);
     if (auto* error = std::get_if<Error>(&readBack)) {
         return std::move(*error);

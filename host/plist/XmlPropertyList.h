@@ -4,7 +4,7 @@
 
 namespace kvn::host {
 
-/// Property lists on every system. Keeps each value exactly: integers from -2^63 to 2^64 - 1, every
+/// Property lists in XML, for every system. Keeps each value exactly: integers from -2^63 to 2^64 - 1, every
 /// double, dates of the years 1 to 9999. The binary form is refused.
 class XmlPropertyList final : public PropertyList {
 public:

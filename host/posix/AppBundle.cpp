@@ -7,12 +7,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace kvn::host {
 namespace {
 
-constexpr std::size_t kFileLimit = std::size_t{1} << 20; // far above the size of either file
+constexpr std::size_t kFileLimit = std::size_t{1} << 20; // far above the size of both files
 constexpr char kDefaultLanguage[] = "en";
 
 bool isFile(const std::string& path) {
@@ -36,7 +37,7 @@ std::string AppBundle::tableOf(const std::string& language) const {
     return path_ + "/Contents/Resources/" + language + ".lproj/Localizable.strings";
 }
 
-/// The first tag with a table, tried in full and then without its parts behind a "-".
+/// Returns the first tag that has a table; tries each tag in full and then without its parts behind a "-".
 std::string AppBundle::localization(const std::vector<std::string>& preferredLanguages) const {
     for (std::string tag : preferredLanguages) {
         while (!tag.empty()) {

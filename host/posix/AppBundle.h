@@ -3,14 +3,15 @@
 #include "host/Bundle.h"
 #include "host/PropertyList.h"
 
+#include <functional>
 #include <map>
 #include <vector>
 
 namespace kvn::host {
 
-/// A bundle directory: Contents/Info.plist, Contents/MacOS/, Contents/Resources/, and there
-/// LANGUAGE.lproj/Localizable.strings: the table of the first preferred language that has one is read
-/// once, and the English one fills its gaps.
+/// A bundle directory with Contents/Info.plist, Contents/MacOS/ and Contents/Resources/. The string tables
+/// are Contents/Resources/LANGUAGE.lproj/Localizable.strings: the table of the first preferred language that
+/// has one is read once, and the English table supplies missing texts.
 class AppBundle final : public Bundle {
 public:
     /// `path` is the bundle of this process; the property lists outlive the bundle. The languages are
@@ -23,11 +24,11 @@ public:
     std::optional<std::string> infoValue(const std::string& key) const override;
     std::optional<std::string> resourcePath(const std::string& name, const std::string& type) const override;
 
-    /// The executable that the information list names, or else the one named as the bundle; nullopt when
-    /// there is no such file.
+    /// Returns the executable that the information list names, or else the one with the bundle's name;
+    /// nullopt when there is no such file.
     std::optional<std::string> executableOf(const std::string& bundlePath) const override;
 
-    /// Returns nullopt also for a path that leads out of the folder.
+    /// Also returns nullopt for a path that leads out of the folder.
     std::optional<std::string> auxiliaryExecutable(const std::string& path) const override;
     std::variant<PropertyValue::Dictionary, Error>
     embeddedInfoList(const std::string& executable) const override;

@@ -8,15 +8,15 @@
 
 namespace kvn::host {
 
-/// Reads lines from a descriptor that somebody else owns. A line of more than 4096 bytes is dropped as a
-/// whole, and so is one that the input's end cuts off. Main thread.
+/// Reads lines from a descriptor, which the caller owns. A line of more than 4096 bytes is dropped as a
+/// whole, and so is a last line without a line end. Main thread.
 class LineReader {
 public:
     struct Handlers {
         // None of them may destroy the reader.
-        std::function<void(std::string_view)> onLine; // without its end
+        std::function<void(std::string_view)> onLine; // without its line end
         std::function<void()> onTooLong;
-        std::function<void()> onEnd; // nothing comes after it
+        std::function<void()> onEnd; // no handler is called after it
     };
 
     LineReader(MainLoop& mainLoop, int descriptor, Handlers handlers);
@@ -31,7 +31,7 @@ private:
     const Handlers handlers_;
     MainLoop::Handle input_;
     std::string line_;
-    bool skippingLine_ = false; // the rest of a line that was too long
+    bool skippingLine_ = false; // while the rest of a line that is too long arrives
 };
 
 } // namespace kvn::host

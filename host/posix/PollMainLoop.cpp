@@ -32,7 +32,7 @@ struct PollMainLoop::Watch {
 struct PollMainLoop::SignalWatch {
     SignalWatch(int signal, Kvs::WakePipe& wakePipe, Task t)
         : inbox(std::in_place, signal, wakePipe), task(std::move(t)) {}
-    std::optional<SignalInbox> inbox; // none after the end
+    std::optional<SignalInbox> inbox; // empty once the registration has ended
     const Task task;
 };
 
@@ -46,7 +46,8 @@ private:
 };
 
 PollMainLoop::~PollMainLoop() {
-    // Destroyed after the lock is released: what a dropped task holds may call the loop again.
+    // `dropped` is destroyed after the lock is released, because the destructor of an object that a task
+    // holds may call the loop.
     std::map<Key, Task> dropped;
     Kvs::FLockGuard guard(lock_);
     dropped.swap(scheduled_);
@@ -66,6 +67,7 @@ MainLoop::Handle PollMainLoop::startTimer(milliseconds interval, Task task) {
 
 void PollMainLoop::scheduleTick(const std::shared_ptr<Timer>& timer, Instant due) {
     timer->nextTick = schedule(due, [this, timer, due] {
+        // Scheduled before the task runs: the task may end the timer, which removes the tick by its key.
         const auto missed = (steady_clock::now() - due) / timer->interval;
         scheduleTick(timer, due + (missed + 1) * timer->interval);
         timer->task();
@@ -112,13 +114,13 @@ PollMainLoop::Key PollMainLoop::schedule(Instant due, Task task) {
         key = added->first;
     }
     if (asleep) {
-        wakePipe_.wake(); // outside the lock, which the loop takes as soon as it is awake
+        wakePipe_.wake(); // without the lock, which the loop takes as soon as it is awake
     }
     return key;
 }
 
 void PollMainLoop::unschedule(Key key) {
-    decltype(scheduled_)::node_type dropped; // destroyed after the lock: what it holds may call back
+    decltype(scheduled_)::node_type dropped; // destroyed after the lock is released, as in the destructor
     Kvs::FLockGuard guard(lock_);
     dropped = scheduled_.extract(key);
 }
@@ -135,7 +137,7 @@ MainLoop::Task PollMainLoop::takeDueBy(Instant limit) {
 }
 
 void PollMainLoop::runDue() {
-    // Tasks posted by these run in the next round, after descriptors and signals have had theirs.
+    // Tasks that these tasks post run in the next round, after the descriptors and signals.
     const Instant now = steady_clock::now();
     while (!quit_) {
         const Task task = takeDueBy(now);
@@ -146,8 +148,9 @@ void PollMainLoop::runDue() {
     }
 }
 
-/// The timeout for poll(2), rounded up so that it does not return just before a task is due. Sets
-/// `sleeping_`, which makes `schedule` wake the loop for an earlier task.
+/// Returns the timeout for poll(2), rounded up so that poll does not return just before a task is due. Sets
+/// `sleeping_` in the same step, so that `schedule` wakes the loop for every earlier task that is added from
+/// now on.
 int PollMainLoop::prepareSleep() {
     Kvs::FLockGuard guard(lock_);
     if (scheduled_.empty()) {
@@ -164,7 +167,7 @@ int PollMainLoop::prepareSleep() {
 }
 
 void PollMainLoop::waitForEvents() {
-    const auto watches = watches_; // a task may end any of them, or begin new ones
+    const auto watches = watches_; // a copy: a task may end any of them, or add new ones
     polled_.assign(1, {wakePipe_.descriptor(), POLLIN, 0});
     for (const auto& watch : watches) {
         polled_.push_back({watch->descriptor, POLLIN, 0});
@@ -174,7 +177,7 @@ void PollMainLoop::waitForEvents() {
         Kvs::FLockGuard guard(lock_);
         sleeping_ = false;
     }
-    if (ready <= 0) { // time for a task, or a signal whose note is in the pipe
+    if (ready <= 0) { // a task is due, or a signal interrupted the call and its byte is in the wake pipe
         return;
     }
     if (polled_[0].revents != 0) {

@@ -14,11 +14,12 @@
 
 namespace kvn::host {
 
-/// The main loop of a program without a toolkit. Sleeps in poll(2) until something is due. A repeating timer
-/// keeps its beat and skips the ticks that it missed. Registrations end before the loop does.
+/// The main loop of a program without a toolkit. Sleeps in poll(2) until an event or a task is due. A
+/// repeating timer keeps its interval and skips the ticks that it missed. Registrations must be destroyed
+/// before the loop.
 class PollMainLoop final : public MainLoop {
 public:
-    /// Throws FException without a descriptor for waking up.
+    /// Throws FException when the process has no descriptors left.
     PollMainLoop() = default;
     ~PollMainLoop() override;
     PollMainLoop(const PollMainLoop&) = delete;

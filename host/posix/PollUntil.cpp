@@ -6,7 +6,7 @@
 namespace kvn::host {
 namespace {
 
-/// The timeout for poll(2), rounded up so that it does not return just before the deadline.
+/// Returns the timeout for poll(2), rounded up so that poll does not return just before the deadline.
 int millisecondsUntil(Deadline deadline) {
     constexpr std::chrono::milliseconds kLongest(1'000'000'000);
     if (!deadline) {

@@ -15,11 +15,11 @@ using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
 inline Deadline deadlineIn(std::chrono::milliseconds time) { return std::chrono::steady_clock::now() + time; }
 
-/// poll(2), which signals do not end: returns the number of descriptors that are ready, 0 after the deadline,
-/// or -1 with `errno` set. Negative descriptors are left out and have no events. Any thread.
+/// Calls poll(2), again after a signal. Returns the number of descriptors that are ready, 0 after the
+/// deadline, or -1 with `errno` set. Negative descriptors are left out and have no events. Any thread.
 int pollUntil(std::span<pollfd> descriptors, Deadline deadline);
 
-/// Ends the waits of threads that block in poll(2), once and for all: the program is about to end. Any
+/// Ends the waits of threads that block in poll(2), when the program is about to end. Cannot be undone. Any
 /// thread.
 class EndSignal {
 public:
@@ -29,7 +29,7 @@ public:
     }
     bool isRaised() const { return raised_; }
 
-    /// Readable from `raise` on.
+    /// Returns the descriptor to poll. It is readable from `raise` on.
     int descriptor() const { return pipe_.descriptor(); }
 
 private:

@@ -46,8 +46,8 @@ int collect(const FileDescriptor& childEnd, const EndSignal& end, Deadline deadl
                            {end.descriptor(), POLLIN, 0},
                            {output.readEnd.get(), POLLIN, 0},
                            {errors.readEnd.get(), POLLIN, 0}};
-        // The output of a child that has ended is in the pipe; later output comes from processes that it
-        // left.
+        // All output of a child that has ended is in the pipe already; later output comes from processes that
+        // it has left behind.
         const int ready = pollUntil(polled, ended ? deadlineIn({}) : deadline);
         const bool tooLate = std::chrono::steady_clock::now() >= *deadline;
         if (ready < 0) {
@@ -129,7 +129,7 @@ PosixProcessRunner::run(const std::string& path, const std::vector<std::string>&
 
 void PosixProcessRunner::reap() {
     FLockGuard guard(lock_);
-    // One signal may stand for several ends.
+    // One signal may report the end of several children.
     std::erase_if(children_, [](pid_t child) {
         const pid_t result = waitpid(child, nullptr, WNOHANG);
         if (result < 0) {

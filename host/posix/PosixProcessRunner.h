@@ -14,7 +14,8 @@ namespace kvn::host {
 /// run that took too long, ECANCELED for one that `endRuns` ended.
 class PosixProcessRunner final : public ProcessRunner {
 public:
-    /// Main thread, as the destructor, which is called when no run is in progress.
+    /// Called on the main thread, as the destructor is. The destructor must not be called while a run is in
+    /// progress.
     explicit PosixProcessRunner(MainLoop& mainLoop);
 
     std::variant<pid_t, Error> launch(const std::string& path, const std::vector<std::string>& arguments,
@@ -34,7 +35,7 @@ private:
     EndSignal end_;
     Kvs::FThreadLock lock_;
     std::set<pid_t> children_ KVS_GUARDED_BY(lock_);
-    const MainLoop::Handle childSignal_;
+    const MainLoop::Handle childSignal_; // the last member: `reap` uses those above
 };
 
 } // namespace kvn::host

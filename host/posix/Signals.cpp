@@ -17,7 +17,7 @@ static_assert(std::atomic<Kvs::WakePipe*>::is_always_lock_free && std::atomic<in
 
 std::array<Slot, NSIG> slots;
 
-extern "C" void takeNote(int signal) {
+extern "C" void recordSignal(int signal) {
     const int savedErrno = errno;
     Slot& slot = slots[static_cast<std::size_t>(signal)];
     ++slot.running;
@@ -37,7 +37,7 @@ SignalInbox::SignalInbox(int signal, Kvs::WakePipe& wakePipe) : signal_(signal) 
     slotOf(signal).received = false;
     slotOf(signal).wakePipe = &wakePipe;
     struct sigaction action {};
-    action.sa_handler = takeNote;
+    action.sa_handler = recordSignal;
     action.sa_flags = SA_RESTART | SA_NOCLDSTOP; // a child that only stops has not ended
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, &previous_);
@@ -47,7 +47,8 @@ SignalInbox::~SignalInbox() {
     sigaction(signal_, &previous_, nullptr);
     Slot& slot = slotOf(signal_);
     slot.wakePipe = nullptr;
-    // The handler may be running on another thread and still write into the pipe, which goes after this.
+    // The handler may be running on another thread and still write into the pipe, which the owner destroys
+    // next.
     while (slot.running != 0) {
         std::this_thread::yield();
     }

@@ -6,8 +6,8 @@
 
 namespace kvn::host {
 
-/// Catches one signal; its former action is restored at the end. The handler only sets a flag and wakes the
-/// pipe's reader. One inbox a signal at a time. One thread.
+/// Catches one signal; the destructor restores its former action. The handler only sets a flag and wakes the
+/// pipe's reader. Only one inbox may exist for a signal. One thread.
 class SignalInbox {
 public:
     SignalInbox(int signal, Kvs::WakePipe& wakePipe);
@@ -24,8 +24,8 @@ private:
 };
 
 /// Blocks all signals on this thread for a scope, for libraries that fail when a signal interrupts them. A
-/// thread that is started in the scope keeps them blocked. The signals go to other threads, or come after the
-/// scope.
+/// thread that is started in the scope keeps them blocked. The signals go to other threads, or are delivered
+/// after the scope.
 class SignalsBlocked {
 public:
     SignalsBlocked() {

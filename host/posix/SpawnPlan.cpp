@@ -79,13 +79,14 @@ void SpawnPlan::connect(int descriptor, int standardDescriptor) {
 }
 
 int SpawnPlan::start(const std::string& path, const std::vector<std::string>& arguments, pid_t& pid) {
-    note(Kvs::spawnWithStandardDescriptorsOnly(actions_, attributes_)); // after those that are connected
+    // Added after the connected descriptors, which it must not close.
+    note(Kvs::spawnWithStandardDescriptorsOnly(actions_, attributes_));
     if (error_ != 0) {
         return error_;
     }
     std::vector<char*> argv;
     argv.reserve(arguments.size() + 2);
-    argv.push_back(const_cast<char*>(path.c_str())); // the interface is older than const
+    argv.push_back(const_cast<char*>(path.c_str())); // posix_spawn does not change it
     for (const std::string& argument : arguments) {
         argv.push_back(const_cast<char*>(argument.c_str()));
     }

@@ -12,18 +12,19 @@
 
 namespace kvn::host {
 
-/// A pipe to or from a child process. Close-on-exec, and never one of the numbers 0 to 2, which are the
-/// child's own.
+/// A pipe to or from a child process. Its descriptors are close-on-exec and greater than 2, since the child
+/// uses 0 to 2 itself.
 struct Pipe {
     Kvs::FileDescriptor readEnd;
     Kvs::FileDescriptor writeEnd;
 };
 
-/// Returns nullopt, with `errno` set, when the process has no descriptors left. Any thread.
+/// Makes a pipe. Returns nullopt, with `errno` set, when the process has no descriptors left. Any thread.
 std::optional<Pipe> makePipe();
 
 /// The state in which a child process starts, instead of inheriting this process's: an empty standard input,
-/// this process's standard output and error and no other descriptor, default signal handling. One start.
+/// this process's standard output and error and no other descriptor, default signal handling. Can start one
+/// child.
 class SpawnPlan {
 public:
     /// The process group of the child: this process's, its own, or its own in a session of its own.
@@ -35,7 +36,7 @@ public:
     SpawnPlan& operator=(const SpawnPlan&) = delete;
 
     /// Makes this open descriptor, greater than 2, the child's descriptor 0, 1 or 2. A child whose standard
-    /// output is connected so gets a very large $COLUMNS, because no terminal limits its lines.
+    /// output is connected in this way gets a very large $COLUMNS, because no terminal limits its lines.
     void connect(int descriptor, int standardDescriptor);
 
     /// Returns 0 or an `errno` value. The caller reaps the child.
@@ -50,9 +51,9 @@ private:
     int error_ = 0;
 };
 
-/// Waits for the end of the child: its exit status, or 128 + the number of the signal that ended it. An error
-/// of the domain "posix" when the system does not tell (ECHILD: somebody else has reaped it, or SIGCHLD is
-/// ignored).
+/// Waits for the end of the child. Returns its exit status, or 128 + the number of the signal that ended it.
+/// Returns an error of the domain "posix" when the status is not available (ECHILD: other code has reaped the
+/// child, or SIGCHLD is ignored).
 std::variant<int, Error> reapChild(pid_t child);
 
 } // namespace kvn::host

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 namespace kvn::host {
 namespace {
@@ -58,7 +59,7 @@ private:
         return found;
     }
 
-    /// Skips white space and comments; false at a comment without an end, which is then next.
+    /// Skips white space and comments. Returns false at a comment without an end, before which it stops.
     bool skipBlanks() {
         for (;;) {
             rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size()));
@@ -124,7 +125,7 @@ private:
         return true;
     }
 
-    /// One or, for a surrogate pair, two units; half a pair is an error.
+    /// Reads one unit or, for a surrogate pair, two. Half a pair is an error.
     bool parseCodePoint(std::string& text) {
         const auto first = parseUnit();
         if (!first || (*first >= 0xDC00 && *first < 0xE000)) {

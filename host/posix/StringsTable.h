@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -10,8 +11,8 @@ namespace kvn::host {
 /// A string table in the classic text form, UTF-8:
 ///     /* comment */ // comment
 ///     "key" = "value";
-/// with the escapes \" \\ \n \t \r and \U0041 (a UTF-16 unit) in quoted texts; any other escaped
-/// character stands for itself. The last of several values of one key counts.
+/// with the escapes \" \\ \n \t \r and \U0041 (a UTF-16 unit) in quoted texts; any other escaped character is
+/// taken as it is. The last of several values of one key counts.
 struct StringsTable {
     std::map<std::string, std::string, std::less<>> texts;
     std::vector<std::size_t> brokenLines; // skipped; counted from 1

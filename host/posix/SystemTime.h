@@ -14,7 +14,7 @@ public:
     }
 };
 
-/// Sleeps that the end of the program cuts short.
+/// Sleeps; the end of the program ends every sleep.
 class InterruptibleSleeper final : public Sleeper {
 public:
     void sleepFor(std::chrono::milliseconds duration) override {

@@ -28,7 +28,7 @@ void ThreadWorkQueue::post(Job job) {
 }
 
 void ThreadWorkQueue::end() {
-    std::deque<Job> dropped; // destroyed after the lock: what the jobs hold may call back
+    std::deque<Job> dropped; // destroyed after the lock is released: an object in a job may call the queue
     std::thread thread;
     {
         FLockGuard guard(lock_);
@@ -37,6 +37,7 @@ void ThreadWorkQueue::end() {
         thread.swap(thread_);
         changed_.notify_one();
     }
+    // Joined without the lock, which the thread takes after each job.
     if (thread.joinable()) {
         thread.join();
     }

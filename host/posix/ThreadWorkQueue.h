@@ -9,7 +9,7 @@
 
 namespace kvn::host {
 
-/// One thread, which the first job starts, with all signals blocked.
+/// Runs the jobs on one thread with all signals blocked; the first job starts it.
 class ThreadWorkQueue final : public WorkQueue {
 public:
     ThreadWorkQueue() = default;

@@ -20,7 +20,7 @@ std::string answer(const char* result, const std::string& label, const std::stri
     return std::string(result) + ": " + label + (label.ends_with(':') ? " " : ": ") + text;
 }
 
-/// Changes the control to a value; without a handler it is only answered.
+/// Returns the choice that changes the control to a value. Without a handler there is only the answer.
 template <class Control, class Value>
 Choice changed(const Control& control, const std::string& label, const std::string& text, Value value) {
     return {answer("ok", label, text), [handler = control.onChange, value] {
@@ -79,7 +79,7 @@ Choice press(const DialogLine& line) {
     if (const auto* box = std::get_if<DialogCheckBox>(&line.control)) {
         return setTo(line, box->checked ? "off" : "on");
     }
-    return setTo(line, ""); // answers which values there are
+    return setTo(line, ""); // the answer names the possible values
 }
 
 Choice setTo(const DialogLine& line, const std::string& value) {
@@ -99,7 +99,7 @@ Choice setTo(const DialogLine& line, const std::string& value) {
 }
 
 std::string localMinuteText(system_clock::time_point time) {
-    // Rounded down, where to_time_t may round a time before 1970 up.
+    // The time is rounded down; to_time_t may round a time before 1970 up.
     const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
     const std::time_t stamp = system_clock::to_time_t(seconds);
     std::tm local{};
@@ -130,7 +130,8 @@ std::optional<system_clock::time_point> parseLocalMinute(const std::string& text
     if (stamp < 0 || std::chrono::seconds(stamp) > last.time_since_epoch()) {
         return std::nullopt;
     }
-    // A text that was misread, or moved to a time that exists, differs from the text of that time.
+    // If the text was read wrongly, or was moved to a time that exists, it differs from the text of that
+    // time.
     const auto time = system_clock::from_time_t(stamp);
     return localMinuteText(time) == text ? std::optional(time) : std::nullopt;
 }

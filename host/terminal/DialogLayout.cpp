@@ -10,7 +10,7 @@ namespace kvn::host {
 
 namespace {
 
-/// Returns true if the line's text labels a value, which stands behind it in a column of its own.
+/// Returns true if the line's text labels a value, which is printed behind it in a column of its own.
 bool isLabelled(const DialogLine& line) {
     return std::holds_alternative<DialogValue>(line.control) ||
            std::holds_alternative<DialogFolder>(line.control) ||
@@ -22,7 +22,7 @@ std::string labelText(const std::string& label) {
     return text.empty() || text.ends_with(':') ? text : text + ":";
 }
 
-/// Draws line after line below each other.
+/// Builds the text of the dialog line by line.
 class DialogDrawing {
 public:
     DialogDrawing(const DialogLines& lines, const Style& style) : style_(style) {
@@ -30,7 +30,7 @@ public:
         numberWidth_ = controls > 0 ? std::to_string(controls).size() : 0;
         for (const DialogLine& line : lines) {
             const std::size_t width = isLabelled(line) ? displayWidth(labelText(line.text)) + 1 : 0;
-            if (width <= style_.width / 2) { // a longer label stands above its value
+            if (width <= style_.width / 2) { // a longer label is printed above its value
                 labelWidth_ = std::max(labelWidth_, width);
             }
         }
@@ -82,10 +82,10 @@ private:
         }
     }
 
-    /// The control's number, the lead, and behind it the content in as many lines as it needs.
+    /// Adds the control's number, the lead, and behind it the content in as many lines as it needs.
     void block(const std::string& lead, const std::string& content, bool enabled) {
         const std::size_t left = indentation() + displayWidth(lead);
-        // Digits take a column each.
+        // Each digit takes one column.
         const std::string number = std::string(1 + numberWidth_ - number_.size(), ' ') + number_;
         std::string before = padded(number, indentation()) + lead;
         for (const std::string& line :
@@ -96,7 +96,7 @@ private:
     }
 
     void addLine(std::string line, bool enabled) {
-        line.resize(line.find_last_not_of(' ') + 1); // leaves no blanks at the end
+        line.resize(line.find_last_not_of(' ') + 1); // removes blanks at the end
         text += "\n" + (enabled || line.empty() ? line : inColour(line, Colour::Grey, style_));
     }
 
@@ -106,7 +106,7 @@ private:
     std::size_t numberWidth_ = 0;
     std::size_t labelWidth_ = 2;
     std::size_t controls_ = 0;
-    std::string number_; // of the control that is drawn, until its first line has it
+    std::string number_; // the number of the present control, until its first line is added
 };
 
 // MARK: Tables
@@ -126,7 +126,7 @@ void measure(const Row& row, std::size_t widest, Widths& widths) {
     }
 }
 
-/// Takes from the widest column until all fit.
+/// Narrows the widest column until all columns fit.
 void fit(Widths& widths, std::size_t width) {
     std::size_t total = std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
     while (total > width) {

@@ -12,7 +12,7 @@ namespace kvn::host {
 
 namespace {
 
-/// The first word of a trimmed line, and what follows it.
+/// Returns the first word of a trimmed line, and the text that follows it.
 std::pair<std::string_view, std::string_view> splitWord(std::string_view line) {
     const auto end = std::min(line.find_first_of(Kvs::kBlanks), line.size());
     return {line.substr(0, end), Kvs::fTrimmed(line.substr(end))};
@@ -27,7 +27,7 @@ bool isNumber(std::string_view text) {
 void Terminal::start(Commands commands, MainLoop::Task onEnd) {
     commands_ = std::move(commands);
     addOwnCommands();
-    // Asked now: once the terminal has gone away, the answer would be no.
+    // Asked now, because isatty returns false once the terminal has been closed.
     const bool fromPerson = isatty(STDIN_FILENO);
     input_.emplace(mainLoop_, STDIN_FILENO,
                    LineReader::Handlers{[this](std::string_view line) { runLine(line); },
@@ -167,17 +167,17 @@ std::string Terminal::closeFront() {
     return carryOut({"ok", dialogs_.back().close});
 }
 
-/// The choice of a number: pressed, or set to the value if there is one.
+/// Returns the choice of a number: to press its control, or to set it to the value if there is one.
 Choice Terminal::choiceOf(std::string_view number, const std::string* value) const {
     if (!printedLast_) {
         return {"error: nothing is shown to choose from", nullptr};
     }
-    std::size_t index = 0; // stays so for a number that is too large
+    std::size_t index = 0; // unchanged for a number that is too large
     std::from_chars(number.data(), number.data() + number.size(), index);
     return value ? printedLast_->set(index, *value) : printedLast_->choose(index);
 }
 
-/// Answers before it acts, so that the lines of the action come below their reason.
+/// Prints the answer before it runs the action, so that the action's lines follow their reason.
 std::string Terminal::carryOut(const Choice& choice) {
     output_.print(harmless(choice.answer));
     if (choice.action) {
@@ -188,7 +188,7 @@ std::string Terminal::carryOut(const Choice& choice) {
 
 // MARK: Drawing
 
-/// The state in one harmless line: "status: TEXT | server: S | icon: connected".
+/// Returns the state in one harmless line: "status: TEXT | server: S | icon: connected".
 std::string Terminal::stateLine(const Style& style) const {
     std::string line;
     const auto add = [&](const std::string& name, const std::string& value) {

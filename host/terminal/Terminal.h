@@ -19,7 +19,7 @@ namespace kvn::host {
 /// output. A line that is a number chooses from the menu or the dialog that was printed last. Main thread.
 ///
 /// A change is printed by a task of the main loop, so that several changes in one task print once. It is
-/// always printed before the next command runs, so that a number means what the person has seen.
+/// always printed before the next command runs, so that a number refers to the text that the user has seen.
 class Terminal {
 public:
     explicit Terminal(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
@@ -27,16 +27,17 @@ public:
     Terminal& operator=(const Terminal&) = delete;
 
     /// Begins to read commands: these, and `menu`, `set`, `close` and `help` where they are not among them.
-    /// `onEnd` is called at the end of the input of a person; the program goes on after that of a script.
+    /// `onEnd` is called at the end of the input if standard input is a terminal; the program keeps running
+    /// after the end of a script.
     void start(Commands commands, MainLoop::Task onEnd);
 
     /// Prints the state's line if it has changed.
     void showState(const std::string& text, StateDetails details);
 
-    /// Prints the state's line also if it has not changed.
+    /// Prints the state's line even if it has not changed.
     void repeatState();
 
-    /// Prints a line for the person, at once.
+    /// Prints a line for the user, at once.
     void message(std::string_view text);
 
     // For the renderers of the status bar and the dialogs. A pane stays valid until it is removed.
@@ -47,7 +48,7 @@ public:
     /// Sets the menu that the command prints, or null when there is none.
     void setMenu(const TerminalPane* menu);
 
-    /// Prints the dialog and brings it to the front. `close` is called for the person's command to close it.
+    /// Prints the dialog and brings it to the front. `close` is called when the user's command closes it.
     void open(const TerminalPane& dialog, MainLoop::Task close);
     bool isOpen(const TerminalPane& dialog) const;
 
@@ -61,7 +62,7 @@ private:
     struct Dialog {
         const TerminalPane* pane;
         MainLoop::Task close;
-        std::string printed; // empty if it is still to be printed
+        std::string printed; // empty if it has yet to be printed
     };
 
     void addOwnCommands();
@@ -87,11 +88,11 @@ private:
     StateDetails stateDetails_;
     std::string icon_ = "hidden";
     std::optional<Colour> iconColour_;
-    std::string printedState_ = stateLine({}); // the first state is not worth a line
+    std::string printedState_ = stateLine({}); // so that the initial state is not printed
     const TerminalPane* menu_ = nullptr;
     std::vector<Dialog> dialogs_;                                         // the last one is in front
     const TerminalPane* printedLast_ = nullptr;                           // the pane that numbers choose from
-    std::shared_ptr<bool> drawingPosted_ = std::make_shared<bool>(false); // its posted task holds it weakly
+    std::shared_ptr<bool> drawingPosted_ = std::make_shared<bool>(false); // the posted task holds it weakly
 };
 
 } // namespace kvn::host

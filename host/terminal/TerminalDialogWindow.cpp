@@ -31,7 +31,7 @@ void TerminalDialogWindow::close() {
         return;
     }
     terminal_.remove(*this);
-    if (const auto handler = onClose_) { // a copy: it may set another
+    if (const auto handler = onClose_) { // a copy: the handler may set another
         handler();
     }
 }

@@ -11,9 +11,9 @@ namespace kvn::host {
 
 namespace {
 
-constexpr std::size_t kNarrowest = 24; // leaves room for a dialog's numbers and some text
+constexpr std::size_t kNarrowest = 24; // enough for a dialog's numbers and some text
 
-/// Empty for a variable that is not set.
+/// Returns an empty text for a variable that is not set.
 std::string_view valueOf(const char* variable) {
     const char* value = std::getenv(variable);
     return value ? value : "";

@@ -6,22 +6,22 @@
 
 namespace kvn::host {
 
-/// Standard output, and the prompt on it where a person types. Main thread.
+/// Standard output, with a prompt if standard input and output are a terminal. Main thread.
 class TerminalOutput {
 public:
     TerminalOutput();
 
-    /// The present width of the terminal's window, or 80 columns without one; colours on a terminal that has
-    /// them, unless NO_COLOR is set.
+    /// Returns the present width of the terminal's window, or 80 columns without one, and colours if the
+    /// terminal has them and NO_COLOR is not set.
     Style style() const;
 
-    /// Prints the harmless text and a line end; below the prompt if one waits for its line.
+    /// Prints the harmless text and a line end, in a new line if the prompt was printed last.
     void print(std::string_view text);
 
-    /// Prints the prompt, unless one waits for its line already.
+    /// Prints the prompt, unless it was printed last.
     void prompt();
 
-    /// Called when the person has ended the line.
+    /// Called when the user has entered a line.
     void lineEntered() { prompted_ = false; }
 
 private:

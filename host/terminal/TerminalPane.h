@@ -8,7 +8,8 @@
 
 namespace kvn::host {
 
-/// The result of a person's choice: the answer in a line, and the action that follows it, which may be empty.
+/// The result of the user's choice: the answer in one line, and the action that follows it, which may be
+/// empty.
 struct Choice {
     std::string answer;
     std::function<void()> action;
@@ -19,7 +20,7 @@ class TerminalPane {
 public:
     virtual ~TerminalPane() = default;
 
-    /// In harmless lines, without the last line's end.
+    /// Returns the text in harmless lines, without the last line's end.
     virtual std::string text(const Style& style) const = 0;
 
     virtual Choice choose(std::size_t number) const = 0;

@@ -6,7 +6,7 @@
 
 namespace kvn::host {
 
-/// The status item in a terminal: a word in the state's line stands for its picture, and a command prints its
+/// The status item in a terminal: a word in the state's line represents its picture, and a command prints its
 /// menu. The terminal outlives it.
 class TerminalStatusBar final : public StatusBar, private TerminalPane {
 public:

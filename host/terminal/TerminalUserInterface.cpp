@@ -1,7 +1,7 @@
 #include "core/system/FSysInfoPaths.h"
 #include "host/Host.h"
 #include "host/UserInterface.h"
-#include "host/terminal/PlayedMachine.h"
+#include "host/terminal/SimulatedMachine.h"
 #include "host/terminal/Terminal.h"
 #include "host/terminal/TerminalDialogWindow.h"
 #include "host/terminal/TerminalStatusBar.h"
@@ -12,16 +12,16 @@
 namespace kvn::host {
 namespace {
 
-/// The agent in a terminal: shows it there, and takes its commands from there.
+/// Shows the agent in a terminal, and takes its commands from there.
 class TerminalUserInterface final : public UserInterface {
 public:
-    /// The prompts of the host's authorizations are shown here from now on.
+    /// From now on this object shows the prompts of the host's authorizations.
     explicit TerminalUserInterface(Host& host) : host_(host), terminal_(*host.mainLoop) {
         if (!Kvs::FSysInfoPaths::underRoot("").empty()) {
-            played_.emplace(*host.workspace);
+            simulated_.emplace(*host.workspace);
         }
-        // Called on the thread that asks for the rights. That thread has ended before this object goes, and
-        // the main loop, which drops its tasks then, does not run any more.
+        // Called on the thread that asks for the rights. `endBackgroundWork` waits for that thread before
+        // this object is destroyed, and the main loop does not run the posted task any more then.
         host.privilegedJobs->presentPromptsWith([this](const std::string& prompt) {
             host_.mainLoop->post([this, prompt] { terminal_.message("Authorization: " + prompt); });
         });
@@ -36,14 +36,16 @@ public:
     DialogWindow& dialogWindow() override { return dialogWindow_; }
     DialogWindow& permissionWindow() override { return permissionWindow_; }
     Workspace& workspace() override {
-        return played_ ? static_cast<Workspace&>(played_->workspace) : *host_.workspace;
+        return simulated_ ? static_cast<Workspace&>(simulated_->workspace) : *host_.workspace;
     }
-    HotKeys& hotKeys() override { return played_ ? static_cast<HotKeys&>(played_->hotKeys) : *host_.hotKeys; }
+    HotKeys& hotKeys() override {
+        return simulated_ ? static_cast<HotKeys&>(simulated_->hotKeys) : *host_.hotKeys;
+    }
 
     void start(Commands commands, MainLoop::Task terminate) override {
         terminate_ = std::move(terminate);
-        if (played_) {
-            commands.merge(played_->commands());
+        if (simulated_) {
+            commands.merge(simulated_->commands());
         }
         terminal_.start(std::move(commands), terminate_);
     }
@@ -59,7 +61,7 @@ private:
     TerminalStatusBar statusBar_{terminal_};
     TerminalDialogWindow dialogWindow_{terminal_};
     TerminalDialogWindow permissionWindow_{terminal_};
-    std::optional<PlayedMachine> played_; // in a sandbox only
+    std::optional<SimulatedMachine> simulated_; // in a sandbox only
     MainLoop::Task terminate_;
     MainLoop::Handle hangUp_;
 };

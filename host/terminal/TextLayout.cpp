@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <utf8proc.h>
+#include <utility>
 
 namespace kvn::host {
 
@@ -9,7 +10,7 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD"; // U+FFFD
 
-/// A character at the beginning of a text; one that is no UTF-8 is a single byte.
+/// The character at the beginning of a text. A byte that is not UTF-8 is a character of its own.
 struct Character {
     explicit Character(std::string_view text) {
         const auto count = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
@@ -41,8 +42,8 @@ std::string_view harmlessForm(const Character& character, std::string_view itsel
     }
 }
 
-/// The first character of a harmless text that is not empty, as a person sees it: a base with its marks, or
-/// signs joined to one.
+/// The first visible character of a harmless text that is not empty: a base with its marks, or several signs
+/// that are joined to one.
 struct Cluster {
     explicit Cluster(std::string_view text) {
         utf8proc_int32_t before = 0;

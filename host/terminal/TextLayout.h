@@ -5,7 +5,8 @@
 #include <string_view>
 #include <vector>
 
-// Text in the columns of a terminal: UTF-8 in any script, whatever the locale is.
+// These functions lay out text in the columns of a terminal. It is UTF-8 in any script, whatever the locale
+// is.
 
 namespace kvn::host {
 
@@ -15,24 +16,23 @@ struct Style {
     bool colours = false;
 };
 
-/// The numbers are those of ECMA-48.
+/// The colours' numbers in ECMA-48.
 enum class Colour { Red = 31, Green = 32, Yellow = 33, Grey = 90 };
 
 std::string inColour(const std::string& text, Colour colour, const Style& style);
 
-/// The text as one line that commands nothing of a terminal: line ends and tabs become blanks;
-/// other control characters, those that turn the direction of writing and bytes that are no UTF-8 become
-/// U+FFFD.
+/// Returns the text as one line that cannot control a terminal: line ends and tabs become blanks; other
+/// control characters, those that change the direction of writing and bytes that are not UTF-8 become U+FFFD.
 std::string harmless(std::string_view text);
 
-/// The columns that a harmless text takes: two for a wide character, none for a combining mark.
+/// Returns the columns that a harmless text takes: two for a wide character, none for a combining mark.
 std::size_t displayWidth(std::string_view harmlessText);
 
-/// The harmless text with blanks behind it up to the width.
+/// Returns the harmless text with blanks behind it up to the width.
 std::string padded(std::string harmlessText, std::size_t width);
 
-/// The text in harmless lines: one for each of its own, those too long for the width broken between words,
-/// or within a word that is too long itself. At least one line.
+/// Returns the text in harmless lines: one for each of its own. Lines that are too long for the width are
+/// broken between words, or within a word that is too long itself. Returns at least one line.
 std::vector<std::string> wrapped(std::string_view text, std::size_t width);
 
 } // namespace kvn::host

@@ -5,7 +5,7 @@
 namespace kvn {
 namespace {
 
-// The time in which the helper can end before its connection is closed.
+// The time that the helper has to end before its connection is closed.
 constexpr std::chrono::milliseconds kEndingTime{250};
 
 } // namespace
@@ -31,8 +31,8 @@ PHAgentClient::~PHAgentClient() {
 void PHAgentClient::dropEventHandler() {
     Kvs::FLockGuard guard(lock_);
     myEventHandler_ = nullptr;
-    // The caller destroys the handler next. A handler that drops itself in its call must not wait for that
-    // call.
+    // The caller destroys the handler next, so a call of it must have returned. A handler that drops itself
+    // in its call must not wait for that call.
     while (terminalReporter_ != std::thread::id() && terminalReporter_ != std::this_thread::get_id()) {
         terminalReported_.wait(lock_);
     }
@@ -80,7 +80,7 @@ void PHAgentClient::startEventThread() {
     };
     const auto thread = std::make_shared<PHEventThread>(protocolHandler_, self, environment_.loop);
     // Stored before it starts: its first read may fail at once, and the event handler may then end the
-    // client's connection, which has to find the thread.
+    // client's connection, for which the thread has to be stored.
     {
         Kvs::FLockGuard guard(lock_);
         eventThread_ = thread;
@@ -96,12 +96,12 @@ void PHAgentClient::stop(const std::shared_ptr<PHEventThread>& thread) {
     }
     thread->stop();
     Kvs::FLockGuard guard(lock_);
-    if (eventThread_ == thread) { // and not one that was started while this waited
+    if (eventThread_ == thread) { // and not a thread that was started during the wait
         eventThread_.reset();
     }
 }
 
-/// Does nothing to a newer connection and the thread that reads it.
+/// Ends this connection only, not a newer one or the thread that reads it.
 void PHAgentClient::endConnection(const PHProtocolHandler::Connection& connection) {
     if (const auto thread = eventThread();
         thread && (thread->hasEnded() || thread->connection() == connection)) {
@@ -148,15 +148,15 @@ bool PHAgentClient::dispatchAgentEvent(const PHMessage& message) {
         }
         handler = myEventHandler_;
     }
-    // It cannot be dropped meanwhile: this and `dropEventHandler` run on the main thread.
+    // The handler cannot be dropped meanwhile: this and `dropEventHandler` run on the main thread.
     return handler && handler->processAgentEvent(message);
 }
 
 void PHAgentClient::eventThreadTerminatedWithError(const host::Error* error) {
     PHAgentEventHandler* handler = nullptr;
     {
-        // Taken away in one step, so that of two ends only the first is told. From here until it has returned
-        // `dropEventHandler` waits for this thread.
+        // Read and cleared in one step, so that only the first of two ends is reported. From here until the
+        // handler has returned, `dropEventHandler` waits for this thread.
         Kvs::FLockGuard guard(lock_);
         handler = std::exchange(myEventHandler_, nullptr);
         if (!handler) {

@@ -25,11 +25,12 @@ class PHAgentEventHandler {
 public:
     virtual ~PHAgentEventHandler() = default;
 
-    /// An event of the helper. Main thread.
+    /// Called with an event of the helper. Main thread.
     virtual bool processAgentEvent(const PHMessage& event) = 0;
 
-    /// The connection ended; `error` is null when the helper closed it. Called once in a client's life, on
-    /// the thread that met the end: the client's event thread, or one whose message could not be sent.
+    /// Called when the connection has ended; `error` is null when the helper closed it. Called at most once
+    /// for each client, on the thread that noticed the end: the client's event thread, or a thread whose
+    /// message could not be sent.
     virtual void processErrorEvent(const host::Error* error) = 0;
 };
 
@@ -45,16 +46,16 @@ public:
 /// privileged helper; elsewhere it is this program.
 ///
 /// Held by a shared pointer, which may be dropped on any thread. Connecting, installing and the synchronous
-/// uninstall block: they are for one background thread at a time.
+/// uninstall block: call them on one background thread at a time.
 class PHAgentClient : public std::enable_shared_from_this<PHAgentClient> {
 public:
-    /// All of it outlives the client.
+    /// The objects that a client uses. All of them outlive the client.
     struct Environment {
         host::MainLoop& loop;
         host::Sleeper& sleeper;
         const host::Bundle& bundle;
         host::PrivilegedJobs& jobs;
-        /// For how long `uninstallPrivilegedAgent` waits for the helper's completion event.
+        /// The time for which `uninstallPrivilegedAgent` waits for the helper's completion event.
         std::chrono::milliseconds uninstallTimeout = std::chrono::seconds(10);
     };
 
@@ -68,7 +69,8 @@ public:
     /// `agentPath` is the helper's path in the bundle's Contents folder. The bundle is read here.
     PHAgentClient(const Environment& environment, Kvs::FileDescriptor connection,
                   const std::string& agentPath, bool trace);
-    /// Not connected; `eventHandler` lives until `dropEventHandler` has been called, or the client is gone.
+    /// Creates a client without a connection. `eventHandler` lives until `dropEventHandler` has returned, or
+    /// the client has been destroyed.
     PHAgentClient(const Environment& environment, PHAgentEventHandler& eventHandler,
                   const std::string& agentPath, bool trace);
     virtual ~PHAgentClient();
@@ -77,15 +79,16 @@ public:
 
     /// When it returns, no thread is calling the event handler or will call it. Main thread.
     void dropEventHandler();
-    /// Returns true until the event handler was told the end of a connection, or was dropped. Any thread.
+    /// Returns true until the end of a connection has been reported to the event handler, or the handler was
+    /// dropped. Any thread.
     bool deliversEvents() const;
 
     /// Returns true if a helper is connected; if not, connects to one of the embedded version if that is
     /// worth trying. A connection to a helper of another version is left open, so a second call returns true.
     bool verifyAgentConnection();
 
-    /// Puts the embedded helper in place of an installed one and connects to it. With an empty user the
-    /// system asks the person at the screen for the authorization, showing the prompt.
+    /// Replaces an installed helper by the embedded one and connects to it. With an empty user name the
+    /// system shows the prompt and asks the user for the authorization.
     InstallResult installPrivilegedAgent(const std::string& label, const std::string& asUser,
                                          const std::string& withPassword,
                                          const std::string& authorizationPrompt);
@@ -107,27 +110,27 @@ public:
     /// Reads one message. Throws PHAgentClientInvalidState while an event thread runs.
     std::optional<PHMessage> readMessage();
 
-    /// The version that the helper sent last.
+    /// Returns the version that the helper sent last.
     std::optional<std::string> getAgentVersion() const;
 
     /// Returns false after a failed attempt, another version or a failed install.
     bool tryToConnect() const { return tryToConnect_; }
 
-    /// Failed installs so far; the fifth is the last.
+    /// Returns the number of failed installs; after the fifth there is no further attempt.
     std::int32_t installErrorCount() const { return installErrorCount_; }
 
-    /// Begins to read events, unless a thread reads this connection already. Without a connection the event
-    /// handler is told an error.
+    /// Begins to read events, unless a thread reads this connection already. Without a connection an error is
+    /// reported to the event handler.
     void startEventThread();
     /// Closes the connection that the thread reads.
     void stopEventThread();
     void verifyEventThreadRunning() { startEventThread(); }
 
-    /// Tells the helper to end and, 250 ms later on the main thread, ends the present connection and drops
-    /// one that has ended by itself.
+    /// Asks the helper to end. 250 ms later, on the main thread, ends the connection that was in use, or
+    /// removes it if it has ended by itself.
     void terminatePrivilegedAgent();
-    /// Tells the helper to uninstall itself, waits for the completion, and ends the connection. The
-    /// completion comes through the main thread, which therefore would always wait until the timeout.
+    /// Asks the helper to uninstall itself, waits for the completion, and ends the connection. The completion
+    /// arrives on the main thread, so a call there would always wait until the timeout.
     void uninstallPrivilegedAgent();
 
 private:
@@ -157,7 +160,7 @@ private:
     std::atomic<bool> tryToConnect_ = true;
     std::atomic<std::int32_t> installErrorCount_ = 0;
 
-    // Not held during a call of another object: the event handler may drop this client, and
+    // The lock is not held during a call of another object: the event handler may drop this client, and
     // `PHEventThread::stop` waits for a thread that may be about to take this lock.
     mutable Kvs::FThreadLock lock_;
     std::string agentName_ KVS_GUARDED_BY(lock_);

@@ -1,4 +1,4 @@
-// The client's checks, installation and replacement of the helper.
+// The part of the client that checks, installs and replaces the helper.
 
 #include "core/logging/CNSLog.h"
 #include "privileged-helper/client/PHAgentClient.h"
@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -40,7 +41,7 @@ std::optional<std::string> firstProgramArgument(const PropertyValue::Dictionary&
     return path ? std::optional(*path) : std::nullopt;
 }
 
-/// The numbers between the dots, cut to 32 bits; a part that begins with no number counts 0.
+/// Returns the numbers between the dots, cut to 32 bits; a part that does not begin with a number is 0.
 std::vector<std::int32_t> components(const std::string& version) {
     using Limits = std::numeric_limits<std::int32_t>;
     std::vector<std::int32_t> numbers;
@@ -48,7 +49,7 @@ std::vector<std::int32_t> components(const std::string& version) {
     do {
         const long number = std::strtol(version.c_str() + begin, nullptr, 10);
         numbers.push_back(static_cast<std::int32_t>(std::clamp<long>(number, Limits::min(), Limits::max())));
-        begin = version.find('.', begin) + 1; // 0 behind the last
+        begin = version.find('.', begin) + 1; // 0 behind the last part
     } while (begin > 0);
     return numbers;
 }
@@ -83,7 +84,8 @@ void PHAgentClient::setInstalledToolVersion(const std::string& version) {
     installedToolVersion_ = version;
 }
 
-/// The helper's identifier names its socket, and its version is compared with the installed one.
+/// Returns true if the bundle contains the helper with its identifier, which names its socket, and its
+/// version, which is compared with the installed one.
 bool PHAgentClient::isAgentEmbedded() const {
     if (!embedded_.bundleId.empty() && !embedded_.version.empty()) {
         return true;
@@ -94,7 +96,7 @@ bool PHAgentClient::isAgentEmbedded() const {
 }
 
 std::optional<std::string> PHAgentClient::connect() {
-    // A thread that still reads the former connection must not read the answers of the new one.
+    // A thread that still reads the former connection must not read the answers on the new one.
     stopEventThread();
     protocolHandler_->closeConnection();
     return isAgentEmbedded() ? protocolHandler_->connectPrivilegedAgent(embedded_.bundleId) : std::nullopt;
@@ -148,7 +150,7 @@ PHAgentClient::InstallResult PHAgentClient::installPrivilegedAgent(const std::st
     return verifyInstalledVersion();
 }
 
-/// The system does not bless an older tool over a newer one.
+/// Uninstalls the installed helper, since the system does not install an older helper over a newer one.
 void PHAgentClient::uninstallNewerAgent() {
     const auto version = connect();
     const auto status = protocolHandler_->uninstallAgent();

@@ -2,13 +2,13 @@
 
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
+#include "core/system/LocalAddress.h"
 #include "core/system/PosixDifferences.h"
 
 #include <cerrno>
 #include <chrono>
-#include <cstddef>
 #include <sys/socket.h>
-#include <sys/un.h>
+#include <utility>
 
 namespace kvn {
 namespace {
@@ -19,15 +19,10 @@ constexpr std::chrono::seconds kPauseAfterFailure{1};
 constexpr std::chrono::seconds kHandshakeTimeout{2};
 constexpr std::chrono::seconds kUninstallTimeout{10};
 constexpr std::chrono::seconds kNoTimeout{0};
-// A helper that does not read must not block its caller for ever; the send then fails.
+// A helper that does not read must not block its caller for ever: after this time the send fails.
 constexpr std::chrono::seconds kSendTimeout{2};
 
-// The address is macOS's, whose path field has 104 bytes, on every system: a long name means the same
-// file everywhere.
-constexpr std::size_t kPathField = 104;
-constexpr socklen_t kAddressLength = offsetof(sockaddr_un, sun_path) + kPathField;
-
-/// Why an attempt failed.
+/// The reason why an attempt failed.
 struct IOException {
     std::string text;
     int code;
@@ -39,16 +34,13 @@ void failIf(int error, const char* text) {
     }
 }
 
-/// 0 or an errno value. With a full queue the attempt fails: a listener that accepts nobody must not block
-/// the caller.
+/// Returns 0 or an `errno` value. Fails if the queue is full: a listener that accepts no connections must not
+/// block the caller.
 int connectWithoutWaiting(int socket, const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, kPathField - 1);
     if (const int error = PHSetNonBlocking(socket, true); error != 0) {
         return error;
     }
-    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), kAddressLength) != 0) {
+    if (::connect(socket, Kvs::LocalAddress(path).get(), Kvs::LocalAddress::kLength) != 0) {
         return errno;
     }
     return PHSetNonBlocking(socket, false);
@@ -60,7 +52,7 @@ std::shared_ptr<PHConnection> connectionTo(const std::string& bundleIdentifier) 
     failIf(socket ? 0 : errno, "Failed to create Unix domain socket");
     failIf(Kvs::preventSigPipe(socket.get()), "Failed to set SO_NOSIGPIPE socket option");
     const std::string path = Kvs::FSysInfoPaths::underRoot("/var/run/" + bundleIdentifier + ".socket");
-    if (path.size() >= kPathField) {
+    if (path.size() > Kvs::LocalAddress::kLongestPath) {
         throw IOException{"Bundle name too long for Unix domain socket name", static_cast<int>(path.size())};
     }
     failIf(connectWithoutWaiting(socket.get(), path), "Failed to connect Unix domain socket");

@@ -6,11 +6,12 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace kvn {
 
 /// The agent's end of the connection: opens the helper's socket and makes the requests that wait for their
-/// answer. These block. Meanwhile no event thread may read and no delegate may be set.
+/// answer. These requests block. Meanwhile no event thread may read and no delegate may be set.
 class PHClientProtocolHandler : public PHProtocolHandler {
 public:
     PHClientProtocolHandler(Kvs::FileDescriptor connection, bool trace, host::Sleeper& sleeper)

@@ -8,7 +8,7 @@
 namespace kvn {
 namespace {
 
-constexpr int kMostWaiting = 256; // messages in the main loop; more are left in the socket
+constexpr int kMostWaiting = 256; // messages in the main loop; further ones are left in the socket
 
 } // namespace
 
@@ -16,7 +16,7 @@ struct PHEventThread::Delivery {
     explicit Delivery(Client receiver) : client(std::move(receiver)) {}
 
     const Client client;
-    std::counting_semaphore<> room{kMostWaiting};
+    std::counting_semaphore<> slots{kMostWaiting};
 };
 
 class PHEventThread::Body : public Kvs::FInvokable<void> {
@@ -25,8 +25,8 @@ public:
     void invoke() const override { thread_->main(); }
 
 private:
-    // The client may drop its event thread in a call on that very thread; the object has to live until `main`
-    // has returned.
+    // The client may drop its reference in a call on the event thread itself; the object has to live until
+    // `main` has returned.
     const std::shared_ptr<PHEventThread> thread_;
 };
 
@@ -51,25 +51,25 @@ bool PHEventThread::start() {
 void PHEventThread::stop() {
     // `giveUp` comes first: the reader takes the closing below for a failure, which must not be reported.
     // `removeDelegate` waits for a report that has begun. Neither it nor `join` waits for the calling thread,
-    // so the client may call this from a report.
+    // so the client may call this in a report.
     giveUp();
     handler_->removeDelegate(*this);
     handler_->closeConnection(connection_);
     thread_.join();
 }
 
-/// Returns false when this was called before: the first caller alone may report the end.
+/// Returns false when this was called before: only the first caller may report the end.
 bool PHEventThread::giveUp() {
     if (ended_.exchange(true)) {
         return false;
     }
-    delivery_->room.release(); // a reader that waits for room finds `ended_`
+    delivery_->slots.release(); // a reader that waits for a slot then sees `ended_`
     return true;
 }
 
 void PHEventThread::main() {
-    auto& room = delivery_->room;
-    for (room.acquire(); !ended_; room.acquire()) {
+    auto& slots = delivery_->slots;
+    for (slots.acquire(); !ended_; slots.acquire()) {
         const auto message = handler_->readMessage(connection_);
         if (!message) {
             break;
@@ -78,11 +78,12 @@ void PHEventThread::main() {
         // connection open.
         loop_.post([delivery = delivery_, event = *message] {
             delivery->client.dispatchAgentEvent(event);
-            delivery->room.release();
+            delivery->slots.release();
         });
     }
+    // This does not remove the delegate, which would wait for a report on another thread, and the client may
+    // have called `stop` in that report, which waits for this thread.
     giveUp();
-    handler_->removeDelegate(*this);
 }
 
 void PHEventThread::connctionFailedWithError(PHProtocolHandler&, const host::Error& error) {

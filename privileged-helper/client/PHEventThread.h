@@ -11,16 +11,18 @@
 namespace kvn {
 
 /// Reads the messages of one connection on a thread of its own and forwards them to the client on the main
-/// thread; while many wait there it reads no more. Held by a shared pointer. Any thread.
+/// thread; while many of them wait there, it stops reading. Held by a shared pointer. Any thread.
 class PHEventThread : public PHConnectionDelegate, public std::enable_shared_from_this<PHEventThread> {
 public:
-    /// Functions that reach the client if it still exists: both may be called after its end.
+    /// Functions that reach the client if it still exists. Both may be called after the client has been
+    /// destroyed.
     struct Client {
-        /// A message of the helper. Main thread.
+        /// Called with a message of the helper. Main thread.
         std::function<void(const PHMessage& message)> dispatchAgentEvent;
 
-        /// The connection ended; `error` is null when the helper closed it. Called once by an event thread,
-        /// on the thread that met the end: itself, or one whose message could not be sent.
+        /// Called when the connection has ended; `error` is null when the helper closed it. Called at most
+        /// once, on the thread that noticed the end: the event thread, or a thread whose message could not be
+        /// sent.
         std::function<void(const host::Error* error)> terminatedWithError;
     };
 
@@ -28,7 +30,7 @@ public:
     PHEventThread(std::shared_ptr<PHProtocolHandler> handler, Client client, host::MainLoop& loop);
     ~PHEventThread() override;
 
-    /// Called once. Returns false when the system has no thread left; this one then counts as ended.
+    /// Called once. Returns false when the system has no thread left; `hasEnded` is true then.
     bool start();
 
     /// Closes the connection and waits for the thread, except on the thread itself. When it returns, no end
@@ -38,7 +40,7 @@ public:
     /// Returns true once the connection has ended or `stop` was called.
     bool hasEnded() const { return ended_; }
 
-    /// The connection that is read.
+    /// Returns the connection that is read.
     const PHProtocolHandler::Connection& connection() const { return connection_; }
 
     void connctionFailedWithError(PHProtocolHandler& handler, const host::Error& error) override;

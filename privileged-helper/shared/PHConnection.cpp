@@ -6,7 +6,8 @@
 namespace kvn {
 namespace {
 
-/// Calls until all bytes are transferred; each call gets the number of bytes that already are.
+/// Repeats the call until all bytes are transferred; each call gets the number of bytes that have been
+/// transferred. Returns 0 or an `errno` value.
 template <class Call>
 int transferAll(std::size_t size, Call call) {
     for (std::size_t done = 0; done < size;) {

@@ -7,20 +7,21 @@
 
 namespace kvn {
 
-/// A connected stream socket from which whole messages are read. Any thread; one at a time reads.
+/// A connected stream socket from which whole messages are read. Any thread; only one thread at a time may
+/// read.
 class PHConnection : public Kvs::SharedSocket {
 public:
     using SharedSocket::SharedSocket;
 
-    /// Transfers exactly that many bytes. 0, or an errno value: EPIPE when the peer has closed its end,
-    /// EBADF once this end was shut down.
+    /// Transfer exactly that many bytes. Return 0 or an `errno` value: EPIPE when the peer has closed its
+    /// end, EBADF once this end was shut down.
     int readAll(void* buffer, std::size_t size);
     int writeAll(const void* data, std::size_t size) const;
 
 private:
     long readSome(char* buffer, std::size_t size);
 
-    // Bytes that were read ahead: a message's header and body mostly come together.
+    // Bytes that were read ahead, because a message's header and body usually arrive together.
     std::array<char, 1024> ahead_;
     std::size_t aheadBegin_ = 0;
     std::size_t aheadEnd_ = 0;

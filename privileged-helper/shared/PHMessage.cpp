@@ -68,7 +68,7 @@ std::optional<std::int32_t> PHMessage::asInteger() const {
     if (!number.is_number()) {
         return std::nullopt;
     }
-    // A far number must stay far: a failure's code must not become 0.
+    // A number out of range becomes the nearest limit: the code of a failure must not become 0.
     return number.is_number_integer() && !number.is_number_unsigned() ? cut(number.get<std::int64_t>())
                                                                       : cut(number.get<double>());
 }

@@ -7,12 +7,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kvn {
 
 /// A message between agent and privileged helper, or a value in one: a JSON value. It never changes, so
-/// copies share it, and any thread may read it. A message is an object (a hostile peer may send an array).
+/// copies share it, and any thread may read it. A message is an object, but a hostile peer may send an array.
 class PHMessage {
 public:
     struct Member;
@@ -23,31 +24,31 @@ public:
     PHMessage(int number);
     PHMessage(std::uint64_t number);
     PHMessage(const std::vector<std::string>& texts);
-    /// An object. A member without a value is left out.
+    /// Makes an object. A member without a value is left out.
     PHMessage(std::initializer_list<Member> members);
 
     /// Throws std::exception with the reason when the text is not one JSON value in UTF-8.
     static PHMessage parse(std::string_view text);
 
-    /// The JSON text for the wire. Throws std::exception with the reason when a string is not UTF-8.
+    /// Returns the JSON text to send. Throws std::exception with the reason when a string is not UTF-8.
     std::string serialize() const;
-    /// The JSON text for people, with U+FFFD in place of what is not UTF-8.
+    /// Returns the JSON text to display, with U+FFFD in place of bytes that are not UTF-8.
     std::string text() const;
 
     bool isNull() const;
     /// Returns true for an object or an array.
     bool isStructured() const;
 
-    /// Returns null when this is no object or has no such member.
+    /// Returns the member's value; null when this is not an object or has no such member.
     PHMessage valueIn(std::string_view key) const;
 
-    // The value as a type of this program; nullopt when it has another type.
+    // These return the value; nullopt when it has another type.
     std::optional<std::string> asString() const;
-    /// A number, cut to a whole one of 32 bits.
+    /// Accepts a number, which is cut to a whole number of 32 bits.
     std::optional<std::int32_t> asInteger() const;
-    /// A whole number that is not negative.
+    /// Accepts a whole number that is not negative.
     std::optional<std::uint64_t> asIdentifier() const;
-    /// An array of strings.
+    /// Accepts an array of strings.
     std::optional<std::vector<std::string>> asStrings() const;
 
 private:
@@ -64,10 +65,10 @@ struct PHMessage::Member {
     std::optional<PHMessage> value;
 };
 
-/// The string under the key, or nullopt.
+/// Returns the string under the key, or nullopt.
 std::optional<std::string> stringIn(const PHMessage& message, std::string_view key);
 
-/// The number under the key, cut to a whole one of 32 bits, or nullopt.
+/// Returns the number under the key, cut to a whole number of 32 bits, or nullopt.
 std::optional<std::int32_t> integerIn(const PHMessage& message, std::string_view key);
 
 } // namespace kvn

@@ -2,7 +2,6 @@
 
 #include "core/logging/CNSLog.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -15,7 +14,7 @@ namespace kvn {
 namespace {
 
 constexpr std::size_t kHeader = 8;
-constexpr std::size_t kPrefix = 3; // "F71", which a reader does not look at
+constexpr std::size_t kPrefix = 3; // "F71", which a reader ignores
 constexpr std::size_t kLongestFrameBody = 0xFFFFF;
 
 /// Returns the length in a frame's header, as scanf's %5X reads it, or 0 when there is none.
@@ -143,33 +142,33 @@ void PHProtocolHandler::removeDelegate(const PHConnectionDelegate& delegate) {
 }
 
 void PHProtocolHandler::waitForCalls() {
-    delegateChanged_.notify_all(); // a thread that waits in `report` for its turn finds no delegate any more
-    // The caller of this may destroy the former delegate next, so every call must have returned, even one
-    // that began before the delegate was removed. A thread does not wait for the call that it is in.
+    delegateChanged_.notify_all(); // a thread that waits in `report` then sees that there is no delegate
+    // The caller may destroy the former delegate next, so every call must have returned, even one that began
+    // before the delegate was removed. A thread does not wait for a call that it is making itself.
     while (callDepth_ > 0 && caller_ != std::this_thread::get_id()) {
         delegateChanged_.wait(delegateLock_);
     }
 }
 
-void PHProtocolHandler::report(const Connection& failed, const Tell& tell) {
+void PHProtocolHandler::report(const Connection& failed, const Report& notify) {
     PHConnectionDelegate* delegate = nullptr;
     {
-        // The connection is closed under the lock, in one step with taking the turn. A reader that the
-        // shutdown wakes therefore waits here for its turn, and the failure that came first is told first.
+        // The connection is closed under the lock, in one step with entering `caller_`. A reader that the
+        // shutdown wakes therefore waits here, and the failure that came first is reported first.
         Kvs::FLockGuard guard(delegateLock_);
         const auto self = std::this_thread::get_id();
-        // One thread at a time calls the delegate, as it is not made for more.
+        // Only one thread at a time calls the delegate, which need not be thread-safe.
         while (callDepth_ > 0 && caller_ != self && delegate_) {
             delegateChanged_.wait(delegateLock_);
         }
         if (!closeFailed(failed) || !delegate_) {
-            return; // the end of a connection that was replaced means nothing to the delegate of the new one
+            return; // the end of a replaced connection is not reported to the delegate of the new one
         }
         delegate = delegate_;
         caller_ = self;
         ++callDepth_;
     }
-    tell(*delegate);
+    notify(*delegate);
     Kvs::FLockGuard guard(delegateLock_);
     --callDepth_;
     delegateChanged_.notify_all();
@@ -244,7 +243,7 @@ std::optional<PHMessage> PHProtocolHandler::readMessage(const Connection& connec
         if (auto message = parseMessage(connection, {body.data(), size})) {
             return message;
         }
-        // The connection is closed now, which the next round reports as well.
+        // The connection is closed now. The next round fails and reports that as well.
     }
 }
 

@@ -18,22 +18,23 @@ namespace kvn {
 
 class PHProtocolHandler;
 
-/// Is told the end of a connection, on the thread that met it. The connection is closed by then.
+/// Receives the end of a connection, on the thread that noticed it. The connection is closed by then.
 class PHConnectionDelegate {
 public:
     virtual ~PHConnectionDelegate() = default;
 
-    /// `error` has the domain "IO" and an errno value or a code of this layer, or the domain "PH".
+    /// Called after another failure. `error` has the domain "IO" and an `errno` value or a code of this
+    /// layer, or the domain "PH".
     virtual void connctionFailedWithError(PHProtocolHandler& handler, const host::Error& error) = 0;
 
-    /// The peer closed the connection.
+    /// Called when the peer has closed the connection.
     virtual void connectionClosed(PHProtocolHandler& handler) = 0;
 };
 
 /// Writes and reads messages as frames: "F71", the length of the body as five hexadecimal digits, and the
-/// body, a JSON text in UTF-8 of 1 to 511 bytes. A failure closes the connection that it happened on and
-/// is then told to the delegate, on the same thread. One thread reads at a time; any may do the rest.
-/// The process ignores SIGPIPE.
+/// body, a JSON text in UTF-8 of 1 to 511 bytes. A failure closes its connection and is then reported to the
+/// delegate, on the same thread. Only one thread at a time may read; the other methods may be called on any
+/// thread. The process must ignore SIGPIPE.
 class PHProtocolHandler {
 public:
     using Connection = std::shared_ptr<PHConnection>;
@@ -54,15 +55,15 @@ public:
     void setConnection(Kvs::FileDescriptor connection);
     void setConnection(Connection connection);
     bool isConnected() const { return connection() != nullptr; }
-    /// The descriptor's number, -1 when not connected. It may be closed at any time; to use it, hold the
-    /// connection.
+    /// Returns the descriptor's number, -1 when not connected. It may be closed at any time; to use it, hold
+    /// the connection.
     int conFd() const;
-    /// Empty when not connected.
+    /// Returns null when not connected.
     Connection connection() const;
 
-    /// Makes a blocked read or write return; this call tells the delegate nothing.
+    /// Makes a blocked read or write return. This call itself reports nothing to the delegate.
     void closeConnection();
-    /// Closes this connection. The handler keeps one that it got meanwhile.
+    /// Closes this connection. If the handler has been given another one meanwhile, it keeps that.
     void closeConnection(const Connection& connection);
 
     /// The delegate is not owned. When the call returns, no thread is calling the former delegate or will
@@ -71,20 +72,21 @@ public:
     /// Removes this delegate if the handler still has it; otherwise only waits like `setDelegate`.
     void removeDelegate(const PHConnectionDelegate& delegate);
 
-    /// Returns true if the whole frame was written. A message that is no JSON object or array, holds broken
-    /// UTF-8 or is too long for a frame is logged and not sent; the connection stays open.
+    /// Returns true if the whole frame was written. A message that is not a JSON object or array, contains
+    /// broken UTF-8 or is too long for a frame is logged and not sent; the connection stays open.
     bool sendMessage(const PHMessage& message);
 
-    /// Blocks until a whole message has arrived. Returns nullopt after an error, which the delegate was told.
+    /// Blocks until a whole message has arrived. Returns nullopt after an error, which has been reported to
+    /// the delegate.
     std::optional<PHMessage> readMessage();
     /// Reads from this connection, which may have been closed or replaced.
     std::optional<PHMessage> readMessage(const Connection& connection);
 
 private:
-    using Tell = std::function<void(PHConnectionDelegate&)>;
+    using Report = std::function<void(PHConnectionDelegate&)>;
 
     void waitForCalls() KVS_REQUIRES(delegateLock_);
-    void report(const Connection& failed, const Tell& tell);
+    void report(const Connection& failed, const Report& notify);
     bool closeFailed(const Connection& failed);
     void reportIOError(const Connection& failed, const std::string& text, int code);
     void reportError(const Connection& failed, const std::string& text, int code);
@@ -94,17 +96,17 @@ private:
     mutable Kvs::FThreadLock connectionLock_;
     Connection connection_ KVS_GUARDED_BY(connectionLock_);
 
-    // Not held during a call of the delegate, which may call the handler, or take a lock of its own that
-    // another thread holds while it removes the delegate. `caller_` and `callDepth_` stand for the lock
-    // meanwhile.
+    // The lock is not held during a call of the delegate, which may call the handler, or take a lock of its
+    // own that another thread holds while it removes the delegate. `caller_` and `callDepth_` take the place
+    // of the lock meanwhile.
     Kvs::FThreadLock delegateLock_;
     std::condition_variable_any delegateChanged_;
     PHConnectionDelegate* delegate_ KVS_GUARDED_BY(delegateLock_) = nullptr;
     std::thread::id caller_ KVS_GUARDED_BY(delegateLock_); // the thread that is calling the delegate
-    int callDepth_ KVS_GUARDED_BY(delegateLock_) = 0;      // its calls; a call may cause the next failure
+    int callDepth_ KVS_GUARDED_BY(delegateLock_) = 0;      // more than 1 if a call causes the next failure
 };
 
-/// Sets the descriptor's blocking mode; 0 or an errno value.
+/// Sets the descriptor's blocking mode. Returns 0 or an `errno` value.
 int PHSetNonBlocking(int descriptor, bool nonBlocking);
 
 } // namespace kvn

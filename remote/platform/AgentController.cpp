@@ -15,7 +15,7 @@ using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
 constexpr auto kStatusInterval = 5s;
-/// How long the service may take to confirm a registration.
+/// The time that the service has to confirm a registration.
 constexpr auto kRegistrationTimeout = 3s;
 constexpr auto kConnectorRestartDelay = 5s;
 
@@ -170,7 +170,7 @@ void AgentController::serviceConnectorFailedWithError(RemoteServiceConnector& co
 
 void AgentController::serviceConnectorLostConnection(RemoteServiceConnector& connector) {
     if (&connector == rsConnector_.get()) {
-        agentIsReqistered_ = false; // the next poll rebuilds and registers again
+        agentIsReqistered_ = false; // the next poll replaces the connector and registers again
     }
 }
 

@@ -42,7 +42,7 @@ public:
 
     /// Does nothing while stopped.
     void requestServiceStatus();
-    // Each returns false when the service cannot be reached.
+    // Each of these returns false when the service cannot be reached.
     bool requestServicePause();
     bool requestServiceContinue();
     bool requestSystemReboot();
@@ -70,11 +70,11 @@ private:
     RemoteServiceConnector::Environment environment_;
     const host::Clock& clock_;
 
-    std::shared_ptr<RemoteServiceConnector> rsConnector_; // empty after a failure, until rebuilt
-    host::MainLoop::Handle statusTimer_;                  // empty while stopped
+    std::shared_ptr<RemoteServiceConnector> rsConnector_; // null after a failure, until it is replaced
+    host::MainLoop::Handle statusTimer_;                  // null while stopped
     std::optional<std::chrono::steady_clock::time_point> registrationTime_;
     bool agentIsReqistered_ = false;
-    host::MainLoop::Handle connectorRestart_; // the scheduled rebuild, if there is one
+    host::MainLoop::Handle connectorRestart_; // the scheduled replacement; null if there is none
     AgentControllerDelegate* controllerDelegate_ = nullptr;
 };
 

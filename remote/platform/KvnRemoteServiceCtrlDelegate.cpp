@@ -39,7 +39,7 @@ void KvnRemoteServiceCtrlDelegate::ServiceStatusEvent(KvnRemoteServiceCtrl*, _FR
 }
 
 void KvnRemoteServiceCtrlDelegate::ProxyStatusEvent(KvnRemoteServiceCtrl*, _FRProxyStatus&) {
-    // The answer names no request, so there is no handler that it could be handed to.
+    // The answer contains no request identifier, so it cannot be passed to a handler.
 }
 
 void KvnRemoteServiceCtrlDelegate::ErrorEvent(KvnRemoteServiceCtrl*, _FRConnectionError& record) {

@@ -8,8 +8,8 @@ class RemoteServiceConnector;
 
 namespace Kvs {
 
-/// Converts what the service-control client raises on its reader threads and hands it to the connector.
-/// Created and closed on the main thread. Owned by the connector.
+/// Converts the events that the service-control client raises on its reader threads, and passes them to the
+/// connector. Created and closed on the main thread. Owned by the connector.
 class KvnRemoteServiceCtrlDelegate {
 public:
     /// Subscribes to the client's events.

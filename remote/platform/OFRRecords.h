@@ -12,8 +12,8 @@ namespace kvn {
 using Kvs::RequestId;
 using Kvs::ServiceState;
 
-// The application's form of the service's records: UTF-8 texts, immutable once `ObjcDTOFactory` has made
-// them.
+// The application's form of the service's records. Their texts are UTF-8, and they are not changed once
+// `ObjcDTOFactory` has made them.
 
 struct OFRProxyInfo {
     std::string name;
@@ -34,10 +34,10 @@ struct OFRServiceInfo {
     std::string subProcessUser;
     std::vector<OFRProxyInfo> proxyInfos;
 
-    /// The state's text in the bundle's string table.
+    /// Returns the state's text in the bundle's string table.
     static std::string serviceStateAsString(ServiceState state, const host::Bundle& bundle);
 
-    /// "ServiceStatus: STATE", with " server: SERVER" when a server is set.
+    /// Returns "ServiceStatus: STATE", with " server: SERVER" when a server is set.
     std::string description(const host::Bundle& bundle) const;
 };
 

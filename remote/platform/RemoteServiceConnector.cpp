@@ -6,7 +6,6 @@
 #include "remote/platform/ClientArguments.h"
 #include "remote/platform/settings/RemoteServiceSettings.h"
 
-#include <algorithm>
 #include <chrono>
 #include <string_view>
 #include <utility>
@@ -24,10 +23,10 @@ constexpr auto kSettledUpTime = 90s;
 constexpr std::chrono::milliseconds kLaunchDelayAfterBoot = 12s;
 constexpr std::chrono::milliseconds kLaunchDelay = 1s;
 
-/// A person does not ask for more launches than this within the launch delay.
+/// A user does not request more launches than this within the launch delay.
 constexpr int kMaxPendingLaunches = 32;
 
-/// A service that never answers must not fill the memory: beyond this many the oldest request is forgotten.
+/// A service that never answers must not fill the memory: beyond this number the oldest request is dropped.
 constexpr std::size_t kMaxPendingRequests = 256;
 
 } // namespace
@@ -41,7 +40,7 @@ RemoteServiceConnector::~RemoteServiceConnector() { close(); }
 
 void RemoteServiceConnector::close() {
     closed_ = true;        // drops what reader threads have posted already
-    ctrlDelegate_.close(); // waits for events that are being handled, so that nothing more is posted
+    ctrlDelegate_.close(); // waits for events that are being handled; no more are posted then
     serviceCtrl_.closePipes();
 }
 
@@ -63,7 +62,7 @@ RequestId RemoteServiceConnector::prepareRequest(Completion completion) {
 
 RemoteServiceConnector::Completion RemoteServiceConnector::requestCompleted(RequestId requestId) {
     // Only the thread that removes a handler calls it. A reader thread with an answer and the main thread
-    // with a failed send may both ask for the same one, and it must not be called twice.
+    // with a failed send may both look for the same handler, which must not be called twice.
     Kvs::FLockGuard guard(requestLock_);
     const auto pending = pendingRequests_.find(requestId);
     if (pending == pendingRequests_.end()) {
@@ -122,7 +121,7 @@ Kvs::FResult RemoteServiceConnector::registerServiceAgent() {
     });
     const Kvs::FResult result = serviceCtrl_.registerServiceAgentRequest(requestId);
     if (result < 0) {
-        // Later, because the delegate drops this connector, which the caller still uses.
+        // Called later, because the delegate drops this connector, which the caller still uses.
         postWhileOpen([failed = requestCompleted(requestId), result] {
             if (failed) {
                 failed(nullptr, result);

@@ -46,7 +46,8 @@ public:
 
     using Response = std::variant<OFRServiceInfo, OFRProxyStatus, OFRRequestResult>;
 
-    /// Gets the answer and 0, or null and the negative result of a request that could not be sent.
+    /// Called with the answer and 0, or with null and the negative result of a request that could not be
+    /// sent.
     using Completion = std::function<void(const Response* response, std::int32_t result)>;
 
     RemoteServiceConnector(const Environment& environment, RemoteServiceConnectorDelegate& delegate);
@@ -56,25 +57,26 @@ public:
     /// no handler is called any more. A scheduled launch still happens and is reported.
     void close();
 
-    // Each returns the result of sending. The handler of a request that failed has been called already.
+    // Each of these returns the result of sending. If it failed, the handler has been called already.
     Kvs::FResult requestServiceStatus(Completion completion);
-    /// The handler is called only when the request cannot be sent: the service's answer names no request.
+    /// The handler is called only when the request cannot be sent: the service's answer contains no request
+    /// identifier.
     Kvs::FResult requestProxyStatus(Completion completion);
     Kvs::FResult sendServicePauseRequest(Completion completion);
     Kvs::FResult sendServiceContinueRequest(Completion completion);
     Kvs::FResult sendSystemRebootRequest();
-    /// The delegate learns the result, or the failure to send, in the main loop.
+    /// The result, or the failure to send, is reported to the delegate in the main loop.
     Kvs::FResult registerServiceAgent();
     Kvs::FResult unregisterServiceAgent();
 
-    /// Records the launched client in the settings and tells the service.
+    /// Records the launched client in the settings and notifies the service.
     void notifyClientLauchedWithProcessId(std::int64_t processId);
 
     /// Calls the handler of the answered request in the main loop. Drops an answer without a handler at once,
     /// so that a flood of them does not fill the main loop. Any thread.
     void processResponse(Response response);
 
-    /// Tells the delegate in the main loop. Any thread.
+    /// Notifies the delegate in the main loop. Any thread.
     void connectionLost();
 
     /// Carries out a command of the service. Called on a reader thread.
@@ -83,7 +85,7 @@ public:
 private:
     using ClientRequest = Kvs::FResult (Kvs::KvnRemoteServiceCtrl::*)(RequestId);
 
-    /// Gives a new identifier and keeps the handler, which may be empty, under it.
+    /// Returns a new identifier and stores the handler, which may be empty, under it.
     RequestId prepareRequest(Completion completion);
     /// Removes and returns the handler of the request; empty when there is none.
     Completion requestCompleted(RequestId requestId);

@@ -60,7 +60,7 @@ uint8x16_t matchBits16(const char* bytes) {
     return vandq_u8(found, vld1q_u8(kBits));
 }
 
-/// Pairwise sums collect the bits of eight bytes in one.
+/// Collects the bits of eight bytes in one byte by pairwise sums.
 template <char... wanted>
 std::uint64_t matchesBlock(const char* bytes) {
     const uint8x16_t low = vpaddq_u8(matchBits16<wanted...>(bytes), matchBits16<wanted...>(bytes + 16));
@@ -71,7 +71,8 @@ std::uint64_t matchesBlock(const char* bytes) {
 
 #endif
 
-/// Returns the matches among the first `count` units, at most `kBlock` of them. Reads no unit behind them.
+/// Returns the matches among the first `count` units, at most `kBlock` of them. Does not read any unit behind
+/// them.
 template <char... wanted, class C>
 std::uint64_t matches(const C* units, std::size_t count) {
     if (count >= kBlock) {

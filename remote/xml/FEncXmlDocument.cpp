@@ -5,14 +5,13 @@
 
 #include <array>
 #include <limits>
-#include <string>
 #include <type_traits>
 
 namespace Kvs {
 
 namespace {
 
-/// Positions are kept in 32 bits.
+/// Positions have 32 bits.
 constexpr std::size_t kLongestText = std::numeric_limits<std::uint32_t>::max() - 1;
 
 /// The length of `<a/>`, the shortest element with a name.
@@ -78,7 +77,7 @@ private:
         return true;
     }
 
-    /// The end tag must have exactly the name of the innermost open element.
+    /// Returns false unless the end tag has exactly the name of the innermost open element.
     bool readEndTag(std::size_t begin) {
         auto& element = tree_.elements[open_[levels_ - 1].element];
         const std::size_t end = marks_.template nextOf<'>'>();
@@ -106,7 +105,7 @@ private:
         return true;
     }
 
-    /// The run of characters from the end of the last tag to `end`.
+    /// Adds the run of characters from the end of the last tag to `end`.
     void addText(std::size_t end) {
         Level& level = open_[levels_ - 1];
         const auto index = static_cast<std::uint32_t>(tree_.texts.size());

@@ -34,10 +34,10 @@ public:
     /// `text` may hold NULs and is not needed after the call.
     bool loadXml(const C* text, long length, long& consumed);
 
-    /// The same for a NUL-terminated text.
+    /// Does the same with a NUL-terminated text.
     bool loadXml(const C* text);
 
-    /// Empty unless the last load succeeded.
+    /// Returns the root element; an empty node unless the last load succeeded.
     FEncXmlNode<C> root() const {
         return tree_.elements.empty() ? FEncXmlNode<C>() : FEncXmlNode<C>(tree_, 0);
     }

@@ -90,8 +90,9 @@ private:
 template <class C>
 class FEncXmlChildren;
 
-/// Refers to one element of an `FEncXmlDocument`; cheap to copy. It and everything taken from it are valid
-/// until the document loads another text or is destroyed. An empty node is false and has no contents.
+/// Refers to one element of an `FEncXmlDocument` and is cheap to copy. The node and everything taken from it
+/// are valid until the document loads another text or is destroyed. An empty node converts to false and has
+/// no contents.
 template <class C>
 class FEncXmlNode {
 public:

@@ -9,8 +9,8 @@
 
 namespace Kvs {
 
-/// A view into a document's text: still encoded (see `FEncXml::addDecoded`), not NUL-terminated, valid as
-/// long as the text it was taken from.
+/// A view into a document's text. It is still encoded (see `FEncXml::addDecoded`), not NUL-terminated, and
+/// valid as long as the text it was taken from.
 template <class C>
 struct FEncXmlFragment {
     const C* text = nullptr;
@@ -19,7 +19,7 @@ struct FEncXmlFragment {
     FStrToken<C> token() const { return {text, static_cast<std::size_t>(length)}; }
     bool isEmpty() const { return length == 0; }
 
-    /// Same length and same characters; false for null.
+    /// Returns true for the same characters; false for null.
     bool operator==(const C* other) const { return other && token() == other; }
     bool operator==(const FEncXmlFragment& other) const { return token() == other.token(); }
 };
@@ -47,8 +47,8 @@ struct FEncXmlTree {
         std::uint32_t next = kNone;
     };
 
-    /// Elements stand in the order of their start tags: the first child of an element directly follows
-    /// it, and its next sibling stands at `subtreeEnd`.
+    /// Elements are stored in the order of their start tags: the first child of an element directly follows
+    /// it, and its next sibling is at `subtreeEnd`.
     struct Element {
         FEncXmlSpan name;
         std::uint32_t firstAttribute = 0;

@@ -90,7 +90,7 @@ bool copyPlain(char* to, std::string_view text) {
     return escaped == 0;
 }
 
-/// Makes what was written from `begin`, the result of `out.reserve()`, to `end` part of the text.
+/// Makes the characters from `begin`, the result of `out.reserve()`, to `end` part of the text.
 void finish(FMStr<char>& out, const char* begin, const char* end) {
     out.setLength(out.length() + static_cast<std::size_t>(end - begin));
 }

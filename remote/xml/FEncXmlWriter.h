@@ -6,7 +6,7 @@
 
 namespace Kvs {
 
-/// Attributes to be written, name to value; the texts are the caller's, not yet escaped.
+/// Maps names of attributes to be written to values. The caller owns the texts, which are not escaped yet.
 using FEncXmlAttributeMap = FMap<FStrToken<char>, FStrToken<char>>;
 
 /// The writing side of `FEncXml`, for `char` only.
@@ -17,19 +17,19 @@ class FEncXmlWriter {};
 template <>
 class FEncXmlWriter<char> {
 public:
-    /// `<name a="1" b="2">`, in the map's order; `attributes` may be null. An attribute whose name or
+    /// Writes `<name a="1" b="2">`, in the map's order; `attributes` may be null. An attribute whose name or
     /// value is empty is left out.
     static void addOpenTag(FMStr<char>& out, FStrToken<char> name, const FEncXmlAttributeMap* attributes);
 
-    /// `<name attrName="attrValue" />`, or `<name />` where `attrName` is empty.
+    /// Writes `<name attrName="attrValue" />`, or `<name />` if `attrName` is empty.
     static void addTag(FMStr<char>& out, FStrToken<char> name, FStrToken<char> attrName,
                        FStrToken<char> attrValue);
 
-    /// `</name>`.
+    /// Writes `</name>`.
     static void addCloseTag(FMStr<char>& out, FStrToken<char> name);
 
-    /// `text` with the double quote, "&", "<" and ">" escaped; up to the first NUL, or at most `length`
-    /// characters where that is not -1.
+    /// Writes `text` with the double quote, "&", "<" and ">" escaped, up to the first NUL, and at most
+    /// `length` characters unless that is -1.
     static void addEncoded(FMStr<char>& out, const char* text, long length);
 };
 

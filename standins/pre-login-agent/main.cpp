@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-// Stands in for the agent of the login window: posts once which permissions it has, and ends.
+// A stand-in for the agent of the login window: posts once which permissions it has, and ends.
 
 namespace {
 
@@ -26,7 +26,8 @@ constexpr char kUsage[] =
     "\n"
     "Posts which permissions it has as a notification; a request for one asks the user first.\n"
     "\n"
-    "  --root DIR                a folder that stands for / in every fixed path (default: $KVN_REMOTE_ROOT)\n"
+    "  --root DIR                a folder used in place of / in every fixed path (default: "
+    "$KVN_REMOTE_ROOT)\n"
     "  --notification-name NAME  (default: com.korvane.remote.Permissions)\n";
 
 std::string number(bool value) { return value ? "1" : "0"; }

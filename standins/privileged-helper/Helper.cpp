@@ -12,6 +12,7 @@
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace kvn::helper {
@@ -20,7 +21,7 @@ namespace {
 using std::chrono::seconds;
 
 constexpr host::ProcessRunner::Limits kTaskLimits{seconds(60), 4096};
-constexpr timeval kSendPatience{2, 0}; // with a peer that does not read
+constexpr timeval kSendPatience{2, 0}; // for a peer that does not read
 constexpr int kNoResult = -1;
 constexpr int kUnknownCommand = -1;
 
@@ -62,10 +63,10 @@ Helper::Helper(host::MainLoop& loop, std::string version)
 
 Helper::~Helper() {
     watch_.reset();
-    // The socket file goes before any peer notices the end, and so cannot be that of a successor.
+    // The socket file is removed before any peer notices the end, so it cannot be that of a successor.
     listener_.remove();
     runner_.endRuns();
-    // The readers end first, as they add work to the queue and to the tasks.
+    // The readers end first, because they add work to the queue and to the tasks.
     for (Session& session : sessions_) {
         session.handler->closeConnection();
         session.reader.join();
@@ -100,7 +101,7 @@ void Helper::serve(const Handler& handler) {
         if (control == "getVersion") {
             handler->sendMessage({{"version", version_}});
         } else if (control == "bye") {
-            break; // stays for the next agent, as the system would start an ended helper again for it
+            break; // keeps running: the system would start it again for the next agent
         } else if (name) {
             command(handler, *name, *message);
         } else {
@@ -163,7 +164,7 @@ void Helper::execute(const Handler& handler, const PHMessage& message) {
         }));
 }
 
-// The files go first: the answer tells what became of them.
+// The files are removed first, because the answer reports the result.
 void Helper::uninstall(const Handler& handler) {
     Outcome outcome;
     for (const char* path : kInstalled) {

@@ -17,8 +17,9 @@
 
 namespace kvn::helper {
 
-/// Takes the agents' connections and carries out their commands. Each connection has a thread that reads from
-/// it, and each task a thread that waits for it; commands for the service follow one another. Main thread.
+/// Accepts the agents' connections and carries out their commands. Each connection has a thread that reads
+/// from it, and each task a thread that waits for it; commands for the service are carried out one after
+/// another. Main thread.
 class Helper {
 public:
     /// The loop outlives the helper. Throws std::system_error when the socket cannot be made.

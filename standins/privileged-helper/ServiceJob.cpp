@@ -24,12 +24,13 @@ using std::chrono::milliseconds;
 
 constexpr char kJobList[] = "/Library/LaunchDaemons/com.korvane.remote.KvnRemoteService.plist";
 constexpr char kControl[] = "/var/run/service-daemon.control";
-constexpr int kStartFailed = -201; // the number by which the agent knows it
+constexpr int kStartFailed = -201; // the agent recognises this number
 constexpr int kStopFailed = -202;
 constexpr milliseconds kPatience{5'000};
 constexpr milliseconds kLookInterval{20};
 
-/// Returns the job's program and its arguments, never none. Throws std::runtime_error with what is wrong.
+/// Returns the job's program and its arguments; the list is not empty. Throws std::runtime_error with the
+/// reason.
 std::vector<std::string> programArguments() {
     const std::string path = FSysInfoPaths::underRoot(kJobList);
     const auto content = Kvs::fReadFile(path, host::PropertyList::kMaxBytes);
@@ -81,7 +82,7 @@ Outcome startService(host::ProcessRunner& runner) try {
         return {kStartFailed, program + ": " + error->reason};
     }
     const pid_t pid = std::get<pid_t>(launched);
-    const FileDescriptor process = Kvs::watchProcessEnd(pid); // none once it has been reaped
+    const FileDescriptor process = Kvs::watchProcessEnd(pid); // empty once it has been reaped
     for (auto waited = milliseconds(0); waited < kPatience; waited += kLookInterval) {
         if (!process || endsWithin(process, kLookInterval)) {
             return {kStartFailed, program + " ended at once"};

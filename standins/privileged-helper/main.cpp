@@ -13,7 +13,7 @@
 #include <string>
 #include <variant>
 
-// Stands in for the privileged helper: starts and stops the remote service, and runs tasks.
+// A stand-in for the privileged helper: starts and stops the remote service, and runs tasks.
 
 namespace {
 
@@ -23,10 +23,9 @@ using Kvs::FSysInfoPaths;
 constexpr char kProgram[] = "KvnServiceController";
 constexpr char kUsage[] = "usage: KvnServiceController [--root DIR]\n"
                           "\n"
-                          "  --root DIR   a folder that stands for / in every fixed path\n";
+                          "  --root DIR   a folder used in place of / in every fixed path\n";
 
-/// Returns the version in the information list of an executable. Throws std::runtime_error with what is
-/// wrong.
+/// Returns the version in the information list of an executable. Throws std::runtime_error with the reason.
 std::string versionOf(const std::string& executable) {
     const auto text = host::readEmbeddedInfoList(executable);
     if (const auto* error = std::get_if<host::Error>(&text)) {
@@ -53,7 +52,7 @@ int run(const std::string& executable, const Kvs::ProgramOptions& options) {
     const std::string logs = FSysInfoPaths::underRoot("/var/log/com.korvane.remote");
     Kvs::CNSInitLog(Kvs::kLogModeDebugOff | Kvs::kLogModeNewLogBook, Kvs::kSysLogSuppressed, kProgram,
                     logs.c_str());
-    // The service inherits the standard output, and what it prints is not for the agent's terminal.
+    // The service inherits the standard output, and its output must not appear in the agent's terminal.
     if (!std::freopen("/dev/null", "w", stdout)) {
         throw std::runtime_error("/dev/null cannot be opened");
     }

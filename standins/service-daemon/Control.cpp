@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <optional>
 #include <string_view>
 #include <sys/socket.h>
@@ -19,7 +18,7 @@ struct Target {
     Service& service;
 };
 
-/// The text behind "ok", or nullopt when the arguments are not understood.
+/// The text that follows "ok", or nullopt when the arguments are not understood.
 using Result = std::optional<std::string>;
 
 struct Command {
@@ -120,7 +119,7 @@ Result drop(Target target, const std::string& /*rest*/) {
     return "";
 }
 
-// As after a crash: the answer still goes out, and nothing is cleaned up.
+// Simulates a crash: the answer is still sent, and the program cleans nothing up.
 Result die(Target target, const std::string& /*rest*/) {
     target.loop.post([] { ::_exit(1); });
     return "";
@@ -203,7 +202,7 @@ void Control::accept() {
 
 void Control::answer(int client, std::string text) {
     text += '\n';
-    // A client that does not read its answers is not waited for; the reader then meets the end.
+    // Does not wait for a client that does not read its answers: its reader then finds the end of the input.
     if (::write(client, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
         ::shutdown(client, SHUT_RDWR);
     }

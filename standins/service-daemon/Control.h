@@ -10,11 +10,11 @@
 
 namespace kvn::daemon {
 
-/// The control socket, by which a person or a test commands the service: one command a line, each answered
+/// The control socket, over which a user or a test commands the service: one command a line, each answered
 /// with one line. Main thread.
 class Control {
 public:
-    /// All outlive this object. Throws std::system_error when the socket cannot be made.
+    /// `loop` and `service` outlive this object. Throws std::system_error when the socket cannot be made.
     Control(host::MainLoop& loop, Service& service, std::string path);
 
 private:

@@ -64,7 +64,7 @@ void ServerPipe::open() {
 }
 
 void ServerPipe::close() {
-    // The socket file goes before any peer notices the end, and so cannot be that of a successor.
+    // The socket file is removed before any peer notices the end, so it cannot be that of a successor.
     ::unlink(path_.c_str());
     messenger_->close();
     messenger_->DataReceived.remove(this, &ServerPipe::dataReceived);
@@ -101,8 +101,8 @@ void ServerPipe::dataReceived(Kvs::FComMessenger* /*messenger*/, Kvs::FComMessen
         [this, peer, bytes = std::string(data.data.begin(), data.data.end())] { handle(peer, bytes); });
 }
 
-// The error does not say whose connection ended. Its descriptor is still open now, so that its number
-// belongs to no other peer yet: an empty write finds it.
+// The error does not name the connection that ended. Its descriptor is still open now, so its number does not
+// belong to another peer yet, and an empty write finds it.
 void ServerPipe::readError(Kvs::FComMessenger* messenger, int& /*error*/) {
     Kvs::FLockGuard guard(lock_);
     for (auto peer = peers_.begin(); peer != peers_.end();) {
@@ -115,7 +115,7 @@ void ServerPipe::readError(Kvs::FComMessenger* messenger, int& /*error*/) {
     }
 }
 
-// One delivery may carry several documents, as an agent's "Pause" and the "GetStatus" after it.
+// One delivery may contain several documents, such as an agent's "Pause" and the "GetStatus" after it.
 void ServerPipe::handle(const std::string& peer, const std::string& bytes) {
     std::string_view rest = bytes;
     while (!rest.empty()) {

@@ -13,7 +13,7 @@ namespace kvn::daemon {
 
 class ServerPipe;
 
-/// Hears of what happens on a pipe. Main thread.
+/// Receives the events of a pipe. Main thread.
 class ServerPipeListener {
 public:
     virtual ~ServerPipeListener() = default;
@@ -24,8 +24,8 @@ public:
     virtual void peerClosed(const std::string& peer) = 0;
 };
 
-/// The service's end of one pipe: splits what comes into messages, and prints one line on standard output for
-/// each message that passes ("<-" received, "<?" not XML, "->" sent, "-x" not sent, "--" anything else). A
+/// The service's end of one pipe: splits the received bytes into messages, and prints one line on standard
+/// output for each message ("<-" received, "<?" not XML, "->" sent, "-x" not sent, "--" anything else). A
 /// peer is named by its descriptor in decimal. The loop and the listener outlive the pipe, which outlives the
 /// loop's `run`. Main thread.
 class ServerPipe {
@@ -40,7 +40,7 @@ public:
 
     bool isNamed(const wchar_t* name) const { return name_ == name; }
 
-    /// Returns false when the peer is gone or does not read.
+    /// Returns false when the peer has closed its end or does not read.
     bool send(const std::string& peer, const std::string& bytes);
 
     /// Closes every connection; peers can connect again. Throws as the constructor does.

@@ -121,7 +121,7 @@ void Service::proceed(const Request& /*request*/) {
 
 void Service::accept(const Request& request) { answerResult(request, kAccepted); }
 
-// A request without an identifier wants no answer.
+// A request without an identifier gets no answer.
 void Service::answerResult(const Request& request, int statusCode) {
     if (const std::int64_t identifier = request.identifier(); identifier != 0) {
         answer(request, requestResultMessage(identifier, statusCode));

@@ -20,27 +20,27 @@ struct AnswerFaults {
     bool refuse = false; ///< registrations fail
     bool silent = false;
     int late = 0;    ///< milliseconds before each answer
-    int garbage = 0; ///< so many answers are replaced by nonsense
+    int garbage = 0; ///< the number of answers to replace by nonsense
 };
 
-/// The remote service as its agents see it: both pipes, the registered agents, and an answer to each request.
-/// Main thread.
+/// Simulates the remote service: holds both pipes and the registered agents, and answers each request. Main
+/// thread.
 class Service : private ServerPipeListener {
 public:
-    /// So many kinds of nonsense come in turn.
+    /// The number of kinds of nonsense, which are sent in turn.
     static constexpr int kGarbageKinds = 4;
 
     /// Throws std::system_error when a pipe cannot be opened.
     explicit Service(host::MainLoop& loop);
 
-    /// Sends a message to every registered agent; returns to how many.
+    /// Sends a message to every registered agent. Returns the number of agents that were reached.
     int push(const std::string& message);
     int pushStatus() { return push(statusMessage(state, 0)); }
 
     /// Closes every connection.
     void dropPeers();
 
-    /// The registered agents by their peer.
+    /// Returns the registered agents by their peer.
     const Kvs::FMap<std::string, Agent>& agents() const { return agents_; }
 
     ServiceState state;

@@ -14,12 +14,13 @@ struct ServiceState {
     std::string sessions; ///< the login sessions in which remote sessions run, separated by ","
 };
 
-/// The service's messages. A request identifier of 0 is left out. A status reports one active proxy.
+/// These return the service's messages. A request identifier of 0 is left out. A status reports one active
+/// proxy.
 std::string statusMessage(const ServiceState& state, std::int64_t requestId);
 std::string serverStatusMessage(const ServiceState& state);
 std::string requestResultMessage(std::int64_t requestId, int statusCode);
 
-/// The command to launch a program with these arguments.
+/// Returns the command to launch a program with these arguments.
 std::string executeMessage(const std::string& program, const std::string& arguments);
 
 } // namespace kvn::daemon

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <string>
 
-// Stands in for the remote service of the machine. It is commanded over its control socket.
+// A stand-in for the remote service of the machine. It is controlled over its control socket.
 
 namespace {
 
@@ -21,7 +21,7 @@ constexpr char kProgram[] = "service-daemon";
 constexpr char kUsage[] =
     "usage: service-daemon --root DIR\n"
     "\n"
-    "  --root DIR   a folder that stands for / in every fixed path\n"
+    "  --root DIR   a folder used in place of / in every fixed path\n"
     "\n"
     "Takes one command a line on the socket DIR/var/run/service-daemon.control; \"help\" lists them.\n";
 
@@ -46,7 +46,8 @@ int run(const Kvs::ProgramOptions& options) {
     const auto onTerminate = loop.onSignal(SIGTERM, [&] { loop.quit(); });
     const auto onInterrupt = loop.onSignal(SIGINT, [&] { loop.quit(); });
     daemon::Service service(loop);
-    const daemon::Control commands(loop, service, control); // last: whoever can connect finds the pipes open
+    // Created last: once a client can connect, the pipes are open.
+    const daemon::Control commands(loop, service, control);
     loop.run();
     return 0;
 }

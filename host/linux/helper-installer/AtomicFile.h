@@ -9,17 +9,17 @@
 namespace kvn::host {
 
 /// A file that appears at its path completely or not at all: it is written under a temporary name in the same
-/// folder, and removed unless it is committed. One thread.
+/// folder, and removed unless `commit` succeeds. One thread.
 class AtomicFile {
 public:
-    /// Makes the missing folders, which everybody may read. Returns nullopt, with `errno` set, on failure.
+    /// Makes the missing folders, which all users may read. Returns nullopt, with `errno` set, on failure.
     static std::optional<AtomicFile> create(const std::string& path);
 
     AtomicFile(AtomicFile&&) noexcept = default;
     AtomicFile& operator=(AtomicFile&&) = delete;
     ~AtomicFile();
 
-    /// Until `commit` only its owner may access the file.
+    /// Returns the descriptor to write to. Until `commit` only its owner may access the file.
     int descriptor() const { return file_.get(); }
     const std::string& temporaryPath() const { return temporaryPath_; }
 
@@ -31,7 +31,7 @@ private:
 
     std::string path_;
     std::string temporaryPath_;
-    Kvs::FileDescriptor file_; // closed once committed
+    Kvs::FileDescriptor file_; // closed by `commit`
 };
 
 } // namespace kvn::host

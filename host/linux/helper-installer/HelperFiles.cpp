@@ -18,7 +18,7 @@ using Kvs::FSysInfoPaths;
 
 namespace {
 
-constexpr off_t kMaxToolBytes = off_t{1} << 30; // ten times a debug build with sanitizers
+constexpr off_t kMaxToolBytes = off_t{1} << 30; // ten times the size of a debug build with sanitizers
 
 int writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
@@ -33,7 +33,7 @@ int writeAll(int descriptor, std::string_view bytes) {
 
 /// Returns 0 or an `errno` value.
 int copyTool(const std::string& source, std::optional<uid_t> owner, int target) {
-    // O_NONBLOCK: the path may name a FIFO, which must not block.
+    // The path may name a FIFO; O_NONBLOCK keeps it from blocking.
     const FileDescriptor file(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) {
@@ -93,7 +93,7 @@ PropertyValue jobDescription(const std::string& label) {
 } // namespace
 
 bool isJobLabel(std::string_view label) {
-    constexpr std::size_t kLongest = 200; // a file name has 255 bytes, temporary ones included
+    constexpr std::size_t kLongest = 200; // a file name has at most 255 bytes, as has its temporary name
     return !label.empty() && label.size() <= kLongest && label.front() != '.' &&
            std::all_of(label.begin(), label.end(), [](char c) {
                return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||

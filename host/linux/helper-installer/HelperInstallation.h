@@ -13,8 +13,8 @@ namespace kvn::host {
 /// Installs helper programs with the rights of this process. Any thread that may block.
 class HelperInstallation {
 public:
-    /// All outlive the installation. Once the descriptor `interruption` is readable, a blessing does not wait
-    /// for helpers any more.
+    /// `runner` and `propertyLists` outlive this object. Once the descriptor `interruption` is readable,
+    /// `bless` does not wait for helpers any more.
     HelperInstallation(ProcessRunner& runner, const PropertyList& propertyLists, int interruption = -1)
         : runner_(runner), propertyLists_(propertyLists), interruption_(interruption) {}
 

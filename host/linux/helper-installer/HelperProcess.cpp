@@ -1,7 +1,7 @@
 #include "host/linux/helper-installer/HelperProcess.h"
 
 #include "core/system/FSysInfoPaths.h"
-#include "core/system/FileDescriptor.h"
+#include "host/linux/ProcessDescriptor.h"
 #include "host/linux/helper-installer/HelperFiles.h"
 #include "host/posix/PollUntil.h"
 
@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <sys/inotify.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -23,16 +22,7 @@ using Kvs::FileDescriptor;
 
 namespace {
 
-// Some C libraries do not declare these two functions for C++.
-FileDescriptor openProcess(pid_t pid) {
-    return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
-}
-
-bool sendSignal(const FileDescriptor& process, int signal) {
-    return ::syscall(SYS_pidfd_send_signal, process.get(), signal, nullptr, 0) == 0 || errno == ESRCH;
-}
-
-/// Descriptors of the processes that run the file. Unlike a number, a descriptor never means another process.
+/// Returns descriptors of the processes that run the file.
 std::vector<FileDescriptor> processesOf(const std::string& tool) {
     std::error_code error;
     // The kernel reports the path without symbolic links, and marks a file that has been replaced.
@@ -44,7 +34,8 @@ std::vector<FileDescriptor> processesOf(const std::string& tool) {
         if (std::from_chars(name.data(), name.data() + name.size(), pid).ptr != name.data() + name.size()) {
             continue;
         }
-        FileDescriptor process = openProcess(pid); // first, so that the link below is this process's
+        FileDescriptor process =
+            openProcess(pid); // opened first: the link below is then that of this process
         std::error_code unreadable;
         const std::string runs = fs::read_symlink(entry->path() / "exe", unreadable);
         if (process && !unreadable && (runs == program || runs == program + " (deleted)")) {
@@ -59,7 +50,7 @@ bool endsBy(const FileDescriptor& process, Deadline deadline, int interruption) 
     return pollUntil(polled, deadline) > 0 && polled[0].revents != 0;
 }
 
-/// Notices a new socket at a path, also in place of an old one.
+/// Detects a new socket at a path, even in place of an old one.
 class SocketWatch {
 public:
     explicit SocketWatch(std::string path)
@@ -73,7 +64,7 @@ public:
         return now.isSocket && now != before_;
     }
 
-    /// Readable when something has happened in the folder since `drain`.
+    /// Returns the descriptor to poll. It is readable when the folder has changed since `drain`.
     int descriptor() const { return notices_.get(); }
     void drain() const {
         alignas(inotify_event) char notices[4096];
@@ -82,7 +73,7 @@ public:
     }
 
 private:
-    /// The inode's number alone is soon used again.
+    /// An inode's number alone is not enough, because it is soon reused.
     struct Identity {
         bool isSocket = false;
         ino_t file = 0;
@@ -111,7 +102,7 @@ std::optional<Error> endHelper(const std::string& tool, int interruption) {
     std::vector<FileDescriptor> running = processesOf(tool);
     for (const auto& [signal, patience] : kSteps) {
         for (const FileDescriptor& process : running) {
-            if (!sendSignal(process, signal)) {
+            if (!sendSignal(process, signal) && errno != ESRCH) {
                 return posixError(errno, "The running helper");
             }
         }
@@ -133,7 +124,7 @@ std::optional<Error> startHelper(const std::string& tool, const std::string& ide
     if (const auto* error = std::get_if<Error>(&launched)) {
         return *error;
     }
-    const FileDescriptor process = openProcess(std::get<pid_t>(launched)); // none once it has been reaped
+    const FileDescriptor process = openProcess(std::get<pid_t>(launched)); // empty once it has been reaped
     const Deadline deadline = deadlineIn(std::chrono::seconds(2));
     bool ended = !process;
     while (!socket.hasAppeared()) {

@@ -14,8 +14,8 @@ namespace kvn::host {
 std::optional<Error> endHelper(const std::string& tool, int interruption = -1);
 
 /// Starts the helper and waits until it has made its socket, at most 2 seconds and not once `interruption` is
-/// readable. A helper that takes longer counts as started; one that ends before is an error. Returns nullopt
-/// on success. Any thread that may block.
+/// readable. A helper that takes longer counts as started; a helper that ends before that is an error.
+/// Returns nullopt on success. Any thread that may block.
 std::optional<Error> startHelper(const std::string& tool, const std::string& identifier,
                                  ProcessRunner& runner, int interruption);
 

@@ -11,13 +11,13 @@
 
 namespace kvn::host {
 
-/// Lines of text to and from the other end of two pipes. The protocol of the agent and its installer:
+/// Sends and receives lines of text over two pipes. The protocol of the agent and its installer:
 ///
 ///     installer: ready
 ///     agent:     bless, source, label                 (a line each)
 ///     installer: ok, or: error, domain, code, reason  (a line each)
 ///
-/// The installer ends with its input. One thread.
+/// The installer ends when its input ends. One thread.
 class LinePipe {
 public:
     static constexpr std::size_t kMaxLine = 8192; // longer than any path
@@ -29,8 +29,8 @@ public:
     /// Returns 0 or an `errno` value; EINVAL when a line contains a line end.
     int write(std::initializer_list<std::string_view> lines) const;
 
-    /// The next line; nullopt at the end of the input, for a line that is too long, after the deadline, and
-    /// once the descriptor `interruption` is readable.
+    /// Returns the next line; nullopt at the end of the input, for a line that is too long, after the
+    /// deadline, and once the descriptor `interruption` is readable.
     std::optional<std::string> read(Deadline deadline = {}, int interruption = -1);
 
 private:

@@ -18,7 +18,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Installs helpers for an agent that has no right to do so. The agent starts this program as root, with the
+// Installs helpers for an agent that does not have the right. The agent starts this program as root, with the
 // user's authorization, and sends commands over its standard input (LinePipe.h), none of which is trusted.
 
 namespace {
@@ -27,9 +27,9 @@ using namespace kvn::host;
 
 constexpr char kUsage[] = "usage: KvnHelperInstaller [--root DIR]\n"
                           "\n"
-                          "  --root DIR   a folder that stands for / in every fixed path\n";
+                          "  --root DIR   a folder used in place of / in every fixed path\n";
 
-/// The user whom pkexec asked; without pkexec, the user who started this program.
+/// Returns the user that pkexec asked; without pkexec, the user that started this program.
 uid_t callingUser() {
     uid_t user = ::getuid();
     if (const char* text = std::getenv("PKEXEC_UID"); text && user == 0) {
@@ -67,8 +67,8 @@ bool serve(LinePipe& agent, const HelperInstallation& installation, uid_t caller
     return true;
 }
 
-/// Gets the root folder as an absolute path, or nothing for the real file system. Throws
-/// std::invalid_argument.
+/// Returns the root folder, an absolute path; an empty one for the real file system. Throws
+/// std::invalid_argument for another path.
 std::string rootIn(const Kvs::ProgramOptions& options) {
     const auto root = options.value("--root");
     if (root && !root->starts_with('/')) {
@@ -80,7 +80,7 @@ std::string rootIn(const Kvs::ProgramOptions& options) {
 int run(const Kvs::ProgramOptions& options) {
     Kvs::FSysInfoPaths::setRoot(rootIn(options));
 
-    // The helper gets the environment of the system's jobs, not the caller's.
+    // The helper must get the environment of the system's jobs, not the caller's.
     const uid_t caller = callingUser();
     clearenv();
     setenv("PATH", "/usr/bin:/bin:/usr/sbin:/sbin", 1);

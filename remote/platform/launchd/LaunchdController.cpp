@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <limits>
 #include <system_error>
+#include <utility>
 
 namespace kvn {
 
@@ -22,7 +23,7 @@ using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
 constexpr auto kToolTime = 30s;
-/// Far more output than a list of processes has, and more error text than launchctl writes.
+/// These allow far more output than a list of processes has, and more error text than launchctl writes.
 constexpr host::ProcessRunner::Limits kListLimits{kToolTime, std::size_t{16} << 20};
 constexpr host::ProcessRunner::Limits kTaskLimits{kToolTime, std::size_t{64} << 10};
 
@@ -39,7 +40,8 @@ bool exists(const std::string& path) {
 
 std::string launchctl() { return Kvs::FSysInfoPaths::underRoot("/bin/launchctl"); }
 
-/// The path of a tool that only reads: below the root if it has one, otherwise the machine's.
+/// Returns the path of a tool that only reads: below the root if it exists there, otherwise that of the
+/// machine.
 std::string listTool(const char* path) {
     std::string own = Kvs::FSysInfoPaths::underRoot(path);
     return exists(own) ? own : path;
@@ -91,7 +93,7 @@ std::optional<LCProcessInfo> parseProcess(std::string_view line) {
     return LCProcessInfo{std::string(*pid), std::string(*userId), std::string(rest)};
 }
 
-/// The result of a script as it is logged.
+/// Returns the result of a script as it is logged.
 std::string description(const std::variant<std::string, host::Error>& result) {
     const auto* error = std::get_if<host::Error>(&result);
     return error ? error->description() : std::get<std::string>(result);
@@ -259,7 +261,7 @@ int LaunchdController::removeService(const std::string& label) const {
 
 bool LaunchdController::stopAllInstancesOfApp(const std::string& name) const {
     auto running = findRunningProcessesMatching(name, std::nullopt);
-    // Without a list nobody knows that none is left.
+    // Without a list it is not known if any is left.
     const auto lookAgain = [&] { running = findRunningProcessesMatching(name, std::nullopt); };
     const auto someRemain = [&] { return !running || !running->empty(); };
 

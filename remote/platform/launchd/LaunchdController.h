@@ -21,12 +21,12 @@ struct LCProcessInfo {
     std::string description() const { return "pid: " + pid + ", uid: " + userId + ", command: " + command; }
 };
 
-/// Lists processes and users, controls launchd jobs, quits applications and reboots the computer, all
-/// through the system's command-line tools.
+/// Lists processes and users, controls launchd jobs, quits applications and reboots the computer. All of this
+/// is done with the system's command-line tools.
 ///
 /// Every failure is logged. A task's result is 0 on success, and -1 when the tool wrote to its standard
 /// error, whose text goes to `errorInfo`, or did not end within 30 seconds; the exit status does not count.
-/// launchctl therefore fails when it is to load a loaded job, or to unload one that is not loaded.
+/// Loading a job that is loaded, or unloading one that is not loaded, therefore fails.
 ///
 /// The tools and property lists have fixed paths below the root. Only the tools that list processes and
 /// users are taken from the machine when the root has none.

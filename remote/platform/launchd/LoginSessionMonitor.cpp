@@ -14,7 +14,7 @@ namespace {
 using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
-/// Time for a new session to start up.
+/// The time that a new session has to start up.
 constexpr auto kHandlingDelay = 10s;
 constexpr const char* kAgentProcess = "KvnGUIAgent";
 constexpr const char* kAgentLabel = "com.korvane.remote.KvnGUIAgent";
@@ -61,7 +61,7 @@ void LoginSessionMonitor::loginSessionChanged(const std::optional<std::string>& 
 void LoginSessionMonitor::startMissingAgents(const LaunchdController& launchd) {
     const auto agents = launchd.findRunningProcessesMatching(kAgentProcess, std::nullopt);
     if (!agents) {
-        return; // without a list nobody knows which user has an agent
+        return; // without a list it is not known which users have an agent
     }
     for (const LCProcessInfo& session :
          launchd.getLoginSessionInfo().value_or(std::vector<LCProcessInfo>())) {

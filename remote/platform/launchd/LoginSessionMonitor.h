@@ -12,8 +12,8 @@
 namespace kvn {
 
 /// Makes sure that every logged-in user has a running `KvnGUIAgent`: 10 seconds after the console has changed
-/// to a user, launchd is told to start the agent in every login session that has none. On systems without
-/// login windows nothing is started.
+/// to a user, this class makes launchd start the agent in every login session that has none. On systems
+/// without login windows nothing is started.
 ///
 /// Main thread. The search and the starts wait for tools and therefore run on the work queue. This object
 /// must outlive the main loop's run, and `launchd` must outlive the work queue's jobs.
@@ -27,7 +27,7 @@ public:
     /// Mac OS Roman. "anonymous" for a user without a name. Any thread.
     static std::string getProcessOwnerName(uid_t user = geteuid());
 
-    /// Begins: handles the present console user and every later one.
+    /// Starts: handles the present console user and every later one.
     void systemMonitorStartedMonitoring();
 
 private:

@@ -27,8 +27,8 @@ using Kvs::FLockGuard;
 
 namespace {
 
-/// Waits for other holders of the lock, but only 2 seconds: any program may lock the file, and the main
-/// thread waits here.
+/// Locks the file. Waits only 2 seconds for other holders of the lock: any program may lock the file, and the
+/// main thread may wait here.
 bool lockFile(const FileDescriptor& file, int kind) {
     constexpr std::chrono::seconds kTimeout(2);
     constexpr std::chrono::milliseconds kPause(1);
@@ -45,8 +45,8 @@ bool lockFile(const FileDescriptor& file, int kind) {
     return true;
 }
 
-/// Every user's agent must be able to write the file, whatever the umask of the process that creates it.
-/// O_NONBLOCK: the path may name a FIFO, which must not block the agent.
+/// Opens or creates the file. Every user's agent must be able to write it, whatever the umask of the process
+/// that creates it. The path may name a FIFO; O_NONBLOCK keeps it from blocking the agent.
 FileDescriptor openForWriting(const std::string& path) {
     static auto* const umaskLock = new Kvs::FThreadLock; // the umask belongs to the whole process
     FLockGuard guard(*umaskLock);
@@ -84,8 +84,8 @@ bool writeAt(int file, std::string_view bytes, std::size_t offset) {
 /// Replaces the old bytes, which must be the whole file, by the new ones. On failure returns false with
 /// `errno` set, and restores the old bytes. The file is written in place, because the other programs lock
 /// this file and not its name. The part behind the old end is written first: a full disk is then noticed
-/// while the old bytes are still complete. Only a process that is killed, or a machine that fails, in the
-/// middle can leave a mixture.
+/// while the old bytes are still complete. Only if the process is killed or the machine fails during the
+/// write can the file be left with a mixture.
 bool replaceContents(int file, std::string_view oldBytes, std::string_view newBytes) {
     const std::size_t common = std::min(oldBytes.size(), newBytes.size());
     if (writeAt(file, newBytes.substr(common), common) && writeAt(file, newBytes.substr(0, common), 0) &&
@@ -285,7 +285,7 @@ void RemoteAppSuitePrefs::setPreferenceValue(std::optional<PropertyValue> value,
 }
 
 std::optional<std::string> RemoteAppSuitePrefs::mergePreferences(int file) {
-    // Read whatever the modification time is: file systems round it, and clocks are set back.
+    // The file is read whatever its modification time is: file systems round it, and clocks are set back.
     auto bytes = readBytes(file);
     if (bytes && !bytes->empty()) {
         if (auto read = readPrefs(*bytes)) {

@@ -17,7 +17,7 @@ namespace kvn {
 /// contents, changes one key and keeps all others. A read parses the file only when its modification time is
 /// at least one second later than before, so it may miss a change made within that second.
 ///
-/// Failures are logged, and the cached values stay in force. A file that is no property list is copied to
+/// Failures are logged, and the cached values remain in use. A file that is not a property list is copied to
 /// "<file>.damaged" before it is overwritten; a file that is too large is not overwritten.
 ///
 /// Any thread.
@@ -28,13 +28,14 @@ public:
     /// `suiteName` names the file; the property list must outlive this object.
     RemoteAppSuitePrefs(std::string_view suiteName, const host::PropertyList& propertyList);
 
-    /// The preferences of the process: null until main has set them, before other threads start. Any thread.
+    /// Returns the preferences of the process: null until main has set them, before other threads start. Any
+    /// thread.
     static RemoteAppSuitePrefs* sharedInstance() { return sharedInstance_; }
     static void setSharedInstance(RemoteAppSuitePrefs* instance) { sharedInstance_ = instance; }
 
-    /// A text is converted to the decimal number that it begins with, or to 0.
+    /// Returns the number. A text is converted to the decimal number that it begins with, or to 0.
     std::optional<Number> numberForKey(std::string_view key) KVS_EXCLUDES(lock_);
-    /// A number is converted to its decimal text, a boolean to "1" or "0".
+    /// Returns the text. A number is converted to its decimal text, a boolean to "1" or "0".
     std::optional<std::string> stringForKey(std::string_view key) KVS_EXCLUDES(lock_);
 
     void setNumber(Number value, std::string_view key) KVS_EXCLUDES(lock_);
@@ -64,7 +65,7 @@ private:
     const std::string filePath_;
     const host::PropertyList& propertyList_;
     Kvs::FThreadLock lock_;
-    std::optional<std::time_t> lastModified_ KVS_GUARDED_BY(lock_); ///< When last read or written.
+    std::optional<std::time_t> lastModified_ KVS_GUARDED_BY(lock_); ///< at the last read or write
     Dictionary values_ KVS_GUARDED_BY(lock_);
 };
 

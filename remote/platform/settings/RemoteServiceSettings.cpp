@@ -89,7 +89,8 @@ void RemoteServiceSettings::updateAccessInterval() {
     const Date now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
     accessIntervalBegin_ = begin && end ? *begin : now;
     accessIntervalEnd_ = begin && end ? *end : now;
-    // The stored end replaces the value of the policy. As a number its text is the year.
+    // The stored end replaces the value of the policy. Read as a number, its text is the year, which is not
+    // 0.
     canChangeAccessInterval_ = booleanForKey(kRemoteAccessIntervalEnd);
 }
 
@@ -142,7 +143,7 @@ std::string RemoteServiceSettings::verifySessionLogPath(std::string_view path) {
     if (!fs::exists(folder, error)) {
         fs::create_directories(folder, error);
         if (!error) {
-            // Whatever the umask is: every user's agent logs there.
+            // Set whatever the umask is, because every user's agent logs there.
             fs::permissions(folder, fs::perms::all, error);
         }
         if (error) {

@@ -12,9 +12,9 @@ namespace kvn {
 
 class RemoteAppSuitePrefs;
 
-/// The settings of the remote service for this user. The administrator's policy (settings.xml, only read
-/// here) says which of them the user may change; the preferences hold the user's own values. A setting that
-/// the policy forbids to change is not written.
+/// The settings of the remote service for this user. The administrator's policy (settings.xml, which is only
+/// read here) defines which of them the user may change; the preferences contain the user's own values. A
+/// setting that the policy forbids to change is not written.
 ///
 /// Main thread only.
 class RemoteServiceSettings {
@@ -24,7 +24,7 @@ public:
     /// Reads both sources. The preferences must outlive this object.
     explicit RemoteServiceSettings(RemoteAppSuitePrefs& preferences);
 
-    /// The settings of the process: null until main has set them.
+    /// Returns the settings of the process: null until main has set them.
     static RemoteServiceSettings* sharedSettings() { return sharedSettings_; }
     static void setSharedSettings(RemoteServiceSettings* settings) { sharedSettings_ = settings; }
 
@@ -46,7 +46,7 @@ public:
     void setTransferLogEnabled(bool enabled);
     /// An empty path selects the administrator's folder or the default one.
     void setSessionLogEnabled(bool enabled, std::string_view path);
-    /// Stored with a resolution of one second. The getters change at the next `updateSettings`.
+    /// The times are stored with a resolution of one second. The getters change at the next `updateSettings`.
     void setRemoteAccessIntervalBegin(Date begin, Date end);
     void setShowStatusBarMenu(bool show);
     void setLastClientProcessInfo(std::string info);
@@ -64,7 +64,7 @@ private:
 
     RemoteAppSuitePrefs& preferences_;
     const Kvs::FGStr<wchar_t> settingsFileW_;
-    std::optional<std::filesystem::file_time_type> settingsLastModified_; ///< When last read.
+    std::optional<std::filesystem::file_time_type> settingsLastModified_; ///< at the last read
     bool canChangeTransferLog_ = false;
     bool canChangeSessionLog_ = false;
     bool canChangeAccessInterval_ = false;

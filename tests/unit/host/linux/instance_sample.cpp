@@ -1,5 +1,5 @@
 #include "core/system/FSysInfoPaths.h"
-#include "host/linux/ProcessTable.h"
+#include "host/linux/LinuxRunningApplications.h"
 
 #include <csignal>
 #include <cstdio>
@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
     if (task == 3) {
         Kvs::FSysInfoPaths::setRoot(argv[2]);
     }
-    kvn::host::ProcessTable table("com.example");
+    kvn::host::LinuxRunningApplications table("com.example");
     if (const std::string word = argv[task]; word == "wait") {
         pause();
     } else if (word == "list") {

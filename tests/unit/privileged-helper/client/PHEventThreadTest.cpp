@@ -75,6 +75,18 @@ TEST_F(PHEventThreadTest, ReportsThePeersEndOnceFromEitherThread) {
     EXPECT_TRUE(log.contains("PrivilegedAgent event connection closed by peer"));
 }
 
+TEST_F(PHEventThreadTest, MayBeStoppedInTheReportOfASendingThread) {
+    SocketPair sockets;
+    const auto handler = std::make_shared<PHProtocolHandler>(std::move(sockets.ours), false);
+    std::shared_ptr<PHEventThread> thread;
+    const auto stop = [&](const host::Error*) { thread->stop(); };
+    thread = std::make_shared<PHEventThread>(handler, PHEventThread::Client{[](const auto&) {}, stop}, loop);
+    EXPECT_TRUE(thread->start());
+    ::shutdown(sockets.peer.get(), SHUT_RD); // fails the write, while the event thread waits for data
+    EXPECT_FALSE(handler->sendMessage({{"Ctrl", "bye"}}));
+    EXPECT_TRUE(thread->hasEnded());
+}
+
 TEST_F(PHEventThreadTest, LeavesAFloodInTheSocket) {
     std::string flood;
     for (int i = 0; i < 600; ++i) {

@@ -1,15 +1,15 @@
-#include "host/linux/ProcessTable.h"
+#include "host/linux/LinuxRunningApplications.h"
 
 #include "core/system/FSysInfoPaths.h"
-#include "core/system/FileDescriptor.h"
 #include "core/system/ReadFile.h"
+#include "host/linux/ProcessDescriptor.h"
 
+#include <algorithm>
 #include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <string_view>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -22,7 +22,7 @@ const fs::path kSelf = "/proc/self";
 
 fs::path entryOf(pid_t process) { return fs::path("/proc") / std::to_string(process); }
 
-/// The path of the process's executable, also after it was deleted.
+/// Returns the path of the process's executable, even if the file has been deleted.
 std::string executableOf(const fs::path& entry) {
     constexpr std::string_view kDeleted = " (deleted)"; // proc(5)
     std::error_code ignored;
@@ -46,16 +46,16 @@ bool runsOurExecutable(const fs::path& entry) {
 /// Returns true for a child of this process. Between its fork and its exec it looks like this process.
 bool isOwnChild(const fs::path& entry) {
     const auto text = Kvs::fReadFile((entry / "stat").string(), 4096);
-    const auto name = text ? text->rfind(')') : std::string::npos; // the name may hold anything
+    const auto name = text ? text->rfind(')') : std::string::npos; // the name may contain any character
     pid_t parent = 0;
     return name != std::string::npos && std::sscanf(text->c_str() + name, ") %*c %d", &parent) == 1 &&
            parent == ::getpid();
 }
 
-/// The root that the process serves, by its arguments; empty for the real file system. Nothing when that
-/// cannot be known.
+/// Returns the root that the process uses, from its arguments; an empty one for the real file system. Returns
+/// nullopt when the arguments cannot be read.
 std::optional<fs::path> rootOf(const fs::path& entry) {
-    constexpr std::size_t kLongestArguments = std::size_t{2} << 20; // what the system allows by default
+    constexpr std::size_t kLongestArguments = std::size_t{2} << 20; // the system's default limit
     const auto arguments = Kvs::fReadFile((entry / "cmdline").string(), kLongestArguments);
     if (!arguments) {
         return std::nullopt;
@@ -81,10 +81,10 @@ std::optional<fs::path> rootOf(const fs::path& entry) {
 
 } // namespace
 
-ProcessTable::ProcessTable(std::string bundleIdentifier)
+LinuxRunningApplications::LinuxRunningApplications(std::string bundleIdentifier)
     : bundleIdentifier_(std::move(bundleIdentifier)), root_(Kvs::FSysInfoPaths::underRoot("")) {}
 
-std::vector<pid_t> ProcessTable::instancesOf(const std::string& bundleIdentifier) const {
+std::vector<pid_t> LinuxRunningApplications::instancesOf(const std::string& bundleIdentifier) const {
     std::vector<pid_t> instances;
     if (bundleIdentifier != bundleIdentifier_) {
         return instances;
@@ -101,20 +101,20 @@ std::vector<pid_t> ProcessTable::instancesOf(const std::string& bundleIdentifier
     return instances;
 }
 
-bool ProcessTable::forceTerminate(pid_t process) {
-    // Opened before the check: the descriptor stays with the process that is checked, while its number may
-    // go to another one.
-    const Kvs::FileDescriptor handle(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+bool LinuxRunningApplications::forceTerminate(pid_t process) {
+    // Opened before the check: the descriptor always refers to the process that is checked, while its number
+    // may be reused.
+    const Kvs::FileDescriptor handle = openProcess(process);
     if (!isInstance(process)) {
         return false;
     }
     if (!handle) { // a kernel older than 5.3
         return ::kill(process, SIGKILL) == 0;
     }
-    return ::syscall(SYS_pidfd_send_signal, handle.get(), SIGKILL, nullptr, 0) == 0;
+    return sendSignal(handle, SIGKILL);
 }
 
-bool ProcessTable::isInstance(pid_t process) const {
+bool LinuxRunningApplications::isInstance(pid_t process) const {
     const fs::path entry = entryOf(process);
     struct stat status {};
     return ::stat(entry.c_str(), &status) == 0 && status.st_uid == ::geteuid() && runsOurExecutable(entry) &&

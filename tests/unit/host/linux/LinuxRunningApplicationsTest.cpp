@@ -11,7 +11,7 @@ namespace {
 using Arguments = std::vector<std::string>;
 using Pids = std::set<pid_t>; // 0 stands for the asking process
 
-TEST(ProcessTable, KnowsTheInstancesOfItsProgramAndRoot) {
+TEST(LinuxRunningApplications, KnowsTheInstancesOfItsProgramAndRoot) {
     const TemporaryFolder folder;
     const std::string program = folder.file("program");
     const std::string root = folder.file("root");

@@ -8,12 +8,12 @@
 namespace kvn::host {
 
 /// The instances of this process's own program: processes of the same user with the same root that run the
-/// same executable file, or the file that an update has replaced. A root stands for a machine, so agents of
-/// different roots do not see each other. Other bundles have no instances.
-class ProcessTable final : public RunningApplications {
+/// same executable file, or the file that an update has replaced. Each root is treated as a machine of its
+/// own, so agents of different roots do not see each other. Other bundles have no instances.
+class LinuxRunningApplications final : public RunningApplications {
 public:
-    /// The identifier of this process's bundle. After the root was set.
-    explicit ProcessTable(std::string bundleIdentifier);
+    /// Takes the identifier of this process's bundle. Created after the root has been set.
+    explicit LinuxRunningApplications(std::string bundleIdentifier);
 
     std::vector<pid_t> instancesOf(const std::string& bundleIdentifier) const override;
 

@@ -10,13 +10,13 @@
 
 namespace kvn::host {
 
-// In a sandbox, commands play the events of the machine and of the keyboard. Main thread.
+// In a sandbox, commands simulate the events of the machine and of the keyboard. Main thread.
 
-/// The machine's workspace, which announces also the events that are played.
-class PlayedWorkspace final : public Workspace {
+/// Passes everything on to the machine's workspace, and announces simulated events as well.
+class SimulatedWorkspace final : public Workspace {
 public:
-    /// The machine's workspace outlives it.
-    explicit PlayedWorkspace(Workspace& machine) : machine_(machine) {}
+    /// `machine` outlives this object.
+    explicit SimulatedWorkspace(Workspace& machine) : machine_(machine) {}
 
     MainLoop::Handle observe(std::function<void(Event)> handler) override {
         auto observer = std::make_shared<Observer>();
@@ -56,7 +56,7 @@ private:
 };
 
 /// A keyboard with the agent's one hot key.
-class PlayedHotKeys final : public HotKeys {
+class SimulatedHotKeys final : public HotKeys {
 public:
     std::int32_t installHandler(Handler handler) override {
         handler_ = std::move(handler);
@@ -83,11 +83,11 @@ private:
     bool registered_ = false;
 };
 
-/// The machine that commands play.
-struct PlayedMachine {
-    explicit PlayedMachine(Workspace& machine) : workspace(machine) {}
+/// The events that commands can simulate.
+struct SimulatedMachine {
+    explicit SimulatedMachine(Workspace& machine) : workspace(machine) {}
 
-    /// The commands that play it; it outlives them.
+    /// Returns the commands; this object must outlive them.
     Commands commands() {
         const auto announce = [this](Workspace::Event event) {
             return workspace.announce(event) ? "ok" : "error: no one listens";
@@ -105,8 +105,8 @@ struct PlayedMachine {
         };
     }
 
-    PlayedWorkspace workspace;
-    PlayedHotKeys hotKeys;
+    SimulatedWorkspace workspace;
+    SimulatedHotKeys hotKeys;
 };
 
 } // namespace kvn::host
