@@ -104,22 +104,5 @@ TEST_F(AgentControllerTest, WithoutAServiceTriesEveryFiveSeconds) {
     EXPECT_TRUE(waitForLines("Service agent registered."));
 }
 
-TEST_F(AgentControllerTest, RegistersAgainWithAServiceThatRestartsBetweenTwoPolls) {
-    {
-        FakeService service(answerAsOnlineService);
-        controller.start();
-        ASSERT_TRUE(waitForLines("Service agent registered."));
-    }
-    ASSERT_TRUE(waitForLines("Connection failed: 54"));
-    FakeService service(answerAsOnlineService);
-    const auto registeredAgain = [&] { return env.log.count("Service agent registered.") == 2; };
-    for (int polls = 0; polls < 2 && !registeredAgain();
-         ++polls) { // the loss may be reported after the first
-        env.loop.advance(5s);
-        env.loop.runUntil(registeredAgain, 1s);
-    }
-    EXPECT_EQ(service.count("<RegisterAgent"), 1U);
-}
-
 } // namespace
 } // namespace kvn::test
