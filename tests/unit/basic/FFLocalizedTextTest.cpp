@@ -100,17 +100,11 @@ TEST_F(FFLocalizedTextTest, FindsAndReplacesTexts) {
 
 TEST_F(FFLocalizedTextTest, ReadsOddFilesAndRefusesHostileOnes) {
     const std::string stops = "FFLocalizedText: XML parser will stop. ", english = named("", "en");
-    std::string laughs = "<!DOCTYPE All [<!ENTITY a0 \"ha\">";
-    for (int i = 1; i < 30; ++i) {
-        const std::string before = "&a" + std::to_string(i - 1) + ";";
-        laughs += "<!ENTITY a" + std::to_string(i) + " \"" + before + before + "\">";
-    }
     const std::tuple<std::string, std::string, std::string> cases[] = {
         // and the name of English, if there is one
         {"<All>" + english, stops + "Error: no element found (line 2, ", "en"},
-        {"<All>" + language("", pair("name", "&undefined;")) + "</All>", stops + "Error: undefined entity",
-         ""},
-        {laughs + "]><All>" + language("", pair("name", "&a29;")) + "</All>",
+        {"<!DOCTYPE All [<!ENTITY a \"a\"><!ENTITY b \"&a;&a;\">]><All>" + language("", pair("name", "&b;")) +
+             "</All>",
          stops + "Validation error: an entity declaration (line 2, ", ""},
         {"<!DOCTYPE All [<!ENTITY % a SYSTEM \"/etc/passwd\"> %a;]><All>" + english + "</All>",
          stops + "Validation error: an entity declaration", ""},

@@ -131,7 +131,8 @@ TEST_F(LaunchdControllerTest, StopsAndStartsServicesAndTheComputer) {
         pause();
     }
     const std::string pid = std::to_string(child);
-    const std::pair<std::string, int> cases[] = {{"1", 3}, {"-" + pid, 3}, {"9999999999", ESRCH}, {pid, 0}};
+    const std::string tooLarge = std::to_string(child + (std::int64_t{1} << 32));
+    const std::pair<std::string, int> cases[] = {{"1", 3}, {"-" + pid, 3}, {tooLarge, ESRCH}, {pid, 0}};
     for (const auto& [text, result] : cases) {
         EXPECT_EQ(launchd.stopSystemService("X", text, "501", errorInfo), result) << text;
     }

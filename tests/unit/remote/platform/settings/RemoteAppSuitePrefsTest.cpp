@@ -8,7 +8,6 @@ namespace kvn::test {
 namespace {
 
 using Number = RemoteAppSuitePrefs::Number;
-
 using RemoteAppSuitePrefsTest = SettingsFixture;
 
 TEST_F(RemoteAppSuitePrefsTest, TheFirstWriteMakesAFileThatEveryUserMayWrite) {
