@@ -77,7 +77,6 @@ TEST_F(FFLocalizedTextTest, FindsAndReplacesTexts) {
         {texts.stringForKey("e"), ""}, // found
         {texts.stringForKeyOrDefault("gap"), "only English"},
         {texts.systemStringForKey("PermissionGranted").value_or("none"), "Erteilt"},
-        {texts.systemStringForKey("nothing").value_or("none"), "none"},
         // A replacement is not searched for its own placeholder, but for the next one.
         {texts.stringForKeyWithReplacements("t", {{"%2%1", "%1"}, {"y", "%2"}}), "a y%1 b y%1 y"},
         {texts.stringForKeyWithReplacements("t", {{"X", std::nullopt}, {"y", "%2"}}), "a %1 b %1 %2"},
@@ -88,14 +87,12 @@ TEST_F(FFLocalizedTextTest, FindsAndReplacesTexts) {
         {texts.languageCodeForCountry("AO", "pt"), "22-02"},
         {texts.languageCodeForCountry("Hans", "zh"), "4"},
         {texts.winLanguageKeyToLanguageCode("").value_or("none"), "en"},
-        {texts.winLanguageKeyToLanguageCode("99").value_or("none"), "none"},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         EXPECT_EQ(cases[i].first, cases[i].second) << i;
     }
     EXPECT_EQ(log_.linesWith("not found!"),
               std::vector<std::string>{"Language Value \"nothing\" not found!"});
-    EXPECT_GE(texts.mutableStringForKey("t").capacity(), 112U);
 }
 
 TEST_F(FFLocalizedTextTest, ReadsOddFilesAndRefusesHostileOnes) {

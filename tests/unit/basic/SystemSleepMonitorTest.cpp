@@ -115,18 +115,16 @@ TEST_F(SystemSleepMonitorTest, ObserversReceivePowerMessagesAndMayLeaveMeanwhile
 TEST_F(SystemSleepMonitorTest, RefusesAtMostThreeSleepsInARow) {
     monitor_.addObserver(second_); // allows every sleep
     monitor_.addObserver(observer_);
-    const struct {
-        bool answer, allowed;
-        const char* counter;
-    } steps[] = {{false, false, "1"}, {false, false, "2"}, {false, false, "3"}, {false, true, "0"},
-                 {false, false, "1"}, {true, true, "0"},   {false, false, "1"}};
-    for (const auto& step : steps) {
-        observer_.answer = step.answer;
-        const std::string word = step.allowed ? "yes" : "no", result = step.allowed ? "allowed" : "cancelled";
+    const std::tuple<bool, bool, std::string> steps[] = {
+        {false, false, "1"}, {false, false, "2"}, {false, false, "3"}, {false, true, "0"},
+        {false, false, "1"}, {true, true, "0"},   {false, false, "1"}};
+    for (const auto& [answer, allowed, counter] : steps) {
+        observer_.answer = answer;
+        const std::string word = allowed ? "yes" : "no", result = allowed ? "allowed" : "cancelled";
         expect([&] { power_.send(PowerManagement::kCanSystemSleep, 100); },
-               {"Allowing system to sleep: " + word + ", request: " + step.counter,
+               {"Allowing system to sleep: " + word + ", request: " + counter,
                 "SystemSleepMonitor: kIOMessageCanSystemSleep " + result,
-                step.allowed ? "allow 100" : "cancel 100"});
+                allowed ? "allow 100" : "cancel 100"});
     }
 }
 

@@ -148,7 +148,7 @@ TEST_F(RemoteServiceConnectorTest, CarriesOutAtMostThirtyTwoLaunchesThatTheServi
     ASSERT_TRUE(waitUntil([&] { return env.log.contains("Too many launch requests, dropped"); }));
     env.loop.advance(1s);
     EXPECT_EQ(env.runner.launched.size(), 32U);
-    execute("/opt/client"); // the room is free again
+    execute("/opt/client"); // a launch that is done no longer counts
     env.loop.advance(1s);
     EXPECT_EQ(env.runner.launched.size(), 33U);
 }

@@ -11,20 +11,15 @@ using Number = RemoteAppSuitePrefs::Number;
 using RemoteAppSuitePrefsTest = SettingsFixture;
 
 TEST_F(RemoteAppSuitePrefsTest, TheFirstWriteMakesAFileThatEveryUserMayWrite) {
-    EXPECT_THAT(logOf([&] {
-                    EXPECT_EQ(prefs_.numberForKey("a"), std::nullopt);
-                    EXPECT_EQ(modeMadeBy([&] { prefs_.setNumber(5, "a"); }, prefsPath_), mode_t{0666});
-                    EXPECT_EQ(prefs_.numberForKey("a"), Number(std::int64_t{5}));
-                }),
-                IsEmpty());
+    const CapturedLog log;
+    EXPECT_EQ(prefs_.numberForKey("a"), std::nullopt);
+    EXPECT_EQ(modeMadeBy([&] { prefs_.setNumber(5, "a"); }, prefsPath_), mode_t{0666});
+    EXPECT_EQ(prefs_.numberForKey("a"), Number(std::int64_t{5}));
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(RemoteAppSuitePrefsTest, ConvertsBetweenTextsAndNumbers) {
-    const struct {
-        std::string value;
-        std::optional<std::string> text;
-        std::optional<Number> number;
-    } cases[] = {
+    const std::tuple<std::string, std::optional<std::string>, std::optional<Number>> cases[] = {
         {"<string> -2.5e1 apples</string>", " -2.5e1 apples", -25.0},
         {"<string>2024-03-07T09:05:02</string>", "2024-03-07T09:05:02", 2024.0},
         {"<string>inf</string>", "inf", 0.0},
@@ -33,11 +28,11 @@ TEST_F(RemoteAppSuitePrefsTest, ConvertsBetweenTextsAndNumbers) {
         {"<true/>", "1", true},
         {"<date>2024-03-07T09:05:02Z</date>", std::nullopt, std::nullopt},
     };
-    for (const auto& c : cases) {
-        writeFile(prefsPath_, "<plist><dict><key>k</key>" + c.value + "</dict></plist>");
+    for (const auto& [value, text, number] : cases) {
+        writeFile(prefsPath_, "<plist><dict><key>k</key>" + value + "</dict></plist>");
         RemoteAppSuitePrefs prefs("com.korvane.remote", lists_);
-        EXPECT_EQ(prefs.stringForKey("k"), c.text) << c.value;
-        EXPECT_EQ(prefs.numberForKey("k"), c.number) << c.value;
+        EXPECT_EQ(prefs.stringForKey("k"), text) << value;
+        EXPECT_EQ(prefs.numberForKey("k"), number) << value;
     }
 }
 
