@@ -50,13 +50,10 @@ def languages_of_the_product():
 
 
 def read_language_file(codes):
-    pairs = []
-    for language in ElementTree.parse(RESOURCES / "language.xml").getroot():
-        identifier = language.get("langKey")
-        where = f"language.xml, {codes.get(identifier, f'unknown langKey {identifier}')}"
-        pairs.append((identifier, collect(where, ((pair.get("key"), pair.get("value")) for pair in language))))
-    texts = collect("language.xml", pairs)
-    return {codes.get(identifier): texts[identifier] for identifier in texts}
+    languages = {language: codes.get(language.get("langKey"), "an unknown langKey")
+                 for language in ElementTree.parse(RESOURCES / "language.xml").getroot()}
+    return collect("language.xml", ((code, collect(f"language.xml, {code}", (
+        (pair.get("key"), pair.get("value")) for pair in language))) for language, code in languages.items()))
 
 
 def read_string_table(path):

@@ -31,11 +31,7 @@ public:
     FakeService& operator=(const FakeService&) = delete;
 
     /// Sends to all agents.
-    void push(const std::string& text) {
-        long written = 0;
-        pipe_.send(nullptr, reinterpret_cast<const unsigned char*>(text.data()),
-                   static_cast<long>(text.size()), written);
-    }
+    void push(const std::string& text) { send(nullptr, text); }
 
     /// Everything received so far, in order.
     std::string transcript() const {
@@ -47,17 +43,19 @@ public:
     std::size_t count(const std::string& text) const { return Kvs::FGStr<char>(transcript()).count(text); }
 
 private:
+    void send(const wchar_t* receiver, const std::string& text) {
+        long written = 0;
+        pipe_.send(receiver, reinterpret_cast<const unsigned char*>(text.data()),
+                   static_cast<long>(text.size()), written);
+    }
     void received(Kvs::FComMessenger*, Kvs::FComMessenger::DataReceivedArg& arg) {
         const std::string message(arg.data.begin(), arg.data.end());
         {
             const std::lock_guard<std::mutex> guard(mutex_);
             transcript_ += message;
         }
-        const std::string answer = answer_ ? answer_(message) : "";
-        long written = 0;
-        if (!answer.empty()) {
-            pipe_.send(arg.sender.c_str(), reinterpret_cast<const unsigned char*>(answer.data()),
-                       static_cast<long>(answer.size()), written);
+        if (const std::string answer = answer_ ? answer_(message) : ""; !answer.empty()) {
+            send(arg.sender.c_str(), answer);
         }
     }
 

@@ -8,9 +8,8 @@ namespace kvn::test {
 
 /// Runs a real main loop until the condition holds; false after the deadline.
 template <class Condition>
-bool pumpUntil(host::MainLoop& loop, Condition condition,
-               std::chrono::milliseconds deadline = std::chrono::seconds(20)) {
-    const auto end = std::chrono::steady_clock::now() + deadline;
+bool pumpUntil(host::MainLoop& loop, Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     const auto check = loop.startTimer(std::chrono::milliseconds(1), [&] {
         if (condition() || std::chrono::steady_clock::now() > end) {
             loop.quit();

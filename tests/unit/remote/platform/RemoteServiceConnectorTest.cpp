@@ -1,4 +1,5 @@
 #include "remote/platform/RemoteServiceConnector.h"
+#include "remote/platform/ClientArguments.h"
 #include "tests/support/Test.h"
 
 #include "tests/support/AgentEnvironment.h"
@@ -83,76 +84,49 @@ TEST_F(RemoteServiceConnectorTest, ForgetsTheOldestOfTooManyRequests) {
 
 TEST_F(RemoteServiceConnectorTest, WithoutAServiceEveryRequestFails) {
     std::vector<std::int32_t> results;
-    const auto record = [&](const auto* response, std::int32_t result) {
-        EXPECT_FALSE(response);
-        results.push_back(result);
-    };
-    connector->requestServiceStatus(record);
-    connector->requestProxyStatus(record);
-    connector->sendServicePauseRequest(record);
-    connector->sendServiceContinueRequest(record);
-    EXPECT_EQ(results, std::vector<std::int32_t>(4, Kvs::kFailure));
+    for (const auto request :
+         {&RemoteServiceConnector::requestServiceStatus, &RemoteServiceConnector::requestProxyStatus,
+          &RemoteServiceConnector::sendServicePauseRequest}) {
+        ((*connector).*request)([&](const auto* response, std::int32_t result) {
+            EXPECT_FALSE(response);
+            results.push_back(result);
+        });
+    }
+    EXPECT_THAT(results, ElementsAre(Kvs::kFailure, Kvs::kFailure, Kvs::kFailure));
     EXPECT_TRUE(env.log.contains("KvnRemoteServiceCtrl::sendRequest: no messenger for given pipe ID"));
 
     EXPECT_CALL(delegate,
                 serviceConnectorFailedWithError(_, Kvs::kFailure, "sendSystemRebootRequest request failed."));
     EXPECT_EQ(connector->sendSystemRebootRequest(), Kvs::kFailure);
-    EXPECT_EQ(connector->registerServiceAgent(), Kvs::kFailure);
-    // The failure of the registration is reported later.
-    EXPECT_CALL(delegate, serviceConnectorFailedWithError(_, Kvs::kFailure, "registerServiceAgent failed."));
-    env.loop.runPending();
 }
 
 TEST_F(RemoteServiceConnectorTest, LaunchesTheClientAfterADelayAndReportsIt) {
     FakeService service;
     EXPECT_CALL(delegate, updateStatus).Times(2);
-    const struct {
-        std::chrono::seconds upTime;
-        std::string executable, launched;
-        std::chrono::milliseconds delay;
-        std::string line;
-    } cases[] = {
-        {90s, "\"/opt/client\"", "/opt/client", 1s, "Launching client in 1.0 seconds"},
-        {89s, "/C.app", "/C.app/Contents/MacOS/Inner", 12s, "Launching client in 12.0 seconds"},
+    const std::vector<std::string> arguments{"-sid:123", "-transferlog:on"};
+    const std::tuple<std::chrono::seconds, std::string, std::chrono::milliseconds, std::string> cases[] = {
+        {90s, "\"/opt/client\"", 1s, "/opt/client"},
+        {89s, "/C.app", 12s, "/C.app/Contents/MacOS/Inner"},
     };
-    std::size_t launched = 0;
-    for (const auto& c : cases) {
-        env.system.up = c.upTime;
-        execute(c.executable);
-        EXPECT_TRUE(env.log.contains(c.line));
-        env.loop.advance(c.delay - 1ms);
-        EXPECT_EQ(env.runner.launched.size(), launched);
+    for (const auto& [upTime, executable, delay, launched] : cases) {
+        env.system.up = upTime;
+        execute(executable);
+        env.loop.advance(delay - 1ms);
+        EXPECT_THAT(env.runner.launched, IsEmpty());
         env.loop.advance(1ms);
-        ASSERT_EQ(env.runner.launched.size(), ++launched);
-        EXPECT_EQ(env.runner.launched.back().first, c.launched);
-        EXPECT_THAT(env.runner.launched.back().second, ElementsAre("-sid:123", "-transferlog:on"));
-        EXPECT_TRUE(
-            env.log.contains("Started: " + c.launched + " procId: 4300, args: (-sid:123, -transferlog:on)"));
+        EXPECT_THAT(std::exchange(env.runner.launched, {}), ElementsAre(std::pair(launched, arguments)));
     }
+    EXPECT_TRUE(env.log.contains("Started: /opt/client procId: 4300, args: (-sid:123, -transferlog:on)"));
     EXPECT_TRUE(waitUntil([&] { return service.count("<ClientLauched ProcessID=\"4300\"") == 2; }));
     EXPECT_EQ(env.preferences.stringForKey("LastClientProcessInfo"), "4300|100008|alice");
-}
 
-TEST_F(RemoteServiceConnectorTest, AFailedLaunchIsNotReportedAndOtherCommandsLaunchNothing) {
-    FakeService service;
-    EXPECT_CALL(delegate, updateStatus).Times(0);
     env.runner.fails = true;
-    execute("/opt/client");
-    env.loop.advance(1s);
-    EXPECT_TRUE(
-        env.log.contains("Failed to launch: /opt/client args: (-sid:123, -transferlog:on)\nException: "));
-    EXPECT_EQ(env.preferences.stringForKey("LastClientProcessInfo"), std::nullopt);
-
-    env.runner.launched.clear();
-    connector->processCommand({0, "executeprocess", "/bin/true", ""});
-    EXPECT_TRUE(env.log.contains("Received unknown service command: executeprocess"));
-    EXPECT_CALL(delegate, serviceConnectorShouldHandleLaunchRequest(_, "/opt/client", _))
+    execute("/opt/fails");
+    EXPECT_CALL(delegate, serviceConnectorShouldHandleLaunchRequest(_, "/opt/refused", arguments))
         .WillOnce(Return(false));
-    execute("/opt/client");
-    EXPECT_TRUE(
-        env.log.contains("Delegate handled launch request: /opt/client args: (-sid:123, -transferlog:on)"));
+    execute("/opt/refused");
     env.loop.advance(1min);
-    EXPECT_TRUE(env.runner.launched.empty());
+    EXPECT_THAT(env.runner.launched, ElementsAre(std::pair("/opt/fails", arguments)));
 }
 
 TEST_F(RemoteServiceConnectorTest, AScheduledLaunchHappensAfterTheConnectorIsDropped) {
@@ -171,9 +145,32 @@ TEST_F(RemoteServiceConnectorTest, CarriesOutAtMostThirtyTwoLaunchesThatTheServi
     for (int i = 0; i < 50; ++i) {
         service.push("<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/opt/client\"/>");
     }
-    ASSERT_TRUE(waitUntil([&] { return env.log.contains("Too many launch requests, dropped"); }));
+    ASSERT_TRUE(waitUntil([&] { return env.log.count("Too many launch requests, dropped") == 18; }));
     env.loop.advance(1s);
     EXPECT_EQ(env.runner.launched.size(), 32U);
+    execute("/opt/client"); // a launch that is done no longer counts
+    env.loop.advance(1s);
+    EXPECT_EQ(env.runner.launched.size(), 33U);
+}
+
+TEST(ClientArgumentsTest, SplitsOutsideQuotesAndRewrites) {
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {" \t ", {}},
+        {"/sessionid:123 \"/remoteuser:John Smith\" /transferlog:on",
+         {"-sid:123", "\"-sessionclientname:John Smith\"", "-transferlog:on"}},
+        {"  a\t\tb  ", {"a", "b"}},
+        {"/proxyconfig:/sessionid:1", {"-proxyconfig:-sid:1"}},
+        {"x\"a b\"y z", {"x\"a b\"y", "z"}},
+        {"\"never closed a b", {"\"never closed a b"}},
+        {"a\xC2\xA0"
+         "b\xE3\x80\x80 c\xE2\x80\x8A",
+         {"a", "b", "c"}},
+        {"/SessionId:1", {"/SessionId:1"}},
+        {"B\xC3\xBCro \xE6\x97\xA5", {"B\xC3\xBCro", "\xE6\x97\xA5"}},
+    };
+    for (const auto& [parameters, arguments] : cases) {
+        EXPECT_EQ(clientArguments(parameters), arguments) << parameters;
+    }
 }
 
 } // namespace

@@ -1,26 +1,16 @@
 #pragma once
 
 #include "core/system/FSysInfoPaths.h"
-#include "host/plist/XmlPropertyList.h"
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/AgentEnvironment.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <chrono>
-#include <filesystem>
-#include <string>
 #include <sys/stat.h>
 
 namespace kvn::test {
 
-/// A root of its own with the folders that the product's installation makes.
 class SettingsFixture : public testing::Test {
 protected:
-    ~SettingsFixture() override { Kvs::FSysInfoPaths::setRoot(""); }
-
     /// Runs the action and returns the lines that it logged.
     template <class Action>
     static std::vector<std::string> logOf(Action action) {
@@ -38,18 +28,9 @@ protected:
         return RemoteAppSuitePrefs("com.korvane.remote", lists_).stringForKey(key);
     }
 
-    static std::string install(const std::string& root) {
-        Kvs::FSysInfoPaths::setRoot(root);
-        const std::string support = root + "/Library/Application Support/com.korvane.remote";
-        std::filesystem::create_directories(support + "/registry");
-        std::filesystem::create_directories(support + "/config/KorvaneRemoteservice");
-        return support;
-    }
-
-    TemporaryFolder folder_;
-    const std::string support_ = install(folder_.path());
+    TemporaryRoot root_;
+    const std::string support_ = Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote";
     const std::string prefsPath_ = support_ + "/registry/com.korvane.remote.plist";
-    const std::string policyPath_ = support_ + "/config/KorvaneRemoteservice/settings.xml";
     host::XmlPropertyList lists_;
     RemoteAppSuitePrefs prefs_{"com.korvane.remote", lists_};
 };

@@ -1,0 +1,230 @@
+#include "core/system/FSysInfoPaths.h"
+#include "host/posix/PollMainLoop.h"
+#include "host/posix/PosixProcessRunner.h"
+#include "remote/platform/launchd/LaunchdController.h"
+#include "remote/platform/launchd/LoginSessionMonitor.h"
+#include "remote/platform/launchd/MacRoman.h"
+#include "tests/support/AgentEnvironment.h"
+#include "tests/support/FakeDesktop.h"
+#include "tests/support/Test.h"
+
+#include <deque>
+
+namespace kvn::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+using Outcome = host::ProcessRunner::Outcome;
+
+/// A machine whose tools give the test's answers in turn and repeat the last one; without answers, an empty
+/// one. Keeps a journal of programs and sleeps, with paths relative to the root.
+struct FakeMachine : host::ProcessRunner, host::ScriptRunner, host::Sleeper {
+    using Answer = std::variant<Outcome, host::Error>;
+
+    std::variant<pid_t, host::Error> launch(const std::string& path, const std::vector<std::string>&,
+                                            Session) override {
+        return host::Error{"test", 1, "nobody launches " + path};
+    }
+    Answer run(const std::string& path, const std::vector<std::string>& arguments, Limits) override {
+        const std::string root = Kvs::FSysInfoPaths::underRoot("");
+        const auto plain = [&](const std::string& s) {
+            return s.substr(s.starts_with(root) ? root.size() : 0);
+        };
+        journal.push_back(plain(path));
+        auto& waiting = answers.try_emplace(plain(path), 1).first->second;
+        for (const std::string& argument : arguments) {
+            journal.back() += " " + plain(argument);
+        }
+        const Answer answer = waiting.front();
+        if (waiting.size() > 1) {
+            waiting.pop_front();
+        }
+        return answer;
+    }
+    std::variant<std::string, host::Error> run(const std::string& source) override {
+        journal.push_back(source);
+        return scriptResult;
+    }
+    void sleepFor(std::chrono::milliseconds time) override {
+        journal.push_back(std::to_string(time.count()) + " ms");
+    }
+
+    std::map<std::string, std::deque<Answer>> answers; // by the tool's path
+    std::variant<std::string, host::Error> scriptResult = "null()";
+    std::vector<std::string> journal;
+};
+
+const host::Error kMissing{"posix", ENOENT, "No such file"};
+const std::string kList = "/bin/ps -e -o pid,uid,command";
+
+struct LaunchdControllerTest : testing::Test {
+    TemporaryRoot root;
+    CapturedLog log;
+    FakeSystemInfo system;
+    FakeMachine machine;
+    LaunchdController launchd{machine, machine, machine, system};
+    std::string errorInfo;
+};
+
+TEST_F(LaunchdControllerTest, BuildsTheArgumentsOfJobs) {
+    for (const char* name : {"LaunchAgents/GUIAgent", "LaunchAgents/Agent", "LaunchDaemons/Agent"}) {
+        const fs::path plist = Kvs::FSysInfoPaths::underRoot("/Library/") + name + ".plist";
+        fs::create_directories(plist.parent_path());
+        writeFile(plist, "");
+    }
+    const std::tuple<std::array<int, 3>, std::string, const char*, std::string, const char*> cases[] = {
+        {{10, 9, 0}, "GUIAgent", "501", "asuser 501 /bin/launchctl ", " -w -S Aqua "},
+        {{10, 9, 0}, "Agent", "-2", "asuser -2 /bin/launchctl ", " -w "},
+        {{10, 8, 5}, "GUIAgent", "501", "bsexec 77 chroot -u 501 / /bin/launchctl ", " -w "},
+        {{10, 9, 0}, "GUIAgent", "0", "", " -w "},
+    };
+    for (const auto& [release, label, userId, before, after] : cases) {
+        system.release = release;
+        EXPECT_EQ(launchd.startAgent(label, userId, "77", errorInfo), 0);
+        EXPECT_EQ(launchd.stopSystemService(label, "77", userId, errorInfo), 0);
+        const std::string tail = after + ("/Library/LaunchAgents/" + label + ".plist");
+        EXPECT_EQ(std::exchange(machine.journal, {}), (Lines{"/bin/launchctl " + before + "load" + tail,
+                                                             "/bin/launchctl " + before + "unload" + tail}));
+    }
+}
+
+TEST_F(LaunchdControllerTest, ReadsLists) {
+    machine.answers["/bin/ps"] = {
+        Outcome{0,
+                "  PID   UID COMMAND\n   88   501 /A/loginwindow  x \n 47 \n12 0\n\n"
+                "89\t502 /B/loginwindow\n90 501 cat",
+                ""}};
+    const auto found = launchd.findRunningProcessesMatching("loginwindow", "501");
+    ASSERT_TRUE(found && found->size() == 1);
+    EXPECT_EQ(found->front().description(), "pid: 88, uid: 501, command: /A/loginwindow  x");
+    EXPECT_EQ(log.count("Unexpected output line of ps command: "), 3U); // a pid, a pid and a uid, nothing
+    EXPECT_EQ(launchd.getLoginSessionInfo()->back().pid, "89");
+    machine.answers["/usr/bin/dscl"] = {Outcome{0, "_www      70\nalice   501\n\nbob_b 502", ""}};
+    EXPECT_EQ(launchd.getLocalUsers(), (Lines{"alice", "bob_b"}));
+    EXPECT_EQ(machine.journal, (Lines{kList, kList, "/usr/bin/dscl . list /Users UniqueID"}));
+}
+
+TEST_F(LaunchdControllerTest, StopsAndStartsServicesAndRestartsTheComputer) {
+    const std::tuple<FakeMachine::Answer, int, std::string> answers[] = {
+        {Outcome{0, "", "already loaded\n"}, -1, "already loaded\n"},
+        {Outcome{1, "on standard output", ""}, 0, ""}, // only the standard error counts
+        {kMissing, -1, "No such file (posix 2)"},
+    };
+    for (const auto& [answer, result, text] : answers) {
+        machine.answers["/bin/launchctl"] = {answer};
+        EXPECT_EQ(launchd.restartService("D", errorInfo), result);
+        EXPECT_EQ(errorInfo, text);
+        EXPECT_EQ(launchd.startDaemon("D", errorInfo), result);
+        EXPECT_EQ(launchd.removeService("D"), result);
+        const std::string load = "/bin/launchctl load -w /Library/LaunchDaemons/D.plist";
+        EXPECT_EQ(std::exchange(machine.journal, {}),
+                  (Lines{"3000 ms", load, load, "/bin/launchctl remove D"}));
+    }
+    machine.scriptResult = kMissing;
+    EXPECT_FALSE(launchd.rebootSystem());
+    EXPECT_THAT(machine.journal, ElementsAre("1500 ms", "    tell application \"Finder\"\n"
+                                                        "        restart\n    end tell\n"));
+
+    // A service without a property list is killed.
+    const pid_t child = fork();
+    while (child == 0) {
+        pause();
+    }
+    const std::string pid = std::to_string(child);
+    const std::string tooLarge = std::to_string(child + (std::int64_t{1} << 32));
+    const std::pair<std::string, int> cases[] = {{"1", 3}, {"-" + pid, 3}, {tooLarge, ESRCH}, {pid, 0}};
+    for (const auto& [text, result] : cases) {
+        EXPECT_EQ(launchd.stopSystemService("X", text, "501", errorInfo), result) << text;
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(WTERMSIG(status), SIGKILL);
+}
+
+TEST_F(LaunchdControllerTest, StopsApplicationsWithIncreasingForce) {
+    const FakeMachine::Answer none = Outcome(), two = Outcome{0, "7 1 App\n8 1 App", ""};
+    const std::tuple<std::deque<FakeMachine::Answer>, std::size_t, std::size_t, bool, bool> cases[] = {
+        {{none}, 0, 0, false, true},
+        {{two, two, none}, 2, 2, false, true},
+        {{two, two, two, two, two, two, none}, 2, 5, true, true},
+        {{kMissing}, 0, 5, true, false}, // without a list nobody knows
+    };
+    for (const auto& [lists, asked, rounds, killed, result] : cases) { // the last list is repeated
+        machine.answers["/bin/ps"] = lists;
+        EXPECT_EQ(launchd.stopAllInstancesOfApp("App"), result);
+        Lines expected{kList};
+        expected.insert(expected.end(), asked,
+                        "    tell application \"App\"\n        quit saving no\n    end tell\n");
+        for (std::size_t round = 0; round < rounds; ++round) {
+            expected.insert(expected.end(), {"330 ms", kList});
+        }
+        if (killed) {
+            expected.insert(expected.end(), {"/usr/bin/killall App", kList, "500 ms"});
+        }
+        EXPECT_EQ(std::exchange(machine.journal, {}), expected);
+    }
+}
+
+TEST_F(LaunchdControllerTest, ReadsTheListOfTheRealToolWithLongLines) {
+    setenv("COLUMNS", "20", 1); // makes some versions of ps cut lines
+    host::PollMainLoop loop;
+    host::PosixProcessRunner runner(loop);
+    const LaunchdController real(runner, machine, machine, system);
+    const auto found = real.findRunningProcessesMatching("_test", std::to_string(geteuid()));
+    unsetenv("COLUMNS");
+    ASSERT_TRUE(found);
+    EXPECT_THAT(*found, testing::Contains(testing::Field(&LCProcessInfo::pid, std::to_string(getpid()))));
+}
+
+struct FakeConsoleUser : host::ConsoleUser {
+    Owner current() override { return owner; }
+    host::MainLoop::Handle onChange(host::MainLoop::Task task) override {
+        changed = std::move(task);
+        return nullptr;
+    }
+    Owner owner;
+    host::MainLoop::Task changed;
+};
+
+TEST_F(LaunchdControllerTest, TheMonitorStartsMissingAgentsWhenTheConsoleUserChanges) {
+    FakeClock clock;
+    ManualMainLoop loop(clock);
+    FakeConsoleUser console;
+    ManualWorkQueue jobs;
+    LoginSessionMonitor monitor(console, loop, jobs, launchd);
+    machine.answers["/bin/ps"] = {Outcome{
+        0, "1 0 loginwindow\n2 501 loginwindow\n3 502 loginwindow\n4 503 loginwindow\n9 501 KvnGUIAgent",
+        ""}};
+    machine.answers["/bin/launchctl"] = {Outcome{0, "", "no such session"}, Outcome()};
+
+    monitor.systemMonitorStartedMonitoring();
+    EXPECT_TRUE(log.contains("LoginSessionMonitor: current console user: (null)(0)"));
+    const std::string head = "/bin/launchctl asuser ",
+                      tail = " /bin/launchctl load -w -S Aqua "
+                             "/Library/LaunchAgents/com.korvane.remote.KvnGUIAgent.plist";
+    const Lines scan{kList, kList, head + "502" + tail, head + "503" + tail};
+    const std::pair<std::optional<std::string>, Lines> changes[] = {{"alice", scan},     {"alice", {}},
+                                                                    {"loginwindow", {}}, {std::nullopt, {}},
+                                                                    {"bob", scan},       {"alice", scan}};
+    for (const auto& [name, lines] : changes) {
+        console.owner.name = name;
+        console.changed();
+        loop.advance(9999ms);
+        EXPECT_EQ(jobs.runAll(), 0);
+        loop.advance(1ms);
+        EXPECT_THAT(machine.journal, IsEmpty()); // no tool runs on the main thread
+        jobs.runAll();
+        EXPECT_EQ(std::exchange(machine.journal, {}), lines);
+    }
+    EXPECT_TRUE(log.contains(
+        "LoginSessionMonitor: failed to start agent for user: 502, pid: 3, error: no such session"));
+}
+
+TEST(LoginSessionMonitor, ReadsTheNameOfTheOwnerAsMacOSRoman) {
+    EXPECT_EQ(LoginSessionMonitor::getProcessOwnerName(0), "root");
+    EXPECT_EQ(LoginSessionMonitor::getProcessOwnerName(4294967000U), "anonymous");
+    EXPECT_EQ(utf8FromMacRoman("J\x9Frg \x80\xDB\xF0\xFF~"), "J\u00FCrg \u00C4\u20AC\uF8FF\u02C7~");
+}
+
+} // namespace
+} // namespace kvn::test
