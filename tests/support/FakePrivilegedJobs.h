@@ -1,10 +1,7 @@
 #pragma once
 
 #include "host/PrivilegedJobs.h"
-
-#include <functional>
-#include <string>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 

@@ -3,18 +3,7 @@
 #include "core/messenger/FComMessengerPipe.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/text/FGStr.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/WaitUntil.h"
-
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <functional>
-#include <gtest/gtest.h>
-#include <mutex>
-#include <string>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 
@@ -62,20 +51,18 @@ public:
 
 private:
     void take(Kvs::FComMessenger*, Kvs::FComMessenger::DataReceivedArg& arg) {
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            raised_.bytes.append(arg.data.begin(), arg.data.end());
-            raised_.pieces.push_back(arg.data.size());
-            raised_.sender = arg.sender.str();
-        }
+        std::unique_lock<std::mutex> guard(mutex_);
+        raised_.bytes.append(arg.data.begin(), arg.data.end());
+        raised_.pieces.push_back(arg.data.size());
+        raised_.sender = arg.sender.str();
+        guard.unlock();
         onData();
     }
 
     void fail(Kvs::FComMessenger*, int& error) {
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            raised_.errors.push_back(error);
-        }
+        std::unique_lock<std::mutex> guard(mutex_);
+        raised_.errors.push_back(error);
+        guard.unlock();
         onError();
     }
 
@@ -88,7 +75,7 @@ class PipeTest : public ::testing::Test {
 protected:
     PipeTest() {
         std::signal(SIGPIPE, SIG_IGN);
-        std::filesystem::create_directories(root.file("var/tmp"));
+        fs::create_directories(root.file("var/tmp"));
         Kvs::FSysInfoPaths::setRoot(root.path());
     }
     ~PipeTest() override {
@@ -114,7 +101,7 @@ protected:
 
 private:
     static std::ptrdiff_t descriptorsInUse() {
-        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
+        return std::distance(fs::directory_iterator("/dev/fd"), {});
     }
     const std::ptrdiff_t before_ = descriptorsInUse();
 };

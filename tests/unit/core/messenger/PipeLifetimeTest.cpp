@@ -24,8 +24,7 @@ TEST_F(PipeTest, EndsFromInsideAHandler) {
     std::vector<std::string> endedReaders;
     for (const auto& ending : cases) {
         SCOPED_TRACE(ending.description);
-        Listening actor(ending.server);
-        Listening other(!ending.server);
+        Listening actor(ending.server), other(!ending.server);
         std::atomic<bool> done = false;
         (ending.onError ? actor.onError : actor.onData) = [&] {
             ending.act(actor);
@@ -55,16 +54,14 @@ TEST_F(PipeTest, EndsFromInsideAHandler) {
 
 TEST_F(PipeTest, EveryCloseWaitsForAHandlerThatHasClosedThePipeItself) {
     std::atomic<bool> busy = false;
-    std::atomic<int> closing = 0;
-    std::atomic<int> closed = 0;
-    Listening server(true);
+    std::atomic<int> closing = 0, closed = 0;
+    Listening server(true), client(false);
     server.onData = [&] {
         server.pipe->close();
         busy = true;
         waitUntil([&] { return closing == 2; });
-        EXPECT_FALSE(waitUntil([&] { return closed > 0; }, std::chrono::milliseconds(30)));
+        EXPECT_FALSE(waitUntil([&] { return closed > 0; }, 30ms));
     };
-    Listening client(false);
     ASSERT_TRUE(server.start(L"Busy") && client.start(L"Busy"));
     client.send("x");
     ASSERT_TRUE(waitUntil([&] { return busy.load(); }));

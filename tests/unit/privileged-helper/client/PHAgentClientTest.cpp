@@ -1,10 +1,11 @@
 #include "privileged-helper/client/PHAgentClient.h"
-#include "tests/support/Test.h"
-
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeHelper.h"
 #include "tests/support/FakePrivilegedJobs.h"
 #include "tests/support/FakeSleeper.h"
+#include "tests/support/Test.h"
+
+#include <sys/time.h>
 
 namespace kvn::test {
 namespace {
@@ -75,6 +76,32 @@ protected:
     std::atomic<const char*> helperVersion = "2.0";
     std::unique_ptr<FakeHelper> helper;
 };
+
+TEST_F(PHAgentClientTest, TriesThreeTimesASecondApartToConnect) {
+    const std::size_t around = Kvs::FSysInfoPaths::underRoot("/var/run/.socket").size();
+    PHClientProtocolHandler protocol(Kvs::FileDescriptor(), false, sleeper);
+    Texts lines;
+    for (const auto& [length, reason] :
+         {std::pair(103, "Failed to connect Unix domain socket, error: 2"),
+          std::pair(104, "Bundle name too long for Unix domain socket name, error: 104")}) {
+        const std::string identifier(static_cast<std::size_t>(length) - around, 'b');
+        EXPECT_EQ(protocol.connectPrivilegedAgent(identifier), std::nullopt);
+        const std::string failed = "IOException: "s + reason;
+        const std::string again = "Retrying to connect PrivilegedAgent...";
+        lines.insert(lines.end(), {failed, again, failed, again, failed});
+    }
+    EXPECT_EQ(log.lines(), lines);
+    EXPECT_EQ(sleeper.slept(), std::vector(6, 1000ms));
+
+    // The bound on reads ends with the handshake.
+    startHelper();
+    EXPECT_EQ(protocol.connectPrivilegedAgent("helper"), "2.0");
+    timeval timeout{9, 9};
+    socklen_t size = sizeof timeout;
+    EXPECT_EQ(::getsockopt(protocol.conFd(), SOL_SOCKET, SO_RCVTIMEO, &timeout, &size), 0);
+    EXPECT_TRUE(timeout.tv_sec == 0 && timeout.tv_usec == 0);
+    EXPECT_TRUE(log.contains("Connection to PrivilegedAgent established"));
+}
 
 TEST_F(PHAgentClientTest, VerifiesTheVersionExactly) {
     startHelper();
@@ -209,7 +236,7 @@ TEST_F(PHAgentClientTest, UninstallsANewerHelperBeforeItBlesses) {
 TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
     startHelper();
     const auto client = makeClient();
-    const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/dev/fd"), {}); };
+    const auto descriptors = [] { return std::distance(fs::directory_iterator("/dev/fd"), {}); };
     const auto before = descriptors();
     for (int connection = 0; connection < 2; ++connection) {
         EXPECT_TRUE(client->verifyAgentConnection());
@@ -229,16 +256,6 @@ TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
     EXPECT_TRUE(waitUntil([&] { return descriptors() == before; }));
 }
 
-TEST_F(PHAgentClientTest, MayBeDroppedByItsOwnEventThread) {
-    startHelper();
-    handler.client = makeClient();
-    const std::weak_ptr<PHAgentClient> weak = handler.client;
-    EXPECT_TRUE(handler.client->verifyAgentConnection());
-    handler.client->startEventThread();
-    helper->hangUp();
-    EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
-}
-
 TEST_F(PHAgentClientTest, ClosesTheConnectionAQuarterOfASecondAfterBye) {
     startHelper();
     const auto client = makeClient();
@@ -250,6 +267,16 @@ TEST_F(PHAgentClientTest, ClosesTheConnectionAQuarterOfASecondAfterBye) {
     loop.advance(1ms);
     EXPECT_FALSE(client->isConnected());
     EXPECT_EQ(handler.ends, 0);
+}
+
+TEST_F(PHAgentClientTest, MayBeDroppedByItsOwnEventThread) {
+    startHelper();
+    handler.client = makeClient();
+    const std::weak_ptr<PHAgentClient> weak = handler.client;
+    EXPECT_TRUE(handler.client->verifyAgentConnection());
+    handler.client->startEventThread();
+    helper->hangUp();
+    EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
 }
 
 TEST_F(PHAgentClientTest, WaitsForTheUninstallToComplete) {
