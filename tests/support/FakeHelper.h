@@ -32,8 +32,6 @@ public:
         thread_.join();
         fs::remove(path_);
     }
-    FakeHelper(const FakeHelper&) = delete;
-    FakeHelper& operator=(const FakeHelper&) = delete;
 
     void push(const PHMessage& message) { EXPECT_TRUE(connection_.sendMessage(message)); }
     void hangUp() { connection_.closeConnection(); }

@@ -78,37 +78,8 @@ TEST_F(FLogBookFileTest, LogsErrorsAndKeepsThemUntilTheyAreCleared) {
     EXPECT_THAT(book.getLastErrors(), IsEmpty());
 }
 
-TEST_F(FLogBookFileTest, LinesOfThreadsAndOfBooksDoNotMix) {
-    const auto text = [](std::size_t thread, std::size_t line) {
-        return std::to_string(thread) + ":" + std::string(line * 40, static_cast<char>('a' + thread)) + ".";
-    };
-    {
-        FLogBookFile books[] = {FLogBookFile(path), FLogBookFile(path)}; // as two processes have them
-        std::vector<std::thread> threads;
-        for (std::size_t thread = 0; thread < 4; ++thread) {
-            threads.emplace_back([&, thread] {
-                for (std::size_t line = 0; line < 250; ++line) {
-                    books[thread % 2].addText(text(thread, line));
-                }
-            });
-        }
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
-    }
-    std::istringstream lines(items().substr((kHeader + "\n\n").size()));
-    std::string line;
-    std::vector<std::size_t> next(4);
-    while (std::getline(lines, line)) {
-        const auto thread = static_cast<std::size_t>(line.at(1) - '0');
-        ASSERT_EQ(line.substr(1), text(thread, next.at(thread)++));
-    }
-    EXPECT_EQ(next, std::vector<std::size_t>(4, 250));
-}
-
 /// Performs the action while files may not grow beyond a size.
-template <class Action>
-void withFileSizeLimit(rlim_t bytes, Action action) {
+void withFileSizeLimit(rlim_t bytes, const std::function<void()>& action) {
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
     rlimit former{};
     getrlimit(RLIMIT_FSIZE, &former);

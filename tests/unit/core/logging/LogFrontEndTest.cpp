@@ -1,5 +1,4 @@
 #include "core/logging/CNSLog.h"
-#include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "tests/support/Test.h"
@@ -10,6 +9,15 @@ using namespace kvn::test;
 
 using namespace Kvs;
 using testing::MatchesRegex;
+
+/// Returns the paths of everything in a folder, relative to it.
+std::vector<std::string> entriesBelow(const std::string& path) {
+    std::vector<std::string> entries;
+    for (const auto& entry : fs::recursive_directory_iterator(path)) {
+        entries.push_back(entry.path().lexically_relative(path).string());
+    }
+    return entries;
+}
 
 class CNSLogTest : public testing::Test {
 protected:
@@ -22,17 +30,8 @@ protected:
         CNSInitLog(mode, sysLogMode, "KvnGUIAgent", folder.file("logs").c_str());
     }
 
-    std::vector<std::string> logFiles() const {
-        std::vector<std::string> files;
-        for (const auto& entry : fs::directory_iterator(folder.file("logs"))) {
-            files.push_back(entry.path().string());
-        }
-        return files;
-    }
-
     /// Returns what the action writes to standard error.
-    template <class Action>
-    static std::string console(Action action) {
+    static std::string console(const std::function<void()>& action) {
         testing::internal::CaptureStderr();
         action();
         return testing::internal::GetCapturedStderr();
@@ -49,26 +48,26 @@ void logInEveryWay() {
     OCNSDbgLog("debug object %@", "y");
 }
 
-TEST_F(CNSLogTest, OpensANewFileAndLogsThere) {
-    EXPECT_EQ(console([&] {
-                  init(kLogModeDebugOff | kLogModeNewLogBook);
-                  logInEveryWay();
-              }),
-              "");
-    ASSERT_THAT(logFiles(),
-                ElementsAre(MatchesRegex(".*/logs/KvnGUIAgent_[0-9-]{10}T[0-9]{2}-[0-9]{2}-[0-9]{2}"
-                                         "[.][0-9]{3}[.]txt")));
-    EXPECT_THAT(readFile(logFiles()[0]), MatchesRegex("----.*----\n.*:\tplain 1\n.*:\tobject x\n"));
-}
-
-TEST_F(CNSLogTest, DebugLoggingAlsoGoesToTheSystemLog) {
-    init(kLogModeDebugOn | kLogModeDebugOff);
-    const CapturedLog log;
-    const std::string output = console(logInEveryWay);
-    EXPECT_THAT(log.lines(), ElementsAre("plain 1", "debug 2", "object x", "debug object y"));
-    EXPECT_THAT(output, HasSubstr(std::string(FLoggable::getLogThreadId()) + ": debug 2\t\n"));
+TEST_F(CNSLogTest, LogsToANewFileAndWithDebuggingAlsoToTheSystem) {
+    const auto logIn = [&](unsigned int mode) {
+        return console([&] {
+            init(mode);
+            logInEveryWay();
+        });
+    };
+    EXPECT_EQ(logIn(kLogModeDebugOff | kLogModeNewLogBook), "");
+    EXPECT_THAT(logIn(kLogModeDebugOn | kLogModeDebugOff),
+                HasSubstr(std::string(FLoggable::getLogThreadId()) + ": debug 2\t\n"));
     init(0);
     EXPECT_TRUE(CNSDbgLogEnabled()) << "neither bit leaves it as it is";
+    const auto files = entriesBelow(folder.path());
+    ASSERT_THAT(files, ElementsAre("logs", MatchesRegex("logs/KvnGUIAgent_[0-9-]{10}T[0-9]{2}-[0-9]{2}-"
+                                                        "[0-9]{2}[.][0-9]{3}[.]txt")));
+    std::string expected = "----[^\n]*----\n";
+    for (const char* text : {"plain 1", "object x", "plain 1", "debug 2", "object x", "debug object y"}) {
+        expected += "[^\n]*:\t"s + text + "\n";
+    }
+    EXPECT_THAT(readFile(folder.file(files[1])), MatchesRegex(expected));
 }
 
 TEST_F(CNSLogTest, LinesThatNoBookTakesAppearOnTheConsole) {
@@ -141,6 +140,7 @@ TEST_F(CNSLogTest, AThreadMayLogUntilItsVeryEnd) {
 
 TEST_F(CNSLogTest, ThreadsLogWhileTheBookIsReplaced) {
     init(kLogModeDebugOff | kLogModeNewLogBook);
+    const std::string line(10'000, 'x');
     std::atomic<bool> stop = false;
     std::atomic<std::size_t> written = 0;
     std::vector<std::thread> threads;
@@ -148,7 +148,7 @@ TEST_F(CNSLogTest, ThreadsLogWhileTheBookIsReplaced) {
         threads.emplace_back([&] {
             while (!stop) {
                 ++written;
-                CNSLog("line");
+                OCNSLog("%@", line);
             }
         });
     }
@@ -161,8 +161,8 @@ TEST_F(CNSLogTest, ThreadsLogWhileTheBookIsReplaced) {
         thread.join();
     }
     std::size_t found = 0;
-    for (const std::string& file : logFiles()) {
-        found += FGStr<char>(readFile(file)).count("\tline\n");
+    for (const std::string& file : entriesBelow(folder.file("logs"))) {
+        found += FGStr<char>(readFile(folder.file("logs/" + file))).count("\t" + line + "\n");
     }
     EXPECT_EQ(found, written);
 }
@@ -193,13 +193,10 @@ TEST(CNSCleanupLogDir, DeletesOldLogFilesOnly) {
     CNSCleanupLogDir("/missing/logs", 720);
     CNSCleanupLogDir(nullptr, 720);
     EXPECT_THAT(log.lines(), ElementsAre());
-    std::vector<std::string> left;
-    for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
-        left.push_back(entry.path().lexically_relative(folder.path()).string());
-    }
-    EXPECT_THAT(left, testing::UnorderedElementsAre(
-                          "logs", "logs/old.log.1", "logs/log", "logs/folder.log", "logs/folder.log/a.txt",
-                          "logs/young.txt", "logs/future.txt", "other", "other/log", "other/kept.txt"));
+    EXPECT_THAT(entriesBelow(folder.path()),
+                testing::UnorderedElementsAre("logs", "logs/old.log.1", "logs/log", "logs/folder.log",
+                                              "logs/folder.log/a.txt", "logs/young.txt", "logs/future.txt",
+                                              "other", "other/log", "other/kept.txt"));
 }
 
 } // namespace

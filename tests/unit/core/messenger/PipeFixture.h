@@ -23,8 +23,6 @@ public:
     }
     /// Waits for running handlers, which use this object.
     ~Listening() { pipe.reset(); }
-    Listening(const Listening&) = delete;
-    Listening& operator=(const Listening&) = delete;
 
     bool start(const wchar_t* name) {
         return pipe->open(name) == Kvs::kSuccess && pipe->beginReceive() == Kvs::kSuccess;
@@ -100,9 +98,7 @@ protected:
     CapturedLog log;
 
 private:
-    static std::ptrdiff_t descriptorsInUse() {
-        return std::distance(fs::directory_iterator("/dev/fd"), {});
-    }
+    static std::ptrdiff_t descriptorsInUse() { return std::distance(fs::directory_iterator("/dev/fd"), {}); }
     const std::ptrdiff_t before_ = descriptorsInUse();
 };
 

@@ -47,25 +47,21 @@ TEST_F(PipeTest, SendsToOnePeerOrToAll) {
     EXPECT_EQ(first.pipe->send(nullptr, nullptr, -1, written), EINVAL);
 }
 
-mode_t modeOf(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
-}
-
 TEST_F(PipeTest, MakesASocketFileForEveryoneAndCutsItsName) {
+    const auto modeOf = [](const std::string& path) { return fs::status(path).permissions(); };
     const mode_t umask = ::umask(027);
     FComMessengerPipe server(true, false);
     ASSERT_EQ(server.open(L"Modes"), Kvs::kSuccess);
     const std::string base = root.file("var/tmp/com.korvane");
-    EXPECT_EQ(modeOf(base), 0777U);
-    EXPECT_EQ(modeOf(base + "/pipes"), 0750U);
-    EXPECT_EQ(modeOf(base + "/pipes/Modes"), 0777U);
+    EXPECT_EQ(modeOf(base), fs::perms(0777));
+    EXPECT_EQ(modeOf(base + "/pipes"), fs::perms(0750));
+    EXPECT_EQ(modeOf(base + "/pipes/Modes"), fs::perms(0777));
 
     // Existing folders keep their mode; an old socket file is replaced.
     ::chmod(base.c_str(), 0711);
     writeFile(base + "/pipes/Stale", "");
     EXPECT_EQ(server.open(L"Stale"), Kvs::kSuccess);
-    EXPECT_EQ(modeOf(base), 0711U);
+    EXPECT_EQ(modeOf(base), fs::perms(0711));
     EXPECT_TRUE(fs::is_socket(base + "/pipes/Stale"));
     ::umask(umask);
 

@@ -19,10 +19,6 @@ TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
         FSysInfoPaths::setRoot(root);
         EXPECT_EQ(FSysInfoPaths::underRoot("/bin/ps"), path) << root;
     }
-    const auto& config = FOSXSystemConfig::getInstance();
-    const std::string directory = "/r/Library/Application Support/com.korvane.remote/config";
-    EXPECT_EQ(fNarrow(config.getServiceConfigDirectory(L"")), directory);
-    EXPECT_EQ(fNarrow(config.getServiceConfigDirectory(L"Name")), directory + "/Name");
     FSysInfoPaths::setRoot("");
 }
 
@@ -63,10 +59,8 @@ TEST(FSysInfoPaths, SetsTheLogDirectory) {
 
 TEST(FileDescriptor, AssigningClosesTheFormerNumberAtOnce) {
     FileDescriptor kept(::dup(0)), other(::dup(0));
-    const int former = kept.get();
-    const int number = other.get();
+    const int former = kept.get(), number = other.get();
     kept = std::move(other);
-    EXPECT_EQ(kept.get(), number);
     EXPECT_EQ(fcntl(former, F_GETFD), -1);
     FileDescriptor& same = kept;
     kept = std::move(same);

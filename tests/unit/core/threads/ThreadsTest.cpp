@@ -31,8 +31,7 @@ protected:
 TEST_F(FThreadTest, EveryJoinWaitsForAJoinableJob) {
     FThread thread;
     bool done = false; // joining orders the accesses
-    std::atomic<int> joining = 0;
-    std::atomic<int> joined = 0;
+    std::atomic<int> joining = 0, joined = 0;
     thread.setJoinable(true);
     ASSERT_TRUE(start(thread, [&] {
         EXPECT_TRUE(waitUntil([&] { return go.load(); }));

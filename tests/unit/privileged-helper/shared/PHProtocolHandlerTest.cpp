@@ -18,8 +18,10 @@ public:
     void connectionClosed(PHProtocolHandler& handler) override {
         EXPECT_FALSE(handler.isConnected());
         reports.push_back("closed");
+        whenClosed();
     }
     Reports reports;
+    std::function<void()> whenClosed = [] {};
 };
 
 std::string bodyOf(std::size_t size) { return "[\"" + std::string(size - 4, 'x') + "\"]"; }
@@ -110,35 +112,30 @@ TEST(PHProtocolHandler, KeepsANewerConnectionWhenAnOlderOneEnds) {
     EXPECT_TRUE(recorder.reports.empty());
 }
 
-/// Stays in its call for as long as another thread tries to remove it.
-class SlowDelegate : public PHConnectionDelegate {
-public:
-    void connctionFailedWithError(PHProtocolHandler&, const host::Error&) override {}
-    void connectionClosed(PHProtocolHandler& handler) override {
-        called = true;
-        waitUntil([this] { return removing.load(); });
-        for (int i = 0; i < 1000; ++i) {
-            std::this_thread::yield();
-        }
-        handler.sendMessage(kMessage); // a failure in the call is reported at once
-        handler.removeDelegate(*this); // does not wait for the call that it is in
-        finished = true;
-    }
-    std::atomic<bool> called = false, removing = false, finished = false;
-};
-
 TEST(PHProtocolHandler, RemovesItsDelegateBetweenCalls) {
     SocketPair sockets;
-    SlowDelegate delegate;
     PHProtocolHandler handler(std::move(sockets.ours), false);
-    handler.setDelegate(&delegate);
+    std::atomic<bool> called = false, removing = false, finished = false;
+    Recorder recorder;
+    recorder.whenClosed = [&] {
+        called = true;
+        waitUntil([&] { return removing.load(); });
+        for (int i = 0; i < 1000; ++i) {
+            std::this_thread::yield(); // another thread tries to remove the delegate
+        }
+        // Neither waits for the call that it is in.
+        handler.sendMessage(kMessage);
+        handler.removeDelegate(recorder);
+        finished = true;
+    };
+    handler.setDelegate(&recorder);
     sockets.peer.reset();
     std::thread reader([&] { EXPECT_FALSE(handler.readMessage()); });
-    ASSERT_TRUE(waitUntil([&] { return delegate.called.load(); }));
+    ASSERT_TRUE(waitUntil([&] { return called.load(); }));
     std::thread sender([&] { EXPECT_FALSE(handler.sendMessage(kMessage)); }); // waits for its turn
-    delegate.removing = true;
-    handler.removeDelegate(delegate);
-    EXPECT_TRUE(delegate.finished);
+    removing = true;
+    handler.removeDelegate(recorder);
+    EXPECT_TRUE(finished);
     reader.join();
     sender.join();
 }
