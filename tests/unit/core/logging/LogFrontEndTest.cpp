@@ -41,18 +41,14 @@ protected:
     const TemporaryFolder folder;
 };
 
-void logInEveryWay() {
-    CNSLog("plain %d", 1);
-    CNSDbgLog("debug %d", 2);
-    OCNSLog("object %@", "x");
-    OCNSDbgLog("debug object %@", "y");
-}
-
 TEST_F(CNSLogTest, LogsToANewFileAndWithDebuggingAlsoToTheSystem) {
     const auto logIn = [&](unsigned int mode) {
         return console([&] {
             init(mode);
-            logInEveryWay();
+            CNSLog("plain %d", 1);
+            CNSDbgLog("debug %d", 2);
+            OCNSLog("object %@", "x");
+            OCNSDbgLog("debug object %@", "y");
         });
     };
     EXPECT_EQ(logIn(kLogModeDebugOff | kLogModeNewLogBook), "");

@@ -6,7 +6,6 @@ namespace {
 
 TEST_F(PipeTest, EndsFromInsideAHandler) {
     const auto close = [](Listening& end) { end.pipe->close(); };
-    const auto stop = [](Listening& end) { end.pipe->endReceive(); };
     const auto destroy = [](Listening& end) { end.pipe.reset(); };
     const struct {
         const char* description;
@@ -14,7 +13,6 @@ TEST_F(PipeTest, EndsFromInsideAHandler) {
         std::function<void(Listening&)> act;
     } cases[] = {
         {"a client closes on data", false, false, close},
-        {"a client stops on data", false, false, stop},
         {"a client is destroyed on data", false, false, destroy},
         {"a client closes on an error", false, true, close},
         {"a client is destroyed on an error", false, true, destroy},
