@@ -3,17 +3,10 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/PosixDifferences.h"
 #include "privileged-helper/shared/PHProtocolHandler.h"
+#include "tests/support/Test.h"
 
-#include <atomic>
-#include <filesystem>
-#include <functional>
-#include <gtest/gtest.h>
 #include <mutex>
-#include <string>
-#include <sys/socket.h>
 #include <sys/un.h>
-#include <thread>
-#include <vector>
 
 namespace kvn::test {
 
@@ -26,7 +19,7 @@ public:
     FakeHelper(const std::string& bundleIdentifier, Answer answer)
         : path_(Kvs::FSysInfoPaths::underRoot("/var/run/" + bundleIdentifier + ".socket")),
           answer_(std::move(answer)) {
-        std::filesystem::create_directories(std::filesystem::path(path_).parent_path());
+        fs::create_directories(fs::path(path_).parent_path());
         EXPECT_EQ(withAddress(::bind, listener_), 0);
         EXPECT_EQ(::listen(listener_.get(), 5), 0);
         thread_ = std::thread([this] { serve(); });
@@ -37,10 +30,8 @@ public:
         const auto waker = Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM);
         withAddress(::connect, waker);
         thread_.join();
-        std::filesystem::remove(path_);
+        fs::remove(path_);
     }
-    FakeHelper(const FakeHelper&) = delete;
-    FakeHelper& operator=(const FakeHelper&) = delete;
 
     void push(const PHMessage& message) { EXPECT_TRUE(connection_.sendMessage(message)); }
     void hangUp() { connection_.closeConnection(); }
@@ -67,10 +58,9 @@ private:
                 return;
             }
             while (const auto message = connection_.readMessage()) {
-                {
-                    const std::lock_guard<std::mutex> guard(mutex_);
-                    transcript_.push_back(message->text());
-                }
+                std::unique_lock<std::mutex> guard(mutex_);
+                transcript_.push_back(message->text());
+                guard.unlock();
                 if (const auto answer = answer_(*message)) {
                     connection_.sendMessage(*answer);
                 }

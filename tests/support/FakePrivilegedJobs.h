@@ -1,10 +1,7 @@
 #pragma once
 
 #include "host/PrivilegedJobs.h"
-
-#include <functional>
-#include <string>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 
@@ -27,9 +24,7 @@ public:
     }
     std::optional<host::Error> bless(const std::string& label, Authorization&) override {
         blessed.push_back(label);
-        if (onBless) {
-            onBless();
-        }
+        onBless();
         return blessError;
     }
     std::optional<host::PropertyValue::Dictionary> jobDictionary(const std::string&) const override {
@@ -39,7 +34,7 @@ public:
     std::int32_t creationError = 0;
     std::int32_t rightsError = 0;
     std::optional<host::Error> blessError;
-    std::function<void()> onBless;
+    std::function<void()> onBless = [] {};
     std::optional<host::PropertyValue::Dictionary> job;
 
     std::vector<std::string> requests; ///< such as "create 19 prompt=Please"

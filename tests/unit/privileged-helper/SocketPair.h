@@ -1,12 +1,7 @@
 #pragma once
 
 #include "core/system/FileDescriptor.h"
-
-#include <csignal>
-#include <gtest/gtest.h>
-#include <string>
-#include <sys/socket.h>
-#include <unistd.h>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 

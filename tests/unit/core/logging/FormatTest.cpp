@@ -46,7 +46,11 @@ TEST(OCFormat, PrintsAsPrintfDoes) {
     EXPECT_EQ(text("%200d", 1), std::string(199, ' ') + "1");
 }
 
+template <class Format>
+concept Compiles = requires { typename std::bool_constant<(Format("%d"), true)>; };
+
 // A format that does not fit its arguments does not compile.
+static_assert(Compiles<OCFormat<int>> && !Compiles<OCFormat<std::string>>);
 static_assert(OCFormat<int, std::string>::accepts("%d %s"));
 static_assert(OCFormat<int>::accepts("%@"));
 static_assert(!OCFormat<int>::accepts("%s") && !OCFormat<int>::accepts("%f"));
@@ -65,18 +69,14 @@ __attribute__((format(printf, 1, 2))) std::string line(const char* format, ...) 
     return std::string(line.text());
 }
 
-TEST(LineFormat, EqualsPrintf) {
+TEST(LineFormat, EqualsPrintfUpTo4095Characters) {
     const char* volatile null = nullptr; // keeps the compiler from checking the argument
-    EXPECT_EQ(line("plain"), "plain");
-    EXPECT_EQ(line("%s", ""), "");
     EXPECT_EQ(line("%d%s%u.", std::numeric_limits<int>::min(), "|", std::numeric_limits<unsigned>::max()),
               "-2147483648|4294967295.");
     EXPECT_EQ(line("%s", static_cast<const char*>(null)), "(null)");
     // The simple part comes first and is done again by the full formatter.
     EXPECT_EQ(line("%s %d %% %5.1f %lu %x", "a", 1, 2.25, 3UL, 255U), "a 1 %   2.2 3 ff");
-}
 
-TEST(LineFormat, CutsAt4095Characters) {
     const std::string large(5000, 'x');
     EXPECT_EQ(line("%s", large.c_str()), std::string(4095, 'x'));
     EXPECT_EQ(line("%6s", large.c_str()), std::string(4095, 'x'));

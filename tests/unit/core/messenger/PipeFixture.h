@@ -3,18 +3,7 @@
 #include "core/messenger/FComMessengerPipe.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/text/FGStr.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/WaitUntil.h"
-
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <functional>
-#include <gtest/gtest.h>
-#include <mutex>
-#include <string>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 
@@ -34,8 +23,6 @@ public:
     }
     /// Waits for running handlers, which use this object.
     ~Listening() { pipe.reset(); }
-    Listening(const Listening&) = delete;
-    Listening& operator=(const Listening&) = delete;
 
     bool start(const wchar_t* name) {
         return pipe->open(name) == Kvs::kSuccess && pipe->beginReceive() == Kvs::kSuccess;
@@ -62,20 +49,18 @@ public:
 
 private:
     void take(Kvs::FComMessenger*, Kvs::FComMessenger::DataReceivedArg& arg) {
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            raised_.bytes.append(arg.data.begin(), arg.data.end());
-            raised_.pieces.push_back(arg.data.size());
-            raised_.sender = arg.sender.str();
-        }
+        std::unique_lock<std::mutex> guard(mutex_);
+        raised_.bytes.append(arg.data.begin(), arg.data.end());
+        raised_.pieces.push_back(arg.data.size());
+        raised_.sender = arg.sender.str();
+        guard.unlock();
         onData();
     }
 
     void fail(Kvs::FComMessenger*, int& error) {
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            raised_.errors.push_back(error);
-        }
+        std::unique_lock<std::mutex> guard(mutex_);
+        raised_.errors.push_back(error);
+        guard.unlock();
         onError();
     }
 
@@ -88,7 +73,7 @@ class PipeTest : public ::testing::Test {
 protected:
     PipeTest() {
         std::signal(SIGPIPE, SIG_IGN);
-        std::filesystem::create_directories(root.file("var/tmp"));
+        fs::create_directories(root.file("var/tmp"));
         Kvs::FSysInfoPaths::setRoot(root.path());
     }
     ~PipeTest() override {
@@ -113,9 +98,7 @@ protected:
     CapturedLog log;
 
 private:
-    static std::ptrdiff_t descriptorsInUse() {
-        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
-    }
+    static std::ptrdiff_t descriptorsInUse() { return std::distance(fs::directory_iterator("/dev/fd"), {}); }
     const std::ptrdiff_t before_ = descriptorsInUse();
 };
 

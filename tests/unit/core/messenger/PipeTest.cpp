@@ -1,8 +1,6 @@
 #include "tests/support/Test.h"
 #include "tests/unit/core/messenger/PipeFixture.h"
 
-#include <list>
-
 namespace kvn::test {
 namespace {
 
@@ -20,14 +18,12 @@ TEST_F(PipeTest, CarriesBytesBothWaysInPiecesOfAtMost4096) {
     EXPECT_EQ(client.send(message), Kvs::kSuccess);
     ASSERT_TRUE(server.receives(message));
     const auto pieces = server.raised().pieces;
-    EXPECT_LE(*std::max_element(pieces.begin(), pieces.end()), 4096U);
+    EXPECT_THAT(pieces, testing::Each(testing::Le(4096U)));
     EXPECT_TRUE(client.receives(std::string(pieces.size(), '!')));
 }
 
 TEST_F(PipeTest, SendsToOnePeerOrToAll) {
-    Listening server(true);
-    Listening first(false);
-    Listening second(false);
+    Listening server(true), first(false), second(false);
     ASSERT_TRUE(server.start(L"Many"));
     EXPECT_EQ(server.send("nobody"), Kvs::kSuccess);
     EXPECT_EQ(server.send("nobody", L"5"), Kvs::kFailure);
@@ -51,30 +47,24 @@ TEST_F(PipeTest, SendsToOnePeerOrToAll) {
     EXPECT_EQ(first.pipe->send(nullptr, nullptr, -1, written), EINVAL);
 }
 
-mode_t modeOf(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
-}
-
-TEST_F(PipeTest, MakesTheSocketFileForEveryone) {
+TEST_F(PipeTest, MakesASocketFileForEveryoneAndCutsItsName) {
+    const auto modeOf = [](const std::string& path) { return fs::status(path).permissions(); };
     const mode_t umask = ::umask(027);
     FComMessengerPipe server(true, false);
     ASSERT_EQ(server.open(L"Modes"), Kvs::kSuccess);
     const std::string base = root.file("var/tmp/com.korvane");
-    EXPECT_EQ(modeOf(base), 0777U);
-    EXPECT_EQ(modeOf(base + "/pipes"), 0750U);
-    EXPECT_EQ(modeOf(base + "/pipes/Modes"), 0777U);
+    EXPECT_EQ(modeOf(base), fs::perms(0777));
+    EXPECT_EQ(modeOf(base + "/pipes"), fs::perms(0750));
+    EXPECT_EQ(modeOf(base + "/pipes/Modes"), fs::perms(0777));
 
     // Existing folders keep their mode; an old socket file is replaced.
     ::chmod(base.c_str(), 0711);
     writeFile(base + "/pipes/Stale", "");
     EXPECT_EQ(server.open(L"Stale"), Kvs::kSuccess);
-    EXPECT_EQ(modeOf(base), 0711U);
-    EXPECT_TRUE(std::filesystem::is_socket(base + "/pipes/Stale"));
+    EXPECT_EQ(modeOf(base), fs::perms(0711));
+    EXPECT_TRUE(fs::is_socket(base + "/pipes/Stale"));
     ::umask(umask);
-}
 
-TEST_F(PipeTest, CutsLongNames) {
     EXPECT_EQ(FComMessengerPipe::pipeFullPath(std::wstring(200, L'n').c_str(), false).size(), 103U);
     EXPECT_EQ(FComMessengerPipe::pipeFullPath(L"\x144\x1F", false).substr(root.path().size()),
               "/var/tmp/com.korvane/pipes/D\x1F");
@@ -88,29 +78,15 @@ TEST_F(PipeTest, ReportsWhyItCannotBeOpened) {
     EXPECT_EQ(open(true, L"Gone"), Kvs::kSuccess);
     EXPECT_EQ(open(false, L"Gone"), ECONNREFUSED);
     EXPECT_EQ(open(true, nullptr), EADDRINUSE); // the directory itself
-    std::filesystem::remove_all(root.file("var/tmp"));
+    fs::remove_all(root.file("var/tmp"));
     EXPECT_EQ(open(true, L"NoDirectory"), ENOENT);
     EXPECT_TRUE(logs({"FComMessengerPipe: connect error 2, " + std::string(std::strerror(ENOENT)) + "\n",
                       "FComMessengerPipe: bind error: ",
                       "Failed to create directory for Unix domain sockets, errno: 2, "}));
 }
 
-TEST_F(PipeTest, DoesNotWaitForAServerThatAcceptsNobody) {
-    FComMessengerPipe frozen(true, false);
-    ASSERT_EQ(frozen.open(L"Frozen"), Kvs::kSuccess);
-    const auto begin = std::chrono::steady_clock::now();
-    std::list<FComMessengerPipe> waiting;
-    Kvs::FResult result = Kvs::kSuccess;
-    while (result == Kvs::kSuccess && waiting.size() < 1000) { // until the backlog is full
-        result = waiting.emplace_back(false, false).open(L"Frozen");
-    }
-    EXPECT_TRUE(result == EAGAIN || result == ECONNREFUSED) << result; // depends on the system
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
-}
-
-TEST_F(PipeTest, ReceivesOnceAtATime) {
-    Listening server(true);
-    Listening client(false);
+TEST_F(PipeTest, ReceivesOnceAtATimeAndMayBeginAgain) {
+    Listening server(true), client(false);
     EXPECT_TRUE(server.pipe->hasName(nullptr));
     ASSERT_TRUE(server.start(L"Once") && client.start(L"Once"));
     for (Listening* end : {&client, &server}) {
@@ -122,13 +98,9 @@ TEST_F(PipeTest, ReceivesOnceAtATime) {
         EXPECT_TRUE(end->pipe->hasName(L"") && !end->pipe->hasName(L"Once"));
         EXPECT_EQ(end->send("closed"), end == &client ? EBADF : Kvs::kSuccess);
     }
-    EXPECT_TRUE(server.start(L"Once") && client.start(L"Once")); // both are idle again
-}
+    ASSERT_TRUE(server.start(L"Once") && client.start(L"Once")); // both are idle again
 
-TEST_F(PipeTest, AClientOutlivesItsServerOnTheSameSocket) {
-    Listening server(true);
-    Listening client(false);
-    ASSERT_TRUE(server.start(L"Twice") && client.start(L"Twice"));
+    // A client may begin again on the socket of a server that is gone, and is told of its end again.
     client.send("x");
     ASSERT_TRUE(server.receives("x"));
     server.pipe->close();
@@ -139,8 +111,8 @@ TEST_F(PipeTest, AClientOutlivesItsServerOnTheSameSocket) {
         EXPECT_EQ(errors == 1 ? client.pipe->beginReceive() : client.pipe->close(), Kvs::kSuccess);
     }
     // An end that is closed while no thread receives stays unusable.
-    ASSERT_TRUE(server.start(L"Twice"));
-    EXPECT_FALSE(client.start(L"Twice"));
+    ASSERT_TRUE(server.start(L"Once"));
+    EXPECT_FALSE(client.start(L"Once"));
     EXPECT_TRUE(log.contains("FComMessengerPipe can't begin receiving, invalid state: 2"));
 }
 
@@ -204,8 +176,7 @@ TEST_F(PipeTest, DropsAPeerThatDoesNotRead) {
 }
 
 TEST_F(PipeTest, StopsAcceptingAfterSixFailuresInARow) {
-    Listening server(true);
-    Listening first(false), client(false);
+    Listening server(true), first(false), client(false);
     ASSERT_TRUE(server.start(L"Full") && first.pipe->open(L"Full") == Kvs::kSuccess);
     first.send("x");
     ASSERT_TRUE(server.receives("x")); // both threads run: while they start, a sanitizer opens descriptors

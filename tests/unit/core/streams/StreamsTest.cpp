@@ -4,60 +4,57 @@
 namespace kvn::test {
 namespace {
 
-using Kvs::FIOGFile;
+using namespace Kvs;
 
-TEST(FIOGFileTest, OpensInEachMode) {
-    using namespace Kvs;
-    struct Case {
+TEST(FIOGFile, OpensInEachMode) {
+    const struct {
         unsigned int mode;
         int onMissingFile;
         unsigned int state;
         const char* afterWrite; ///< of "XY" into a file with "abc"
-    };
-    const Case cases[] = {
+    } cases[] = {
         {kFileRead, ENOENT, kStreamMayRead, "abc"},
         {kFileWrite, 0, kStreamMayWrite, "XY"},
         {kFileReadWrite, ENOENT, kStreamMayRead | kStreamMayWrite, "XYc"},
         {kFileAppend, 0, kStreamMayRead | kStreamMayWrite, "abcXY"},
         {3, EINVAL, kStreamClosed, "abc"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.mode);
+    for (const auto& [mode, onMissingFile, state, afterWrite] : cases) {
+        SCOPED_TRACE(mode);
         const TemporaryFolder folder;
         FIOGFile file;
-        EXPECT_EQ(file.open(folder.file("missing").c_str(), c.mode), c.onMissingFile);
+        EXPECT_EQ(file.open(folder.file("missing").c_str(), mode), onMissingFile);
         writeFile(folder.file("f"), "abc");
-        file.open(folder.file("f").c_str(), c.mode);
-        EXPECT_EQ(file.State(), c.state);
+        file.open(folder.file("f").c_str(), mode);
+        EXPECT_EQ(file.State(), state);
         std::int64_t done = 0;
-        const bool writes = (c.state & kStreamMayWrite) != 0;
+        const bool writes = (state & kStreamMayWrite) != 0;
         EXPECT_EQ(file.write("XY", 2, done), writes ? 0 : EBADF);
         EXPECT_EQ(done, writes ? 2 : 0);
-        EXPECT_EQ(file.close(), c.state == kStreamClosed ? EBADF : 0);
-        EXPECT_EQ(file.State(), kStreamClosed);
-        EXPECT_EQ(readFile(folder.file("f")), c.afterWrite);
+        // A clone does not empty the file.
+        EXPECT_EQ(state == kStreamClosed ? -1 : file.clone()->Position(), file.Position());
+        EXPECT_EQ(file.close(), state == kStreamClosed ? EBADF : 0);
+        EXPECT_EQ(readFile(folder.file("f")), afterWrite);
     }
 }
 
-std::string readUpTo(FIOGFile& file, std::int64_t count) {
-    std::string text(static_cast<std::size_t>(count), '\0');
-    std::int64_t done = -1;
-    EXPECT_EQ(file.read(text.data(), count, done), 0);
-    return text.substr(0, static_cast<std::size_t>(done));
-}
-
-TEST(FIOGFileTest, MovesAndMixesReadsWithWrites) {
+TEST(FIOGFile, MovesAndMixesReadsWithWrites) {
     const TemporaryFolder folder;
     writeFile(folder.file("f"), "0123456789");
     FIOGFile file;
-    ASSERT_EQ(file.open(folder.file("f").c_str(), Kvs::kFileReadWrite), 0);
-    EXPECT_TRUE(file.BOS() && !file.EOS());
-    EXPECT_EQ(readUpTo(file, 2), "01");
+    ASSERT_EQ(file.open(folder.file("f").c_str(), kFileReadWrite), 0);
     std::int64_t done = 0;
+    const auto read = [&](std::int64_t count) {
+        char text[100];
+        EXPECT_EQ(file.read(text, count, done), 0);
+        return std::string(text, static_cast<std::size_t>(done));
+    };
+    EXPECT_TRUE(file.BOS() && !file.EOS());
+    EXPECT_EQ(read(2), "01");
     EXPECT_EQ(file.write("AB", 2, done), 0);
-    EXPECT_EQ(readUpTo(file, 2), "45");
+    EXPECT_EQ(read(2), "45");
     EXPECT_EQ(file.move(-4), 0);
-    EXPECT_EQ(readUpTo(file, 100), "AB456789");
+    EXPECT_EQ(read(100), "AB456789");
     EXPECT_TRUE(file.EOS());
     EXPECT_EQ(file.write("+", 1, done), 0);
     EXPECT_EQ(file.Size(), 11);
@@ -72,61 +69,37 @@ TEST(FIOGFileTest, MovesAndMixesReadsWithWrites) {
     EXPECT_EQ(file.read(nullptr, 0, done), EBADF);
 }
 
-TEST(FIOGFileTest, ClonesWithoutEmptyingTheFile) {
-    const TemporaryFolder folder;
-    FIOGFile file;
-    ASSERT_EQ(file.open(folder.file("f").c_str(), Kvs::kFileWrite), 0);
-    std::int64_t done = 0;
-    EXPECT_EQ(file.write("abc", 3, done), 0);
-    const auto copy = file.clone();
-    ASSERT_TRUE(copy);
-    EXPECT_EQ(copy->Position(), 3);
-    EXPECT_EQ(copy->moveBegin(), 0);
-    EXPECT_EQ(file.Position(), 3);
-    EXPECT_EQ(readFile(folder.file("f")), "abc");
-}
-
-/// Reads, and starts another operation in the report.
-class AsyncReader {
-public:
-    explicit AsyncReader(const std::string& path) : file_(std::make_unique<FIOGFile>()) {
-        EXPECT_EQ(file_->open(path.c_str(), Kvs::kFileRead), 0);
-        EXPECT_EQ(file_->readAsync(buffer_, sizeof buffer_, report(&AsyncReader::read), this), 0);
+/// Asks for a file's size, asks again in the report, and destroys the file in the second one.
+struct Asking {
+    void ask() {
+        using Report = FDelegator<Asking, void, FStream*, FResult, std::int64_t, void*>;
+        EXPECT_EQ(file->SizeAsync(std::make_unique<Report>(this, &Asking::report), this), kSuccess);
+    }
+    void report(FStream* stream, FResult result, std::int64_t size, void* context) {
+        EXPECT_TRUE(stream == file.get() && context == this);
+        answers.emplace_back(result, size);
+        if (result == kSuccess) {
+            file->close();
+            ask();
+        } else {
+            file.reset();
+            finished = true;
+        }
     }
 
-    bool finished() const { return finished_; }
-
-private:
-    template <class... Args>
-    std::unique_ptr<Kvs::FDelegate<void, Args...>> report(void (AsyncReader::*method)(Args...)) {
-        return std::make_unique<Kvs::FDelegator<AsyncReader, void, Args...>>(this, method);
-    }
-
-    void read(Kvs::FStream* stream, int result, void* buffer, std::int64_t done, void* context) {
-        EXPECT_EQ(stream, file_.get());
-        EXPECT_EQ(context, this);
-        EXPECT_EQ(result, 0);
-        EXPECT_EQ(std::string(static_cast<char*>(buffer), static_cast<std::size_t>(done)), "hello");
-        file_->close();
-        file_->SizeAsync(report(&AsyncReader::failed), nullptr);
-    }
-    void failed(Kvs::FStream*, int result, std::int64_t value, void*) {
-        EXPECT_EQ(result, EBADF);
-        EXPECT_EQ(value, -1);
-        file_.reset(); // from inside its own report
-        finished_ = true;
-    }
-
-    std::unique_ptr<FIOGFile> file_;
-    char buffer_[10] = {};
-    std::atomic<bool> finished_ = false;
+    std::unique_ptr<FIOGFile> file = std::make_unique<FIOGFile>();
+    std::vector<std::pair<FResult, std::int64_t>> answers;
+    std::atomic<bool> finished = false;
 };
 
-TEST(FIOGFileTest, ReportsAsynchronousOperations) {
+TEST(FIOGFile, ReportsAsynchronousOperations) {
     const TemporaryFolder folder;
     writeFile(folder.file("f"), "hello");
-    const AsyncReader reader(folder.file("f"));
-    EXPECT_TRUE(waitUntil([&] { return reader.finished(); }));
+    Asking asking;
+    ASSERT_EQ(asking.file->open(folder.file("f").c_str(), kFileRead), 0);
+    asking.ask();
+    ASSERT_TRUE(waitUntil([&] { return asking.finished.load(); }));
+    EXPECT_THAT(asking.answers, ElementsAre(std::pair(kSuccess, 5), std::pair(EBADF, -1)));
 }
 
 } // namespace

@@ -1,10 +1,11 @@
 #include "privileged-helper/client/PHAgentClient.h"
-#include "tests/support/Test.h"
-
 #include "tests/support/AgentEnvironment.h"
 #include "tests/support/FakeHelper.h"
 #include "tests/support/FakePrivilegedJobs.h"
 #include "tests/support/FakeSleeper.h"
+#include "tests/support/Test.h"
+
+#include <sys/time.h>
 
 namespace kvn::test {
 namespace {
@@ -14,9 +15,6 @@ using Texts = std::vector<std::string>;
 const char* const kPath = "Library/LaunchServices/helper";
 const char* const kInstalledTool = "/Library/PrivilegedHelperTools/helper";
 const char* const kLabel = "label";
-const char* const kGetVersion = "{\"Ctrl\":\"getVersion\"}";
-const char* const kBye = "{\"Ctrl\":\"bye\"}";
-const char* const kUninstall = "{\"Cmd\":\"UninstallInstallerAgent\"}";
 const PHMessage kCompleted = {{"Event", "CommandCompleted"}, {"status", 0}};
 
 class EventHandler : public PHAgentEventHandler {
@@ -75,6 +73,32 @@ protected:
     std::atomic<const char*> helperVersion = "2.0";
     std::unique_ptr<FakeHelper> helper;
 };
+
+TEST_F(PHAgentClientTest, TriesThreeTimesASecondApartToConnect) {
+    const std::size_t around = Kvs::FSysInfoPaths::underRoot("/var/run/.socket").size();
+    PHClientProtocolHandler protocol(Kvs::FileDescriptor(), false, sleeper);
+    Texts lines;
+    for (const auto& [length, reason] :
+         {std::pair(103, "Failed to connect Unix domain socket, error: 2"),
+          std::pair(104, "Bundle name too long for Unix domain socket name, error: 104")}) {
+        const std::string identifier(static_cast<std::size_t>(length) - around, 'b');
+        EXPECT_EQ(protocol.connectPrivilegedAgent(identifier), std::nullopt);
+        const std::string failed = "IOException: "s + reason;
+        const std::string again = "Retrying to connect PrivilegedAgent...";
+        lines.insert(lines.end(), {failed, again, failed, again, failed});
+    }
+    EXPECT_EQ(log.lines(), lines);
+    EXPECT_EQ(sleeper.slept(), std::vector(6, 1000ms));
+
+    // The bound on reads ends with the handshake.
+    startHelper();
+    EXPECT_EQ(protocol.connectPrivilegedAgent("helper"), "2.0");
+    timeval timeout{9, 9};
+    socklen_t size = sizeof timeout;
+    EXPECT_EQ(::getsockopt(protocol.conFd(), SOL_SOCKET, SO_RCVTIMEO, &timeout, &size), 0);
+    EXPECT_TRUE(timeout.tv_sec == 0 && timeout.tv_usec == 0);
+    EXPECT_TRUE(log.contains("Connection to PrivilegedAgent established"));
+}
 
 TEST_F(PHAgentClientTest, VerifiesTheVersionExactly) {
     startHelper();
@@ -145,23 +169,20 @@ TEST_F(PHAgentClientTest, CountsFailedInstallsUpToFive) {
 
 TEST_F(PHAgentClientTest, AsksForTheRightWithUserOrPrompt) {
     const struct {
-        std::string user, password, prompt;
-        std::string creation, right; // flags and environment
-        std::string line;
+        std::string user, password, prompt, creationFlags, flags, environment, logged;
     } cases[] = {
-        {"ann", "pw", "?", "0 username=ann password=pw", "18 username=ann password=pw",
-         ", flags: 18, env items: 2, 3, ann"},
-        {"", "", "Allow?", "19 prompt=Allow?\n\n", "19 prompt=Allow?\n\n",
-         ", flags: 19, env items: 1, 8, Allow?\n\n"},
-        {"", "", "", "19", "19", ", flags: 19, env items: 0"},
+        {"ann", "pw", "?", "0", "18", " username=ann password=pw", "2, 3, ann"},
+        {"", "", "Allow?", "19", "19", " prompt=Allow?\n\n", "1, 8, Allow?\n\n"},
+        {"", "", "", "19", "19", "", "0"},
     };
     const auto client = makeClient();
-    for (const auto& [user, password, prompt, creation, right, line] : cases) {
+    for (const auto& [user, password, prompt, creationFlags, flags, environment, logged] : cases) {
         jobs.requests.clear();
         EXPECT_TRUE(client->createAuthorizationForUser(user, password, prompt));
         EXPECT_THAT(jobs.requests,
-                    ElementsAre("create " + creation, "com.apple.ServiceManagement.blesshelper " + right));
-        EXPECT_TRUE(log.contains(line)) << line;
+                    ElementsAre("create " + creationFlags + environment,
+                                "com.apple.ServiceManagement.blesshelper " + flags + environment));
+        EXPECT_TRUE(log.contains(", flags: " + flags + ", env items: " + logged)) << logged;
     }
     EXPECT_TRUE(log.contains("AuthorizationCreate: flags: 19"));
 }
@@ -196,7 +217,9 @@ TEST_F(PHAgentClientTest, UninstallsANewerHelperBeforeItBlesses) {
     const auto client = makeClient();
     EXPECT_FALSE(client->verifyAgentConnection());
     EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstalled);
-    EXPECT_THAT(beforeBlessing, ElementsAre(kGetVersion, kBye, kGetVersion, kUninstall));
+    const char* const getVersion = R"({"Ctrl":"getVersion"})";
+    EXPECT_THAT(beforeBlessing, ElementsAre(getVersion, R"({"Ctrl":"bye"})", getVersion,
+                                            R"({"Cmd":"UninstallInstallerAgent"})"));
     EXPECT_TRUE(log.contains("Privileged helper tool version: 3.0, uninstalled: 0"));
     EXPECT_TRUE(log.contains("Privileged helper label is up-to-date, version: 2.0"));
     EXPECT_TRUE(client->tryToConnect());
@@ -209,7 +232,7 @@ TEST_F(PHAgentClientTest, UninstallsANewerHelperBeforeItBlesses) {
 TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
     startHelper();
     const auto client = makeClient();
-    const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/dev/fd"), {}); };
+    const auto descriptors = [] { return std::distance(fs::directory_iterator("/dev/fd"), {}); };
     const auto before = descriptors();
     for (int connection = 0; connection < 2; ++connection) {
         EXPECT_TRUE(client->verifyAgentConnection());
@@ -229,19 +252,9 @@ TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
     EXPECT_TRUE(waitUntil([&] { return descriptors() == before; }));
 }
 
-TEST_F(PHAgentClientTest, MayBeDroppedByItsOwnEventThread) {
+TEST_F(PHAgentClientTest, EndsItsConnectionAfterByeAndMayEndWithIt) {
     startHelper();
-    handler.client = makeClient();
-    const std::weak_ptr<PHAgentClient> weak = handler.client;
-    EXPECT_TRUE(handler.client->verifyAgentConnection());
-    handler.client->startEventThread();
-    helper->hangUp();
-    EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
-}
-
-TEST_F(PHAgentClientTest, ClosesTheConnectionAQuarterOfASecondAfterBye) {
-    startHelper();
-    const auto client = makeClient();
+    auto client = makeClient();
     EXPECT_TRUE(client->verifyAgentConnection());
     client->startEventThread();
     client->terminatePrivilegedAgent();
@@ -250,6 +263,13 @@ TEST_F(PHAgentClientTest, ClosesTheConnectionAQuarterOfASecondAfterBye) {
     loop.advance(1ms);
     EXPECT_FALSE(client->isConnected());
     EXPECT_EQ(handler.ends, 0);
+
+    EXPECT_TRUE(client->verifyAgentConnection());
+    client->startEventThread();
+    const std::weak_ptr<PHAgentClient> weak = client;
+    handler.client = std::move(client); // dropped on the client's own event thread
+    helper->hangUp();
+    EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
 }
 
 TEST_F(PHAgentClientTest, WaitsForTheUninstallToComplete) {
