@@ -1,8 +1,5 @@
 #include "host/linux/LogindConsoleUser.h"
 #include "tests/support/PrivateBus.h"
-#include "tests/support/Test.h"
-
-#include <sdbus-c++/IObject.h>
 
 namespace kvn::test {
 namespace {
@@ -16,7 +13,7 @@ public:
     FakeLogind() {
         describe(*alice_, "user", "alice", 501);
         describe(*greeter_, "greeter", "gdm", 117);
-        addProperty(*seat_, kSeat, "ActiveSession", [this] {
+        seat_->registerProperty("ActiveSession").onInterface(kSeat).withGetter([this] {
             const std::string path = active_ == '/' ? "/" : std::string("/session/") + active_.load();
             return Reference<std::string>("id", sdbus::ObjectPath(path));
         });
@@ -30,17 +27,16 @@ public:
 
 private:
     static constexpr const char* kSeat = "org.freedesktop.login1.Seat";
-    static constexpr const char* kSession = "org.freedesktop.login1.Session";
 
-    template <class Getter>
-    static void addProperty(sdbus::IObject& object, const char* interface, const char* name, Getter get) {
-        object.registerProperty(name).onInterface(interface).withGetter(get);
-    }
     static void describe(sdbus::IObject& session, std::string kind, std::string name, std::uint32_t uid) {
-        addProperty(session, kSession, "Class", [kind] { return kind; });
-        addProperty(session, kSession, "Name", [name] { return name; });
-        addProperty(session, kSession, "User",
-                    [uid] { return Reference<std::uint32_t>(uid, sdbus::ObjectPath("/user")); });
+        const auto add = [&](const char* property, auto value) {
+            session.registerProperty(property)
+                .onInterface("org.freedesktop.login1.Session")
+                .withGetter([value] { return value; });
+        };
+        add("Class", kind);
+        add("Name", name);
+        add("User", Reference<std::uint32_t>(uid, sdbus::ObjectPath("/user")));
         session.finishRegistration();
     }
 
@@ -96,7 +92,7 @@ TEST(LogindConsoleUser, DoesNotWaitLongForAnAnswer) {
     bus.freeze();
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(console.current().name, std::nullopt);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15)); // the library's limit: 25
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 15s); // the library's limit: 25
 }
 
 } // namespace

@@ -11,73 +11,169 @@ namespace {
 
 using std::chrono::steady_clock;
 
-TEST(PollMainLoop, SkipsTheTicksThatItMissed) {
-    constexpr auto kInterval = 10ms;
-    host::PollMainLoop loop;
-    int ticks = 0;
-    const auto begin = steady_clock::now();
-    const auto timer = loop.startTimer(kInterval, [&] {
-        while (ticks == 0 && steady_clock::now() < begin + 11 * kInterval) { // a task that takes too long
-        }
-        if (++ticks == 5) {
-            loop.quit();
-        }
+class PollMainLoop : public testing::Test {
+protected:
+    steady_clock::duration elapsed() const { return steady_clock::now() - begin_; }
+
+    const steady_clock::time_point begin_ = steady_clock::now();
+    host::PollMainLoop loop_;
+};
+
+TEST_F(PollMainLoop, RunsTasksInTheOrderOfTheirCallsAndTimes) {
+    std::string order;
+    loop_.postAfter(30ms, [&] {
+        EXPECT_GE(elapsed(), 30ms);
+        order += 'd';
     });
-    loop.run();
-    EXPECT_GE(steady_clock::now() - begin, 13 * kInterval); // 11 if the missed ticks had come in a row
+    loop_.postAfter(10ms, [&] { order += 'c'; });
+    loop_.post([&] {
+        order += 'a';
+        loop_.post([&] { order += '+'; });
+    });
+    loop_.post([&] { order += 'b'; });
+    EXPECT_TRUE(pumpUntil(loop_, [&] { return order.size() == 5; }));
+    EXPECT_EQ(order, "ab+cd");
 }
 
-TEST(PollMainLoop, SleepsWhileNothingIsDue) {
-    host::PollMainLoop loop;
+TEST_F(PollMainLoop, WakesForTheTasksOfEveryThread) {
+    constexpr int kTasks = 1000;
+    const auto timer = loop_.startTimer(1min, [] {}); // would wake a loop that sleeps on
+    std::vector<int> seen[4];
+    std::atomic<int> running = 4;
+    std::vector<std::thread> threads;
+    for (auto& ofThread : seen) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < kTasks; ++i) {
+                const auto ran = std::make_shared<std::promise<void>>();
+                loop_.post([&ofThread, i, ran] {
+                    ofThread.push_back(i);
+                    ran->set_value();
+                });
+                if (i % 37 == 0) {            // the last one, too
+                    ran->get_future().wait(); // meanwhile the loop falls asleep
+                }
+            }
+            if (--running == 0) {
+                loop_.quit();
+            }
+        });
+    }
+    loop_.run();
+    std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
+    EXPECT_TRUE(std::all_of(std::begin(seen), std::end(seen), [](const auto& list) {
+        return list.size() == kTasks && std::is_sorted(list.begin(), list.end());
+    }));
+    EXPECT_LT(elapsed(), 30s);
+}
+
+TEST_F(PollMainLoop, TimersRepeatUntilTheirHandleGoes) {
+    int endedByAnother = 0;
+    int endedByItself = 0;
+    int lasting = 0;
+    host::MainLoop::Handle first;
+    host::MainLoop::Handle second;
+    second = loop_.startTimer(2ms, [&, held = std::make_shared<int>(1)] {
+        second.reset();
+        endedByItself += *held; // what the task holds stays until it returns
+    });
+    const auto third = loop_.startTimer(2ms, [&] {
+        first.reset();
+        ++lasting;
+    });
+    const auto idle = std::make_shared<int>();
+    first = loop_.startTimer(3ms, [&, idle] { ++endedByAnother; }); // always later than the third
+    EXPECT_TRUE(pumpUntil(loop_, [&] { return lasting >= 4; }));
+    EXPECT_GE(elapsed(), 4 * 2ms);
+    EXPECT_EQ(endedByItself, 1);
+    EXPECT_EQ(endedByAnother, 0);
+    EXPECT_EQ(idle.use_count(), 1);
+}
+
+TEST_F(PollMainLoop, SkipsTheTicksThatItMissed) {
+    constexpr auto kInterval = 10ms;
+    int ticks = 0;
+    const auto timer = loop_.startTimer(kInterval, [&] {
+        while (ticks == 0 && elapsed() < 11 * kInterval) { // a task that takes too long
+        }
+        if (++ticks == 5) {
+            loop_.quit();
+        }
+    });
+    loop_.run();
+    EXPECT_GE(elapsed(), 13 * kInterval); // 11 if the missed ticks had come in a row
+}
+
+TEST_F(PollMainLoop, QuitEndsTheRunAfterTheTaskInProgress) {
+    int ran = 0;
+    for (int i = 0; i < 2; ++i) {
+        loop_.post([&] {
+            ++ran;
+            std::thread(&host::MainLoop::quit, &loop_).join(); // from any thread
+        });
+    }
+    for (int round = 1; round <= 2; ++round) {
+        loop_.run();
+        EXPECT_EQ(ran, round);
+    }
+    loop_.quit();
+    loop_.run(); // would not return without the call before it
+}
+
+TEST_F(PollMainLoop, RunsAReadableDescriptorsTaskUntilTheHandleGoes) {
+    Kvs::WakePipe lastingPipe;
+    Kvs::WakePipe endingPipe;
+    int counts[2] = {};
+    const auto held = std::make_shared<int>();
+    host::MainLoop::Handle ending;
+    const auto lasting = loop_.watchReadable(lastingPipe.descriptor(), [&] {
+        lastingPipe.drain();
+        ++counts[0];
+    });
+    ending = loop_.watchReadable(endingPipe.descriptor(), [&, held] {
+        ++counts[1]; // and the descriptor stays readable
+        ending.reset();
+    });
+    endingPipe.wake();
+    for (int round = 1; round <= 3; ++round) {
+        lastingPipe.wake();
+        EXPECT_TRUE(pumpUntil(loop_, [&] { return counts[0] == round; }));
+    }
+    EXPECT_EQ(counts[1], 1);
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST_F(PollMainLoop, SleepsWhileNoTaskIsDue) {
     Kvs::WakePipe silent;
-    const auto watch = loop.watchReadable(silent.descriptor(), [] {});
-    const auto timer = loop.startTimer(1h, [] {});
-    loop.postAfter(300ms, [&] { loop.quit(); });
+    const auto watch = loop_.watchReadable(silent.descriptor(), [] {});
+    const auto timer = loop_.startTimer(1h, [] {});
+    loop_.postAfter(300ms, [&] { loop_.quit(); });
     rusage before{};
     rusage after{};
     getrusage(RUSAGE_SELF, &before);
     const std::clock_t begin = std::clock(); // processor time
-    loop.run();
+    loop_.run();
     getrusage(RUSAGE_SELF, &after);
     EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 50); // a few; a tick each millisecond would give 300
     EXPECT_LE(std::clock() - begin, CLOCKS_PER_SEC * 150 / 1000);
 }
 
-TEST(PollMainLoop, WakesForTheTasksOfOtherThreads) {
-    host::PollMainLoop loop;
-    const auto timer = loop.startTimer(1min, [] {}); // would wake a loop that sleeps on
-    const auto begin = steady_clock::now();
-    std::thread other([&] {
-        for (int i = 0; i < 20; ++i) {
-            const auto ran = std::make_shared<std::promise<void>>();
-            loop.post([ran] { ran->set_value(); });
-            ran->get_future().wait(); // meanwhile the loop falls asleep again
-        }
-        loop.quit();
-    });
-    loop.run();
-    other.join();
-    EXPECT_LT(steady_clock::now() - begin, 30s);
-}
-
 int caught = 0;
 
-TEST(PollMainLoop, TakesASignalUntilTheHandleGoes) {
+TEST_F(PollMainLoop, TakesASignalUntilTheHandleGoes) {
     const auto former = std::signal(SIGUSR1, [](int) { ++caught; });
     caught = 0;
-    host::PollMainLoop loop;
     int delivered = 0;
     int others = 0;
-    const auto other = loop.onSignal(SIGUSR2, [&] { ++others; });
+    const auto other = loop_.onSignal(SIGUSR2, [&] { ++others; });
     host::MainLoop::Handle registration;
     for (int round = 1; round <= 2; ++round) {
-        registration = loop.onSignal(SIGUSR1, [&, held = std::make_shared<int>(1)] {
+        registration = loop_.onSignal(SIGUSR1, [&, held = std::make_shared<int>(1)] {
             registration.reset();
             delivered += *held; // stays until the task returns
         });
         raise(SIGUSR1);
         raise(SIGUSR2);
-        EXPECT_TRUE(pumpUntil(loop, [&] { return delivered == round && others == round; }));
+        EXPECT_TRUE(pumpUntil(loop_, [&] { return delivered == round && others == round; }));
         EXPECT_EQ(caught, round - 1);
         raise(SIGUSR1); // the former action's again
         EXPECT_EQ(caught, round);
@@ -85,18 +181,17 @@ TEST(PollMainLoop, TakesASignalUntilTheHandleGoes) {
     std::signal(SIGUSR1, former);
 }
 
-TEST(PollMainLoop, DropsADescriptorThatWasClosedUnderIt) {
+TEST_F(PollMainLoop, DropsADescriptorThatWasClosedUnderIt) {
     const CapturedLog log;
-    host::PollMainLoop loop;
     const int closed = dup(0);
-    const auto watch = loop.watchReadable(closed, [] { ADD_FAILURE(); });
+    const auto watch = loop_.watchReadable(closed, [] { ADD_FAILURE(); });
     close(closed);
-    EXPECT_TRUE(pumpUntil(loop, [&] { return !log.lines().empty(); }));
+    EXPECT_TRUE(pumpUntil(loop_, [&] { return !log.lines().empty(); }));
     EXPECT_EQ(log.lines(), std::vector{"Descriptor " + std::to_string(closed) +
                                        " was closed while the main loop watched it"});
 }
 
-TEST(PollMainLoop, LetsADroppedTaskUseTheLoop) {
+TEST_F(PollMainLoop, LetsADroppedTaskUseTheLoop) {
     auto loop = std::make_unique<host::PollMainLoop>();
     auto timer = std::make_shared<host::MainLoop::Handle>(loop->startTimer(1h, [] {}));
     loop->post([timer] {});
