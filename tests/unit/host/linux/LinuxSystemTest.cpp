@@ -84,16 +84,10 @@ TEST(SandboxPrivacy, GrantsWhatItsFileDoesNotRefuse) {
     Kvs::FSysInfoPaths::setRoot("");
 }
 
-TEST(LinuxHost, KnowsItsSessionAndGuardsPrivacyUnderARootOnly) {
+TEST(LinuxHost, GuardsPrivacyUnderARootOnly) {
     for (const std::string root : {"/nowhere", ""}) {
         Kvs::FSysInfoPaths::setRoot(root);
-        const host::Host host = host::makeHost(host::FrontEnd::None);
-        EXPECT_EQ(host.privacyPermissions->isGuarded(), !root.empty());
-        const auto audit = host::parseAuditSession(readFile("/proc/self/sessionid"));
-        EXPECT_EQ(host.sessionInfo->ownSession().identifier,
-                  audit.value_or(static_cast<std::uint64_t>(getsid(0))));
-        EXPECT_NEAR(static_cast<double>(host.systemInfo->upTime().count()),
-                    std::stod(readFile("/proc/uptime")), 60);
+        EXPECT_EQ(host::makeHost(host::FrontEnd::None).privacyPermissions->isGuarded(), !root.empty());
     }
 }
 

@@ -4,10 +4,7 @@
 namespace kvn::test {
 namespace {
 
-using host::Error;
-using host::PropertyList;
-using host::PropertyValue;
-using host::XmlPropertyList;
+using namespace host;
 
 std::string plist(const std::string& content) { return "<plist version=\"1.0\">" + content + "</plist>"; }
 
@@ -51,18 +48,14 @@ TEST(PropertyListTest, RefusesOtherTexts) {
     const std::string entities = "<!DOCTYPE plist [<!ENTITY a \"aaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;\">]>";
     const std::string file = "<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]>";
     const std::string dtd = "<!DOCTYPE plist SYSTEM \"http://localhost/x.dtd\">";
-    std::vector<std::string> texts = {
-        "",
-        "hello",
-        plist(""),
-        plist("<true/>") + plist("<true/>"),
-        "bplist00\xD0",
-        entities + plist("<string>&b;</string>"),
-        file + plist("<string>&a;</string>"),
-        dtd + plist("<string>&undeclared;</string>"),
-        nested(100'000),
-        nested(PropertyList::kMaxDepth + 1),
-        plist("<string>" + std::string(PropertyList::kMaxBytes, 'a') + "</string>")};
+    std::vector<std::string> texts = {"", "hello", "bplist00\xD0", plist("")};
+    texts.push_back(plist("<true/>") + plist("<true/>"));
+    texts.push_back(entities + plist("<string>&b;</string>"));
+    texts.push_back(file + plist("<string>&a;</string>"));
+    texts.push_back(dtd + plist("<string>&undeclared;</string>"));
+    texts.push_back(nested(100'000));
+    texts.push_back(nested(PropertyList::kMaxDepth + 1));
+    texts.push_back(plist("<string>" + std::string(PropertyList::kMaxBytes, 'a') + "</string>"));
     std::istringstream contents(
         "<true/><true/> <plist><true/></plist> <uid>1</uid> text<true/> <true>x</true> "
         "<string><true/></string> "

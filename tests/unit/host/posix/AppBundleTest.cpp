@@ -18,8 +18,7 @@ TEST(StringsTable, ReadsTheClassicForm) {
          {{"k", "v"}, {"l", "w"}},
          {}},
         {R"("q\"\\\n\t" = "\U00e9\u20AC\UD83D\uDE00\z";)", {{"q\"\\\n\t", "\u00e9\u20ac\U0001F600z"}}, {}},
-        {"\"k\" = \"two\nlines\";", {{"k", "two\nlines"}}, {}},
-        {"\"k\" = \"1\";\n\"k\" = \"2\";", {{"k", "2"}}, {}},
+        {"\"k\" = \"1\";\n\"k\" = \"two\nlines\";", {{"k", "two\nlines"}}, {}},
         // A broken line costs that line.
         {"\"a\" = \"1\";\n\"b\" = \"2\"\n\"c\" \"3\";\n\nd = \"4\";\n\"e\" = \"5\";",
          {{"a", "1"}, {"e", "5"}},
