@@ -2,6 +2,7 @@
 #include "host/linux/LinuxWorkspace.h"
 #include "host/posix/SpawnPlan.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {

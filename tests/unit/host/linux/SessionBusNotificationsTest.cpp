@@ -1,6 +1,7 @@
 #include "host/linux/SessionBusNotifications.h"
 #include "tests/support/ManualMainLoop.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/Test.h"
 
 namespace kvn::test {
 namespace {
