@@ -5,20 +5,12 @@
 #include "host/posix/PosixProcessRunner.h"
 #include "host/posix/Signals.h"
 #include "tests/support/PumpUntil.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <gtest/gtest.h>
+#include <future>
 #include <initializer_list>
-#include <memory>
-#include <optional>
-#include <sdbus-c++/Error.h>
 #include <sdbus-c++/IConnection.h>
 #include <sdbus-c++/IObject.h>
-#include <string>
-#include <thread>
 
 namespace kvn::test {
 
@@ -50,7 +42,7 @@ public:
         if (pid_ != 0) {
             kill(pid_, SIGKILL);
             pid_ = 0;
-            std::filesystem::remove(folder_.file("bus"));
+            fs::remove(folder_.file("bus"));
         }
     }
     void freeze() const { kill(pid_, SIGSTOP); }
@@ -68,12 +60,7 @@ private:
 class BusProgram {
 public:
     BusProgram() = default;
-    ~BusProgram() {
-        connection_->leaveEventLoop();
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-    }
+    ~BusProgram() { connection_->leaveEventLoop(); }
     BusProgram(const BusProgram&) = delete;
     BusProgram& operator=(const BusProgram&) = delete;
 
@@ -83,22 +70,16 @@ public:
 
     /// Takes the names and begins to answer. After its objects were made.
     void serve(std::initializer_list<std::string> names) {
-        for (const std::string& name : names) {
-            connection_->requestName(name);
-        }
-        thread_ = std::thread([this] {
-            try {
-                connection_->enterEventLoop();
-            } catch (const sdbus::Error&) { // the bus has gone
-            }
-        });
+        std::for_each(names.begin(), names.end(),
+                      [this](const auto& name) { connection_->requestName(name); });
+        loop_ = std::async(std::launch::async, &sdbus::IConnection::enterEventLoop, connection_.get());
         blocked_.reset();
     }
 
 private:
     std::optional<host::SignalsBlocked> blocked_{std::in_place}; // until the thread has started
     std::unique_ptr<sdbus::IConnection> connection_ = sdbus::createSessionBusConnection();
-    std::thread thread_;
+    std::future<void> loop_; // keeps the error that the loop ends with when the bus goes
 };
 
 } // namespace kvn::test

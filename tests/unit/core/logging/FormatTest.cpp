@@ -47,7 +47,9 @@ TEST(OCFormat, PrintsAsPrintfDoes) {
 }
 
 template <class Format>
-concept Compiles = requires { typename std::bool_constant<(Format("%d"), true)>; };
+concept Compiles = requires {
+    typename std::bool_constant<(Format("%d"), true)>;
+};
 
 // A format that does not fit its arguments does not compile.
 static_assert(Compiles<OCFormat<int>> && !Compiles<OCFormat<std::string>>);

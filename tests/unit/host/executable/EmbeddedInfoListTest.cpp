@@ -27,32 +27,31 @@ std::string patched(std::string file, std::size_t position, std::size_t width, s
     return file;
 }
 
-using Result = std::variant<std::string, int>; // the list, or the code of the error
+/// What is returned in place of a list.
+std::string failure(int code) { return "error " + std::to_string(code); }
 
 class EmbeddedInfoList : public testing::Test {
 protected:
-    Result listIn(const std::string& content) {
+    std::string listIn(const std::string& content) {
         writeFile(file_, content);
         return listOf(file_);
     }
-    static Result listOf(const std::string& path) {
-        auto read = host::readEmbeddedInfoList(path);
+    static std::string listOf(const std::string& path) {
+        const auto read = host::readEmbeddedInfoList(path);
         const auto* error = std::get_if<host::Error>(&read);
-        return error ? Result(error->code) : std::get<std::string>(std::move(read));
+        return error ? failure(error->code) : std::get<std::string>(read);
     }
 
     TemporaryFolder folder_;
     const std::string file_ = folder_.file("executable");
-    CapturedLog log_;
 };
 
 TEST_F(EmbeddedInfoList, ReadsEveryFormat) {
-    EXPECT_EQ(listOf(LINKED), Result(readFile(LIST)));
     for (const char* name : {"elf32", "elf32_big", "elf64", "elf64_big", "macho32", "macho32_big", "macho64",
                              "macho64_linked", "universal", "universal64"}) {
-        EXPECT_EQ(listIn(sample(name)), Result(kList)) << name;
+        EXPECT_EQ(listIn(sample(name)), kList) << name;
         const std::string without = replaced(sample(name), "__info_plist", "__info_plisT");
-        EXPECT_EQ(listIn(without), Result(host::kNoInfoList)) << name;
+        EXPECT_EQ(listIn(without), failure(host::kNoInfoList)) << name;
     }
 }
 
@@ -94,7 +93,7 @@ TEST_F(EmbeddedInfoList, RefusesFilesWithWrongFields) {
     };
     for (const auto& [file, position, width, values, order] : cases) {
         for (const std::uint64_t value : values) {
-            EXPECT_EQ(listIn(patched(file, position, width, value, order)), Result(host::kBrokenExecutable))
+            EXPECT_EQ(listIn(patched(file, position, width, value, order)), failure(host::kBrokenExecutable))
                 << value << " at " << position << " of " << file.substr(0, 4);
         }
     }
@@ -102,10 +101,10 @@ TEST_F(EmbeddedInfoList, RefusesFilesWithWrongFields) {
 
 TEST_F(EmbeddedInfoList, RefusesAFileThatIsCutAnywhere) {
     for (const char* name : {"universal", "elf32", "elf64_big"}) {
-        ASSERT_EQ(listIn(sample(name)), Result(kList));
+        ASSERT_EQ(listIn(sample(name)), kList);
         for (std::size_t size = sample(name).size(); size-- > 0;) {
-            std::filesystem::resize_file(file_, size);
-            EXPECT_EQ(listOf(file_), Result(size < 4 ? host::kNotAnExecutable : host::kBrokenExecutable))
+            fs::resize_file(file_, size);
+            EXPECT_EQ(listOf(file_), failure(size < 4 ? host::kNotAnExecutable : host::kBrokenExecutable))
                 << size << " bytes of " << name;
         }
     }
@@ -114,59 +113,52 @@ TEST_F(EmbeddedInfoList, RefusesAFileThatIsCutAnywhere) {
 TEST_F(EmbeddedInfoList, LimitsItsWork) {
     const std::string slices = sample("universal").insert(48, 1000, '\0'); // room for a longer table
     const std::string moved = patched(patched(slices, 16, 4, 1048), 36, 4, 1254);
-    EXPECT_EQ(listIn(patched(moved, 4, 4, 32)), Result(kList));
-    EXPECT_EQ(listIn(patched(moved, 4, 4, 33)), Result(host::kBrokenExecutable));
+    EXPECT_EQ(listIn(patched(moved, 4, 4, 32)), kList);
+    EXPECT_EQ(listIn(patched(moved, 4, 4, 33)), failure(host::kBrokenExecutable));
 
     const std::string none = replaced(sample("macho64"), "__info_plist", "__info_plisT");
     for (std::string file : {patched(none, 20, 4, (256 << 10) + 1, kLittle), // bytes of the commands
                              patched(sample("elf32_big"), 48, 2, 6554)}) {   // sections of 40 bytes
         file.resize(1 << 20);
-        EXPECT_EQ(listIn(file), Result(host::kBrokenExecutable));
+        EXPECT_EQ(listIn(file), failure(host::kBrokenExecutable));
     }
     constexpr std::size_t kMost = host::PropertyList::kMaxBytes;
     for (const std::size_t size : {kMost, kMost + 1}) {
         std::string file = patched(sample("macho64"), 144, 8, size, kLittle);
         file.resize(184 + size);
-        EXPECT_EQ(listIn(file).index(), size > kMost ? 1u : 0u);
+        EXPECT_EQ(listIn(file).size() == size, size == kMost);
     }
 }
 
 TEST_F(EmbeddedInfoList, RefusesOtherFiles) {
-    for (const char* content : {"",
-                                "\x7f"
-                                "EL",
-                                "#!/bin/sh\n"}) {
-        EXPECT_EQ(listIn(content), Result(host::kNotAnExecutable)) << content;
+    for (const char* content : {"", "\177EL", "#!/bin/sh\n"}) {
+        EXPECT_EQ(listIn(content), failure(host::kNotAnExecutable)) << content;
     }
     const std::string fifo = folder_.file("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     for (const std::string& path : {fifo, folder_.path(), std::string("/dev/zero")}) {
-        EXPECT_EQ(listOf(path), Result(host::kNotAnExecutable)) << path;
+        EXPECT_EQ(listOf(path), failure(host::kNotAnExecutable)) << path;
     }
-    EXPECT_EQ(listOf(folder_.file("none")), Result(ENOENT));
+    EXPECT_EQ(listOf(folder_.file("none")), failure(ENOENT));
 }
 
 TEST_F(EmbeddedInfoList, IsADictionaryOfTheBundlesProgram) {
-    const std::string programs = folder_.file("Own.app/Contents/Library");
-    std::filesystem::create_directories(programs);
-    std::filesystem::copy(LINKED, programs + "/helper");
-    std::filesystem::copy(LINKED, folder_.file("Own.app/outside"));
     const host::XmlPropertyList propertyLists;
     const host::AppBundle bundle(folder_.file("Own.app"), propertyLists);
-    ASSERT_EQ(bundle.auxiliaryExecutable("Library/helper"), programs + "/helper");
-    for (const char* path : {"../outside", "Library/../../outside", LINKED, "Library", ""}) {
+    fs::create_directories(folder_.file("Own.app/Contents/Library"));
+    const std::string program = folder_.file("Own.app/Contents/Library/helper");
+    fs::copy(SAMPLES "/elf64", program);
+    fs::copy(SAMPLES "/elf64", folder_.file("Own.app/outside"));
+    ASSERT_EQ(bundle.auxiliaryExecutable("Library/helper"), program);
+    for (const std::string& path : {"../outside"s, "Library/../../outside"s, program, "Library"s, ""s}) {
         EXPECT_EQ(bundle.auxiliaryExecutable(path), std::nullopt) << path;
     }
 
-    const auto entries = bundle.embeddedInfoList(programs + "/helper");
-    ASSERT_EQ(entries.index(), 0u);
-    EXPECT_EQ(*std::get<0>(entries).at("CFBundleIdentifier").as<std::string>(),
-              "com.korvane.remote.KvnServiceController");
+    EXPECT_EQ(bundle.embeddedInfoList(program).index(), 0U);
     for (const char* list : {"<plist><dict></plist> ", "<plist><array/></plist>"}) {
         writeFile(file_, replaced(sample("macho64"), kList, list));
-        EXPECT_EQ(bundle.embeddedInfoList(file_).index(), 1u) << list;
+        EXPECT_EQ(bundle.embeddedInfoList(file_).index(), 1U) << list;
     }
-    EXPECT_EQ(bundle.embeddedInfoList(folder_.file("none")).index(), 1u);
 }
 
 } // namespace

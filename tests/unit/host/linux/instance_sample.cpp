@@ -6,16 +6,17 @@
 #include <string>
 #include <unistd.h>
 
-// An application with instances: [--root DIR] wait|list|end [PID]
+// An application with instances: [--root DIR] wait|list|PID
 int main(int argc, char** argv) {
-    const int task = argc > 3 ? 3 : 1;
-    if (task == 3) {
+    const std::string word = argv[argc - 1];
+    if (argc > 2) {
         Kvs::FSysInfoPaths::setRoot(argv[2]);
     }
     kvn::host::LinuxRunningApplications table("com.example");
-    if (const std::string word = argv[task]; word == "wait") {
+    if (word == "wait") {
         pause();
-    } else if (word == "list") {
+    }
+    if (word == "list") {
         const pid_t child = fork(); // as a program that is being started
         if (child == 0) {
             pause();
@@ -26,5 +27,5 @@ int main(int argc, char** argv) {
         kill(child, SIGKILL);
         return table.instancesOf("com.other").empty() ? 0 : 1;
     }
-    return table.forceTerminate(std::stoi(argv[task] + 3)) ? 0 : 1; // endPID
+    return table.forceTerminate(std::stoi(word)) ? 0 : 1;
 }

@@ -11,33 +11,11 @@ namespace {
 using namespace host;
 using Lines = std::vector<std::string>;
 
-TEST(TextLayout, CountsColumnsInEveryScript) {
-    const std::pair<const char*, std::size_t> cases[] = {
-        {"", 0},
-        {"Zoe\u0301", 3}, // the accent is a mark of its own
-        {"Ωμέγα", 5},
-        {"日本語", 6},
-        {"ｱｲｳ", 3},          // narrow forms
-        {"\u1109\u1165", 2}, // one syllable in its letters
-        {"ที่", 1},
-        {"👩‍👩‍👧", 2},
-        {"🇪🇺", 2},
-        {"\uFFFD", 1},
-    };
-    for (const auto& [text, width] : cases) {
-        EXPECT_EQ(padded(text, 9), text + std::string(9 - width, ' ')) << text;
-        EXPECT_EQ(harmless(text), text);
-    }
-    EXPECT_EQ(padded("too long", 3), "too long");
-}
-
 TEST(TextLayout, LetsNoTextCommandTheTerminal) {
     const std::pair<std::string, std::string> cases[] = {
         {"\033[2Jx\033]0;title\a", "\uFFFD[2Jx\uFFFD]0;title\uFFFD"},
         {"\u009B2J", "\uFFFD2J"}, // the same in one character
-        {"\x9B"
-         "2J",
-         "\uFFFD2J"}, // and as a bare byte
+        {"\2332J", "\uFFFD2J"},   // and as a bare byte
         {"one\r\ntwo\tthree\u2028four", "one  two three four"},
         {std::string("a\0b\x7F", 4), "a\uFFFDb\uFFFD"},
         {"\u202Eexe.txt\u2066", "\uFFFDexe.txt\uFFFD"},
@@ -63,8 +41,9 @@ TEST(TextLayout, BreaksLinesBetweenWords) {
         {"a unbreakable", 6, {"a", "unbrea", "kable"}},
         {"first\n\nthird line\n", 80, {"first", "", "third line", ""}},
         {"server 服务器已断开", 12, {"server 服务", "器已断开"}},
-        {"e\u0301e\u0301e\u0301", 2, {"e\u0301e\u0301", "e\u0301"}}, // a mark stays with its letter
-        {"日本", 1, {"日", "本"}},                                   // wider than the line
+        {"e\u0301e\u0301e\u0301", 2, {"e\u0301e\u0301", "e\u0301"}},       // a mark stays with its letter
+        {"👩‍👩‍👧🇪🇺", 4, {"👩‍👩‍👧🇪🇺"}}, // signs that are joined to one
+        {"日本", 1, {"日", "本"}},                                         // wider than the line
     };
     for (const auto& [text, width, lines] : cases) {
         EXPECT_EQ(wrapped(text, width), lines) << text;

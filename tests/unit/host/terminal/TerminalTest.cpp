@@ -1,7 +1,6 @@
 #include "host/terminal/Terminal.h"
 #include "tests/support/Test.h"
 
-#include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
 #include "host/Host.h"
 #include "host/plist/XmlPropertyList.h"
@@ -32,7 +31,7 @@ protected:
     ~TerminalTest() override { dup2(realInput_.get(), STDIN_FILENO); }
 
     void start() {
-        terminal.start({{"quit", {"ends it", [this](auto&) { return ++quits, "ok"; }}},
+        terminal.start({{"quit", {"ends it", [](auto&) { return "ok"; }}},
                         {"say", {"TEXT: repeats it", [](auto& rest) { return "said " + rest; }}}},
                        [this] { ++inputEnds; });
         loop.runPending();
@@ -65,7 +64,6 @@ protected:
     TerminalStatusBar bar{terminal};
     TerminalDialogWindow dialog{terminal};
     TerminalDialogWindow permissions{terminal};
-    int quits = 0;
     int inputEnds = 0;
     Kvs::FileDescriptor input;
 
@@ -75,7 +73,6 @@ private:
 
 TEST_F(TerminalTest, TakesOneCommandALine) {
     start();
-    const std::string unknown = " (try \"help\")\n";
     const std::string longest = "say " + std::string(4092, 'x');
     expectAnswers({
         {"  say  a word \t\r\n", "said a word\n"},
@@ -84,93 +81,69 @@ TEST_F(TerminalTest, TakesOneCommandALine) {
         {"sa", ""},
         {"y x\nqu", "said x\n"},
         {"it\n", "ok\n"},
-        {"\033c\n", "error: unknown command: \uFFFDc" + unknown},
-        {"1 2\n", "error: unknown command: 1 2" + unknown},
+        {"\033c\n", "error: unknown command: \uFFFDc (try \"help\")\n"},
         {"1\n", "error: nothing is shown to choose from\n"},
         {"set 1\n", "error: set takes a number and a value\n"},
-        {"set on 1\n", "error: set takes a number and a value\n"},
         {"close\n", "error: no dialog is open\n"},
         {"menu\n", "error: there is no menu while the status item is hidden\n"},
-        {"help\n", "1, 2, ...    chooses from the menu or dialog that was printed last\n"
-                   "close        closes the dialog in front\n"
-                   "help         prints this\n"
-                   "menu         prints the menu\n"
-                   "quit         ends it\n"
-                   "say          TEXT: repeats it\n"
-                   "set          N VALUE: sets number N to on, off, a folder or YYYY-MM-DD HH:MM\n"},
         {longest + "\n", "said " + std::string(4092, 'x') + "\n"},
         {longest + "x\nsay y\n", "error: line too long\nsaid y\n"},
         {std::string(20000, 'x'), "error: line too long\n"},
         {"quit\nsay y\n", "said y\n"}, // the rest of the long line is no command
     });
-    EXPECT_EQ(quits, 2);
     input.reset();
     EXPECT_TRUE(loop.fireReadable(STDIN_FILENO));
     EXPECT_FALSE(loop.fireReadable(STDIN_FILENO)); // not watched any more, as it would stay readable
     EXPECT_EQ(inputEnds, 0);                       // the end of a script is not the end of the program
 }
 
-TEST_F(TerminalTest, PlaysTheMachineInASandboxOnly) {
-    for (const bool sandbox : {false, true}) {
-        Kvs::FSysInfoPaths::setRoot(sandbox ? "/sandbox" : "");
-        const XmlPropertyList propertyList;
-        Host host;
-        host.mainLoop = std::make_unique<ManualMainLoop>(clock);
-        auto& hostLoop = static_cast<ManualMainLoop&>(*host.mainLoop);
-        host.bundle = std::make_unique<AppBundle>("/none", propertyList, std::vector<std::string>());
-        host.privilegedJobs = std::make_unique<FakePrivilegedJobs>();
-        host.workspace = std::make_unique<FakeWorkspace>();
-        host.hotKeys = std::make_unique<FakeHotKeys>();
-        const auto ui = makeTerminalUserInterface(host);
-        ui->start({}, [this] { ++inputEnds; });
-        int events = 0;
-        const auto observer = ui->workspace().observe([&](auto) { ++events; });
-        EXPECT_EQ(&ui->hotKeys() == host.hotKeys.get(), !sandbox);
-        const std::string printed = printedBy([&] {
-            EXPECT_EQ(write(input.get(), "sleep\n", 6), 6);
-            hostLoop.fireReadable(STDIN_FILENO);
-        });
-        EXPECT_EQ(printed.find("error: unknown command: sleep") == printed.npos, sandbox) << printed;
-        EXPECT_EQ(events, sandbox ? 1 : 0);
-        EXPECT_TRUE(hostLoop.fireSignal(SIGHUP)); // the terminal's window was closed
-    }
-    EXPECT_EQ(inputEnds, 2);
-    Kvs::FSysInfoPaths::setRoot("");
+TEST_F(TerminalTest, UsesTheMachinesDevicesOutsideASandbox) {
+    const XmlPropertyList propertyList;
+    Host host;
+    host.mainLoop = std::make_unique<ManualMainLoop>(clock);
+    host.bundle = std::make_unique<AppBundle>("/none", propertyList, std::vector<std::string>());
+    host.privilegedJobs = std::make_unique<FakePrivilegedJobs>();
+    host.workspace = std::make_unique<FakeWorkspace>();
+    host.hotKeys = std::make_unique<FakeHotKeys>();
+    const auto ui = makeTerminalUserInterface(host);
+    ui->start({}, [this] { ++inputEnds; });
+    EXPECT_EQ(&ui->workspace(), host.workspace.get());
+    EXPECT_EQ(&ui->hotKeys(), host.hotKeys.get());
+    EXPECT_TRUE(static_cast<ManualMainLoop&>(*host.mainLoop).fireSignal(SIGHUP)); // its window was closed
+    EXPECT_EQ(inputEnds, 1);
 }
 
 TEST_F(TerminalTest, PrintsTheStateOnceForEachChange) {
     using Meaning = StatusImage::Meaning;
-    const StateDetails details{{"server", "re\nlay"}, {"last error", ""}, {"proxies", "2"}};
     const Menu menu;
-    const std::pair<std::function<void()>, const char*> cases[] = {
-        {[&] { start(); }, ""},
-        {[&] {
-             bar.updateItem({Meaning::Connected, ""});
-         },
-         ""}, // there is no item
-        {[&] {
-             bar.showItem(menu);
-             bar.updateItem({Meaning::NotConnected, ""});
-             terminal.showState("Starting", {});
-         },
-         "status: Starting | icon: not connected\n"},
-        {[&] {
-             bar.updateItem({Meaning::Connected, ""}), terminal.showState("Online", details);
-         },
-         "status: Online | server: re lay | proxies: 2 | icon: connected\n"},
-        {[&] { terminal.showState("Online", details); }, ""},
-        {[&] {
-             bar.updateItem({Meaning::Controlled, ""}), terminal.showState("Online", {});
-         },
-         "status: Online | icon: controlled\n"},
-        {[&] { bar.removeItem(); }, "status: Online | icon: hidden\n"},
-        {[&] { terminal.repeatState(); }, "status: Online | icon: hidden\n"},
-        {[&] { bar.showItem(menu); }, "status: Online | icon: blank\n"},
-        {[&] { terminal.message("start: failed\033"); }, "start: failed\uFFFD\n"},
-    };
-    for (const auto& [action, printed] : cases) {
-        EXPECT_EQ(printedBy(action), printed);
-    }
+    const std::string printed = printedBy([&] {
+        start();
+        bar.updateItem({Meaning::Connected, ""}); // there is no item
+        loop.runPending();
+        bar.showItem(menu);
+        bar.updateItem({Meaning::NotConnected, ""});
+        terminal.showState("Starting", {});
+        loop.runPending();
+        bar.updateItem({Meaning::Controlled, ""});
+        for (int i = 0; i < 2; ++i) {
+            terminal.showState("Online", {{"server", "re\nlay"}, {"last error", ""}, {"proxies", "2"}});
+            loop.runPending();
+        }
+        bar.removeItem();
+        terminal.showState("Online", {});
+        loop.runPending();
+        terminal.repeatState();
+        loop.runPending();
+        bar.showItem(menu);
+        loop.runPending();
+        terminal.message("start: failed\033");
+    });
+    EXPECT_EQ(printed, "status: Starting | icon: not connected\n"
+                       "status: Online | server: re lay | proxies: 2 | icon: controlled\n"
+                       "status: Online | icon: hidden\n"
+                       "status: Online | icon: hidden\n"
+                       "status: Online | icon: blank\n"
+                       "start: failed\uFFFD\n");
 }
 
 TEST_F(TerminalTest, ChoosesFromTheMenu) {
@@ -240,21 +213,26 @@ TEST_F(TerminalTest, ShowsTheDialogInFront) {
     const auto button = [](const char* title) {
         return DialogLines{{"b", "", DialogButton{title, nullptr}}};
     };
-    EXPECT_EQ(printedBy([&] { dialog.update(button("x")); }), ""); // is closed
-    EXPECT_EQ(printedBy([&] {
-                  permissions.show("Permissions", button("Ask"), {});
-                  dialog.show("Settings", button("x"), {});
-                  dialog.update(button("Log"));
-              }),
-              "== Permissions ==\n 1  <Ask>\n== Settings ==\n 1  <Log>\n");
-    EXPECT_EQ(printedBy([&] { dialog.update(button("Log")); }), "");
-    expectAnswers({{"1\n", "ok: Log\n"}});
-    EXPECT_EQ(printedBy([&] { permissions.update(button("Go")); }), "== Permissions ==\n 1  <Go>\n");
-    expectAnswers({{"1\n", "ok: Go\n"},
-                   {"close\n1\n", "ok\n== Permissions ==\n 1  <Go>\nok: Go\n"},
-                   {"close\n1\n", "ok\nerror: nothing is shown to choose from\n"}});
-    EXPECT_EQ(printedBy([&] { dialog.show("Settings", button("Log"), {}); }), "== Settings ==\n 1  <Log>\n");
-    EXPECT_EQ(printedBy([&] { dialog.close(), dialog.close(); }), "");
+    const std::string printed = printedBy([&] {
+        dialog.update(button("x")); // is closed
+        loop.runPending();
+        permissions.show("Permissions", button("Ask"), {});
+        dialog.show("Settings", button("x"), {});
+        dialog.update(button("Log"));
+        loop.runPending();
+        dialog.update(button("Log"));
+        type("1\n");
+        permissions.update(button("Go"));
+        type("1\nclose\n1\nclose\n1\n");
+        dialog.show("Settings", button("Log"), {});
+        loop.runPending();
+        dialog.close();
+        dialog.close();
+    });
+    EXPECT_EQ(printed, "== Permissions ==\n 1  <Ask>\n== Settings ==\n 1  <Log>\n"
+                       "ok: Log\n== Permissions ==\n 1  <Go>\nok: Go\n"
+                       "ok\n== Permissions ==\n 1  <Go>\nok: Go\n"
+                       "ok\nerror: nothing is shown to choose from\n== Settings ==\n 1  <Log>\n");
     EXPECT_EQ(closed, 2);
 }
 
@@ -269,15 +247,14 @@ TEST_F(TerminalTest, TalksToAPersonAtATerminal) {
     dup2(tty.get(), STDOUT_FILENO);
     setenv("TERM", "xterm", 1);
     unsetenv("NO_COLOR");
-    std::string seen;
     {
         Terminal talk(loop);
         TerminalStatusBar icon(talk);
+        TerminalDialogWindow window(talk);
         const Menu menu;
         icon.showItem(menu);
         icon.updateItem({StatusImage::Meaning::Connected, ""});
         talk.start({}, [this] { ++inputEnds; });
-        TerminalDialogWindow window(talk);
         window.show("T", {{"words", "words that go on and on and on"}}, {});
         loop.runPending();
         talk.message("note");
@@ -288,6 +265,7 @@ TEST_F(TerminalTest, TalksToAPersonAtATerminal) {
         loop.fireReadable(STDIN_FILENO); // at the end now
     }
     dup2(realOutput.get(), STDOUT_FILENO);
+    std::string seen;
     char buffer[1024];
     for (pollfd readable{person.get(), POLLIN, 0}; poll(&readable, 1, 0) == 1;) {
         const ssize_t count = read(person.get(), buffer, sizeof buffer);
