@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "agent/AppDelegate.h"
 #include "core/system/FSysInfoPaths.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "agent/GUIAgentController.h"
 
 #include "agent/AppDelegate.h"

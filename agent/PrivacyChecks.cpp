@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "agent/PrivacyChecks.h"
 
 #include "core/logging/CNSLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "agent/ServiceStatusView.h"
 
 namespace kvn {

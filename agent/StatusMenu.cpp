@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "agent/StatusMenu.h"
 
 #include <utility>

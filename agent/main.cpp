@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "agent/AppDelegate.h"
 #include "agent/Options.h"
 #include "agent/SandboxRoot.h"

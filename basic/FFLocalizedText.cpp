@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "basic/FFLocalizedText.h"
 
 #include "basic/WindowsLanguages.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "basic/LanguageFileParser.h"
 
 #include "basic/WindowsLanguages.h"

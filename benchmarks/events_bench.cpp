@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/events/FEvent.h"
 #include "core/threads/FThreadLock.h"
 

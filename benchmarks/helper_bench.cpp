@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Measures a command to the privileged helper and its completion event, beside the same bytes on a bare
 // socket. "Ours" is what the agent does: it writes a frame, and an event thread reads the answer and posts it
 // to the main loop. In both cases the helper is the same bare thread. To compare the work and not the

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Installs, upgrades, downgrades and uninstalls the privileged helper again and again in a sandbox, as agents
 // of two versions would, and fails when a process, descriptor, thread or file is left. All code is the
 // product's; only the client's pauses are skipped.

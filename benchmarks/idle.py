@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Measures the real agent with each front end: how it starts, and how it idles when it is connected, polls every
 5 seconds and has no dialog open."""
 

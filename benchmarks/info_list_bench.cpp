@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/ReadFile.h"
 #include "host/executable/EmbeddedInfoList.h"
 

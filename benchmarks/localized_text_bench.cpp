@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Compares the localised texts with expat alone on the same file: the texts of one language and of the
 // default one are kept, of the others only the required key.
 

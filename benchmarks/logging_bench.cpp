@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/logging/CNSLog.h"
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <benchmark/benchmark.h>
 
 #include <condition_variable>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Measures the messenger pipe beside bare blocking reads and writes on a socket, and beside libzmq. Every
 // contender has two threads, one at each end; to compare their work and not the scheduler's choices,
 // run the program on one core: taskset -c 0 messenger_bench.

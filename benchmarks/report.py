@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the benchmarks interleaved and compares ours with its peers: ratios of medians, and the goals."""
 
 import argparse

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Compares the XML codec with pugixml, RapidXML and fmt on the messages that the agent and the service
 // exchange.
 

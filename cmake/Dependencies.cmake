@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Finds every library that is not ours, in at least the oldest version that it was built with.
 
 find_package(Threads REQUIRED)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Puts property lists into executables, where a program that knows only the file can read them.
 
 if(NOT APPLE)

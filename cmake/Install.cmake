@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Installation on Linux: the application bundle, a link to its program, and the entry that starts it in every graphical
 # session. The stand-ins are not installed: they simulate other programs, and the one for the helper would run any
 # user's commands as root. The packager puts the product's helper into the bundle.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Runs during every installation, because only the installation knows the prefix. Writes the autostart entry: for the
 # prefix /usr to the folder that every session reads, else below the prefix.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Defines the options of a build, and how every target is compiled: kvs_options (language, sanitizers) and kvs_warnings
 # (own code only). The presets make warnings errors.
 

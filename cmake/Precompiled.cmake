@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Compiles the headers of libraries that most sources include once for the product and once for the tests.
 
 if(KVN_PRECOMPILE)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # KVN_SOURCE_REVISION is the revision of the sources that the information list contains. A tree without its history,
 # such as an unpacked archive, gives the same bundle everywhere: it has "unknown", or the value of the option.
 set(KVN_SOURCE_REVISION "" CACHE STRING "Revision of the sources; empty asks git")

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Defines the three kinds of targets that every folder uses.
 
 # kvs_library(NAME [SOURCES file...] [DEPENDS target...] [PRIVATE_DEPENDS target...])

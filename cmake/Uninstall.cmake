@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # cmake -Dmanifest=FILE -P Uninstall.cmake
 # Removes the files that an installation listed, below $DESTDIR where that is set, and the folders that this
 # leaves empty, but not the prefix.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/FileDescriptor.h"
 #include "host/PropertyList.h"
 #include "host/executable/EmbeddedInfoList.h"

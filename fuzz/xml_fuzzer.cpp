@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/text/FGStr.h"
 #include "remote/xml/FEncXml.h"
 #include "remote/xml/FEncXmlDocument.h"

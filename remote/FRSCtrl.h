@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The names of the protocol with the remote service daemon: pipe identifiers, elements and attributes.

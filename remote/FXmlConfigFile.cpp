@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/FXmlConfigFile.h"
 
 #include "core/base/Errors.h"

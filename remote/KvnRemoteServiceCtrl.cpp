@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/KvnRemoteServiceCtrl.h"
 
 #include "core/logging/CNSLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/ServiceMessages.h"
 
 #include "core/text/FGStr.h"

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Asks the agent of the login window which permissions it has; it answers with a notification. Failures are reported on
 # standard error. KVN_REMOTE_ROOT names the folder that is used in place of "/"; the agent sets it if it was given a
 # root.

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Configures and builds presets. Shows the output only of a preset that fails, and on a terminal the progress.
 # scripts/build.sh PRESET...
 set -euo pipefail

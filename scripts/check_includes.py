@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Fails when a file includes a folder that is above its own, or depends on the operating system."""
 
 import pathlib

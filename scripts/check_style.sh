@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Fails when a source file is not formatted according to .clang-format.
 set -euo pipefail
 cd "$(dirname "$0")/.."

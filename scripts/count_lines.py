@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Prints how many lines of code the tests have, and how many all other code has: cloc's count of code lines
 in the languages that programs are written in, of the files that git knows, without the corpora of the fuzzers."""
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Prints how many tests of a JUnit file passed, failed and were skipped."""
 
 import sys

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Installs the Debian packages that a task needs and that are missing. On a system without apt-get it prints what is
 # missing and installs nothing. Prints nothing when nothing is missing.
 # scripts/setup.sh run|test|bench

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "standins/LocalSocket.h"
 
 #include "core/system/PosixDifferences.h"

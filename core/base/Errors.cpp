@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/base/Errors.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/logging/CNSLog.h"
 
 #include "core/base/Errors.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/logging/FLogBook.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/logging/FLoggable.h"
 
 #include "core/logging/CNSLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/logging/FTransferLog.h"
 
 #include "core/logging/CNSLog.h"

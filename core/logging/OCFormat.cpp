@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/logging/OCFormat.h"
 
 #include <cstdio>

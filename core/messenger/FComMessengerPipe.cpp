@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/messenger/FComMessengerPipe.h"
 
 #include "core/logging/CNSLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/PosixDifferences.h"
 
 #include <cerrno>

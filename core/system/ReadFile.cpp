@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/ReadFile.h"
 
 #include "core/system/FileDescriptor.h"

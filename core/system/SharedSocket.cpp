@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/SharedSocket.h"
 
 #include <cerrno>

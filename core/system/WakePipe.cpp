@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/WakePipe.h"
 
 #include "core/base/Errors.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/text/FGStr.h"
 
 #include "core/text/TextFunctions.h"

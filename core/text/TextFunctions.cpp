@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/text/TextFunctions.h"
 
 #include <locale>

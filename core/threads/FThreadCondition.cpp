@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/threads/FThreadCondition.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Clang's thread-safety annotations; for other compilers they are empty.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/time/FTime.h"
 
 #include "core/text/FMStr.h"

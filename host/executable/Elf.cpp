@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/executable/EmbeddedInfoList.h"
 #include "host/executable/ExecutableFormats.h"
 

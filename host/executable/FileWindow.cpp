@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/executable/FileWindow.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/BusConnection.h"
 
 #include "host/posix/Signals.h"

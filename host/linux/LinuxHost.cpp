@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/Host.h"
 
 #include "core/system/FSysInfoPaths.h"

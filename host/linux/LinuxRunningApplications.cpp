@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/LinuxRunningApplications.h"
 
 #include "core/system/FSysInfoPaths.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/LinuxSessionInfo.h"
 
 #include "core/system/ReadFile.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/LinuxSystemInfo.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/ScreenSaver.h"
 
 #include "host/linux/BusConnection.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/SessionBusNotifications.h"
 
 #include "core/logging/CNSLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/plist/PropertyListReader.h"
 
 #include "core/text/TextFunctions.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/plist/PropertyListText.h"
 
 #include "core/text/TextFunctions.h"

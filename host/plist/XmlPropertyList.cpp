@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/plist/XmlPropertyList.h"
 
 #include "host/plist/PropertyListReader.h"

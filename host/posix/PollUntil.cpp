@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/posix/PollUntil.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/posix/PosixProcessRunner.h"
 
 #include "core/logging/CNSLog.h"

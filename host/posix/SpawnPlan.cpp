@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/posix/SpawnPlan.h"
 
 #include "core/system/PosixDifferences.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/posix/StringsTable.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/terminal/DialogLayout.h"
 
 #include "host/terminal/DialogControls.h"

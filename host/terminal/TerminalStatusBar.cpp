@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/terminal/TerminalStatusBar.h"
 
 #include <algorithm>

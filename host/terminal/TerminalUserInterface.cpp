@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/FSysInfoPaths.h"
 #include "host/Host.h"
 #include "host/UserInterface.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "privileged-helper/client/PHAgentClient.h"
 
 #include <utility>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The part of the client that checks, installs and replaces the helper.
 
 #include "core/logging/CNSLog.h"

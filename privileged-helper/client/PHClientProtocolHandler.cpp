@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "privileged-helper/client/PHClientProtocolHandler.h"
 
 #include "core/logging/CNSLog.h"

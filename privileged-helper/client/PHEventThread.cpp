@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "privileged-helper/client/PHEventThread.h"
 
 #include "core/logging/CNSLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "privileged-helper/shared/PHMessage.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/platform/AgentController.h"
 
 #include "core/logging/CNSLog.h"

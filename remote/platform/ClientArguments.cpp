@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/platform/ClientArguments.h"
 
 #include <utility>

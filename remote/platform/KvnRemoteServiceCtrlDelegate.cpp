@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/platform/KvnRemoteServiceCtrlDelegate.h"
 
 #include "core/logging/CNSLog.h"

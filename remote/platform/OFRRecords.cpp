@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/platform/OFRRecords.h"
 
 #include "core/text/FGStr.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/platform/RemoteServiceConnector.h"
 
 #include "basic/SystemSleepMonitor.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/xml/FEncXml.h"
 
 #include "remote/xml/FEncXmlDocument.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/xml/FEncXmlDocument.h"
 
 #include "core/text/FGStr.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/xml/FEncXmlWriter.h"
 
 #include <algorithm>

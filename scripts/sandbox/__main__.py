@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Runs the product in a sandbox, for a person to command or through a scenario that checks it."""
 
 import argparse

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Lets a person command a daemon and an agent, and shows what they say."""
 
 import re

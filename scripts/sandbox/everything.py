@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Everything: the whole life of an agent, from its launch to its end by a signal."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """First session: the agent registers with its daemon, launches a client, and survives the daemon's death."""
 
 import pathlib

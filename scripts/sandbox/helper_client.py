@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A client of the privileged helper, made of sockets and JSON and independent of the product."""
 
 import json

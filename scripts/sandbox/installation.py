@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Puts into a sandbox what an installation of the product, an administrator and an earlier session leave."""
 
 import plistlib

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Starts programs, keeps what they print and log, and ends them."""
 
 import fcntl

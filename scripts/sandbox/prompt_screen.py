@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A terminal whose last lines are the prompt and a status line; all else scrolls above them."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Keeps the lines that a program printed, with the time of each."""
 
 import re

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Runs the agent and the stand-ins of the other programs in a temporary folder."""
 
 import errno

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Plays the steps of a scenario: each returns a sentence on what it checked, or raises `Differs`."""
 
 import re

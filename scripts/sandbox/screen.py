@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Shows what the programs say and reads a person's commands: as plain lines, or at a terminal's bottom."""
 
 import signal

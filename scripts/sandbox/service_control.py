@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Service control: the agent installs its privileged helper, replaces it, and controls the service with it."""
 
 import os

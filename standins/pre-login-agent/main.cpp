@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/ProgramOptions.h"
 #include "host/linux/SandboxPrivacy.h"

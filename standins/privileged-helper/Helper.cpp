@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "standins/privileged-helper/Helper.h"
 
 #include "core/logging/CNSLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "standins/privileged-helper/ServiceJob.h"
 
 #include "core/system/FSysInfoPaths.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "standins/service-daemon/Control.h"
 
 #include "core/text/TextFunctions.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "standins/service-daemon/ServerPipe.h"
 
 #include "core/text/FGStr.h"

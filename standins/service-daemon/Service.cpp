@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "standins/service-daemon/Service.h"
 
 #include "remote/FRSCtrl.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "standins/service-daemon/ServiceState.h"
 
 #include "remote/FRSCtrl.h"

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Runs integration tests, each in a sandbox of its own."""
 
 import argparse

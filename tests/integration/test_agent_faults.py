@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The agent beside a service that is absent, dies, keeps silent, freezes, floods or sends nonsense."""
 
 import random

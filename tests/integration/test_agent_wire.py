@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The agent's bytes and rhythm, from a real process to a service that shares no code with it."""
 
 import os

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Commands a sandbox as a person does, at a terminal and through a pipe."""
 
 import fcntl

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """What an installation puts where, that it runs from there, and that nothing is left of it."""
 
 import configparser

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The agent replaces a privileged helper that does not do its work."""
 
 import os

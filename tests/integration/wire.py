@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Servers that share no code with the product: sockets and regular expressions."""
 
 import fcntl

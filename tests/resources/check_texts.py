@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Fails when a text that the user sees is missing, unused, left in English, or damaged in one of the languages."""
 
 import pathlib

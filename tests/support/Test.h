@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // The beginning of every C++ test: the test framework, the parts of the standard library that tests use, and

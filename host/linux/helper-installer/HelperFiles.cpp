@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/helper-installer/HelperFiles.h"
 
 #include "core/system/FSysInfoPaths.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/helper-installer/HelperProcess.h"
 
 #include "core/system/FSysInfoPaths.h"

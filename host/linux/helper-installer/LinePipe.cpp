@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/helper-installer/LinePipe.h"
 
 #include <cerrno>

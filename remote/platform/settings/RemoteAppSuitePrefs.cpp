@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
 
 #include "core/logging/CNSLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/platform/settings/RemoteServiceSettings.h"
 
 #include "core/base/Errors.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "agent/PermissionDialog.h"
 #include "tests/support/Test.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "basic/FFLocalizedText.h"
 #include "tests/support/Test.h"
 

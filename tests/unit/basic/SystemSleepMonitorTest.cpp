@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "basic/SystemSleepMonitor.h"
 #include "core/logging/CNSLog.h"
 #include "tests/support/ManualMainLoop.h"

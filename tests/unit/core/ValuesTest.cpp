@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/base/FRef.h"
 #include "core/text/FGStr.h"
 #include "core/text/FGUID.h"

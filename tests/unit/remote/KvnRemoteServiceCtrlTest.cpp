@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/KvnRemoteServiceCtrl.h"
 #include "tests/support/Test.h"
 

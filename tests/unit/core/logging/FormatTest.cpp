@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/logging/LineFormat.h"
 #include "core/logging/OCFormat.h"
 #include "core/text/FGStr.h"

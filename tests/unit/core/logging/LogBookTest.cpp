@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FLoggable.h"
 #include "tests/support/Test.h"

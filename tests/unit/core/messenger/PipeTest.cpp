@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/support/Test.h"
 #include "tests/unit/core/messenger/PipeFixture.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/streams/FIOGFile.h"
 #include "tests/support/Test.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/threads/FThread.h"
 #include "core/threads/FThreadCondition.h"
 #include "tests/support/Test.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/LinuxPrivilegedJobs.h"
 #include "core/system/FSysInfoPaths.h"
 #include "host/linux/helper-installer/HelperProcess.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/LinuxPowerManagement.h"
 #include "host/linux/LinuxWorkspace.h"
 #include "host/posix/SpawnPlan.h"

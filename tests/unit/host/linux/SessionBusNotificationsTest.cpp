@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/linux/SessionBusNotifications.h"
 #include "tests/support/ManualMainLoop.h"
 #include "tests/support/PrivateBus.h"

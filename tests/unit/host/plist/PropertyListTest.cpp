@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/plist/XmlPropertyList.h"
 #include "tests/support/Test.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/posix/AppBundle.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/StringsTable.h"

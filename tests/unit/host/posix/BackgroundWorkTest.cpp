@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/SystemTime.h"
 #include "host/posix/ThreadWorkQueue.h"

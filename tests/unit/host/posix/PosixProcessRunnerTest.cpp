@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/posix/PosixProcessRunner.h"
 #include "core/system/WakePipe.h"
 #include "host/posix/PollMainLoop.h"

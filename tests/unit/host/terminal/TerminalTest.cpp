@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/terminal/Terminal.h"
 #include "tests/support/Test.h"
 

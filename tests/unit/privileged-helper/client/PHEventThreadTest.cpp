@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "privileged-helper/client/PHEventThread.h"
 #include "tests/support/ManualMainLoop.h"
 #include "tests/support/Test.h"

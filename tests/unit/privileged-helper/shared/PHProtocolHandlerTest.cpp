@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "privileged-helper/shared/PHProtocolHandler.h"
 #include "tests/support/Test.h"
 #include "tests/unit/privileged-helper/SocketPair.h"

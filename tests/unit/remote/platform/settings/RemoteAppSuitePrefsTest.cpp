@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/system/FileDescriptor.h"
 #include "tests/support/Test.h"
 #include "tests/unit/remote/platform/settings/SettingsFixture.h"

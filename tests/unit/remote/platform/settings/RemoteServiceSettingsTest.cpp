@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "remote/platform/settings/RemoteServiceSettings.h"
 #include "remote/FXmlConfigFile.h"
 #include "tests/support/Test.h"

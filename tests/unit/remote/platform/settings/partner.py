@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Another program that shares the preferences: Python's own property lists.
 
     partner.py make FILE     writes one value of every kind
