@@ -13,7 +13,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-/// What every main loop does, whatever waits for the system inside it.
+/// Checks what every main loop has to do, whichever call of the system it waits in.
 template <class Loop>
 class MainLoopContract : public testing::Test {
 protected:

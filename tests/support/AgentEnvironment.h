@@ -112,7 +112,7 @@ public:
     void postMove(host::Point) override {}
 };
 
-/// A folder that stands for "/" during its scope.
+/// A folder that replaces "/" in every fixed path during its scope.
 class TemporaryRoot {
 public:
     TemporaryRoot() {
@@ -129,7 +129,7 @@ private:
     TemporaryFolder folder_;
 };
 
-/// What a connector works with, made of fakes, in a root of its own. Pipes and preferences are real.
+/// Contains what a connector works with: fakes, but real pipes and preferences below a root of its own.
 struct AgentEnvironment {
     AgentEnvironment() { std::signal(SIGPIPE, SIG_IGN); } // as the program does
 

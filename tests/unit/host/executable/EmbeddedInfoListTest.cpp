@@ -29,7 +29,7 @@ std::string patched(std::string file, std::size_t position, std::size_t width, s
     return file;
 }
 
-/// What is returned in place of a list.
+/// Returns the text that the tables below have in place of a list.
 std::string failure(int code) { return "error " + std::to_string(code); }
 
 class EmbeddedInfoList : public testing::Test {

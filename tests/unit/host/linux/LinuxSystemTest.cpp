@@ -93,7 +93,7 @@ TEST(LinuxHost, GuardsPrivacyUnderARootOnly) {
 }
 
 using Arguments = std::vector<std::string>;
-using Pids = std::set<pid_t>; // 0 stands for the asking process
+using Pids = std::set<pid_t>; // 0 is the asking process
 
 TEST(LinuxRunningApplications, KnowsTheInstancesOfItsProgramAndRoot) {
     const TemporaryFolder folder;

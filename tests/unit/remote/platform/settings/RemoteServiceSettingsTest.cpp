@@ -24,7 +24,7 @@ protected:
     TemporaryFolder folder_;
 };
 
-/// What the user may do: t(ransfer log), s(ession log), p(ause).
+/// Returns the letters of what the user may do: t(ransfer log), s(ession log), p(ause).
 std::string allowed(const RemoteServiceSettings& settings) {
     return std::string(settings.changeTransferLogAllowed() ? "t" : "") +
            (settings.changeSessionLogAllowed() ? "s" : "") + (settings.pauseServiceAllowed() ? "p" : "");
