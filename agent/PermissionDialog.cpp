@@ -46,7 +46,7 @@ std::int32_t intValue(const host::Notification& notification, const char* key) {
 std::string describe(const host::Notification& notification) {
     std::string text = "{";
     for (const auto& [key, value] : notification.userInfo) {
-        text += (text.size() > 1 ? "; " : "") + key + " = " + value;
+        text.append(text.size() > 1 ? "; " : "").append(key).append(" = ").append(value);
     }
     return text + "}";
 }

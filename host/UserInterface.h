@@ -55,7 +55,7 @@ public:
     // A text front end shows the following; a graphical one may ignore it.
 
     /// Called with the service's state after each answer of the service, and each failure to get one.
-    virtual void showState(const std::string& /*text*/, StateDetails /*details*/) {}
+    virtual void showState(const std::string& /*text*/, const StateDetails& /*details*/) {}
 
     /// Called when the user asks for the state, which is then shown again even if it has not changed.
     virtual void repeatState() {}

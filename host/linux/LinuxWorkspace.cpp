@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 #include <unistd.h>
 #include <utility>
@@ -25,9 +26,9 @@ std::optional<std::string> findInPath(const std::string& name) {
     const char* path = std::getenv("PATH");
     std::istringstream folders(path ? path : "/usr/bin:/bin");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string program = folder + "/" + name;
-        if (folder.starts_with('/') && ::access(program.c_str(), X_OK) == 0) {
-            return program;
+        const auto program = std::filesystem::path(folder) / name;
+        if (program.is_absolute() && ::access(program.c_str(), X_OK) == 0) {
+            return program.string();
         }
     }
     return std::nullopt;

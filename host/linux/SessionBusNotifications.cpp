@@ -176,9 +176,8 @@ void SessionBusNotifications::take(sdbus::Message& message) {
 }
 
 void SessionBusNotifications::notify(const Observers& observers, const Notification& notification) {
-    const Observers those(observers); // a handler may add observers
-    for (const auto& weak : those) {
-        const auto observer = weak.lock(); // kept alive if its handler ends the registration
+    for (const auto& weak : Observers(observers)) { // a copy, because a handler may add observers
+        const auto observer = weak.lock();          // kept alive if its handler ends the registration
         if (observer && observer->name == notification.name &&
             (!observer->object || *observer->object == notification.object)) {
             observer->handler(notification);

@@ -45,9 +45,9 @@ void Terminal::start(Commands commands, MainLoop::Task onEnd) {
     drawSoon();
 }
 
-void Terminal::showState(const std::string& text, StateDetails details) {
+void Terminal::showState(const std::string& text, const StateDetails& details) {
     state_ = text;
-    stateDetails_ = std::move(details);
+    stateDetails_ = details;
     drawSoon();
 }
 

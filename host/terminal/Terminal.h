@@ -34,7 +34,7 @@ public:
     void start(Commands commands, MainLoop::Task onEnd);
 
     /// Prints the state's line if it has changed.
-    void showState(const std::string& text, StateDetails details);
+    void showState(const std::string& text, const StateDetails& details);
 
     /// Prints the state's line even if it has not changed.
     void repeatState();

@@ -51,8 +51,8 @@ public:
         }
         terminal_.start(std::move(commands), terminate_);
     }
-    void showState(const std::string& text, StateDetails details) override {
-        terminal_.showState(text, std::move(details));
+    void showState(const std::string& text, const StateDetails& details) override {
+        terminal_.showState(text, details);
     }
     void repeatState() override { terminal_.repeatState(); }
     void message(const std::string& text) override { terminal_.message(text); }

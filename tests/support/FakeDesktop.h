@@ -128,7 +128,7 @@ public:
     FakeWorkspace& workspace() override { return machine; }
     FakeHotKeys& hotKeys() override { return keys; }
     void start(host::Commands, host::MainLoop::Task) override {}
-    void showState(const std::string& text, host::StateDetails) override { states.push_back(text); }
+    void showState(const std::string& text, const host::StateDetails&) override { states.push_back(text); }
     void message(const std::string& text) override { messages.push_back(text); }
 
     FakeStatusBar bar;
