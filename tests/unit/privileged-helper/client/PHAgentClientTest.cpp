@@ -28,11 +28,19 @@ public:
     void processErrorEvent(const host::Error* error) override {
         EXPECT_EQ(error, nullptr);
         ++ends;
-        client.reset();
+        const std::lock_guard guard(lock_);
+        client_.reset();
+    }
+    void dropAtTheEnd(std::shared_ptr<PHAgentClient> client) {
+        const std::lock_guard guard(lock_);
+        client_ = std::move(client);
     }
     Texts events;
     std::atomic<int> ends = 0;
-    std::shared_ptr<PHAgentClient> client; // dropped at the end
+
+private:
+    std::mutex lock_;
+    std::shared_ptr<PHAgentClient> client_;
 };
 
 class PHAgentClientTest : public testing::Test {
@@ -269,7 +277,7 @@ TEST_F(PHAgentClientTest, EndsItsConnectionAfterByeAndMayEndWithIt) {
     EXPECT_TRUE(client->verifyAgentConnection());
     client->startEventThread();
     const std::weak_ptr<PHAgentClient> weak = client;
-    handler.client = std::move(client); // dropped on the client's own event thread
+    handler.dropAtTheEnd(std::move(client)); // on the client's own event thread
     helper->hangUp();
     EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
 }
