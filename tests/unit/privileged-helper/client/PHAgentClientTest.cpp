@@ -27,9 +27,11 @@ public:
     }
     void processErrorEvent(const host::Error* error) override {
         EXPECT_EQ(error, nullptr);
-        ++ends;
-        const std::lock_guard guard(lock_);
-        client_.reset();
+        {
+            const std::lock_guard guard(lock_);
+            client_.reset();
+        }
+        ++ends; // last: who sees it may destroy this object
     }
     void dropAtTheEnd(std::shared_ptr<PHAgentClient> client) {
         const std::lock_guard guard(lock_);
@@ -279,7 +281,7 @@ TEST_F(PHAgentClientTest, EndsItsConnectionAfterByeAndMayEndWithIt) {
     const std::weak_ptr<PHAgentClient> weak = client;
     handler.dropAtTheEnd(std::move(client)); // on the client's own event thread
     helper->hangUp();
-    EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
+    EXPECT_TRUE(waitUntil([&] { return handler.ends > 0 && weak.expired(); }));
 }
 
 TEST_F(PHAgentClientTest, WaitsForTheUninstallToComplete) {
