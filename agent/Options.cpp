@@ -4,16 +4,26 @@
 
 #include "core/system/ProgramOptions.h"
 
+#include <map>
 #include <stdexcept>
 
 namespace kvn {
 
 const char* const kUsage =
-    "usage: KvnGUIAgent [--root DIR] [--ui terminal|none] [--version] [--help]\n"
+    "usage: KvnGUIAgent [--root DIR] [--ui desktop|terminal|none] [--version] [--help]\n"
     "\n"
     "  --root DIR   a folder used in place of / in every fixed path\n"
-    "  --ui MODE    terminal: shows the status and takes commands; none: runs until SIGTERM\n"
-    "               (default: terminal where standard input is one, else none)\n";
+    "  --ui MODE    desktop: a status item with a menu; terminal: shows the status and takes\n"
+    "               commands; none: runs until SIGTERM (default: desktop where one is built in and\n"
+    "               a display answers, else terminal where standard input is one, else none)\n";
+
+namespace {
+
+const std::map<std::string, host::FrontEnd> kFrontEnds{{"desktop", host::FrontEnd::Desktop},
+                                                       {"terminal", host::FrontEnd::Terminal},
+                                                       {"none", host::FrontEnd::None}};
+
+} // namespace
 
 std::variant<Options, std::string> parseOptions(int argc, const char* const* argv) try {
     const Kvs::ProgramOptions given(argc, argv,
@@ -25,12 +35,12 @@ std::variant<Options, std::string> parseOptions(int argc, const char* const* arg
         return "--root needs a folder";
     }
     options.root = given.value("--root").value_or("");
-    if (const auto mode = given.value("--ui"); mode == "terminal") {
-        options.frontEnd = host::FrontEnd::Terminal;
-    } else if (mode == "none") {
-        options.frontEnd = host::FrontEnd::None;
-    } else if (mode) {
-        return "--ui takes terminal or none, not " + *mode;
+    if (const auto mode = given.value("--ui")) {
+        const auto frontEnd = kFrontEnds.find(*mode);
+        if (frontEnd == kFrontEnds.end()) {
+            return "--ui takes desktop, terminal or none, not " + *mode;
+        }
+        options.frontEnd = frontEnd->second;
     }
     return options;
 } catch (const std::invalid_argument& error) {

@@ -13,7 +13,7 @@ namespace kvn {
 /// The options of the command line.
 struct Options {
     std::string root;                       // empty without a root: the paths are used as they are
-    std::optional<host::FrontEnd> frontEnd; // empty: the terminal if standard input is one, else none
+    std::optional<host::FrontEnd> frontEnd; // empty: the system's default
     bool version = false;
     bool help = false;
 };

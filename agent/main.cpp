@@ -17,10 +17,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <memory>
 #include <string>
-#include <unistd.h>
 #include <variant>
 
 // Reads the options, builds the agent from a host and a front end, and runs it.
@@ -33,12 +31,6 @@ constexpr char kProgram[] = "KvnGUIAgent";
 constexpr char kBundleIdentifier[] = "com.korvane.remote.KvnGUIAgent";
 constexpr char kPreferencesSuite[] = "com.korvane.remote";
 
-using UserInterfaceFactory = std::unique_ptr<host::UserInterface> (*)(host::Host&);
-const std::map<host::FrontEnd, UserInterfaceFactory> kFrontEnds{
-    {host::FrontEnd::None, host::makeNoUserInterface},
-    {host::FrontEnd::Terminal, host::makeTerminalUserInterface},
-};
-
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
@@ -48,7 +40,7 @@ int fail(int status, const std::string& problem) {
 }
 
 /// Builds the agent on this host, and runs it until it is ended.
-int runAgent(host::Host& host, host::FrontEnd frontEnd) {
+int runAgent(host::Host& host, host::UserInterfaceFactory makeUserInterface) {
     host::MainLoop& mainLoop = *host.mainLoop;
     SystemSleepMonitor sleepMonitor(*host.powerManagement, *host.pointer, mainLoop);
     RemoteAppSuitePrefs preferences(kPreferencesSuite, *host.propertyList);
@@ -58,7 +50,7 @@ int runAgent(host::Host& host, host::FrontEnd frontEnd) {
     RemoteServiceSettings::setSharedSettings(&settings);
     FFLocalizedText::setSharedSources(host.bundle.get(), host.systemInfo.get());
 
-    const auto userInterface = kFrontEnds.at(frontEnd)(host);
+    const auto userInterface = makeUserInterface(host);
     LaunchdController launchd(*host.processRunner, *host.scriptRunner, *host.sleeper, *host.systemInfo);
     LoginSessionMonitor loginSessions(*host.consoleUser, mainLoop, *host.toolQueue, launchd);
     AppDelegate application({.userInterface = *userInterface,
@@ -103,6 +95,11 @@ int main(int argc, char** argv) {
         std::printf("%s", options.help ? kUsage : "KvnGUIAgent " KVN_VERSION "\n");
         return 0;
     }
+    const host::FrontEnd frontEnd = options.frontEnd.value_or(host::defaultFrontEnd());
+    const auto factory = host::frontEnds().find(frontEnd);
+    if (factory == host::frontEnds().end()) {
+        return fail(kExitUsage, "this system does not have the front end that --ui names");
+    }
     if (!options.root.empty()) {
         std::string problem;
         const auto root = prepareRoot(options.root, problem);
@@ -119,10 +116,8 @@ int main(int argc, char** argv) {
     Kvs::CNSInitLog(Kvs::kLogModeNewLogBook | Kvs::kLogModeDebugOff, Kvs::kSysLogConsole, kProgram,
                     logDirectory.c_str());
     try {
-        const auto fallback = isatty(STDIN_FILENO) ? host::FrontEnd::Terminal : host::FrontEnd::None;
-        const host::FrontEnd frontEnd = options.frontEnd.value_or(fallback);
         host::Host host = host::makeHost(frontEnd);
-        return runAgent(host, frontEnd);
+        return runAgent(host, factory->second);
     } catch (const std::exception& exception) {
         return fail(kExitFailure, exception.what());
     }

@@ -3,16 +3,22 @@
 # Finds every library that is not ours, in at least the oldest version that it was built with.
 
 find_package(Threads REQUIRED)
-find_package(PkgConfig REQUIRED)
 find_package(EXPAT 2.2 REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
-pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc>=2.5)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc>=2.5)
     # Version 2 has other names for most of the functions that are used.
     pkg_check_modules(SDBUS REQUIRED IMPORTED_TARGET sdbus-c++>=1.2 sdbus-c++<2)
 endif()
 if(KVN_BUILD_TESTS)
-    find_package(GTest 1.12 REQUIRED)
+    if(CMAKE_CROSSCOMPILING)
+        # No system has the libraries for another one, but Debian has GoogleTest's sources.
+        set(INSTALL_GTEST OFF)
+        add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    else()
+        find_package(GTest 1.12 REQUIRED)
+    endif()
     find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
 endif()
 if(KVN_BUILD_BENCH)

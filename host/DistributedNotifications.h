@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -30,5 +31,8 @@ public:
 
     virtual bool post(const Notification& notification) = 0;
 };
+
+/// Returns the backend's implementation. The loop outlives it. Main thread.
+std::unique_ptr<DistributedNotifications> makeDistributedNotifications(MainLoop& loop);
 
 } // namespace kvn::host

@@ -24,6 +24,7 @@
 #include "host/Workspace.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 
 namespace kvn::host {
@@ -58,7 +59,17 @@ struct Host {
     std::function<void()> endBackgroundWork;
 };
 
-/// Builds the host of this process for a front end; each backend defines it. A backend does not touch the
+using UserInterfaceFactory = std::unique_ptr<UserInterface> (*)(Host&);
+
+// Each backend defines the following.
+
+/// Returns the factories of the front ends that this system has; there is always one for `FrontEnd::None`.
+const std::map<FrontEnd, UserInterfaceFactory>& frontEnds();
+
+/// Returns the front end that suits the session in which this process was started.
+FrontEnd defaultFrontEnd();
+
+/// Builds the host of this process for a front end. A backend does not touch the
 /// window system for a front end without windows. Throws FException when the process has no descriptors left.
 /// Main thread.
 Host makeHost(FrontEnd frontEnd);

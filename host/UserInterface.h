@@ -20,7 +20,7 @@ namespace kvn::host {
 struct Host;
 
 /// The available front ends.
-enum class FrontEnd { None, Terminal };
+enum class FrontEnd { None, Terminal, Desktop };
 
 /// A command that the application takes as text.
 struct Command {
@@ -67,5 +67,6 @@ public:
 // The factory of each front end, defined in its own folder. The host outlives the result. Main thread.
 std::unique_ptr<UserInterface> makeNoUserInterface(Host& host);
 std::unique_ptr<UserInterface> makeTerminalUserInterface(Host& host);
+std::unique_ptr<UserInterface> makeDesktopUserInterface(Host& host);
 
 } // namespace kvn::host

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Installs the Debian packages that a task needs and that are missing. On a system without apt-get it prints what is
 # missing and installs nothing. Prints nothing when nothing is missing.
-# scripts/setup.sh run|test|bench
+# scripts/setup.sh run|test|bench|macos
 set -euo pipefail
 
 # Each Debian package, and one thing that it contains: a header, a program, or a module of the system's Python.
@@ -18,8 +18,11 @@ test) needs="$build $sandbox libgtest-dev:gtest/gtest.h libgmock-dev:gmock/gmock
 bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugixml.hpp
     librapidxml-dev:rapidxml/rapidxml.hpp libboost-dev:boost/version.hpp libspdlog-dev:spdlog/spdlog.h
     libzmq3-dev:zmq.h libfmt-dev:fmt/format.h" ;;
+macos) needs="cmake:cmake ninja-build:ninja python3:python3 clang-19:clang-19 lld-19:ld64.lld-19 llvm-19:llvm-nm-19 npm:npm
+    libexpat1-dev:expat.h nlohmann-json3-dev:nlohmann/json.hpp googletest:/usr/src/googletest/CMakeLists.txt
+    librsvg2-bin:rsvg-convert icnsutils:png2icns zip:zip" ;;
 *)
-    echo "usage: $0 run|test|bench" >&2
+    echo "usage: $0 run|test|bench|macos" >&2
     exit 2
     ;;
 esac
@@ -30,6 +33,7 @@ is_there() {
     module.*) /usr/bin/python3 -c "import ${1#module.}" ;;
     fuzzer/*) echo "#include <$1>" | clang++ -E -x c++ - ;;
     *.h | *.hpp) echo "#include <$1>" | g++ -E -x c++ - ;;
+    /*) test -e "$1" ;;
     *) command -v "$1" ;;
     esac >/dev/null 2>&1
 }
@@ -51,7 +55,8 @@ fi
 missing=()
 for need in $needs; do
     package=${need%%:*}
-    if [[ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)" != installed ]]; then
+    if [[ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)" != installed ]] &&
+        ! is_there "${need#*:}"; then
         missing+=("$package")
     fi
 done

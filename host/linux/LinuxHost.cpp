@@ -10,18 +10,18 @@
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/LinuxWorkspace.h"
 #include "host/linux/LogindConsoleUser.h"
-#include "host/linux/SandboxPrivacy.h"
-#include "host/linux/SessionBusNotifications.h"
 #include "host/linux/Unavailable.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
+#include "host/posix/SandboxPrivacy.h"
 #include "host/posix/SystemTime.h"
 #include "host/posix/ThreadWorkQueue.h"
 
 #include <filesystem>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace kvn::host {
@@ -35,6 +35,16 @@ std::string ownBundlePath() {
 }
 
 } // namespace
+
+const std::map<FrontEnd, UserInterfaceFactory>& frontEnds() {
+    static const std::map<FrontEnd, UserInterfaceFactory> all{
+        {FrontEnd::None, makeNoUserInterface},
+        {FrontEnd::Terminal, makeTerminalUserInterface},
+    };
+    return all;
+}
+
+FrontEnd defaultFrontEnd() { return isatty(STDIN_FILENO) ? FrontEnd::Terminal : FrontEnd::None; }
 
 Host makeHost(FrontEnd) {
     Host host;
@@ -68,7 +78,7 @@ Host makeHost(FrontEnd) {
     host.toolQueue = std::move(toolQueue);
     host.consoleUser = std::make_unique<LogindConsoleUser>(*host.mainLoop);
     host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner);
-    host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop);
+    host.notifications = makeDistributedNotifications(*host.mainLoop);
     host.runningApplications =
         std::make_unique<LinuxRunningApplications>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
     host.hotKeys = std::make_unique<NoHotKeys>();

@@ -197,4 +197,8 @@ void SessionBusNotifications::giveUp(const std::string& reason) {
     }
 }
 
+std::unique_ptr<DistributedNotifications> makeDistributedNotifications(MainLoop& loop) {
+    return std::make_unique<SessionBusNotifications>(loop);
+}
+
 } // namespace kvn::host

@@ -2,10 +2,10 @@
 
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/ProgramOptions.h"
-#include "host/linux/SandboxPrivacy.h"
-#include "host/linux/SessionBusNotifications.h"
+#include "host/DistributedNotifications.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/PollMainLoop.h"
+#include "host/posix/SandboxPrivacy.h"
 
 #include <cstdlib>
 #include <stdexcept>
@@ -49,11 +49,11 @@ int run(const Kvs::ProgramOptions& options) {
     }
     const auto grants = privacy.grants();
     host::PollMainLoop loop;
-    host::SessionBusNotifications notifications(loop);
-    if (!notifications.post({options.value("--notification-name").value_or("com.korvane.remote.Permissions"),
-                             kObject,
-                             {{"accessibility", number(grants.accessibility)},
-                              {"recording", number(grants.screenRecording)}}})) {
+    if (!host::makeDistributedNotifications(loop)->post(
+            {options.value("--notification-name").value_or("com.korvane.remote.Permissions"),
+             kObject,
+             {{"accessibility", number(grants.accessibility)},
+              {"recording", number(grants.screenRecording)}}})) {
         throw std::runtime_error("the notification cannot be posted: there is no session bus");
     }
     return 0;

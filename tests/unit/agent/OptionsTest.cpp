@@ -23,7 +23,7 @@ TEST(Options, MistakesAreNamed) {
         {{"--verbose"}, "unknown option: --verbose"},
         {{"x"}, "unknown option: x"},
         {{"--root", ""}, "--root needs a folder"},
-        {{"--ui", "gtk"}, "--ui takes terminal or none, not gtk"},
+        {{"--ui", "gtk"}, "--ui takes desktop, terminal or none, not gtk"},
         {{"--root", "/x", "--ui"}, "--ui needs a value"},
     };
     for (const auto& [arguments, problem] : cases) {

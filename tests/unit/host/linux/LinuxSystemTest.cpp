@@ -5,8 +5,8 @@
 #include "host/linux/LinuxSessionInfo.h"
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/LogindConsoleUser.h"
-#include "host/linux/SandboxPrivacy.h"
 #include "host/plist/XmlPropertyList.h"
+#include "host/posix/SandboxPrivacy.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Test.h"
 

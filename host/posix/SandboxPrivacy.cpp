@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "host/linux/SandboxPrivacy.h"
+#include "host/posix/SandboxPrivacy.h"
 
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
