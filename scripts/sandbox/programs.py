@@ -22,9 +22,9 @@ starting = threading.Lock()
 
 class Program:
     """A child process in a session of its own, so that a Ctrl-C at the terminal does not reach it. It prints
-    to a pipe, or to a pseudo-terminal of `columns`."""
+    to a pipe, or to a pseudo-terminal of `columns`. `user` is the id of its user if it is another one."""
 
-    def __init__(self, arguments, show=None, environment=None, columns=None):
+    def __init__(self, arguments, show=None, environment=None, columns=None, user=None):
         self.record = Record(show)
         self.started = time.monotonic()
         output, theirs = pty.openpty() if columns else os.pipe()
@@ -35,7 +35,8 @@ class Program:
         with starting:
             self._process = subprocess.Popen(
                 arguments, stdin=subprocess.PIPE, stdout=theirs, stderr=theirs,
-                env={**os.environ, **(environment or {})}, start_new_session=True)
+                env={**os.environ, **(environment or {})}, start_new_session=True,
+                user=user, group=user, extra_groups=None if user is None else [])
         os.close(theirs)
         self.pid = self._process.pid
         self._reader = threading.Thread(target=self._read, daemon=True)

@@ -32,11 +32,12 @@ def ask(path, command, seconds=5):
 class Sandbox:
     """Owns the folder, the programs that use it and the threads that follow their logs, and ends them all at
     the end of its scope. `listener(name)` returns the function that is called with each line of a program, or
-    None."""
+    None. `user` is the id of the user who runs the programs and owns the folder, if it is another one."""
 
-    def __init__(self, build, listener=lambda name: None):
+    def __init__(self, build, listener=lambda name: None, user=None):
         self.build = pathlib.Path(build).resolve()
         self._listener = listener
+        self._user = user
         self.daemon = None
         self.agent = None
         self.log = None
@@ -68,8 +69,15 @@ class Sandbox:
         except OSError:  # above all for want of a build
             self.__exit__()
             raise
+        if self._user is not None:
+            self._give_away()
         self._start_bus()
         return self
+
+    def _give_away(self):
+        for path in (self.root, *self.root.rglob("*")):
+            os.chown(path, self._user, self._user, follow_symlinks=False)
+        self.root.chmod(0o755)  # other users may look, as they may at "/"
 
     def __exit__(self, *_):
         for program in (self.agent, self.daemon, self._bus):
@@ -84,18 +92,20 @@ class Sandbox:
         """Starts a session bus for the sandbox alone, so that notifications stay in it."""
         address = f"unix:path={self.root}/bus"
         try:
-            self._bus = Program(["dbus-daemon", "--session", "--nofork", "--print-address", "--address", address])
+            self._bus = Program(["dbus-daemon", "--session", "--nofork", "--print-address", "--address", address],
+                                user=self._user)
         except FileNotFoundError:
             return  # the agent works without one, and logs that
         if self._bus.record.wait("^unix:", 5):
             self._environment["DBUS_SESSION_BUS_ADDRESS"] = address
 
-    def _start(self, name, program, *options, environment=None, columns=None):
+    def _start(self, name, program, *options, environment=None, columns=None, user=None):
+        user = self._user if user is None else user
         return Program([program, "--root", self.root, *options], self._listener(name),
-                       {**self._environment, **(environment or {})}, columns)
+                       {**self._environment, **(environment or {})}, columns, user)
 
-    def start_daemon(self):
-        self.daemon = self._start("daemon", self.build / "standins/service-daemon")
+    def start_daemon(self, user=None):
+        self.daemon = self._start("daemon", self.build / "standins/service-daemon", user=user)
 
     def start_agent(self, ui, bundle=None, environment=None, columns=None):
         program = (bundle or self.bundle) / "Contents/MacOS/KvnGUIAgent"
