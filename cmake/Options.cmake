@@ -25,6 +25,19 @@ elseif(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(kvs_warnings INTERFACE -Wno-restrict)
 endif()
 
+# An error in a program must not become a way in: checked copies of the C library, guarded stacks, addresses that
+# nobody can guess, and tables of functions that cannot be written. The sanitizers check more by themselves.
+include(CheckPIESupported)
+check_pie_supported()
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+if(NOT KVN_SANITIZE)
+    target_compile_options(kvs_options INTERFACE -fstack-protector-strong
+        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>)
+endif()
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    target_link_options(kvs_options INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack)
+endif()
+
 if(KVN_SANITIZE)
     target_compile_options(kvs_options INTERFACE -fsanitize=${KVN_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
