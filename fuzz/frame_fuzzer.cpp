@@ -1,23 +1,16 @@
 // SPDX-License-Identifier: MIT
 
-#include "core/logging/CNSLog.h"
+#include "fuzz/Fuzz.h"
 #include "privileged-helper/shared/PHProtocolHandler.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace {
+using kvn::fuzz::require;
 
-void require(bool holds, const char* what) {
-    if (!holds) {
-        std::fprintf(stderr, "frame_fuzzer: %s\n", what);
-        std::abort();
-    }
-}
+namespace {
 
 class Reports : public kvn::PHConnectionDelegate {
 public:
@@ -37,9 +30,7 @@ constexpr std::size_t kMost = 32768;
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const bool quiet =
-        (Kvs::CNSInitLog(Kvs::kLogModeDebugOff, Kvs::kSysLogSuppressed, "frame_fuzzer", nullptr), true);
-    static_cast<void>(quiet);
+    kvn::fuzz::logNothing();
     int ends[2];
     require(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "no sockets");
     Kvs::FileDescriptor peer(ends[1]);

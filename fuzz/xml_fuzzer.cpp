@@ -1,22 +1,16 @@
 // SPDX-License-Identifier: MIT
 
 #include "core/text/FGStr.h"
+#include "fuzz/Fuzz.h"
 #include "remote/xml/FEncXml.h"
 #include "remote/xml/FEncXmlDocument.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
-namespace {
+using kvn::fuzz::require;
 
-void require(bool holds, const char* what) {
-    if (!holds) {
-        std::fprintf(stderr, "xml_fuzzer: %s\n", what);
-        std::abort();
-    }
-}
+namespace {
 
 template <class C>
 std::basic_string<C> decoded(Kvs::FStrToken<C> raw) {
@@ -92,7 +86,7 @@ void scanTag(const std::basic_string<C>& text) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const std::string_view bytes = kvn::fuzz::textOf(data, size);
     std::wstring wide;
     for (std::size_t i = 0; i < size; ++i) {
         wide.push_back(static_cast<wchar_t>(data[i]));

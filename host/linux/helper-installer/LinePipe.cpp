@@ -28,6 +28,9 @@ int LinePipe::write(std::initializer_list<std::string_view> lines) const {
 std::optional<std::string> LinePipe::read(Deadline deadline, int interruption) {
     for (;;) {
         if (const std::size_t end = received_.find('\n'); end != received_.npos) {
+            if (end > kMaxLine) {
+                return std::nullopt;
+            }
             std::string line = received_.substr(0, end);
             received_.erase(0, end + 1);
             return line;
