@@ -5,9 +5,15 @@
 # root.
 set -eu
 
-agent="${KVN_REMOTE_ROOT:-}/Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app/Contents/MacOS/KvnPreLoginAgent"
-if [ ! -x "$agent" ]; then
-    echo "KvnPreLoginAgent is not installed at $agent" >&2
+root="${KVN_REMOTE_ROOT:-}"
+application="$root/Library/PrivilegedHelperTools/com.korvane.remote.KvnPreLoginAgent.app"
+program="$application/Contents/MacOS/KvnPreLoginAgent"
+if [ ! -x "$program" ]; then
+    echo "KvnPreLoginAgent is not installed at $program" >&2
     exit 1
 fi
-exec "$agent" --check
+if [ "$(uname -s)" = Darwin ] && [ -z "$root" ]; then
+    # macOS answers a child of this script with the permissions of the agent that runs the script.
+    exec /usr/bin/open -n -g "$application" --args --check
+fi
+exec "$program" --check

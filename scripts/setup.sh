@@ -20,7 +20,7 @@ bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugix
     libzmq3-dev:zmq.h libfmt-dev:fmt/format.h" ;;
 macos) needs="cmake:cmake ninja-build:ninja python3:python3 clang-19:clang-19 lld-19:ld64.lld-19 llvm-19:llvm-nm-19 npm:npm
     libexpat1-dev:expat.h nlohmann-json3-dev:nlohmann/json.hpp googletest:/usr/src/googletest/CMakeLists.txt
-    librsvg2-bin:rsvg-convert icnsutils:png2icns zip:zip" ;;
+    librsvg2-bin:rsvg-convert" ;;
 *)
     echo "usage: $0 run|test|bench|macos" >&2
     exit 2

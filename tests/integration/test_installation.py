@@ -57,7 +57,7 @@ def read_entry(path):
 def it_is_installed_and_runs_and_is_uninstalled(box):
     prefix = box.root / 'in $1 "100%" `x`'
     with installed(box, prefix) as uninstall:
-        tables = [path.relative_to(SOURCES) for path in SOURCES.glob("resources/*.lproj/*")]
+        tables = [path.relative_to(SOURCES) for path in SOURCES.glob("resources/*.lproj/Localizable.strings")]
         inside = ["Info.plist", "MacOS/KvnGUIAgent", "MacOS/KvnHelperInstaller", "Resources/language.xml", SCRIPT,
                   *(str(table).replace("resources", "Resources") for table in tables)]
         wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY}

@@ -3,6 +3,7 @@
 """Fails when a text that the user sees is missing, unused, left in English, or damaged in one of the languages."""
 
 import pathlib
+import plistlib
 import re
 import sys
 import unicodedata
@@ -58,13 +59,18 @@ def read_language_file(codes):
 
 
 def read_string_table(path):
+    where = f"{path.parent.name}/{path.name}"
     text, pairs, at = path.read_bytes().decode("utf-8"), [], 0
     while entry := ENTRY.match(text, at):
         pairs.append(entry.groups())
         at = entry.end()
     if at != len(text):
-        fault(path.parent.name, f"not understood from {text[at:at + 40]!r} on")
-    return collect(path.parent.name, pairs)
+        fault(where, f"not understood from {text[at:at + 40]!r} on")
+    return collect(where, pairs)
+
+
+def read_string_tables(name):
+    return {path.parent.stem: read_string_table(path) for path in RESOURCES.glob(f"*.lproj/{name}")}
 
 
 def mixes_alphabets(word):
@@ -99,9 +105,10 @@ def check(where, texts, english, code, same):
 def main():
     codes = languages_of_the_product()
     menu = read_language_file(codes)
-    tables = {path.parent.stem: read_string_table(path) for path in RESOURCES.glob("*.lproj/Localizable.strings")}
+    tables = read_string_tables("Localizable.strings")
+    information = read_string_tables("InfoPlist.strings")
     same = {}
-    for name, source in (("language.xml", menu), ("Localizable.strings", tables)):
+    for name, source in (("language.xml", menu), ("Localizable.strings", tables), ("InfoPlist.strings", information)):
         for code in sorted(set(codes.values()) ^ source.keys(), key=str):
             fault(name, f"{code} is {'missing' if code in codes.values() else 'no language of the product'}")
         for code, texts in source.items():
@@ -118,7 +125,14 @@ def main():
         for key in sorted(used ^ keys):
             fault(name, f"{key} is {'not used' if key in keys else 'used and has no text'}")
 
-    print("\n".join(faults) or f"{len(codes)} languages, {len(menu['en']) + len(tables['en'])} texts each")
+    # The system asks for the texts of its keys alone, and shows those of the list where a language has none.
+    listed = plistlib.loads((RESOURCES / "Info.plist.in").read_bytes())
+    for key, text in information["en"].items():
+        if listed.get(key) != text:
+            fault("InfoPlist.strings", f"the English {key} is not the one in Info.plist.in")
+
+    count = len(menu["en"]) + len(tables["en"]) + len(information["en"])
+    print("\n".join(faults) or f"{len(codes)} languages, {count} texts each")
     return 1 if faults else 0
 
 
