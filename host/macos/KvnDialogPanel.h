@@ -17,8 +17,8 @@
 /// is the row's text in the column of labels, or nil.
 - (void)placeRow:(NSView*)row label:(NSTextField*)label at:(NSInteger)place;
 
-/// Scrolls to the top, and gives the keyboard focus to the first control that takes it.
-- (void)beginAtTop;
+/// Scrolls to the top, and gives the keyboard focus to the control, or to the window if that is nil.
+- (void)beginAtTopWith:(NSControl*)control;
 
 /// Ends what the user has begun in the window: a choice of a folder is cancelled, and a value that is not
 /// finished goes to the target of its control.

@@ -100,17 +100,18 @@ NSMenu* keyboardCommands() {
     }
 }
 
-- (void)beginAtTop {
+- (void)beginAtTopWith:(NSControl*)control {
     [_rows scrollPoint:NSZeroPoint];
-    [self recalculateKeyViewLoop];
-    [self selectKeyViewFollowingView:self.contentView];
+    [self makeFirstResponder:control];
 }
 
 - (void)endEditing {
     if (NSWindow* const sheet = self.attachedSheet) {
         [self endSheet:sheet returnCode:NSModalResponseCancel];
     }
-    [self makeFirstResponder:nil];
+    if (![self makeFirstResponder:nil]) {
+        [self endEditingFor:nil]; // a control that keeps the focus loses it
+    }
 }
 
 - (BOOL)windowShouldClose:(NSWindow*)__unused sender {

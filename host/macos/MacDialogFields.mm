@@ -19,6 +19,7 @@ public:
         static_cast<NSCell*>(field_.cell).sendsActionOnEndEditing = YES; // also when the window closes
         [field_ setContentHuggingPriority:NSLayoutPriorityFittingSizeCompression
                            forOrientation:NSLayoutConstraintOrientationHorizontal];
+        setControl(field_);
         putBeside(@[ field_, button_ ]);
         show();
     }
@@ -81,6 +82,7 @@ public:
         picker_.datePickerElements = NSDatePickerElementFlagYearMonthDay | NSDatePickerElementFlagHourMinute;
         picker_.target = target_;
         picker_.action = @selector(performKvnAction:);
+        setControl(picker_);
         putBeside(@[ picker_ ]);
         show();
     }

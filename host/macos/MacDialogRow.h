@@ -28,12 +28,18 @@ public:
     /// Returns the text if it belongs in the column of the texts before controls, and nil otherwise.
     NSTextField* label() const { return isLabel_ ? text_ : nil; }
 
+    /// Returns the control that takes the keyboard's focus when the dialog opens with it, or nil.
+    NSControl* control() const { return control_; }
+
 protected:
     explicit MacDialogRow(const DialogLine& line);
 
-    /// Arrange the view of the row, once: the text with the controls beside it or with one view below it.
-    void putBeside(NSArray<NSView*>* controls);
-    void putBelow(NSView* control);
+    // Arrange the view of the row, once: the text alone, with views beside it or with a view below it.
+    void putAlone();
+    void putBeside(NSArray<NSView*>* views);
+    void putBelow(NSView* view);
+
+    void setControl(NSControl* control) { control_ = control; }
 
     /// Shows the control of `line_`. Called by `update`, and by the constructors of the kinds of rows.
     virtual void showControl() = 0;
@@ -46,6 +52,7 @@ protected:
 private:
     NSTextField* const text_;
     NSView* view_ = nil;
+    NSControl* control_ = nil;
     bool isLabel_ = false;
 };
 

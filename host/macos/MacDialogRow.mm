@@ -21,7 +21,7 @@ NSTextField* wrappedText() {
 class TextRow final : public MacDialogRow {
 public:
     explicit TextRow(const DialogLine& line) : MacDialogRow(line) {
-        putBelow(nil);
+        putAlone();
         show();
     }
 
@@ -48,6 +48,7 @@ private:
 class CheckBoxRow final : public MacDialogRow {
 public:
     explicit CheckBoxRow(const DialogLine& line) : MacDialogRow(line) {
+        setControl(button_);
         putBeside(@[ button_ ]);
         show();
     }
@@ -75,6 +76,7 @@ private:
 class ButtonRow final : public MacDialogRow {
 public:
     explicit ButtonRow(const DialogLine& line) : MacDialogRow(line) {
+        setControl(button_);
         putBeside(@[ button_ ]);
         show();
     }
@@ -105,7 +107,9 @@ void setText(NSControl* control, const std::string& text) {
     }
 }
 
-MacDialogRow::MacDialogRow(const DialogLine& line) : line_(line), text_(wrappedText()) {}
+MacDialogRow::MacDialogRow(const DialogLine& line) : line_(line), text_(wrappedText()) {
+    text_.selectable = NO; // the focus goes past it
+}
 
 // The derived row has released the targets of its controls. So a field that is being edited, whose editing
 // ends here, does not report its value for a line that is no more.
@@ -122,7 +126,9 @@ void MacDialogRow::show() {
     showControl();
 }
 
-void MacDialogRow::putBeside(NSArray<NSView*>* controls) {
+void MacDialogRow::putAlone() { view_ = text_; }
+
+void MacDialogRow::putBeside(NSArray<NSView*>* views) {
     isLabel_ = true;
     // The text gives way only after the values, and before the window would be widened.
     [text_ setContentCompressionResistancePriority:NSLayoutPriorityDragThatCannotResizeWindow
@@ -130,20 +136,16 @@ void MacDialogRow::putBeside(NSArray<NSView*>* controls) {
     [text_ setContentHuggingPriority:NSLayoutPriorityDragThatCannotResizeWindow
                       forOrientation:NSLayoutConstraintOrientationHorizontal];
     NSStackView* const row =
-        [NSStackView stackViewWithViews:[@[ text_ ] arrayByAddingObjectsFromArray:controls]];
+        [NSStackView stackViewWithViews:[@[ text_ ] arrayByAddingObjectsFromArray:views]];
     row.alignment = NSLayoutAttributeFirstBaseline;
     view_ = row;
 }
 
-void MacDialogRow::putBelow(NSView* control) {
-    if (!control) {
-        view_ = text_;
-        return;
-    }
-    NSStackView* const row = [NSStackView stackViewWithViews:@[ text_, control ]];
+void MacDialogRow::putBelow(NSView* view) {
+    NSStackView* const row = [NSStackView stackViewWithViews:@[ text_, view ]];
     row.orientation = NSUserInterfaceLayoutOrientationVertical;
     row.alignment = NSLayoutAttributeLeading;
-    [control.widthAnchor constraintEqualToAnchor:row.widthAnchor].active = YES;
+    [view.widthAnchor constraintEqualToAnchor:row.widthAnchor].active = YES;
     view_ = row;
 }
 

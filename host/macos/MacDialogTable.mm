@@ -6,26 +6,17 @@
 
 /// The content of a table, as the table asks for it.
 @interface KvnTableContent : NSObject <NSTableViewDataSource, NSTableViewDelegate>
-/// Returns true if the content was another.
-- (bool)replaceWith:(const kvn::host::DialogTable&)content;
+@property(nonatomic) kvn::host::DialogTable table;
 @end
 
-@implementation KvnTableContent {
-    kvn::host::DialogTable _content;
-}
-
-- (bool)replaceWith:(const kvn::host::DialogTable&)content {
-    const bool isOther = content.titles != _content.titles || content.rows != _content.rows;
-    _content = content;
-    return isOther;
-}
+@implementation KvnTableContent
 
 - (NSInteger)numberOfRowsInTableView:(NSTableView*)__unused table {
-    return static_cast<NSInteger>(_content.rows.size());
+    return static_cast<NSInteger>(_table.rows.size());
 }
 
 - (NSView*)tableView:(NSTableView*)table viewForTableColumn:(NSTableColumn*)column row:(NSInteger)row {
-    const auto& cells = _content.rows[static_cast<std::size_t>(row)];
+    const auto& cells = _table.rows[static_cast<std::size_t>(row)];
     const NSUInteger place = [table.tableColumns indexOfObject:column];
     NSTextField* const text =
         [NSTextField labelWithString:place < cells.size() ? kvn::host::nsString(cells[place]) : @""];
@@ -55,6 +46,7 @@ public:
         frame_.borderType = NSLineBorder;
         frame_.verticalScrollElasticity = NSScrollElasticityNone;
         frame_.documentView = table_;
+        setControl(table_);
         height_.active = YES;
         putBelow(frame_);
         show();
@@ -64,22 +56,32 @@ private:
     void showControl() override {
         const auto& content = std::get<DialogTable>(line_.control);
         table_.accessibilityLabel = nsString(spokenName(line_));
-        if (![content_ replaceWith:content]) {
+        const DialogTable shown = content_.table;
+        if (content.titles == shown.titles && content.rows == shown.rows) {
             return; // a reload would take the place from a screen reader
         }
-        for (NSTableColumn* column in table_.tableColumns) {
-            [table_ removeTableColumn:column];
-        }
-        for (const std::string& title : content.titles) {
-            NSTableColumn* const column = [[NSTableColumn alloc] initWithIdentifier:nsString(title)];
-            column.title = nsString(title);
-            [table_ addTableColumn:column];
+        content_.table = content;
+        if (content.titles != shown.titles) {
+            replaceColumns(content.titles);
         }
         [table_ reloadData];
+        [table_ sizeToFit];
         const CGFloat row = table_.rowHeight + table_.intercellSpacing.height;
         const CGFloat borders = 2;
         height_.constant =
             table_.headerView.frame.size.height + row * static_cast<CGFloat>(content.rows.size()) + borders;
+    }
+
+    void replaceColumns(const std::vector<std::string>& titles) {
+        for (NSTableColumn* column in table_.tableColumns) {
+            [table_ removeTableColumn:column];
+        }
+        for (const std::string& title : titles) {
+            NSTableColumn* const column = [[NSTableColumn alloc] initWithIdentifier:nsString(title)];
+            column.title = nsString(title);
+            column.width = column.minWidth; // the table widens its columns to fill its frame
+            [table_ addTableColumn:column];
+        }
     }
 
     KvnTableContent* const content_ = [[KvnTableContent alloc] init];

@@ -28,6 +28,7 @@ public:
 
 private:
     void showLines(const DialogLines& lines);
+    NSControl* firstControl() const; // that the keyboard can reach
     void moveTo(const DialogPlace& place);
 
     KvnDialogPanel* const panel_ = [[KvnDialogPanel alloc] initWithCloseRequest:[this] { close(); }];

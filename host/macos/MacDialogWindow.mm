@@ -5,6 +5,7 @@
 #include "host/DialogRendering.h"
 #include "host/macos/Conversions.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kvn::host {
@@ -30,7 +31,7 @@ void MacDialogWindow::show(const std::string& title, DialogLines lines, const Di
     [NSApp activateIgnoringOtherApps:YES]; // a window alone does not activate an accessory application
     [panel_ makeKeyAndOrderFront:nil];
     [panel_ orderFrontRegardless];
-    [panel_ beginAtTop];
+    [panel_ beginAtTopWith:firstControl()];
 }
 
 void MacDialogWindow::update(DialogLines lines) {
@@ -56,6 +57,12 @@ void MacDialogWindow::showLines(const DialogLines& lines) {
     for (const auto& row : rows_) {
         [panel_ placeRow:row->view() label:row->label() at:place++];
     }
+}
+
+NSControl* MacDialogWindow::firstControl() const {
+    const auto first = std::find_if(rows_.begin(), rows_.end(),
+                                    [](const auto& row) { return row->control().canBecomeKeyView; });
+    return first == rows_.end() ? nil : (*first)->control();
 }
 
 void MacDialogWindow::moveTo(const DialogPlace& place) {

@@ -79,6 +79,7 @@ API_AVAILABLE(macos(10.10))
 @property NSRect frame;
 @property(getter=isHidden) BOOL hidden;
 @property(readonly, getter=isFlipped) BOOL flipped;
+@property(readonly) BOOL canBecomeKeyView;
 @property(copy) NSString* toolTip;
 - (instancetype)initWithFrame:(NSRect)frame;
 - (void)addSubview:(NSView*)view;
@@ -222,6 +223,7 @@ typedef NS_OPTIONS(NSUInteger, NSDatePickerElementFlags) {
 @end
 @interface NSTableColumn : NSObject
 @property(copy) NSString* title;
+@property CGFloat width, minWidth;
 - (instancetype)initWithIdentifier:(NSString*)identifier;
 @end
 @protocol NSTableViewDataSource <NSObject>
@@ -248,6 +250,7 @@ typedef NS_ENUM(NSUInteger, NSTableViewColumnAutoresizingStyle) {
 @property(readonly) NSInteger numberOfRows;
 - (void)addTableColumn:(NSTableColumn*)column;
 - (void)removeTableColumn:(NSTableColumn*)column;
+- (void)sizeToFit;
 - (void)reloadData;
 @end
 @interface NSTableCellView : NSView
@@ -317,8 +320,7 @@ static const NSWindowLevel NSNormalWindowLevel = 0;
 - (NSRect)frameRectForContentRect:(NSRect)rect;
 - (void)setFrame:(NSRect)frame display:(BOOL)display animate:(BOOL)animate;
 - (BOOL)makeFirstResponder:(NSResponder*)responder;
-- (void)recalculateKeyViewLoop;
-- (void)selectKeyViewFollowingView:(NSView*)view;
+- (void)endEditingFor:(id)object;
 - (void)makeKeyAndOrderFront:(id)sender;
 - (void)orderFrontRegardless;
 - (void)orderOut:(id)sender;
@@ -365,3 +367,4 @@ extern "C" NSString* const NSWorkspaceWillPowerOffNotification;
                configuration:(NSWorkspaceOpenConfiguration*)configuration
            completionHandler:(void (^)(NSRunningApplication*, NSError*))handler API_AVAILABLE(macos(10.15));
 @end
+extern "C" NSString* const NSApplicationDidFinishLaunchingNotification;
