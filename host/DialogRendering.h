@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -67,6 +68,26 @@ std::vector<std::unique_ptr<Row>> rowsShowing(const DialogLines& lines,
     }
     return rows;
 }
+
+/// The text of a field that shows a line's value, and that the user edits.
+class EditedText {
+public:
+    /// Returns the text for the field when its line has this value: the field's present text if it is half
+    /// typed, and the value otherwise.
+    std::string textFor(const std::string& value, const std::string& present, bool hasFocus) {
+        if (hasFocus && present != shown_) {
+            return present;
+        }
+        shown_ = value;
+        return value;
+    }
+
+    /// Takes the text that the user has finished. Returns true if it is another than the line's.
+    bool take(const std::string& text) { return std::exchange(shown_, text) != text; }
+
+private:
+    std::string shown_; // the line's value as it was last shown or taken
+};
 
 /// Returns the name by which a screen reader announces the line's control.
 inline std::string spokenName(const DialogLine& line) {

@@ -27,23 +27,16 @@ public:
 private:
     void showControl() override {
         const auto& folder = std::get<DialogFolder>(line_.control);
-        const bool isHalfTyped = field_.currentEditor && stdString(field_.stringValue) != shown_;
-        if (!isHalfTyped) {
-            showPath(folder.path);
-        }
+        setText(field_,
+                edited_.textFor(folder.path, stdString(field_.stringValue), field_.currentEditor != nil));
         field_.enabled = folder.enabled;
         field_.accessibilityLabel = nsString(spokenName(line_));
         button_.enabled = folder.enabled;
         button_.accessibilityLabel = nsString(spokenName(line_));
     }
-    void showPath(const std::string& path) {
-        shown_ = path;
-        setText(field_, path);
-    }
     void take(const std::string& path) {
-        const bool isOther = path != shown_;
-        showPath(path);
-        if (isOther) {
+        setText(field_, path);
+        if (edited_.take(path)) {
             auto& folder = std::get<DialogFolder>(line_.control);
             folder.path = path;
             callCopy(folder.onChange, path);
@@ -72,7 +65,7 @@ private:
     NSButton* const button_ = [NSButton buttonWithTitle:@"…"
                                                  target:choose_
                                                  action:@selector(performKvnAction:)];
-    std::string shown_; // differs from the field's text while the user types
+    EditedText edited_;
 };
 
 class DateRow final : public MacDialogRow {

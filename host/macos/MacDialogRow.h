@@ -25,8 +25,8 @@ public:
 
     NSView* view() const { return view_; }
 
-    /// Returns the text if it belongs in the column of the texts before controls, and nil otherwise.
-    NSTextField* label() const { return isLabel_ ? text_ : nil; }
+    /// Returns the text if it is shown in the column of the texts before controls, and nil otherwise.
+    NSTextField* label() const { return isLabel_ && !text_.hidden ? text_ : nil; }
 
     /// Returns the control that takes the keyboard's focus when the dialog opens with it, or nil.
     NSControl* control() const { return control_; }

@@ -32,6 +32,7 @@ private:
     KvnActionTarget* target_ = nil; // of the menu's items, whose tags are their places in `menu_`
     const Menu* menu_ = nullptr;    // while there is an item
     std::string description_;
+    std::string missingPicture_; // its name, which is logged once
 };
 
 } // namespace kvn::host

@@ -6,6 +6,8 @@
 #include "host/macos/Conversions.h"
 #include "host/macos/KvnActionTarget.h"
 
+#include <utility>
+
 namespace kvn::host {
 
 namespace {
@@ -64,7 +66,7 @@ void MacStatusBar::updateItem(const StatusImage& image) {
     }
     using Meaning = StatusImage::Meaning;
     NSImage* const picture = [NSImage imageNamed:nsString(image.name)];
-    if (!picture) {
+    if (!picture && std::exchange(missingPicture_, image.name) != image.name) {
         Kvs::OCNSLog("The bundle has no picture %@", image.name);
     }
     // The picture is shared by all who load this name. Each name is either a template or not.

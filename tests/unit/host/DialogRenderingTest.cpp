@@ -58,5 +58,17 @@ TEST(DialogRendering, KeepsARowForTheSameIdAndKindOfControl) {
     EXPECT_FALSE(second[3]->isUpdated);
 }
 
+TEST(DialogRendering, KeepsATextThatIsHalfTyped) {
+    host::EditedText text;
+    EXPECT_EQ(text.textFor("/a", "", true), "/a");   // has the focus, but nothing is typed
+    EXPECT_EQ(text.textFor("/b", "/a", true), "/b"); // also at an update
+    EXPECT_EQ(text.textFor("/b", "/b/c", true), "/b/c");
+    EXPECT_EQ(text.textFor("/d", "/b/c", true), "/b/c");
+    EXPECT_TRUE(text.take("/b/c"));
+    EXPECT_FALSE(text.take("/b/c"));
+    EXPECT_EQ(text.textFor("/e", "/b/c", true), "/e"); // finished
+    EXPECT_EQ(text.textFor("/a", "/f", false), "/a");
+}
+
 } // namespace
 } // namespace kvn::test
