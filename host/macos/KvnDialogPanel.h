@@ -5,9 +5,8 @@
 #import <AppKit/AppKit.h>
 #include <functional>
 
-/// The window of a dialog: rows from top to bottom, which scroll when they are higher than the window. The
-/// keyboard closes it and edits its fields without a menu bar, which an accessory application does not have.
-/// Main thread.
+/// The window of a dialog: rows from top to bottom, which scroll when they are higher than the window. Escape
+/// closes it. Main thread.
 @interface KvnDialogPanel : NSPanel
 
 /// `closeRequested` is called when the user wants to close the window, which stays open by itself.

@@ -9,18 +9,6 @@ namespace {
 constexpr CGFloat kVerticalMargin = 16;
 constexpr CGFloat kHorizontalMargin = 20;
 
-/// Returns the commands that every window with text fields is expected to have. They go to the first
-/// responder.
-NSMenu* keyboardCommands() {
-    NSMenu* const menu = [[NSMenu alloc] initWithTitle:@""];
-    [menu addItemWithTitle:@"" action:@selector(performClose:) keyEquivalent:@"w"];
-    [menu addItemWithTitle:@"" action:@selector(cut:) keyEquivalent:@"x"];
-    [menu addItemWithTitle:@"" action:@selector(copy:) keyEquivalent:@"c"];
-    [menu addItemWithTitle:@"" action:@selector(paste:) keyEquivalent:@"v"];
-    [menu addItemWithTitle:@"" action:@selector(selectAll:) keyEquivalent:@"a"];
-    return menu;
-}
-
 } // namespace
 
 /// Begins at its top, where other views begin at their lower edge.
@@ -38,7 +26,6 @@ NSMenu* keyboardCommands() {
 
 @implementation KvnDialogPanel {
     std::function<void()> _closeRequested;
-    NSMenu* _commands;
     KvnDialogRows* _rows;
     NSLayoutGuide* _labels;
 }
@@ -50,7 +37,6 @@ NSMenu* keyboardCommands() {
                                 defer:YES];
     if (self) {
         _closeRequested = std::move(closeRequested);
-        _commands = keyboardCommands();
         self.delegate = self;
         self.releasedWhenClosed = NO; // its owner releases it
         self.hidesOnDeactivate = NO;  // the agent is hardly ever the active application
@@ -93,6 +79,7 @@ NSMenu* keyboardCommands() {
     const bool isNew = row.superview != _rows;
     [_rows insertArrangedSubview:row atIndex:place];
     if (isNew) {
+        row.translatesAutoresizingMaskIntoConstraints = NO;
         // These constraints go with the row.
         [row.widthAnchor constraintEqualToAnchor:_rows.widthAnchor constant:-2 * kHorizontalMargin].active =
             YES;
@@ -122,10 +109,6 @@ NSMenu* keyboardCommands() {
 
 - (void)cancelOperation:(id)sender {
     [self performClose:sender];
-}
-
-- (BOOL)performKeyEquivalent:(NSEvent*)event {
-    return [super performKeyEquivalent:event] || [_commands performKeyEquivalent:event];
 }
 
 @end

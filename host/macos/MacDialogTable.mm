@@ -47,6 +47,7 @@ public:
         frame_.verticalScrollElasticity = NSScrollElasticityNone;
         frame_.documentView = table_;
         setControl(table_);
+        frame_.translatesAutoresizingMaskIntoConstraints = NO;
         height_.active = YES;
         putBelow(frame_);
         show();

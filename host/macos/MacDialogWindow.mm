@@ -26,8 +26,8 @@ void MacDialogWindow::show(const std::string& title, DialogLines lines, const Di
     [panel_ endEditing]; // of the lines shown so far
     rows_.clear();
     panel_.title = nsString(title);
+    moveTo(place); // before the rows, which need a width
     showLines(lines);
-    moveTo(place);
     [NSApp activateIgnoringOtherApps:YES]; // a window alone does not activate an accessory application
     [panel_ makeKeyAndOrderFront:nil];
     [panel_ orderFrontRegardless];

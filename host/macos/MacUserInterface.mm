@@ -7,10 +7,28 @@
 namespace kvn::host {
 namespace {
 
+/// Returns a main menu with the keys that every window and text field is expected to have; the commands go to
+/// the control with the focus. An accessory application shows no menu bar, but its main menu's keys work, in
+/// the system's own panels as well.
+NSMenu* keyboardCommands() {
+    NSMenu* const commands = [[NSMenu alloc] initWithTitle:@""];
+    [commands addItemWithTitle:@"" action:@selector(performClose:) keyEquivalent:@"w"];
+    [commands addItemWithTitle:@"" action:@selector(cut:) keyEquivalent:@"x"];
+    [commands addItemWithTitle:@"" action:@selector(copy:) keyEquivalent:@"c"];
+    [commands addItemWithTitle:@"" action:@selector(paste:) keyEquivalent:@"v"];
+    [commands addItemWithTitle:@"" action:@selector(selectAll:) keyEquivalent:@"a"];
+    NSMenuItem* const item = [[NSMenuItem alloc] initWithTitle:@"" action:nil keyEquivalent:@""];
+    item.submenu = commands;
+    NSMenu* const menu = [[NSMenu alloc] initWithTitle:@""];
+    [menu addItem:item];
+    return menu;
+}
+
 /// Shows the agent in the menu bar and in windows.
 class MacUserInterface final : public UserInterface {
 public:
     explicit MacUserInterface(Host& host) : host_(host) {
+        NSApp.mainMenu = keyboardCommands();
         statusBar_.describe(host.bundle->localizedString("StatusPending"));
     }
 

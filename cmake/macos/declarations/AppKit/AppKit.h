@@ -60,7 +60,6 @@ API_AVAILABLE(macos(10.11))
 
 // Responders and views
 @interface NSResponder : NSObject
-- (BOOL)performKeyEquivalent:(NSEvent*)event;
 @end
 @protocol NSStandardKeyBindingResponding <NSObject>
 @optional
@@ -144,6 +143,7 @@ typedef NSInteger NSModalResponse;
 static const NSModalResponse NSModalResponseOK = 1, NSModalResponseCancel = 0;
 @interface NSApplication : NSResponder
 @property(class, readonly, strong) NSApplication* sharedApplication;
+@property(strong) NSMenu* mainMenu;
 - (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy;
 - (void)finishLaunching;
 - (void)run;
@@ -262,6 +262,7 @@ typedef NS_ENUM(NSUInteger, NSTableViewColumnAutoresizingStyle) {
 @property(weak) id target;
 @property(getter=isEnabled) BOOL enabled;
 @property(copy) NSString* title;
+@property(strong) NSMenu* submenu;
 + (NSMenuItem*)separatorItem;
 - (instancetype)initWithTitle:(NSString*)title action:(SEL)action keyEquivalent:(NSString*)key;
 @end
@@ -271,7 +272,6 @@ typedef NS_ENUM(NSUInteger, NSTableViewColumnAutoresizingStyle) {
 - (void)addItem:(NSMenuItem*)item;
 - (NSMenuItem*)addItemWithTitle:(NSString*)title action:(SEL)action keyEquivalent:(NSString*)key;
 - (NSMenuItem*)itemWithTag:(NSInteger)tag;
-- (BOOL)performKeyEquivalent:(NSEvent*)event;
 - (void)cancelTracking;
 @end
 API_AVAILABLE(macos(10.10))
