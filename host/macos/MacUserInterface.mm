@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+
+#include "host/Host.h"
+#include "host/macos/MacDialogWindow.h"
+#include "host/macos/MacStatusBar.h"
+
+namespace kvn::host {
+namespace {
+
+/// Returns a main menu with the keys that every window and text field is expected to have; the commands go to
+/// the control with the focus. An accessory application shows no menu bar, but its main menu's keys work, in
+/// the system's own panels as well.
+NSMenu* keyboardCommands() {
+    NSMenu* const commands = [[NSMenu alloc] initWithTitle:@""];
+    [commands addItemWithTitle:@"" action:@selector(performClose:) keyEquivalent:@"w"];
+    [commands addItemWithTitle:@"" action:@selector(cut:) keyEquivalent:@"x"];
+    [commands addItemWithTitle:@"" action:@selector(copy:) keyEquivalent:@"c"];
+    [commands addItemWithTitle:@"" action:@selector(paste:) keyEquivalent:@"v"];
+    [commands addItemWithTitle:@"" action:@selector(selectAll:) keyEquivalent:@"a"];
+    NSMenuItem* const item = [[NSMenuItem alloc] initWithTitle:@"" action:nil keyEquivalent:@""];
+    item.submenu = commands;
+    NSMenu* const menu = [[NSMenu alloc] initWithTitle:@""];
+    [menu addItem:item];
+    return menu;
+}
+
+/// Shows the agent in the menu bar and in windows.
+class MacUserInterface final : public UserInterface {
+public:
+    explicit MacUserInterface(Host& host) : host_(host) {
+        NSApp.mainMenu = keyboardCommands();
+        statusBar_.describe(host.bundle->localizedString("StatusPending"));
+    }
+
+    StatusBar& statusBar() override { return statusBar_; }
+    DialogWindow& dialogWindow() override { return dialogWindow_; }
+    DialogWindow& permissionWindow() override { return permissionWindow_; }
+    Workspace& workspace() override { return *host_.workspace; }
+    HotKeys& hotKeys() override { return *host_.hotKeys; }
+
+    void start(Commands, MainLoop::Task) override {}
+
+    /// The status bar's picture needs words for users who do not see it.
+    void showState(const std::string& text, const StateDetails&) override { statusBar_.describe(text); }
+
+private:
+    Host& host_;
+    MacStatusBar statusBar_;
+    MacDialogWindow dialogWindow_;
+    MacDialogWindow permissionWindow_;
+};
+
+} // namespace
+
+std::unique_ptr<UserInterface> makeDesktopUserInterface(Host& host) {
+    return std::make_unique<MacUserInterface>(host);
+}
+
+} // namespace kvn::host
