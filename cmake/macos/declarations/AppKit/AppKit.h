@@ -1,13 +1,169 @@
 #pragma once
 #import <ApplicationServices/ApplicationServices.h>
 #import <Foundation/Foundation.h>
-@class NSWindow, NSMenu, NSScreen, NSView, NSStackView;
-@interface NSResponder : NSObject
+#include <os/availability.h>
+#ifndef NS_ENUM
+#define NS_ENUM(type, name)                                                                                  \
+    enum __attribute__((enum_extensibility(open))) name : type name;                                         \
+    enum name : type
+#define NS_OPTIONS(type, name)                                                                               \
+    type name;                                                                                               \
+    enum __attribute__((flag_enum, enum_extensibility(open))) : type
+#endif
+@class NSClipView, NSLayoutDimension, NSLayoutXAxisAnchor, NSLayoutYAxisAnchor;
+@class NSEvent, NSLayoutGuide, NSMenu, NSRunningApplication, NSStackView, NSTableColumn, NSTableView;
+@class NSTableHeaderView, NSText, NSView, NSWindow, NSWorkspaceOpenConfiguration;
+
+// Layout
+typedef float NSLayoutPriority;
+static const NSLayoutPriority NSLayoutPriorityDefaultHigh = 750;
+static const NSLayoutPriority NSLayoutPriorityDragThatCannotResizeWindow = 490;
+static const NSLayoutPriority NSLayoutPriorityDefaultLow = 250;
+static const NSLayoutPriority NSLayoutPriorityFittingSizeCompression = 50;
+typedef NS_ENUM(NSInteger, NSLayoutConstraintOrientation) {
+    NSLayoutConstraintOrientationHorizontal = 0,
+    NSLayoutConstraintOrientationVertical = 1
+};
+typedef NS_ENUM(NSInteger, NSLayoutAttribute) {
+    NSLayoutAttributeLeading = 5,
+    NSLayoutAttributeFirstBaseline API_AVAILABLE(macos(10.11)) = 12
+};
+typedef NS_ENUM(NSInteger, NSUserInterfaceLayoutOrientation) {
+    NSUserInterfaceLayoutOrientationHorizontal = 0,
+    NSUserInterfaceLayoutOrientationVertical = 1
+};
+@interface NSLayoutConstraint : NSObject
+@property(getter=isActive) BOOL active API_AVAILABLE(macos(10.10));
+@property CGFloat constant;
 @end
-@interface NSView : NSResponder
+API_AVAILABLE(macos(10.11))
+@interface NSLayoutAnchor<AnchorType> : NSObject
+- (NSLayoutConstraint*)constraintEqualToAnchor:(NSLayoutAnchor<AnchorType>*)anchor;
+- (NSLayoutConstraint*)constraintEqualToAnchor:(NSLayoutAnchor<AnchorType>*)anchor constant:(CGFloat)constant;
+@end
+API_AVAILABLE(macos(10.11))
+@interface NSLayoutXAxisAnchor : NSLayoutAnchor <NSLayoutXAxisAnchor*>
+@end
+API_AVAILABLE(macos(10.11))
+@interface NSLayoutYAxisAnchor : NSLayoutAnchor <NSLayoutYAxisAnchor*>
+@end
+API_AVAILABLE(macos(10.11))
+@interface NSLayoutDimension : NSLayoutAnchor <NSLayoutDimension*>
+- (NSLayoutConstraint*)constraintEqualToConstant:(CGFloat)constant;
+- (NSLayoutConstraint*)constraintLessThanOrEqualToAnchor:(NSLayoutDimension*)anchor
+                                              multiplier:(CGFloat)factor;
+@end
+API_AVAILABLE(macos(10.11))
+@interface NSLayoutGuide : NSObject
+@property(readonly, strong) NSLayoutDimension* widthAnchor;
+@end
+
+// Responders and views
+@interface NSResponder : NSObject
+- (BOOL)performKeyEquivalent:(NSEvent*)event;
+@end
+@protocol NSStandardKeyBindingResponding <NSObject>
+@optional
+- (void)cancelOperation:(id)sender;
+- (void)selectAll:(id)sender;
+@end
+@interface NSResponder (NSStandardKeyBindingMethods) <NSStandardKeyBindingResponding>
+@end
+API_AVAILABLE(macos(10.10))
+@protocol NSAccessibility <NSObject>
+@property(copy) NSString* accessibilityLabel;
+@end
+@interface NSView : NSResponder <NSAccessibility>
 @property(weak, readonly) NSWindow* window;
+@property(weak, readonly) NSView* superview;
+@property NSRect frame;
+@property(getter=isHidden) BOOL hidden;
+@property(readonly, getter=isFlipped) BOOL flipped;
+@property(copy) NSString* toolTip;
 - (instancetype)initWithFrame:(NSRect)frame;
+- (void)addSubview:(NSView*)view;
 - (void)removeFromSuperview;
+- (void)scrollPoint:(NSPoint)point;
+@end
+@interface NSView (Layout)
+@property(readonly, strong) NSLayoutXAxisAnchor *leadingAnchor, *trailingAnchor API_AVAILABLE(macos(10.11));
+@property(readonly, strong) NSLayoutYAxisAnchor *topAnchor, *centerYAnchor API_AVAILABLE(macos(10.11));
+@property(readonly, strong) NSLayoutDimension *widthAnchor, *heightAnchor API_AVAILABLE(macos(10.11));
+@property BOOL translatesAutoresizingMaskIntoConstraints;
+- (void)addLayoutGuide:(NSLayoutGuide*)guide API_AVAILABLE(macos(10.11));
+- (void)setContentHuggingPriority:(NSLayoutPriority)priority
+                   forOrientation:(NSLayoutConstraintOrientation)orientation;
+- (void)setContentCompressionResistancePriority:(NSLayoutPriority)priority
+                                 forOrientation:(NSLayoutConstraintOrientation)orientation;
+@end
+typedef NS_ENUM(NSInteger, NSStackViewDistribution) {
+    NSStackViewDistributionFill API_AVAILABLE(macos(10.11)) = 0
+};
+@interface NSStackView : NSView
+@property NSUserInterfaceLayoutOrientation orientation;
+@property NSLayoutAttribute alignment;
+@property NSStackViewDistribution distribution API_AVAILABLE(macos(10.11));
+@property NSEdgeInsets edgeInsets;
+@property(readonly, copy) NSArray<__kindof NSView*>* arrangedSubviews API_AVAILABLE(macos(10.11));
++ (instancetype)stackViewWithViews:(NSArray<NSView*>*)views;
+- (void)addArrangedSubview:(NSView*)view API_AVAILABLE(macos(10.11));
+- (void)insertArrangedSubview:(NSView*)view atIndex:(NSInteger)index API_AVAILABLE(macos(10.11));
+@end
+typedef NS_ENUM(NSUInteger, NSBorderType) { NSNoBorder = 0, NSLineBorder = 1, NSBezelBorder = 2 };
+typedef NS_ENUM(NSInteger, NSScrollElasticity) { NSScrollElasticityNone = 1 };
+@interface NSClipView : NSView
+@end
+@interface NSScrollView : NSView
+@property(strong) __kindof NSView* documentView;
+@property(strong) NSClipView* contentView;
+@property NSBorderType borderType;
+@property BOOL drawsBackground;
+@property BOOL hasVerticalScroller;
+@property BOOL autohidesScrollers;
+@property NSScrollElasticity verticalScrollElasticity;
+@end
+
+// Events and the application
+typedef NS_ENUM(NSUInteger, NSEventType) { NSEventTypeApplicationDefined = 15 };
+typedef NS_OPTIONS(NSUInteger, NSEventModifierFlags) { NSEventModifierFlagCommand = 1 << 20 };
+@interface NSEvent : NSObject
+@property(class, readonly) NSPoint mouseLocation;
++ (NSEvent*)otherEventWithType:(NSEventType)type
+                      location:(NSPoint)location
+                 modifierFlags:(NSEventModifierFlags)flags
+                     timestamp:(NSTimeInterval)time
+                  windowNumber:(NSInteger)window
+                       context:(id)context
+                       subtype:(short)subtype
+                         data1:(NSInteger)data1
+                         data2:(NSInteger)data2;
+@end
+typedef NS_ENUM(NSInteger, NSApplicationActivationPolicy) { NSApplicationActivationPolicyAccessory = 1 };
+typedef NSInteger NSModalResponse;
+static const NSModalResponse NSModalResponseOK = 1, NSModalResponseCancel = 0;
+@interface NSApplication : NSResponder
+@property(class, readonly, strong) NSApplication* sharedApplication;
+- (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy;
+- (void)finishLaunching;
+- (void)run;
+- (void)stop:(id)sender;
+- (void)postEvent:(NSEvent*)event atStart:(BOOL)atStart;
+- (void)activate API_AVAILABLE(macos(14.0));
+- (void)activateIgnoringOtherApps:(BOOL)ignore;
+@end
+extern "C" NSApplication* NSApp;
+@interface NSScreen : NSObject
+@property(class, readonly, strong) NSScreen* mainScreen;
+@property(readonly) NSRect frame, visibleFrame;
+@end
+
+// Controls
+@interface NSImage : NSObject
++ (NSImage*)imageNamed:(NSString*)name;
+- (void)setTemplate:(BOOL)isTemplate;
+@end
+@interface NSCell : NSObject
+@property BOOL sendsActionOnEndEditing;
 @end
 @interface NSControl : NSView
 @property NSInteger tag;
@@ -16,62 +172,88 @@
 @property(getter=isEnabled) BOOL enabled;
 @property(copy) NSString* stringValue;
 @end
-@interface NSEvent : NSObject
-@property(class, readonly) NSPoint mouseLocation;
-+ (NSEvent*)otherEventWithType:(NSUInteger)type
-                      location:(NSPoint)location
-                 modifierFlags:(NSUInteger)flags
-                     timestamp:(NSTimeInterval)time
-                  windowNumber:(NSInteger)window
-                       context:(id)context
-                       subtype:(short)subtype
-                         data1:(NSInteger)data1
-                         data2:(NSInteger)data2;
+@interface NSControl (Editing)
+- (NSText*)currentEditor;
+- (BOOL)abortEditing;
 @end
-enum : NSUInteger { NSEventTypeApplicationDefined = 15 };
-enum : NSInteger { NSApplicationActivationPolicyAccessory = 1, NSModalResponseOK = 1 };
-typedef NSInteger NSModalResponse;
-@interface NSApplication : NSResponder
-+ (NSApplication*)sharedApplication;
-- (BOOL)setActivationPolicy:(NSInteger)policy;
-- (void)finishLaunching;
-- (void)run;
-- (void)stop:(id)sender;
-- (void)postEvent:(NSEvent*)event atStart:(BOOL)atStart;
-- (void)activateIgnoringOtherApps:(BOOL)ignore;
+@interface NSControl (Cell)
+@property(strong) __kindof NSCell* cell;
 @end
-extern "C" NSApplication* NSApp;
-@interface NSScreen : NSObject
-@property(class, readonly) NSScreen* mainScreen;
-@property(readonly) NSRect frame, visibleFrame;
+@interface NSText : NSView
+- (void)copy:(id)sender;
+- (void)cut:(id)sender;
+- (void)paste:(id)sender;
+- (void)selectAll:(id)sender;
 @end
-@interface NSImage : NSObject
-+ (NSImage*)imageNamed:(NSString*)name;
-@property(getter=isTemplate) BOOL template_ __attribute__((unavailable));
-- (void)setTemplate:(BOOL)isTemplate;
-@end
-enum : NSUInteger { NSImageOnly = 1 };
-enum : NSInteger { NSControlStateValueOff = 0, NSControlStateValueOn = 1 };
+typedef NS_ENUM(NSUInteger, NSCellImagePosition) { NSImageOnly = 1 };
+typedef NSInteger NSControlStateValue;
+static const NSControlStateValue NSControlStateValueOff = 0, NSControlStateValueOn = 1;
 @interface NSButton : NSControl
-@property NSInteger state;
-@property NSUInteger imagePosition;
+@property(copy) NSString* title;
+@property NSControlStateValue state;
+@property NSCellImagePosition imagePosition;
 @property(strong) NSImage* image;
-+ (instancetype)buttonWithTitle:(NSString*)title target:(id)target action:(SEL)action;
-+ (instancetype)checkboxWithTitle:(NSString*)title target:(id)target action:(SEL)action;
++ (instancetype)buttonWithTitle:(NSString*)title
+                         target:(id)target
+                         action:(SEL)action API_AVAILABLE(macos(10.12));
++ (instancetype)checkboxWithTitle:(NSString*)title
+                           target:(id)target
+                           action:(SEL)action API_AVAILABLE(macos(10.12));
 @end
-@interface NSStatusBarButton : NSButton
-@property BOOL appearsDisabled;
+@interface NSTextField : NSControl
+@property(getter=isSelectable) BOOL selectable;
++ (instancetype)labelWithString:(NSString*)text API_AVAILABLE(macos(10.12));
++ (instancetype)wrappingLabelWithString:(NSString*)text API_AVAILABLE(macos(10.12));
++ (instancetype)textFieldWithString:(NSString*)text API_AVAILABLE(macos(10.12));
 @end
-@interface NSStatusItem : NSObject
-@property(readonly) NSStatusBarButton* button;
-@property(strong) NSMenu* menu;
+typedef NS_ENUM(NSUInteger, NSDatePickerStyle) { NSDatePickerStyleTextFieldAndStepper = 0 };
+typedef NS_OPTIONS(NSUInteger, NSDatePickerElementFlags) {
+    NSDatePickerElementFlagHourMinute = 0x0c,
+    NSDatePickerElementFlagYearMonthDay = 0xe0
+};
+@interface NSDatePicker : NSControl
+@property NSDatePickerStyle datePickerStyle;
+@property NSDatePickerElementFlags datePickerElements;
+@property(copy) NSDate* dateValue;
 @end
-static const CGFloat NSVariableStatusItemLength = -1;
-@interface NSStatusBar : NSObject
-@property(class, readonly) NSStatusBar* systemStatusBar;
-- (NSStatusItem*)statusItemWithLength:(CGFloat)length;
-- (void)removeStatusItem:(NSStatusItem*)item;
+
+// Tables
+@interface NSTableHeaderView : NSView
 @end
+@interface NSTableColumn : NSObject
+@property(copy) NSString* title;
+- (instancetype)initWithIdentifier:(NSString*)identifier;
+@end
+@protocol NSTableViewDataSource <NSObject>
+@optional
+- (NSInteger)numberOfRowsInTableView:(NSTableView*)table;
+@end
+@protocol NSTableViewDelegate <NSObject>
+@optional
+- (NSView*)tableView:(NSTableView*)table viewForTableColumn:(NSTableColumn*)column row:(NSInteger)row;
+@end
+typedef NS_ENUM(NSInteger, NSTableViewStyle) { NSTableViewStylePlain API_AVAILABLE(macos(11.0)) = 4 };
+typedef NS_ENUM(NSUInteger, NSTableViewColumnAutoresizingStyle) {
+    NSTableViewUniformColumnAutoresizingStyle = 1
+};
+@interface NSTableView : NSControl
+@property(weak) id<NSTableViewDataSource> dataSource;
+@property(weak) id<NSTableViewDelegate> delegate;
+@property(strong) NSTableHeaderView* headerView;
+@property NSTableViewColumnAutoresizingStyle columnAutoresizingStyle;
+@property NSTableViewStyle style API_AVAILABLE(macos(11.0));
+@property NSSize intercellSpacing;
+@property CGFloat rowHeight;
+@property(readonly, copy) NSArray<NSTableColumn*>* tableColumns;
+@property(readonly) NSInteger numberOfRows;
+- (void)addTableColumn:(NSTableColumn*)column;
+- (void)removeTableColumn:(NSTableColumn*)column;
+- (void)reloadData;
+@end
+@interface NSTableCellView : NSView
+@end
+
+// Menus and the status bar
 @interface NSMenuItem : NSObject
 @property NSInteger tag;
 @property(weak) id target;
@@ -82,95 +264,104 @@ static const CGFloat NSVariableStatusItemLength = -1;
 @end
 @interface NSMenu : NSObject
 @property BOOL autoenablesItems;
-@property(copy) NSArray<NSMenuItem*>* itemArray;
 - (instancetype)initWithTitle:(NSString*)title;
 - (void)addItem:(NSMenuItem*)item;
+- (NSMenuItem*)addItemWithTitle:(NSString*)title action:(SEL)action keyEquivalent:(NSString*)key;
+- (NSMenuItem*)itemWithTag:(NSInteger)tag;
+- (BOOL)performKeyEquivalent:(NSEvent*)event;
+- (void)cancelTracking;
 @end
+API_AVAILABLE(macos(10.10))
+@interface NSStatusBarButton : NSButton
+@property BOOL appearsDisabled;
+@end
+@interface NSStatusItem : NSObject
+@property(readonly, strong) NSStatusBarButton* button API_AVAILABLE(macos(10.10));
+@property(strong) NSMenu* menu;
+@end
+static const CGFloat NSVariableStatusItemLength = -1;
+@interface NSStatusBar : NSObject
+@property(class, readonly, strong) NSStatusBar* systemStatusBar;
+- (NSStatusItem*)statusItemWithLength:(CGFloat)length;
+- (void)removeStatusItem:(NSStatusItem*)item;
+@end
+
+// Windows
 @protocol NSWindowDelegate <NSObject>
 @optional
-- (void)windowWillClose:(NSNotification*)notification;
+- (BOOL)windowShouldClose:(NSWindow*)sender;
 @end
-enum : NSUInteger { NSWindowStyleMaskTitled = 1, NSWindowStyleMaskClosable = 2, NSBackingStoreBuffered = 2 };
-enum : NSInteger { NSNormalWindowLevel = 0 };
+typedef NS_OPTIONS(NSUInteger, NSWindowStyleMask) {
+    NSWindowStyleMaskTitled = 1,
+    NSWindowStyleMaskClosable = 2
+};
+typedef NS_ENUM(NSUInteger, NSBackingStoreType) { NSBackingStoreBuffered = 2 };
+typedef NSInteger NSWindowLevel;
+static const NSWindowLevel NSNormalWindowLevel = 0;
 @interface NSWindow : NSResponder
-@property(readonly) NSScreen* screen;
 @property(copy) NSString* title;
 @property(weak) id<NSWindowDelegate> delegate;
-@property(strong) NSView* contentView;
-@property BOOL releasedWhenClosed, hidesOnDeactivate;
-@property NSInteger level;
+@property(strong) __kindof NSView* contentView;
+@property(getter=isReleasedWhenClosed) BOOL releasedWhenClosed;
+@property BOOL hidesOnDeactivate;
+@property BOOL canHide;
+@property NSWindowLevel level;
+@property BOOL autorecalculatesKeyViewLoop;
 @property(readonly, getter=isVisible) BOOL visible;
+@property(readonly, weak) NSResponder* firstResponder;
+@property(readonly, strong) NSWindow* attachedSheet;
 - (instancetype)initWithContentRect:(NSRect)rect
-                          styleMask:(NSUInteger)mask
-                            backing:(NSUInteger)backing
+                          styleMask:(NSWindowStyleMask)mask
+                            backing:(NSBackingStoreType)backing
                               defer:(BOOL)flag;
 - (NSRect)frameRectForContentRect:(NSRect)rect;
-- (void)setFrame:(NSRect)frame display:(BOOL)display;
+- (void)setFrame:(NSRect)frame display:(BOOL)display animate:(BOOL)animate;
+- (BOOL)makeFirstResponder:(NSResponder*)responder;
+- (void)recalculateKeyViewLoop;
+- (void)selectKeyViewFollowingView:(NSView*)view;
 - (void)makeKeyAndOrderFront:(id)sender;
 - (void)orderFrontRegardless;
-- (void)close;
+- (void)orderOut:(id)sender;
+- (void)performClose:(id)sender;
+- (void)endSheet:(NSWindow*)sheet returnCode:(NSModalResponse)code;
 @end
 @interface NSPanel : NSWindow
 @end
-@interface NSOpenPanel : NSPanel
-@property BOOL canChooseDirectories, canChooseFiles;
-@property(readonly) NSURL* URL;
-+ (NSOpenPanel*)openPanel;
+@interface NSSavePanel : NSPanel
+@property(readonly, copy) NSURL* URL;
+@property(copy) NSURL* directoryURL;
+@property BOOL canCreateDirectories;
 - (void)beginSheetModalForWindow:(NSWindow*)window completionHandler:(void (^)(NSModalResponse))handler;
 @end
-@interface NSTextField : NSControl
-@property(getter=isSelectable) BOOL selectable;
-+ (instancetype)wrappingLabelWithString:(NSString*)text;
-+ (instancetype)textFieldWithString:(NSString*)text;
+@interface NSOpenPanel : NSSavePanel
+@property BOOL canChooseDirectories, canChooseFiles;
++ (NSOpenPanel*)openPanel;
 @end
-@interface NSDatePicker : NSControl
-@property(copy) NSDate* dateValue;
-@end
-enum : NSInteger {
-    NSUserInterfaceLayoutOrientationHorizontal = 0,
-    NSUserInterfaceLayoutOrientationVertical = 1,
-    NSLayoutAttributeLeading = 5,
-    NSLayoutAttributeFirstBaseline = 12
-};
-@interface NSStackView : NSView
-@property NSInteger orientation, alignment;
-@property NSEdgeInsets edgeInsets;
-@property(readonly, copy) NSArray<NSView*>* arrangedSubviews;
-+ (instancetype)stackViewWithViews:(NSArray<NSView*>*)views;
-- (void)addArrangedSubview:(NSView*)view;
-@end
-@interface NSTableColumn : NSObject
-@property(copy) NSString *title, *identifier;
-- (instancetype)initWithIdentifier:(NSString*)identifier;
-@end
-@protocol NSTableViewDataSource <NSObject>
-@end
-@interface NSTableView : NSControl
-@property(weak) id<NSTableViewDataSource> dataSource;
-- (void)addTableColumn:(NSTableColumn*)column;
-@end
-@interface NSScrollView : NSView
-@property(strong) NSView* documentView;
-@property BOOL hasVerticalScroller;
-@end
+
+// Applications and the session
 @interface NSRunningApplication : NSObject
 @property(readonly) pid_t processIdentifier;
 + (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)identifier;
-+ (NSRunningApplication*)runningApplicationWithProcessIdentifier:(pid_t)process;
++ (instancetype)runningApplicationWithProcessIdentifier:(pid_t)process;
 - (BOOL)forceTerminate;
 @end
+API_AVAILABLE(macos(10.15))
 @interface NSWorkspaceOpenConfiguration : NSObject
 @property(copy) NSArray<NSString*>* arguments;
-@property BOOL createsNewApplicationInstance, activates;
+@property BOOL createsNewApplicationInstance;
+@property BOOL activates;
 + (instancetype)configuration;
 @end
-extern "C" NSString *const NSWorkspaceWillSleepNotification, *const NSWorkspaceDidWakeNotification;
+extern "C" NSString *NSWorkspaceWillSleepNotification, *NSWorkspaceDidWakeNotification;
+extern "C" NSString* const NSWorkspaceWillPowerOffNotification;
 @interface NSWorkspace : NSObject
-@property(class, readonly) NSWorkspace* sharedWorkspace;
-@property(readonly) NSNotificationCenter* notificationCenter;
-- (BOOL)openURL:(NSURL*)url;
+@property(class, readonly, strong) NSWorkspace* sharedWorkspace;
+@property(readonly, strong) NSNotificationCenter* notificationCenter;
 - (BOOL)selectFile:(NSString*)file inFileViewerRootedAtPath:(NSString*)path;
+- (void)openURL:(NSURL*)url
+        configuration:(NSWorkspaceOpenConfiguration*)configuration
+    completionHandler:(void (^)(NSRunningApplication*, NSError*))handler API_AVAILABLE(macos(10.15));
 - (void)openApplicationAtURL:(NSURL*)url
                configuration:(NSWorkspaceOpenConfiguration*)configuration
-           completionHandler:(void (^)(NSRunningApplication*, NSError*))handler;
+           completionHandler:(void (^)(NSRunningApplication*, NSError*))handler API_AVAILABLE(macos(10.15));
 @end

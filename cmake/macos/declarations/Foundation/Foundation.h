@@ -170,3 +170,16 @@ __attribute__((ns_returns_autoreleased)) static inline id
 CFBridgingRelease(CFTypeRef __attribute__((cf_consumed)) ref) {
     return (__bridge_transfer id)ref;
 }
+@interface NSArray <T>(Members)
+- (NSArray<T>*)arrayByAddingObjectsFromArray:(NSArray<T>*)other;
+- (NSUInteger)indexOfObject:(T)object;
+@end
+@interface NSDate (Comparison)
+- (BOOL)isEqualToDate:(NSDate*)other;
+@end
+@interface NSURL (Folders)
++ (NSURL*)fileURLWithPath:(NSString*)path isDirectory:(BOOL)isDirectory;
+@end
+@interface NSNotificationCenter (Selectors)
+- (void)addObserver:(id)observer selector:(SEL)selector name:(NSString*)name object:(id)object;
+@end
