@@ -25,6 +25,15 @@ bool isFile(const std::string& path) {
 
 } // namespace
 
+std::optional<std::string> bundleOf(const std::string& executable) {
+    const auto programs = std::filesystem::path(executable).parent_path();
+    const auto contents = programs.parent_path();
+    const auto bundle = contents.parent_path();
+    const bool isBundle =
+        programs.filename() == "MacOS" && contents.filename() == "Contents" && bundle.extension() == ".app";
+    return isBundle ? std::optional(bundle.string()) : std::nullopt;
+}
+
 AppBundle::AppBundle(const std::string& path, const PropertyList& propertyLists,
                      const std::vector<std::string>& preferredLanguages)
     : path_(path), propertyLists_(propertyLists) {

@@ -7,9 +7,15 @@
 
 #include <functional>
 #include <map>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace kvn::host {
+
+/// Returns the bundle of a program: X.app of X.app/Contents/MacOS/program. Returns nullopt for a program in
+/// another place.
+std::optional<std::string> bundleOf(const std::string& executable);
 
 /// A bundle directory with Contents/Info.plist, Contents/MacOS/ and Contents/Resources/. The string tables
 /// are Contents/Resources/LANGUAGE.lproj/Localizable.strings: the table of the first preferred language that

@@ -78,6 +78,18 @@ TEST_F(AppBundle, ChoosesTheTextsOfTheFirstPreferredLanguageThatHasSome) {
     EXPECT_TRUE(log_.contains("Skipped the broken line 3 of " + folder_.path()));
 }
 
+TEST(BundleOf, FindsTheBundleOfAProgramInItsPlace) {
+    const std::pair<const char*, std::optional<std::string>> cases[] = {
+        {"/A/B C.app/Contents/MacOS/program", "/A/B C.app"},
+        {"/A/B.app/Contents/Resources/program", std::nullopt},
+        {"/A/B/Contents/MacOS/program", std::nullopt},
+        {"/usr/bin/program", std::nullopt},
+    };
+    for (const auto& [program, bundle] : cases) {
+        EXPECT_EQ(host::bundleOf(program), bundle) << program;
+    }
+}
+
 TEST_F(AppBundle, FindsItsInformationAndTheExecutablesOfOthers) {
     const std::string key = "<key>CFBundleExecutable</key>";
     addList("Named.app", key + "<string>client</string>");
