@@ -14,4 +14,8 @@ public:
     std::variant<std::string, Error> write(const PropertyValue& value) const override;
 };
 
+/// Returns true if the bytes begin like a list in XML, and so are not one in another form. The old text form
+/// may begin with "<", too: with data in hexadecimal digits.
+bool isXmlPropertyList(std::string_view bytes);
+
 } // namespace kvn::host
