@@ -365,3 +365,4 @@ extern "C" NSString* const NSWorkspaceWillPowerOffNotification;
                configuration:(NSWorkspaceOpenConfiguration*)configuration
            completionHandler:(void (^)(NSRunningApplication*, NSError*))handler API_AVAILABLE(macos(10.15));
 @end
+extern "C" NSString* const NSApplicationDidFinishLaunchingNotification;

@@ -17,7 +17,7 @@ static inline NSEdgeInsets NSEdgeInsetsMake(CGFloat t, CGFloat l, CGFloat b, CGF
 }
 typedef double NSTimeInterval;
 typedef NSUInteger NSStringEncoding;
-enum : NSStringEncoding { NSUTF8StringEncoding = 4 };
+enum : NSStringEncoding { NSUTF8StringEncoding = 4, NSISOLatin1StringEncoding = 5 };
 typedef struct {
     unsigned long state;
     id __unsafe_unretained* itemsPtr;
@@ -131,6 +131,7 @@ enum : NSUInteger { NSPropertyListImmutable = 0, NSPropertyListXMLFormat_v1_0 = 
 @end
 @class NSOperationQueue;
 @interface NSNotificationCenter : NSObject
+@property(class, readonly) NSNotificationCenter* defaultCenter;
 - (id)addObserverForName:(NSString*)name
                   object:(id)object
                    queue:(NSOperationQueue*)queue
