@@ -10,6 +10,7 @@
 #if defined(__APPLE__)
 #include <asl.h>
 #include <mach/mach_init.h>
+#include <mutex>
 #include <pthread.h>
 #include <sys/event.h>
 #include <sys/sysctl.h>
@@ -60,14 +61,17 @@ bool isBeingTraced() {
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
 
 namespace {
+std::mutex systemLogLock;
 asl_object_t systemLog = nullptr; // null is the process's own connection
-}
+} // namespace
 
 void openSystemLog(const char* facility, bool withConsole) {
     systemLog = asl_open(nullptr, facility, withConsole ? ASL_OPT_STDERR : 0);
 }
 
 void writeToSystemLog(const std::string& text) {
+    // The process's own connection has a lock; one that was opened has none.
+    const std::lock_guard guard(systemLogLock);
     asl_log(systemLog, nullptr, ASL_LEVEL_NOTICE, "%s", text.c_str());
 }
 

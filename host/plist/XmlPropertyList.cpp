@@ -131,7 +131,8 @@ bool isXmlPropertyList(std::string_view bytes) {
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     bytes.remove_prefix(bytes.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
     bytes = Kvs::fTrimmed(bytes);
-    return bytes.starts_with("<?") || bytes.starts_with("<!") || bytes.starts_with("<plist");
+    const std::size_t end = bytes.find_first_not_of("0123456789abcdefABCDEF \t\r\n", 1);
+    return bytes.starts_with('<') && end != bytes.npos && bytes[end] != '>';
 }
 
 } // namespace kvn::host
