@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 #import <CoreFoundation/CoreFoundation.h>
 #include <CoreGraphicsTypes.h>
@@ -108,7 +110,7 @@ typedef struct {
 } NSOperatingSystemVersion;
 @interface NSProcessInfo : NSObject
 @property(class, readonly) NSProcessInfo* processInfo;
-- (BOOL)isOperatingSystemAtLeastVersion:(NSOperatingSystemVersion)version;
+- (BOOL)isOperatingSystemAtLeastVersion:(NSOperatingSystemVersion)version API_AVAILABLE(macos(10.10));
 @end
 extern "C" NSString* NSUserName(void);
 typedef NSUInteger NSPropertyListMutabilityOptions;
@@ -162,11 +164,6 @@ enum : NSUInteger { NSNotificationSuspensionBehaviorDeliverImmediately = 4 };
 - (void)removeEventHandlerForEventClass:(UInt32)eventClass andEventID:(UInt32)eventId;
 @end
 enum : UInt32 { kCoreEventClass = 'aevt', kAEQuitApplication = 'quit' };
-extern "C" NSString* const NSAppleScriptErrorNumber;
-@interface NSAppleScript : NSObject
-- (instancetype)initWithSource:(NSString*)source;
-- (NSAppleEventDescriptor*)executeAndReturnError:(NSDictionary**)error;
-@end
 __attribute__((ns_returns_autoreleased)) static inline id
 CFBridgingRelease(CFTypeRef __attribute__((cf_consumed)) ref) {
     return (__bridge_transfer id)ref;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 #include <CoreFoundation/CoreFoundation.h>
 #include <Security/Authorization.h>
