@@ -45,8 +45,8 @@ std::optional<std::vector<ScreenWindow>> MacPrivacyPermissions::onScreenWindows(
 }
 
 bool MacPrivacyPermissions::requestScreenCapture() {
-    // Deprecated since macOS 14: from the next release on, a stream makes the system ask about recording in
-    // place of asking for the permission. The other call shows the request of the permission on all releases.
+    // A stream makes the system ask when it is created. Since macOS 14 streams are deprecated and may go, so
+    // there the call that only asks takes their place.
     if (systemInfo_.isOperatingSystemAtLeast(14, 0, 0)) {
         return CGRequestScreenCaptureAccess();
     }
