@@ -15,7 +15,6 @@
 #include <cstdarg>
 #include <string>
 #include <string_view>
-#include <syslog.h>
 #include <unistd.h>
 
 namespace Kvs {
@@ -30,7 +29,8 @@ std::atomic<bool> sysLogClientIsOpen{false};
 std::atomic<bool> sysLogSuppressed{false};
 
 /// Writes UTC time, facility, process and the text as one line to standard error.
-void writeToConsole(std::string_view text) {
+void writeToConsole(const std::string& text) {
+    copyConsoleToSystemLog(text);
     std::string line = FTime(true).toCStringEx().str();
     line.append(" ").append(theFacility.load()).append("[").append(std::to_string(getpid())).append("] ");
     line.append(text).append("\n");
@@ -45,9 +45,9 @@ void writeToConsole(std::string_view text) {
     }
 }
 
-void logToSystem(std::string_view text) {
+void logToSystem(const std::string& text) {
     if (sysLogClientIsOpen) {
-        syslog(LOG_NOTICE, "%.*s", static_cast<int>(text.size()), text.data());
+        writeToSystemLog(text);
     } else if (!sysLogSuppressed) {
         writeToConsole(text);
     }
@@ -55,7 +55,7 @@ void logToSystem(std::string_view text) {
 
 void logText(std::string_view text) {
     if (!FTransferLog::log(text)) {
-        logToSystem(text);
+        logToSystem(std::string(text));
     }
 }
 
@@ -81,7 +81,7 @@ void CNSInitLog(unsigned int mode, int sysLogMode, const char* facility, const c
         CNSUseNewLogBook();
     }
     if (sysLogMode == kSysLogClient) {
-        openlog(theFacility, traced ? LOG_PERROR : 0, LOG_USER);
+        openSystemLog(theFacility, traced);
         sysLogClientIsOpen = true;
     } else if (sysLogMode == kSysLogSuppressed) {
         sysLogSuppressed = true;

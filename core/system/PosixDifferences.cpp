@@ -8,7 +8,9 @@
 #include <utility>
 
 #if defined(__APPLE__)
+#include <asl.h>
 #include <mach/mach_init.h>
+#include <mutex>
 #include <pthread.h>
 #include <sys/event.h>
 #include <sys/sysctl.h>
@@ -16,8 +18,8 @@
 #include <unistd.h>
 #else
 #include <fstream>
-#include <string>
 #include <sys/syscall.h>
+#include <syslog.h>
 #endif
 
 namespace Kvs {
@@ -51,6 +53,40 @@ bool isBeingTraced() {
     return false;
 #endif
 }
+
+#if defined(__APPLE__)
+// Deprecated since 10.12 in favour of os_log, which has no facility and no copy to standard error. These
+// calls write into the same log.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+
+namespace {
+std::mutex systemLogLock;
+asl_object_t systemLog = nullptr; // null is the process's own connection
+} // namespace
+
+void openSystemLog(const char* facility, bool withConsole) {
+    systemLog = asl_open(nullptr, facility, withConsole ? ASL_OPT_STDERR : 0);
+}
+
+void writeToSystemLog(const std::string& text) {
+    // The process's own connection has a lock; one that was opened has none.
+    const std::lock_guard guard(systemLogLock);
+    asl_log(systemLog, nullptr, ASL_LEVEL_NOTICE, "%s", text.c_str());
+}
+
+void copyConsoleToSystemLog(const std::string& text) { writeToSystemLog(text); }
+
+#pragma clang diagnostic pop
+#else
+void openSystemLog(const char* facility, bool withConsole) {
+    openlog(facility, withConsole ? LOG_PERROR : 0, LOG_USER);
+}
+
+void writeToSystemLog(const std::string& text) { syslog(LOG_NOTICE, "%s", text.c_str()); }
+
+void copyConsoleToSystemLog(const std::string&) {}
+#endif
 
 timespec modificationTime(const struct stat& status) {
 #if defined(__APPLE__)

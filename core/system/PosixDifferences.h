@@ -8,6 +8,7 @@
 #include <ctime>
 #include <optional>
 #include <spawn.h>
+#include <string>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -19,6 +20,17 @@ std::uint32_t threadIdNumber();
 
 /// Returns true if a debugger is attached to this process.
 bool isBeingTraced();
+
+/// Opens the system log for this process, whose lines it marks with `facility`, a constant. `withConsole`
+/// copies them to standard error. One thread, before others write.
+void openSystemLog(const char* facility, bool withConsole);
+
+/// Writes a line of the level "notice" to the system log.
+void writeToSystemLog(const std::string& text);
+
+/// Writes a line for the console to the system log too, on a system where launchd starts programs without a
+/// console and its viewer shows the log.
+void copyConsoleToSystemLog(const std::string& text);
 
 timespec modificationTime(const struct stat& status);
 

@@ -11,6 +11,7 @@
 #include "host/linux/LinuxWorkspace.h"
 #include "host/linux/LogindConsoleUser.h"
 #include "host/linux/Unavailable.h"
+#include "host/none/NoInput.h"
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/posix/PollMainLoop.h"

@@ -5,8 +5,8 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/ReadFile.h"
 #include "host/linux/ProcessDescriptor.h"
+#include "host/posix/ProgramRoot.h"
 
-#include <algorithm>
 #include <charconv>
 #include <csignal>
 #include <cstdio>
@@ -62,23 +62,8 @@ std::optional<fs::path> rootOf(const fs::path& entry) {
     if (!arguments) {
         return std::nullopt;
     }
-    fs::path root;
-    std::string_view previous;
-    std::string_view rest = *arguments;
-    while (!rest.empty()) {
-        const std::string_view argument = rest.substr(0, rest.find('\0'));
-        if (previous == "--root") {
-            root = argument;
-        }
-        previous = argument;
-        rest.remove_prefix(std::min(argument.size() + 1, rest.size()));
-    }
-    if (root.empty()) {
-        return root;
-    }
-    std::error_code error;
-    root = fs::weakly_canonical(fs::read_symlink(entry / "cwd", error) / root, error);
-    return error ? std::nullopt : std::optional(root);
+    std::error_code ignored;
+    return rootOfProgram(*arguments, fs::read_symlink(entry / "cwd", ignored));
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include "host/linux/LinuxSystemInfo.h"
 
+#include "host/posix/LanguageTag.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
@@ -34,12 +36,8 @@ std::string tagOf(std::string_view name) {
         region.find_first_not_of(kLettersAndDigits) != region.npos) {
         return {};
     }
-    if (language == "zh") {
-        const bool traditional = region == "TW" || region == "HK" || region == "MO";
-        return traditional ? "zh-Hant" : "zh-Hans";
-    }
     std::string tag(language);
-    return region.empty() ? tag : tag.append("-").append(region);
+    return languageTag(region.empty() ? tag : tag.append("-").append(region));
 }
 
 } // namespace

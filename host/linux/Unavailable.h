@@ -2,8 +2,6 @@
 
 #pragma once
 
-#include "host/HotKeys.h"
-#include "host/Pointer.h"
 #include "host/PrivacyPermissions.h"
 #include "host/ScriptRunner.h"
 
@@ -12,28 +10,6 @@
 // Implementations of the features that a Linux session does not offer.
 
 namespace kvn::host {
-
-/// Registers no key: no program can watch keys for all applications.
-class NoHotKeys final : public HotKeys {
-public:
-    std::int32_t installHandler(Handler) override { return 0; }
-    std::int32_t registerHotKey(const Key&, Reference& reference) override {
-        reference = 0;
-        return kNotImplemented;
-    }
-    void unregisterHotKey(Reference) override {}
-
-private:
-    static constexpr std::int32_t kNotImplemented = -4; // Carbon, unimpErr
-};
-
-/// The pointer on a system where programs may not see or move it, such as Wayland, or that has none.
-class NoPointer final : public Pointer {
-public:
-    Point location() const override { return {}; }
-    double mainScreenHeight() const override { return 0; }
-    void postMove(Point) override {}
-};
 
 /// Fails every run: the system has no AppleScript.
 class NoScriptRunner final : public ScriptRunner {

@@ -2,6 +2,7 @@
 
 #include "host/plist/XmlPropertyList.h"
 
+#include "core/text/TextFunctions.h"
 #include "host/plist/PropertyListReader.h"
 #include "host/plist/PropertyListText.h"
 
@@ -124,6 +125,14 @@ std::variant<std::string, Error> XmlPropertyList::write(const PropertyValue& val
         return std::move(*error);
     }
     return text;
+}
+
+bool isXmlPropertyList(std::string_view bytes) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    bytes.remove_prefix(bytes.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+    bytes = Kvs::fTrimmed(bytes);
+    const std::size_t end = bytes.find_first_not_of("0123456789abcdefABCDEF \t\r\n", 1);
+    return bytes.starts_with('<') && end != bytes.npos && bytes[end] != '>';
 }
 
 } // namespace kvn::host

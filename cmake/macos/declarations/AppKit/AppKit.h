@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 #import <ApplicationServices/ApplicationServices.h>
 #import <Foundation/Foundation.h>

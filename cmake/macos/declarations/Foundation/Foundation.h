@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 #import <CoreFoundation/CoreFoundation.h>
 #include <CoreGraphicsTypes.h>
@@ -17,7 +19,7 @@ static inline NSEdgeInsets NSEdgeInsetsMake(CGFloat t, CGFloat l, CGFloat b, CGF
 }
 typedef double NSTimeInterval;
 typedef NSUInteger NSStringEncoding;
-enum : NSStringEncoding { NSUTF8StringEncoding = 4 };
+enum : NSStringEncoding { NSUTF8StringEncoding = 4, NSISOLatin1StringEncoding = 5 };
 typedef struct {
     unsigned long state;
     id __unsafe_unretained* itemsPtr;
@@ -108,7 +110,7 @@ typedef struct {
 } NSOperatingSystemVersion;
 @interface NSProcessInfo : NSObject
 @property(class, readonly) NSProcessInfo* processInfo;
-- (BOOL)isOperatingSystemAtLeastVersion:(NSOperatingSystemVersion)version;
+- (BOOL)isOperatingSystemAtLeastVersion:(NSOperatingSystemVersion)version API_AVAILABLE(macos(10.10));
 @end
 extern "C" NSString* NSUserName(void);
 typedef NSUInteger NSPropertyListMutabilityOptions;
@@ -131,6 +133,7 @@ enum : NSUInteger { NSPropertyListImmutable = 0, NSPropertyListXMLFormat_v1_0 = 
 @end
 @class NSOperationQueue;
 @interface NSNotificationCenter : NSObject
+@property(class, readonly) NSNotificationCenter* defaultCenter;
 - (id)addObserverForName:(NSString*)name
                   object:(id)object
                    queue:(NSOperationQueue*)queue
@@ -161,11 +164,6 @@ enum : NSUInteger { NSNotificationSuspensionBehaviorDeliverImmediately = 4 };
 - (void)removeEventHandlerForEventClass:(UInt32)eventClass andEventID:(UInt32)eventId;
 @end
 enum : UInt32 { kCoreEventClass = 'aevt', kAEQuitApplication = 'quit' };
-extern "C" NSString* const NSAppleScriptErrorNumber;
-@interface NSAppleScript : NSObject
-- (instancetype)initWithSource:(NSString*)source;
-- (NSAppleEventDescriptor*)executeAndReturnError:(NSDictionary**)error;
-@end
 __attribute__((ns_returns_autoreleased)) static inline id
 CFBridgingRelease(CFTypeRef __attribute__((cf_consumed)) ref) {
     return (__bridge_transfer id)ref;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 #include <MacTypes.h>
 #include <stddef.h>
@@ -17,11 +19,22 @@ typedef struct {
 typedef AuthorizationItemSet AuthorizationRights;
 typedef AuthorizationItemSet AuthorizationEnvironment;
 #define kAuthorizationEmptyEnvironment nullptr
-enum : AuthorizationFlags { kAuthorizationFlagDefaults = 0, kAuthorizationFlagInteractionAllowed = 1 };
-enum : OSStatus { errAuthorizationCanceled = -60006 };
+enum : AuthorizationFlags {
+    kAuthorizationFlagDefaults = 0,
+    kAuthorizationFlagInteractionAllowed = 1,
+    kAuthorizationFlagExtendRights = 2,
+    kAuthorizationFlagPreAuthorize = 16
+};
+enum : OSStatus {
+    errAuthorizationDenied = -60005,
+    errAuthorizationCanceled = -60006,
+    errAuthorizationInteractionNotAllowed = -60007,
+    errAuthorizationInternal = -60008
+};
 OSStatus AuthorizationCreate(const AuthorizationRights*, const AuthorizationEnvironment*, AuthorizationFlags,
                              AuthorizationRef*);
 OSStatus AuthorizationFree(AuthorizationRef, AuthorizationFlags);
+OSStatus AuthorizationFreeItemSet(AuthorizationItemSet*);
 typedef void (^AuthorizationAsyncCallback)(OSStatus, AuthorizationRights*);
 void AuthorizationCopyRightsAsync(AuthorizationRef, const AuthorizationRights*,
                                   const AuthorizationEnvironment*, AuthorizationFlags,

@@ -6,6 +6,7 @@
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/LogindConsoleUser.h"
 #include "host/plist/XmlPropertyList.h"
+#include "host/posix/LanguageTag.h"
 #include "host/posix/SandboxPrivacy.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Test.h"
@@ -47,6 +48,16 @@ TEST(LocaleLanguages, FollowTheRulesOfGettext) {
     for (const auto& example : cases) {
         EXPECT_EQ(host::preferredLanguagesOf(example.variables), example.tags)
             << example.variables.language << "|" << example.variables.all << "|" << example.variables.lang;
+    }
+}
+
+TEST(LanguageTag, NamesTheScriptOfChineseOnly) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"zh-Hant-TW", "zh-Hant"}, {"zh-Hant", "zh-Hant"}, {"zh-HK", "zh-Hant"}, {"zh-Hans-HK", "zh-Hans"},
+        {"zh-CN", "zh-Hans"},      {"zh", "zh-Hans"},      {"de-AT", "de-AT"},   {"zha-TW", "zha-TW"},
+    };
+    for (const auto& [tag, expected] : cases) {
+        EXPECT_EQ(host::languageTag(tag), expected) << tag;
     }
 }
 

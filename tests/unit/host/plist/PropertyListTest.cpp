@@ -46,6 +46,23 @@ TEST(PropertyListTest, ReadsTheFormsOfOtherPrograms) {
     }
 }
 
+TEST(PropertyListTest, IsToldFromOtherForms) {
+    const std::pair<const char*, bool> cases[] = {
+        {"<?xml version", true},
+        {"\xEF\xBB\xBF <!-- -->", true},
+        {"<plist>", true},
+        {"<data>QUI=", true},
+        {"<0fbd 77>", false},
+        {"(<0a>)", false},
+        {"bplist00", false},
+        {"<", false},
+        {"", false},
+    };
+    for (const auto& [text, isXml] : cases) {
+        EXPECT_EQ(isXmlPropertyList(text), isXml) << text;
+    }
+}
+
 TEST(PropertyListTest, RefusesOtherTexts) {
     const std::string entities = "<!DOCTYPE plist [<!ENTITY a \"aaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;\">]>";
     const std::string file = "<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]>";

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "host/plist/XmlPropertyList.h"
+
+#import <Foundation/Foundation.h>
+
+namespace kvn::host {
+
+/// Reads the XML, the binary and the old text form; writes XML. The system turns the other forms into XML,
+/// which `XmlPropertyList` reads and writes: the system's own reader takes control characters, and would
+/// stop at no depth that the interface names.
+class MacPropertyList final : public PropertyList {
+public:
+    std::variant<PropertyValue, Error> parse(std::string_view bytes) const override;
+    std::variant<std::string, Error> write(const PropertyValue& value) const override {
+        return xml_.write(value);
+    }
+
+private:
+    const XmlPropertyList xml_;
+};
+
+/// Converts a property list that the system returned. Any thread.
+std::variant<PropertyValue, Error> propertyValueOf(id propertyList);
+
+} // namespace kvn::host
