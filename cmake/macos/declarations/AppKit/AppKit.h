@@ -18,7 +18,6 @@
 
 // Layout
 typedef float NSLayoutPriority;
-static const NSLayoutPriority NSLayoutPriorityDefaultHigh = 750;
 static const NSLayoutPriority NSLayoutPriorityDragThatCannotResizeWindow = 490;
 static const NSLayoutPriority NSLayoutPriorityDefaultLow = 250;
 static const NSLayoutPriority NSLayoutPriorityFittingSizeCompression = 50;
@@ -98,17 +97,12 @@ API_AVAILABLE(macos(10.10))
 - (void)setContentCompressionResistancePriority:(NSLayoutPriority)priority
                                  forOrientation:(NSLayoutConstraintOrientation)orientation;
 @end
-typedef NS_ENUM(NSInteger, NSStackViewDistribution) {
-    NSStackViewDistributionFill API_AVAILABLE(macos(10.11)) = 0
-};
 @interface NSStackView : NSView
 @property NSUserInterfaceLayoutOrientation orientation;
 @property NSLayoutAttribute alignment;
-@property NSStackViewDistribution distribution API_AVAILABLE(macos(10.11));
 @property NSEdgeInsets edgeInsets;
 @property(readonly, copy) NSArray<__kindof NSView*>* arrangedSubviews API_AVAILABLE(macos(10.11));
 + (instancetype)stackViewWithViews:(NSArray<NSView*>*)views;
-- (void)addArrangedSubview:(NSView*)view API_AVAILABLE(macos(10.11));
 - (void)insertArrangedSubview:(NSView*)view atIndex:(NSInteger)index API_AVAILABLE(macos(10.11));
 @end
 typedef NS_ENUM(NSUInteger, NSBorderType) { NSNoBorder = 0, NSLineBorder = 1, NSBezelBorder = 2 };
@@ -127,7 +121,7 @@ typedef NS_ENUM(NSInteger, NSScrollElasticity) { NSScrollElasticityNone = 1 };
 
 // Events and the application
 typedef NS_ENUM(NSUInteger, NSEventType) { NSEventTypeApplicationDefined = 15 };
-typedef NS_OPTIONS(NSUInteger, NSEventModifierFlags) { NSEventModifierFlagCommand = 1 << 20 };
+typedef NSUInteger NSEventModifierFlags;
 @interface NSEvent : NSObject
 @property(class, readonly) NSPoint mouseLocation;
 + (NSEvent*)otherEventWithType:(NSEventType)type
@@ -151,7 +145,6 @@ static const NSModalResponse NSModalResponseOK = 1, NSModalResponseCancel = 0;
 - (void)run;
 - (void)stop:(id)sender;
 - (void)postEvent:(NSEvent*)event atStart:(BOOL)atStart;
-- (void)activate API_AVAILABLE(macos(14.0));
 - (void)activateIgnoringOtherApps:(BOOL)ignore;
 @end
 extern "C" NSApplication* NSApp;
