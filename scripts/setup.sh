@@ -30,7 +30,7 @@ esac
 system=Debian
 if [[ $(uname -s) == Darwin && $1 =~ ^(run|test)$ ]]; then
     system=Homebrew
-    needs="cmake:cmake ninja:ninja nlohmann-json:nlohmann/json.hpp"
+    needs="cmake:cmake ninja:ninja nlohmann-json:nlohmann/json.hpp librsvg:rsvg-convert"
     [[ $1 == run ]] || needs+=" googletest:gmock/gmock.h cloc:cloc"
     if ! xcode-select -p >/dev/null 2>&1; then
         echo "setup: Apple's command line tools are missing; \"xcode-select --install\" installs them" >&2
