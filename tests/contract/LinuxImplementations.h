@@ -13,6 +13,11 @@ namespace kvn::test {
 using Loops = testing::Types<host::PollMainLoop>;
 using PropertyLists = testing::Types<host::XmlPropertyList>;
 
+template <class Loop>
+std::unique_ptr<host::MainLoop> makeLoop() {
+    return std::make_unique<Loop>();
+}
+
 /// A session whose programs can notify each other, and a main loop in it.
 class Session {
 public:
