@@ -13,5 +13,8 @@ if(KVN_PRECOMPILE AND NOT APPLE)
         add_library(kvs_precompiled_tests OBJECT ${CMAKE_CURRENT_BINARY_DIR}/precompiled.cpp)
         target_link_libraries(kvs_precompiled_tests PRIVATE kvs_options kvs_warnings GTest::gmock)
         target_precompile_headers(kvs_precompiled_tests PRIVATE tests/support/Test.h)
+        # As the test programs are, and libraries are not.
+        set_target_properties(kvs_precompiled_tests PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+        target_compile_options(kvs_precompiled_tests PRIVATE -fPIE)
     endif()
 endif()
