@@ -46,6 +46,9 @@ if(KVN_SANITIZE)
     target_compile_options(kvs_options INTERFACE -fsanitize=${KVN_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
     target_link_options(kvs_options INTERFACE -fsanitize=${KVN_SANITIZE})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang") # not Apple's, which comes without this linker
+        target_link_options(kvs_options INTERFACE -fuse-ld=lld)
+    endif()
     # The vptr check opens a pipe at the first use of every class. It reports a wrong object when a test has left the
     # process without descriptors.
     target_compile_options(kvs_options INTERFACE -fno-sanitize=vptr)

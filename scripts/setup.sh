@@ -1,7 +1,7 @@
 #!/bin/bash
 # SPDX-License-Identifier: MIT
 # Installs the Debian packages that a task needs and that are missing. On a system without apt-get it prints what is
-# missing and installs nothing. Prints nothing when nothing is missing.
+# missing and installs nothing; on a Mac, with the names of Homebrew's packages. Prints nothing when nothing is missing.
 # scripts/setup.sh run|test|bench|macos
 set -euo pipefail
 
@@ -27,12 +27,23 @@ macos) needs="cmake:cmake ninja-build:ninja python3:python3 clang-19:clang-19 ll
     ;;
 esac
 
+system=Debian
+if [[ $(uname -s) == Darwin && $1 =~ ^(run|test)$ ]]; then
+    system=Homebrew
+    needs="cmake:cmake ninja:ninja nlohmann-json:nlohmann/json.hpp librsvg:rsvg-convert"
+    [[ $1 == run ]] || needs+=" googletest:gmock/gmock.h cloc:cloc"
+    if ! xcode-select -p >/dev/null 2>&1; then
+        echo "setup: Apple's command line tools are missing; \"xcode-select --install\" installs them" >&2
+        exit 1
+    fi
+fi
+
 # is_there FILE: looks for the header, program or module itself, because distributions name their packages differently.
 is_there() {
     case $1 in
     module.*) /usr/bin/python3 -c "import ${1#module.}" ;;
     fuzzer/*) echo "#include <$1>" | clang++ -E -x c++ - ;;
-    *.h | *.hpp) echo "#include <$1>" | g++ -E -x c++ - ;;
+    *.h | *.hpp) echo "#include <$1>" | g++ -std=c++20 -I/opt/homebrew/include -E -x c++ - ;;
     /*) test -e "$1" ;;
     *) command -v "$1" ;;
     esac >/dev/null 2>&1
@@ -41,7 +52,7 @@ is_there() {
 if ! { command -v apt-get && command -v dpkg-query; } >/dev/null; then
     missing=""
     for need in $needs; do
-        is_there "${need#*:}" || missing+="    ${need#*:} (Debian: ${need%%:*})"$'\n'
+        is_there "${need#*:}" || missing+="    ${need#*:} ($system: ${need%%:*})"$'\n'
     done
     if [[ -n $missing ]]; then
         printf 'setup: This system has no apt-get, so nothing can be installed from here. Missing are these\n%s' \

@@ -12,7 +12,9 @@ import tempfile
 import time
 
 from installation import HELPER, install
+from processes import command_lines
 from programs import LogTail, Program, starting
+
 
 def ask(path, command, seconds=5):
     """Sends one command to a control socket and returns the answer's line."""
@@ -46,8 +48,8 @@ class Sandbox:
         self._environment = {}
 
     def __enter__(self):
-        # A short path: socket paths are cut at 103 bytes.
-        self.root = pathlib.Path(tempfile.mkdtemp(prefix="kvn", dir="/tmp"))
+        # A short path without links: socket paths are cut at 103 bytes, and programs log where they really are.
+        self.root = pathlib.Path(tempfile.mkdtemp(prefix="kvn", dir=os.path.realpath("/tmp")))
         self.bundle = self.root / "KvnGUIAgent.app"
         self.preferences = (self.root / "Library/Application Support/com.korvane.remote/registry" /
                             "com.korvane.remote.plist")
@@ -165,16 +167,6 @@ class Sandbox:
     def wait_for_daemon(self, seconds=20):
         """Returns True as soon as the daemon answers, False when the time is over."""
         return wait_until(lambda: self.tell_daemon("agents") is not None, seconds)
-
-
-def command_lines():
-    """Yields the id and the command line of every process."""
-    for entry in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
-        try:
-            words = entry.read_bytes().rstrip(b"\0").decode(errors="replace").split("\0")
-        except OSError:
-            continue
-        yield int(entry.parent.name), words
 
 
 def wait_until(condition, seconds):

@@ -13,14 +13,9 @@ import traceback
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts/sandbox"))
 
+from processes import resources_of  # noqa: E402
 from sandbox import Sandbox, wait_until  # noqa: E402
 from scenario import expect  # noqa: E402
-
-
-def resources_of(pid):
-    """The numbers of a process's open descriptors and of its threads."""
-    process = pathlib.Path(f"/proc/{pid}")
-    return len(list((process / "fd").iterdir())), len(list((process / "task").iterdir()))
 
 
 def logged(box, pattern, start=0):
@@ -56,13 +51,15 @@ def _play(test, build):
             return False
 
 
-def main(tests):
-    """Plays the tests side by side, as they mostly wait."""
+def main(tests, at_terminal=()):
+    """Plays the tests side by side, as they mostly wait. Those of `at_terminal` command the agent at its terminal."""
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True, help="build folder")
+    parser.add_argument("--no-terminal", action="store_true", help="leave out the tests that need it")
     parser.add_argument("names", nargs="*", help="tests to run (default: all)")
     options = parser.parse_args()
     os.environ["LC_ALL"] = "C"  # tests read English
+    tests = [*tests, *(() if options.no_terminal else at_terminal)]
     chosen = [test for test in tests if not options.names or test.__name__ in options.names]
 
     def play(test):

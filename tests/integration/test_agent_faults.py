@@ -7,7 +7,8 @@ import signal
 import socket
 import time
 
-from harness import ends_well, expect, logged, main, resources_of, returns_to
+from harness import ends_well, expect, logged, main, returns_to
+from processes import resources_of
 from sandbox import wait_until
 from wire import CLIENT, HANG_UP, WireDaemon, answer_all
 
@@ -97,4 +98,4 @@ main([survives("closes_connections", greeting=[HANG_UP]),
       survives("breaks_off_a_registration", half(b"RegisterAgent"), heard="<RegisterAgent", times=1),
       survives("breaks_off_a_poll", half(b"GetStatus"), heard="<GetStatus", times=1),
       survives("is_silent", lambda *_: [], heard="<RegisterAgent", times=3),
-      nonsense_and_floods_are_survived, a_frozen_service_holds_nothing_up])
+      nonsense_and_floods_are_survived], at_terminal=[a_frozen_service_holds_nothing_up])

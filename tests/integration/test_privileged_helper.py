@@ -5,9 +5,10 @@
 import os
 import signal
 
-from harness import ends_well, expect, logged, main, resources_of, returns_to
+from harness import ends_well, expect, logged, main, returns_to
 from helper_client import frame
 from installation import HELPER
+from processes import resources_of
 from wire import HANG_UP, RETIRE, WireDaemon, WireServer
 
 VERSION = b'F7100015{"Ctrl":"getVersion"}'

@@ -2,13 +2,12 @@
 
 """Servers that share no code with the product: sockets and regular expressions."""
 
-import fcntl
 import re
 import selectors
 import socket
-import termios
 import threading
 
+from processes import unread
 from record import Record
 
 CLIENT = "Kvn30RemoteClient"
@@ -49,7 +48,7 @@ class WireServer:
     def all_taken(self):
         """Returns true if the peers have read everything that was sent to them."""
         with self._lock:
-            return all(fcntl.ioctl(peer, termios.TIOCOUTQ, bytes(4)) == bytes(4) for peer in self._peers)
+            return not any(unread(peer) for peer in self._peers)
 
     @property
     def connected(self):

@@ -12,11 +12,13 @@
 
 namespace kvn::test {
 
-/// A new folder that is removed with its contents at the end of the scope.
+/// A new folder that is removed with its contents at the end of the scope. Its path has no links and is
+/// short, because the paths of sockets have at most 103 bytes: on macOS the folder of $TMPDIR takes up half
+/// of them.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kvnXXXXXX").string();
+        std::string pattern = (std::filesystem::canonical("/tmp") / "kvnXXXXXX").string();
         if (!mkdtemp(pattern.data())) {
             throw std::runtime_error("no temporary folder: " + pattern);
         }

@@ -4,9 +4,8 @@
 #include "tests/support/Test.h"
 
 #include "tests/support/FakeService.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/unit/agent/ApplicationFixture.h"
-
-#include <system_error>
 
 namespace kvn::test {
 namespace {
@@ -114,16 +113,9 @@ TEST_F(GUIController, KeepsWhatChangedWhenTheDialogCloses) {
     EXPECT_TRUE(env.settings.remoteAccessIntervalEnd() == dates[1].date + 24h);
 }
 
-/// 0 for a folder that this system does not have.
-std::size_t entriesOf(const char* folder) {
-    std::error_code missing;
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder, missing),
-                                                  std::filesystem::directory_iterator()));
-}
-
 TEST_F(GUIController, LeavesNothingBehindWhenItSleepsAndWhenServicesEnd) {
     std::optional<FakeService> service;
-    std::size_t descriptors = 0;
+    std::ptrdiff_t descriptors = 0;
     for (int cycle = 0; cycle < 20; ++cycle) {
         service.emplace([](const std::string&) { return "<Status Value=\"onl"; }); // breaks off
         ASSERT_TRUE(pollUntil([&] { return service->count("<GetStatus") > 0; }));
@@ -137,11 +129,11 @@ TEST_F(GUIController, LeavesNothingBehindWhenItSleepsAndWhenServicesEnd) {
         ASSERT_TRUE(becomes("StatusOnline"));
         EXPECT_GE(service->count("<RegisterAgent"), 2U);
         if (cycle == 1) {
-            descriptors = entriesOf("/dev/fd");
+            descriptors = openDescriptors();
         }
     }
     // The last service's former connections may be about to close.
-    EXPECT_TRUE(waitUntil([&] { return entriesOf("/dev/fd") <= descriptors; })) << entriesOf("/dev/fd");
+    EXPECT_TRUE(waitUntil([&] { return openDescriptors() <= descriptors; })) << openDescriptors();
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "core/messenger/FComMessengerPipe.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/text/FGStr.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/Test.h"
 
 namespace kvn::test {
@@ -80,7 +81,7 @@ protected:
     }
     ~PipeTest() override {
         Kvs::FSysInfoPaths::setRoot("");
-        EXPECT_TRUE(waitUntil([this] { return descriptorsInUse() == before_; })) << "a descriptor is left";
+        EXPECT_TRUE(waitUntil([this] { return openDescriptors() == before_; })) << "a descriptor is left";
     }
 
     /// Waits for lines that begin with these texts, in this order. A text that ends with \n is a whole line.
@@ -100,8 +101,7 @@ protected:
     CapturedLog log;
 
 private:
-    static std::ptrdiff_t descriptorsInUse() { return std::distance(fs::directory_iterator("/dev/fd"), {}); }
-    const std::ptrdiff_t before_ = descriptorsInUse();
+    const std::ptrdiff_t before_ = openDescriptors();
 };
 
 } // namespace kvn::test

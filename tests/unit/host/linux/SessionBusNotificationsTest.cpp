@@ -57,19 +57,13 @@ protected:
     std::vector<std::string> received_;
 };
 
-TEST_F(SessionBusNotifications, CallsTheObserversOfTheNameAndTheObject) {
+TEST_F(SessionBusNotifications, ReadsTheFormsOfOtherPrograms) {
     bus_.start();
     const auto any = observe("name");
-    const auto fromMe = observe("name", "me");
-    auto ended = observe("name");
-    ended.reset();
     const auto last = observe("last");
-
-    // Its own, and both forms that others use; values without a text and other arguments are left out.
-    EXPECT_TRUE(notifications_.post({"name", "me", {{"key", "\xC3\xA4"}}}));
+    // Values without a text and other arguments are left out.
     using Texts = std::map<std::string, std::string>;
     emitSignal("name"s, "you"s, Texts{{"a", "1"}, {"b", ""}});
-    emitSignal("other"s, "me"s, Texts{});
     emitSignal(std::int32_t{7});
     emitSignal("name"s, "you"s, "text"s);
     using Values = std::map<std::string, sdbus::Variant>;
@@ -77,23 +71,17 @@ TEST_F(SessionBusNotifications, CallsTheObserversOfTheNameAndTheObject) {
     EXPECT_FALSE(notifications_.post({"last", "\xFF", {}}));
     EXPECT_TRUE(notifications_.post({"last", "", {}}));
 
-    EXPECT_THAT(take(5), ElementsAre("me: key=\xC3\xA4", "me: key=\xC3\xA4",
-                                     "you: a=1 b=", "you: bool=1 int=-4 text=x", ":"));
+    EXPECT_THAT(take(3), ElementsAre("you: a=1 b=", "you: bool=1 int=-4 text=x", ":"));
 }
 
-TEST_F(SessionBusNotifications, HandlersMayEndObserversAndPost) {
+TEST_F(SessionBusNotifications, HandlersMayPostMoreThanAreTakenAtOnce) {
     bus_.start();
     const auto answers = observe("answer");
-    std::vector<host::MainLoop::Handle> both(2);
-    for (auto& handle : both) {
-        handle = notifications_.observe("name", {}, [&](const Notification&) {
-            both.clear();
-            for (int i = 0; i < 500; ++i) { // more than are taken at once
-                EXPECT_TRUE(notifications_.post({"answer", std::to_string(i), {}}));
-            }
-        });
-    }
-    EXPECT_TRUE(notifications_.post({"name", "", {}}));
+    const auto asked = notifications_.observe("name", {}, [&](const Notification&) {
+        for (int i = 0; i < 500; ++i) {
+            EXPECT_TRUE(notifications_.post({"answer", std::to_string(i), {}}));
+        }
+    });
     EXPECT_TRUE(notifications_.post({"name", "", {}}));
     emitSignal("answer"s, "last"s, std::map<std::string, std::string>());
     EXPECT_EQ(take(501).size(), 501U);

@@ -5,6 +5,7 @@
 #include "tests/support/FakeHelper.h"
 #include "tests/support/FakePrivilegedJobs.h"
 #include "tests/support/FakeSleeper.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/Test.h"
 
 #include <sys/time.h>
@@ -244,8 +245,7 @@ TEST_F(PHAgentClientTest, UninstallsANewerHelperBeforeItBlesses) {
 TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
     startHelper();
     const auto client = makeClient();
-    const auto descriptors = [] { return std::distance(fs::directory_iterator("/dev/fd"), {}); };
-    const auto before = descriptors();
+    const auto before = openDescriptors();
     for (int connection = 0; connection < 2; ++connection) {
         EXPECT_TRUE(client->verifyAgentConnection());
         client->verifyEventThreadRunning();
@@ -261,7 +261,7 @@ TEST_F(PHAgentClientTest, DeliversEventsUntilTheFirstEnd) {
     EXPECT_FALSE(client->deliversEvents());
     client->terminatePrivilegedAgent(); // drops the ended connection and its thread
     loop.advance(250ms);
-    EXPECT_TRUE(waitUntil([&] { return descriptors() == before; }));
+    EXPECT_TRUE(waitUntil([&] { return openDescriptors() == before; }));
 }
 
 TEST_F(PHAgentClientTest, EndsItsConnectionAfterByeAndMayEndWithIt) {

@@ -78,7 +78,7 @@ TEST_F(PHEventThreadTest, MayBeStoppedInTheReportOfASendingThread) {
     const auto stop = [&](const host::Error*) { thread->stop(); };
     thread = std::make_shared<PHEventThread>(handler, PHEventThread::Client{[](const auto&) {}, stop}, loop);
     EXPECT_TRUE(thread->start());
-    ::shutdown(sockets.peer.get(), SHUT_RD); // fails the write, while the event thread waits for data
+    ::shutdown(handler->conFd(), SHUT_WR); // fails the write, while the event thread waits for data
     EXPECT_FALSE(handler->sendMessage({{"Ctrl", "bye"}}));
     EXPECT_TRUE(thread->hasEnded());
 }

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "host/plist/XmlPropertyList.h"
+#include "host/posix/PollMainLoop.h"
+#include "tests/support/Test.h"
+
+// The implementations that are built on macOS.
+
+namespace kvn::test {
+
+using Loops = testing::Types<host::PollMainLoop>;
+using PropertyLists = testing::Types<host::XmlPropertyList>;
+
+template <class Loop>
+std::unique_ptr<host::MainLoop> makeLoop() {
+    return std::make_unique<Loop>();
+}
+
+/// A session whose programs can notify each other, and a main loop in it.
+class Session {
+public:
+    host::MainLoop& loop() { return loop_; }
+
+private:
+    host::PollMainLoop loop_;
+};
+
+} // namespace kvn::test
