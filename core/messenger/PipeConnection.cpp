@@ -12,7 +12,7 @@
 namespace Kvs {
 namespace {
 
-// Every working peer reads within this time, and a main thread may be blocked in a send for so long.
+// Every working peer reads within this time.
 constexpr std::chrono::seconds kSendLimit{2};
 
 } // namespace
@@ -33,6 +33,28 @@ void PipeConnection::stop() {
         wakePipe_->wake(); // not every system lets a shutdown end a blocked accept
     } else {
         shutDown();
+    }
+    FLockGuard guard(pauseLock_);
+    stopped_.notify_all();
+}
+
+long PipeConnection::receive(void* buffer, std::size_t size) const {
+    for (;;) {
+        const long count = read(buffer, size);
+        if (count >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) {
+            return count;
+        }
+        pollfd polled[] = {{number(), POLLIN, 0}}; // readable also once it is shut down
+        if (::poll(polled, 1, -1) < 0 && errno != EINTR) {
+            return -1;
+        }
+    }
+}
+
+void PipeConnection::pause(std::chrono::milliseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    FLockGuard guard(pauseLock_);
+    while (isOpen() && stopped_.wait_until(pauseLock_, end) == std::cv_status::no_timeout) {
     }
 }
 

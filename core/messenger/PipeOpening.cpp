@@ -8,6 +8,7 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/LocalAddress.h"
 #include "core/system/PosixDifferences.h"
+#include "core/system/Trust.h"
 #include "core/text/FGStr.h"
 
 #include <cerrno>
@@ -33,6 +34,11 @@ FResult failed(const char* call) {
 
 FResult noSocket() { return failed("failed to create Unix domain socket, errno: "); }
 
+/// Every user can put a link in the place of what this process has just made; it is not followed.
+void openForEveryone(const std::string& path) {
+    ::fchmodat(AT_FDCWD, path.c_str(), kForEveryone, AT_SYMLINK_NOFOLLOW);
+}
+
 void makeDirectories(const std::string& base, const std::string& pipes) {
     ::mkdir(base.c_str(), kForEveryone);
     if (::mkdir(pipes.c_str(), kForEveryone) != 0) {
@@ -40,7 +46,7 @@ void makeDirectories(const std::string& base, const std::string& pipes) {
         CNSLog("Failed to create directory for Unix domain sockets, errno: %d, %s", error,
                std::strerror(error));
     }
-    ::chmod(base.c_str(), kForEveryone); // the umask may have taken rights from mkdir
+    openForEveryone(base); // the umask may have taken rights from mkdir
 }
 
 void storeName(FPipeState& state, const wchar_t* name) {
@@ -79,7 +85,7 @@ FResult FComMessengerPipe::openOnServer(const wchar_t* name) {
     if (::listen(socket.get(), kBacklog) != 0) {
         return failed("listen error: ");
     }
-    ::chmod(path.c_str(), kForEveryone);
+    openForEveryone(path);
     try {
         auto wakePipe = std::make_unique<WakePipe>();
         storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket), std::move(wakePipe)));
@@ -93,15 +99,16 @@ FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
     storeName(*state_, name);
     const std::string path = pipeFullPath(name, false);
     FileDescriptor socket = closeOnExecSocket(AF_UNIX, SOCK_STREAM);
-    // A server that accepts no peer must not block the caller, which may be a main thread.
+    // A server that accepts no peer, or reads nothing, must not block the caller, which may be a main thread.
     if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
         return noSocket();
     }
     if (::connect(socket.get(), LocalAddress(path).get(), LocalAddress::kLength) != 0) {
         return failed("connect error ");
     }
-    if (::fcntl(socket.get(), F_SETFL, 0) != 0) {
-        return noSocket();
+    // Every user can listen in the directory under the server's name.
+    if ((errno = fCheckPeer(socket.get())) != 0) {
+        return failed("connect error ");
     }
     CNSDbgLog("FComMessengerPipe: connected %d", socket.get());
     storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket)));

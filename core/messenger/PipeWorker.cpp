@@ -6,6 +6,7 @@
 #include "core/messenger/FComMessengerPipe.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -70,7 +71,7 @@ void raiseError(const PipeWorker& worker, int error) { worker.pipe->ReadError.ra
 
 /// Raises the bytes that arrive until the connection ends or is stopped.
 void receive(const PipeWorker& worker) {
-    const PipeConnection& connection = *worker.connection;
+    PipeConnection& connection = *worker.connection;
     const int number = connection.number();
     const FGStr<wchar_t> sender = FGStr<wchar_t>().appendValueOf(number);
     FComMessenger::DataReceivedArg arg; // reused, so that a chunk costs a copy and no allocation
@@ -78,11 +79,17 @@ void receive(const PipeWorker& worker) {
     // A handler may stop the connection and then destroy the pipe, so `worker.pipe` is used only after the
     // connection was found open. Other threads cannot destroy it meanwhile: they join this thread first.
     while (connection.isOpen()) {
-        const long count = connection.read(buffer, sizeof buffer);
+        const long count = connection.receive(buffer, sizeof buffer);
         if (count > 0) {
             arg.sender = sender;
             arg.data.assign(buffer, buffer + count);
+            arg.pause = std::chrono::milliseconds(0);
             worker.pipe->DataReceived.raise(worker.pipe, arg);
+            // Here no lock is held, and `stop` ends the wait: whoever removes a handler or closes the pipe
+            // does not wait for it.
+            if (arg.pause.count() > 0) {
+                connection.pause(arg.pause);
+            }
             continue;
         }
         const int error = errno;
