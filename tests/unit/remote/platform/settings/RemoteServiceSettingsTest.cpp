@@ -70,6 +70,10 @@ TEST_F(RemoteServiceSettingsTest, ThePolicyIsReadAgainWhenItsTimeIsLaterAndItCan
         [&] { writeFile(policyPath_, "<S>" + std::string(Kvs::FXmlConfigFile::kMaxBytes, ' ') + "</S>"); },
         [&] { ASSERT_EQ(::mkdir(policyPath_.c_str(), 0755), 0); },
         [&] { ASSERT_EQ(::mkfifo(policyPath_.c_str(), 0644), 0); },
+        [&] {
+            writeFile(policyPath_, "<S></S>");
+            ::chmod(policyPath_.c_str(), 0666);
+        },
     };
     for (const auto& write : policies) {
         fs::remove(policyPath_);
