@@ -91,19 +91,19 @@ FResult FComMessengerPipe::beginReceive() {
     // destroy this client end before the call returns.
     PipeWorker worker{this, state_, {}};
     FPipePhase phase{};
-    bool isOpen = false;
+    bool ready = false;
     bool started = false;
     {
         FLockGuard guard(worker.state->lock);
         phase = worker.state->phase;
-        isOpen = static_cast<bool>(worker.state->socket);
-        if (phase == kPipeIdle && isOpen) {
+        ready = phase == kPipeIdle && worker.state->socket;
+        if (ready) {
             worker.state->phase = kPipeStarting;
             worker.connection = worker.state->socket;
             started = worker.state->server ? fStartAcceptor(worker) : fStartReader(worker);
         }
     }
-    if (phase != kPipeIdle || !isOpen) {
+    if (!ready) {
         CNSLog("FComMessengerPipe can't begin receiving, invalid state: %d", phase);
         return kInvalidState;
     }

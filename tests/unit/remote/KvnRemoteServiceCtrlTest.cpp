@@ -166,11 +166,7 @@ TEST(LogAllowanceTest, PassesAQuietServiceAndSlowsAFloodDown) {
     EXPECT_EQ(allowance.take(65'000, start), 0ms);
     EXPECT_EQ(allowance.take(65'536, start), 992ms);
     EXPECT_EQ(allowance.take(65'536, start + 2s), 0ms) << "the past is forgotten";
-    auto now = start + 1h;
-    for (std::size_t logged = 0; logged < 10'000'000; logged += 5000) {
-        now += allowance.take(5000, now);
-    }
-    EXPECT_GT(now - start - 1h, 2min);
+    EXPECT_GT(allowance.take(10'000'000, start + 1h), 2min);
 }
 
 } // namespace
