@@ -114,11 +114,8 @@ private:
         for (long sent = 0, all = static_cast<long>(length); sent < all;) {
             long written = 0;
             const Kvs::FResult result = pipe.send(target, payload + sent, all - sent, written);
-            check(result == 0 || result == EAGAIN);
+            check(result == 0 || result == EAGAIN); // a client end waits only for a short time
             sent += written;
-            if (result == EAGAIN) { // a client end does not wait for room
-                std::this_thread::yield();
-            }
         }
     }
     void received(Kvs::FComMessenger* pipe, Kvs::FComMessenger::DataReceivedArg& arg) {

@@ -50,9 +50,9 @@ public:
 
     bool isReceiving() override;
 
-    /// A client end ignores the target and does not wait: if the server does not read, the write fails with
-    /// EAGAIN or ends short. A server end sends to the peer whose number the target begins with (kFailure
-    /// when there is none), or, without a target, to all; `written` is then the count of the last write that
+    /// A client end ignores the target. If the server does not read, the write fails with EAGAIN or ends
+    /// short after 20 ms. A server end sends to the peer whose number the target begins with (kFailure when
+    /// there is none), or, without a target, to all; `written` is then the count of the last write that
     /// succeeded, and the result 0. It waits at most two seconds for a peer that does not read, and drops it.
     FResult send(const wchar_t* target, const unsigned char* data, long length, long& written) override;
 

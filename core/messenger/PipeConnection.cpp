@@ -10,15 +10,10 @@
 #include <sys/socket.h>
 
 namespace Kvs {
-namespace {
 
-// Every working peer reads within this time.
-constexpr std::chrono::seconds kSendLimit{2};
-
-} // namespace
-
-PipeConnection::PipeConnection(FileDescriptor socket) : SharedSocket(std::move(socket)) {
-    limitSending(kSendLimit);
+PipeConnection::PipeConnection(FileDescriptor socket, std::chrono::milliseconds sendLimit)
+    : SharedSocket(std::move(socket)) {
+    limitSending(sendLimit);
 }
 
 PipeConnection::~PipeConnection() {
@@ -36,19 +31,6 @@ void PipeConnection::stop() {
     }
     FLockGuard guard(pauseLock_);
     stopped_.notify_all();
-}
-
-long PipeConnection::receive(void* buffer, std::size_t size) const {
-    for (;;) {
-        const long count = read(buffer, size);
-        if (count >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) {
-            return count;
-        }
-        pollfd polled[] = {{number(), POLLIN, 0}}; // readable also once it is shut down
-        if (::poll(polled, 1, -1) < 0 && errno != EINTR) {
-            return -1;
-        }
-    }
 }
 
 void PipeConnection::pause(std::chrono::milliseconds time) {

@@ -10,7 +10,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstddef>
 #include <memory>
 
 namespace Kvs {
@@ -19,8 +18,8 @@ namespace Kvs {
 class PipeConnection : public SharedSocket {
 public:
     PipeConnection() = default;
-    /// Takes a connected socket. If it is in blocking mode, a write waits for at most two seconds.
-    explicit PipeConnection(FileDescriptor socket);
+    /// Takes a connected socket. A write waits at most as long as the limit for a peer that does not read.
+    PipeConnection(FileDescriptor socket, std::chrono::milliseconds sendLimit);
     /// Takes a listening socket; the wake pipe ends its `accept`.
     PipeConnection(FileDescriptor socket, std::unique_ptr<WakePipe> wakePipe)
         : SharedSocket(std::move(socket)), wakePipe_(std::move(wakePipe)) {}
@@ -30,9 +29,6 @@ public:
 
     /// Makes the thread's present or next blocking call return. Cannot be undone.
     void stop();
-
-    /// Reads as `read` does, and waits for data in non-blocking mode too.
-    long receive(void* buffer, std::size_t size) const;
 
     /// Waits until the time has passed or the connection is stopped.
     void pause(std::chrono::milliseconds time);

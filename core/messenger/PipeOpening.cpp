@@ -12,6 +12,7 @@
 #include "core/text/FGStr.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
@@ -24,6 +25,10 @@ namespace {
 
 constexpr int kBacklog = 5;
 constexpr mode_t kForEveryone = 0777;
+
+// A main thread may send two messages at once, and is held for no longer than 100 ms. A server that reads at
+// all has room for many messages.
+constexpr std::chrono::milliseconds kClientSendLimit{20};
 
 /// Logs the failed call and returns its error number.
 FResult failed(const char* call) {
@@ -99,7 +104,7 @@ FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
     storeName(*state_, name);
     const std::string path = pipeFullPath(name, false);
     FileDescriptor socket = closeOnExecSocket(AF_UNIX, SOCK_STREAM);
-    // A server that accepts no peer, or reads nothing, must not block the caller, which may be a main thread.
+    // A server that accepts no peer must not block the caller, which may be a main thread.
     if (!socket || ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0) {
         return noSocket();
     }
@@ -110,8 +115,11 @@ FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
     if ((errno = fCheckPeer(socket.get())) != 0) {
         return failed("connect error ");
     }
+    if (::fcntl(socket.get(), F_SETFL, 0) != 0) {
+        return noSocket();
+    }
     CNSDbgLog("FComMessengerPipe: connected %d", socket.get());
-    storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket)));
+    storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket), kClientSendLimit));
     return kSuccess;
 }
 

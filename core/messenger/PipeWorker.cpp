@@ -14,6 +14,9 @@
 namespace Kvs {
 namespace {
 
+// Every working peer reads within this time.
+constexpr std::chrono::seconds kSendLimit{2};
+
 using Loop = void (*)(PipeWorker);
 
 class Job : public FInvokable<void> {
@@ -79,7 +82,7 @@ void receive(const PipeWorker& worker) {
     // A handler may stop the connection and then destroy the pipe, so `worker.pipe` is used only after the
     // connection was found open. Other threads cannot destroy it meanwhile: they join this thread first.
     while (connection.isOpen()) {
-        const long count = connection.receive(buffer, sizeof buffer);
+        const long count = connection.read(buffer, sizeof buffer);
         if (count > 0) {
             arg.sender = sender;
             arg.data.assign(buffer, buffer + count);
@@ -120,7 +123,7 @@ void readLoop(PipeWorker worker) {
 void addPeer(const PipeWorker& listener, FileDescriptor socket) {
     const int number = socket.get();
     CNSLog("FComMessengerPipe:: connection accepted: %d", number);
-    PipeWorker peer{listener.pipe, listener.state, fMakeRef<PipeConnection>(std::move(socket))};
+    PipeWorker peer{listener.pipe, listener.state, fMakeRef<PipeConnection>(std::move(socket), kSendLimit)};
     {
         // `endReceive` stops the listener under this lock and collects the running threads there: a peer is
         // either in its list or not started at all.

@@ -10,11 +10,15 @@ namespace {
 
 class RemoteServiceSettingsTest : public SettingsFixture {
 protected:
-    RemoteServiceSettingsTest() { fs::create_directories(fs::path(policyPath_).parent_path()); }
+    RemoteServiceSettingsTest() {
+        fs::create_directories(fs::path(policyPath_).parent_path());
+        ::chmod(fs::path(policyPath_).parent_path().c_str(), 0755);
+    }
 
     /// Writes the policy with a later time than before.
     void writePolicy(const std::string& content) {
         writeFile(policyPath_, content);
+        ::chmod(policyPath_.c_str(), 0644);
         setPolicyTime();
     }
     void setPolicyTime() { fs::last_write_time(policyPath_, policyTime_ += 1s); }
@@ -88,6 +92,7 @@ TEST_F(RemoteServiceSettingsTest, ThePolicyIsReadAgainWhenItsTimeIsLaterAndItCan
     for (const auto& [time, may] :
          {std::pair(policyTime_, "tsp"), {policyTime_ - 1h, "tsp"}, {policyTime_ + 1s, "ts"}}) {
         writeFile(policyPath_, "<S></S>");
+        ::chmod(policyPath_.c_str(), 0644);
         fs::last_write_time(policyPath_, time);
         settings.updateSettings();
         EXPECT_EQ(allowed(settings), may);
