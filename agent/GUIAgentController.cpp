@@ -27,10 +27,9 @@ host::StateDetails detailsOf(const OFRServiceInfo* info) {
 } // namespace
 
 GUIAgentController::GUIAgentController(const ApplicationEnvironment& environment, AppDelegate& application)
-    : AgentController({environment.mainLoop, environment.processRunner, environment.bundle,
-                       environment.systemInfo, environment.sessionInfo, environment.sleepMonitor,
-                       environment.settings},
-                      environment.clock),
+    : AgentController({environment.mainLoop, environment.clock, environment.toolQueue,
+                       environment.processRunner, environment.bundle, environment.systemInfo,
+                       environment.sessionInfo, environment.sleepMonitor, environment.settings}),
       environment_(environment), appDelegate_(application) {
     setControllerDelegate(this);
     environment_.userInterface.dialogWindow().onClose([this] { windowWillClose(); });

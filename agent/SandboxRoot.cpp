@@ -28,10 +28,13 @@ std::optional<std::string> prepareRoot(const std::string& folder, std::string& p
         return std::nullopt;
     }
     for (const char* part : {"var/log", "var/run", "var/tmp", "Library/LaunchAgents", "Library/LaunchDaemons",
+                             "Library/Application Support/com.korvane.remote/config",
                              "Library/Application Support/com.korvane.remote/config/KorvaneRemoteservice",
                              "Library/Application Support/com.korvane.remote/registry"}) {
-        if (!error) {
-            fs::create_directories(root / part, error);
+        if (!error && fs::create_directories(root / part, error) && !error) {
+            // The umask may let others write, and the agent does not trust such a folder.
+            fs::permissions(root / part, fs::perms::group_write | fs::perms::others_write,
+                            fs::perm_options::remove, error);
         }
     }
     if (!error) { // the home folder below the root is used in place of the real one

@@ -108,6 +108,8 @@ int main(int argc, char** argv) {
         }
         Kvs::FSysInfoPaths::setRoot(*root);
         setenv("KVN_REMOTE_ROOT", root->c_str(), 1); // read by the product's programs that the agent starts
+    } else {
+        unsetenv("KVN_REMOTE_ROOT"); // they must not take an inherited one for the agent's
     }
 
     // A write to a closed socket must fail instead of ending the process.

@@ -47,15 +47,16 @@ FFLocalizedText::FFLocalizedText(const host::Bundle& bundle,
                                  const std::vector<std::string>& preferredLanguages,
                                  const std::optional<std::string>& languageFile) {
     const auto bundled = bundle.resourcePath("language", "xml");
-    const auto file = languageFile ? languageFile : bundled;
-    if (!file) {
-        OCNSLog("Cannot load language resource file: %@", file);
+    if (!languageFile && !bundled) {
+        OCNSLog("Cannot load language resource file: %@", bundled);
         return;
     }
     LanguageFileParser parser(preferredLanguages, languageMap_);
-    parser.parseLanguageData(*file);
-    if (languageMap_.empty() && bundled && bundled != file) {
-        parser.parseLanguageData(*bundled);
+    if (languageFile) {
+        parser.parseLanguageData(*languageFile, LanguageFileParser::Origin::Installation);
+    }
+    if (languageMap_.empty() && bundled) {
+        parser.parseLanguageData(*bundled, LanguageFileParser::Origin::Bundle);
     }
     const std::string language = determineApplicationLanguage(preferredLanguages);
     loadSystemTextResourcesFor(language, bundle, preferredLanguages);

@@ -27,8 +27,8 @@ public:
     /// A replacement and the placeholder that it replaces.
     using Replacement = std::pair<std::optional<std::string_view>, std::optional<std::string_view>>;
 
-    /// Loads the texts of the language file, or of the bundle's language.xml if no file is given or if the
-    /// file holds no language.
+    /// Loads the texts of the language file, or of the bundle's language.xml if no file is given, if users
+    /// other than root can change the file, or if it holds no language.
     FFLocalizedText(const host::Bundle& bundle, const std::vector<std::string>& preferredLanguages,
                     const std::optional<std::string>& languageFile);
     FFLocalizedText(const FFLocalizedText&) = delete;

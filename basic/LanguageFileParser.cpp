@@ -5,6 +5,7 @@
 #include "basic/WindowsLanguages.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FileDescriptor.h"
+#include "core/system/Trust.h"
 
 #include <algorithm>
 #include <array>
@@ -38,6 +39,9 @@ void logUnreadable(const std::string& path, int error) {
                 std::generic_category().message(errno));
         return;
     }
+    if (error == EPERM || error == ELOOP) {
+        OCNSLog("Language file is not used, because users other than root can change it: '%@'", path);
+    }
     char mode[16];
     std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(attributes.st_mode & 07777U));
     OCNSLog("Language file is not readable: '%@'\nAttributes:{mode = %@, owner = %u, group = %u, size = %ld}",
@@ -53,8 +57,15 @@ public:
         }
         XML_SetUserData(parser_.get(), this);
         XML_SetStartElementHandler(parser_.get(), [](void* self, const char* name, const char** attributes) {
-            static_cast<Reading*>(self)->target_.didStartElement(name, attributes);
+            auto& reading = *static_cast<Reading*>(self);
+            if (++reading.level_ > LanguageFileParser::kMaxLevels) {
+                reading.refuse("more than " + std::to_string(LanguageFileParser::kMaxLevels) + " levels");
+                return;
+            }
+            reading.target_.didStartElement(name, attributes);
         });
+        XML_SetEndElementHandler(parser_.get(),
+                                 [](void* self, const char*) { --static_cast<Reading*>(self)->level_; });
         // Entities and default attributes can make a small file huge in memory.
         XML_SetEntityDeclHandler(parser_.get(), [](void* self, const char*, int, const char*, int,
                                                    const char*, const char*, const char*, const char*) {
@@ -129,6 +140,7 @@ private:
 
     LanguageFileParser& target_;
     std::unique_ptr<XML_ParserStruct, Free> parser_;
+    int level_ = 0;
     bool refused_ = false;
 };
 
@@ -154,8 +166,11 @@ LanguageFileParser::LanguageFileParser(const std::vector<std::string>& preferred
                                        LanguageMap& languageMap)
     : preferredLanguages_(preferredLanguages), languageMap_(languageMap) {}
 
-void LanguageFileParser::parseLanguageData(const std::string& path) {
-    const Kvs::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+void LanguageFileParser::parseLanguageData(const std::string& path, Origin origin) {
+    const Kvs::FileDescriptor file =
+        origin == Origin::Bundle
+            ? Kvs::FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
+            : Kvs::fOpenTrustedFile(path);
     if (!file) {
         logUnreadable(path, errno);
         return;

@@ -18,17 +18,23 @@ using LanguageMap = std::map<std::string, TextMap, std::less<>>; ///< Texts by l
 /// "KeyPair" elements with "key" and "value". It ignores everything else in the file.
 ///
 /// Languages that the user does not prefer keep only the keys required for all languages. A file that
-/// declares entities or default attributes is refused, because these can make a small file huge.
+/// declares entities or default attributes, or nests its elements deeply, is refused, because these can make
+/// a small file huge.
 class LanguageFileParser {
 public:
     static constexpr std::size_t kMaxBytes = std::size_t{8} << 20; // several times the size of the real file
+    static constexpr int kMaxLevels = 256;
+
+    /// Who can change the file: the users that fOpenTrustedFile (core/system/Trust.h) accepts, or whoever can
+    /// change the program as well.
+    enum class Origin { Installation, Bundle };
 
     /// `preferredLanguages` are language tags, the best first. The texts are added to `languageMap`. Both
     /// must outlive the parser.
     LanguageFileParser(const std::vector<std::string>& preferredLanguages, LanguageMap& languageMap);
 
     /// Adds the languages of one file. A failure is logged; texts read before it are kept.
-    void parseLanguageData(const std::string& path);
+    void parseLanguageData(const std::string& path, Origin origin);
 
     /// Handles a start tag; `attributes` are names and values in turn, up to a null.
     void didStartElement(const char* element, const char* const* attributes);

@@ -80,10 +80,11 @@ int countWithExpat(const std::string& path) {
 
 void ours(benchmark::State& state, const std::string& path, const std::string& key) {
     Kvs::FTransferLog::useLogBook(Kvs::FRef<Kvs::FLogBook>(new NoLogBook));
-    const kvn::test::FakeBundle bundle;
+    kvn::test::FakeBundle bundle;
+    bundle.resources["language.xml"] = path; // a file of the installation would have to be root's
     const std::vector<std::string> preferred{"de-AT"};
     for (auto _ : state) {
-        const kvn::FFLocalizedText text(bundle, preferred, path);
+        const kvn::FFLocalizedText text(bundle, preferred, std::nullopt);
         if (text.stringForKeyOrDefault(key).empty()) {
             state.SkipWithError("a text is missing");
         }

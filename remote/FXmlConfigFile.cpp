@@ -3,14 +3,15 @@
 #include "remote/FXmlConfigFile.h"
 
 #include "core/base/Errors.h"
+#include "core/logging/CNSLog.h"
 #include "core/system/FileDescriptor.h"
 #include "core/system/ReadFile.h"
+#include "core/system/Trust.h"
 #include "core/text/FGStr.h"
 #include "core/text/TextFunctions.h"
 #include "remote/xml/FEncXml.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <string>
 #include <string_view>
 
@@ -35,8 +36,12 @@ FEncXmlNode<wchar_t> firstBelow(const FEncXmlNode<wchar_t>& node, const wchar_t*
 
 bool FXmlConfigFile::loadFromFile(const FGStr<wchar_t>& path) {
     document_.loadXml(L"");
-    const FileDescriptor file(::open(fNarrow(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    const std::string narrow = fNarrow(path);
+    const FileDescriptor file = fOpenTrustedFile(narrow);
     if (!file) {
+        if (errno == EPERM || errno == ELOOP) {
+            CNSLog("%s is not obeyed, because users other than root can change it", narrow.c_str());
+        }
         return false;
     }
     const auto bytes = fReadAll(file.get(), kMaxBytes);

@@ -17,9 +17,9 @@ public:
     /// A larger file does not load.
     static constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
 
-    /// Replaces what was loaded before. Returns false, and nothing is loaded, when the file cannot be opened,
-    /// is too large or is not well-formed. Throws FException when it cannot be read. Does not block, even
-    /// when the path names a FIFO.
+    /// Replaces what was loaded before. Returns false, and nothing is loaded, when the file cannot be opened
+    /// as a trusted file (core/system/Trust.h), is too large or is not well-formed. Throws FException when it
+    /// cannot be read.
     bool loadFromFile(const FGStr<wchar_t>& path);
 
     /// Returns true for "1", "true" and "on", in any case, and false for any other text.

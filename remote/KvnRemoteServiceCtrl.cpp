@@ -17,8 +17,20 @@ namespace Kvs {
 
 using namespace FRSCtrl;
 
-KvnRemoteServiceCtrl::KvnRemoteServiceCtrl(bool closeAfterReceive, const kvn::host::SessionInfo& sessionInfo)
-    : closeAfterReceive_(closeAfterReceive), sessionInfo_(sessionInfo) {}
+namespace {
+
+/// The log's part of a line, the lines' fixed texts included.
+constexpr std::size_t kLineCost = 200;
+
+/// A command is logged in two lines, in each of which a byte of it may be written with four characters.
+constexpr std::size_t kCommandLines = 2;
+constexpr std::size_t kLongestEscape = 4;
+
+} // namespace
+
+KvnRemoteServiceCtrl::KvnRemoteServiceCtrl(bool closeAfterReceive, const kvn::host::SessionInfo& sessionInfo,
+                                           const kvn::host::Clock& clock)
+    : closeAfterReceive_(closeAfterReceive), sessionInfo_(sessionInfo), clock_(clock) {}
 
 KvnRemoteServiceCtrl::~KvnRemoteServiceCtrl() { closePipes(); }
 
@@ -225,30 +237,38 @@ void KvnRemoteServiceCtrl::Messenger_Error(FComMessenger* messenger, int& code) 
 void KvnRemoteServiceCtrl::Messenger_DataReceived(FComMessenger* messenger,
                                                   FComMessenger::DataReceivedArg& arg) {
     const long size = static_cast<long>(arg.data.size());
-    const bool bad = !processDelivery(reinterpret_cast<const char*>(arg.data.data()), size);
-    if (bad && !lastDeliveryWasBad_) {
-        CNSLog("KvnRemoteServiceCtrl: dropped what is no message in a delivery of %ld bytes", size);
+    const std::size_t logged = processDelivery(reinterpret_cast<const char*>(arg.data.data()), size);
+    if (logged > 0) {
+        arg.pause = logAllowance_.take(logged, clock_.steadyNow());
     }
-    lastDeliveryWasBad_ = bad;
     if (closeAfterReceive_) {
         messenger->endReceive();
         releaseSender(messenger);
     }
 }
 
-bool KvnRemoteServiceCtrl::processDelivery(const char* bytes, long size) {
+std::size_t KvnRemoteServiceCtrl::processDelivery(const char* bytes, long size) {
+    std::size_t logged = 0;
     FEncXmlDocument<char> document;
     const char* const end = bytes + size;
     const auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
     while ((bytes = std::find_if_not(bytes, end, isSpace)) != end) {
         long consumed = 0;
         if (!document.loadXml(bytes, end - bytes, consumed)) {
-            return false;
+            if (!lastDeliveryWasBad_.exchange(true)) {
+                CNSLog("KvnRemoteServiceCtrl: dropped what is no message in a delivery of %ld bytes", size);
+                logged += kLineCost;
+            }
+            return logged;
         }
         processMessage(document.root());
+        if (document.root().name() == Tag_ServiceCommand) {
+            logged += kCommandLines * (kLineCost + kLongestEscape * static_cast<std::size_t>(consumed));
+        }
         bytes += consumed + 1;
     }
-    return true;
+    lastDeliveryWasBad_ = false;
+    return logged;
 }
 
 void KvnRemoteServiceCtrl::processMessage(const FEncXmlNode<char>& message) {

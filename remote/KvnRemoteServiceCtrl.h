@@ -10,12 +10,15 @@
 #include "core/text/FGStr.h"
 #include "core/text/FMStr.h"
 #include "core/threads/FThreadLock.h"
+#include "host/Clock.h"
 #include "host/SessionInfo.h"
 #include "remote/FRRecords.h"
+#include "remote/LogAllowance.h"
 #include "remote/xml/FEncXmlNode.h"
 #include "remote/xml/FEncXmlWriter.h"
 
 #include <atomic>
+#include <cstddef>
 
 namespace Kvs {
 
@@ -34,8 +37,10 @@ public:
     FEvent<KvnRemoteServiceCtrl, _FRConnectionError> EventConnectionError;
 
     /// With `closeAfterReceive` every request opens a pipe of its own, which is closed after one delivery;
-    /// otherwise one pipe per identifier is kept. `sessionInfo` must outlive the client.
-    KvnRemoteServiceCtrl(bool closeAfterReceive, const kvn::host::SessionInfo& sessionInfo);
+    /// otherwise one pipe per identifier is kept. `sessionInfo` and `clock` must outlive
+    /// the client.
+    KvnRemoteServiceCtrl(bool closeAfterReceive, const kvn::host::SessionInfo& sessionInfo,
+                         const kvn::host::Clock& clock);
     virtual ~KvnRemoteServiceCtrl();
     KvnRemoteServiceCtrl(const KvnRemoteServiceCtrl&) = delete;
     KvnRemoteServiceCtrl& operator=(const KvnRemoteServiceCtrl&) = delete;
@@ -74,14 +79,17 @@ private:
     void Messenger_DataReceived(FComMessenger* messenger, FComMessenger::DataReceivedArg& arg);
     void Messenger_Error(FComMessenger* messenger, int& code);
 
-    /// Handles the documents of one delivery in order. Returns false at the first that does not parse.
-    bool processDelivery(const char* bytes, long size);
+    /// Handles the documents of one delivery in order, up to the first that does not parse. Returns about how
+    /// many bytes they make the log grow.
+    std::size_t processDelivery(const char* bytes, long size);
     void processMessage(const FEncXmlNode<char>& message);
 
     FThreadLock messengersLock_;
     FList<Messenger> messengers_ KVS_GUARDED_BY(messengersLock_);
     const bool closeAfterReceive_;
     const kvn::host::SessionInfo& sessionInfo_;
+    const kvn::host::Clock& clock_;
+    LogAllowance logAllowance_;
     std::atomic<bool> lastDeliveryWasBad_{false}; ///< Limits a series of bad deliveries to one log line.
 };
 

@@ -3,6 +3,7 @@
 #include "standins/LocalSocket.h"
 
 #include "core/system/PosixDifferences.h"
+#include "core/system/Trust.h"
 
 #include <cerrno>
 #include <cstring>
@@ -75,8 +76,7 @@ ListeningSocket::ListeningSocket(std::string path, mode_t mode) : path_(std::mov
 
 Kvs::FileDescriptor ListeningSocket::accept() const {
     auto peer = nonBlocking(Kvs::FileDescriptor(::accept(socket_.get(), nullptr, nullptr)));
-    const auto credentials = peer ? Kvs::peerCredentialsOf(peer.get()) : std::nullopt;
-    if (!credentials || (credentials->user != 0 && credentials->user != ::geteuid())) {
+    if (peer && Kvs::fCheckPeer(peer.get()) != 0) {
         peer.reset();
     }
     return peer;

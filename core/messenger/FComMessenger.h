@@ -8,6 +8,7 @@
 #include "core/text/FGStr.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 
 namespace Kvs {
@@ -21,6 +22,9 @@ public:
         FGStr<wchar_t> sender; ///< identity of the peer, which `send` accepts as its target
         FList<unsigned char>
             data; ///< the bytes of one read, 1 to 4096; a handler copies or moves out the bytes that it keeps
+        /// A handler may set how long the transport waits before it reads on, so that a sender of too much
+        /// has to wait.
+        std::chrono::milliseconds pause{0};
     };
 
     template <class T>
@@ -40,7 +44,7 @@ public:
     virtual FResult close() = 0;
 
     /// Starts receiving. Returns 0, kFailure when no thread could be started, or kInvalidState when it is not
-    /// idle.
+    /// idle or not open.
     virtual FResult beginReceive() = 0;
 
     /// Stops receiving and closes the connections. Returns 0.

@@ -91,17 +91,19 @@ FResult FComMessengerPipe::beginReceive() {
     // destroy this client end before the call returns.
     PipeWorker worker{this, state_, {}};
     FPipePhase phase{};
+    bool ready = false;
     bool started = false;
     {
         FLockGuard guard(worker.state->lock);
         phase = worker.state->phase;
-        if (phase == kPipeIdle) {
+        ready = phase == kPipeIdle && worker.state->socket;
+        if (ready) {
             worker.state->phase = kPipeStarting;
-            worker.connection = socketOf(*worker.state);
+            worker.connection = worker.state->socket;
             started = worker.state->server ? fStartAcceptor(worker) : fStartReader(worker);
         }
     }
-    if (phase != kPipeIdle) {
+    if (!ready) {
         CNSLog("FComMessengerPipe can't begin receiving, invalid state: %d", phase);
         return kInvalidState;
     }

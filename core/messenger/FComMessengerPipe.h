@@ -34,8 +34,9 @@ public:
     ~FComMessengerPipe() override;
 
     /// A null name counts as an empty one. Does not wait: for a server that accepts no peers the result is
-    /// EAGAIN (on some systems ECONNREFUSED). Replaces a socket that is already open; the former socket is
-    /// closed when no thread receives from it any more.
+    /// EAGAIN (on some systems ECONNREFUSED). A server that is a process of another user than root and this
+    /// one is not spoken to: the result is EACCES. Replaces a socket that is already open; the former socket
+    /// is closed when no thread receives from it any more.
     FResult open(const wchar_t* name) override;
 
     FResult close() override;
@@ -49,10 +50,10 @@ public:
 
     bool isReceiving() override;
 
-    /// A client end ignores the target. A server end sends to the peer whose number the target begins
-    /// with (kFailure when there is none), or, without a target, to all; `written` is then the count of
-    /// the last write that succeeded, and the result 0. If a peer does not read, the write fails with EAGAIN
-    /// or ends short after two seconds, and a server end drops the peer.
+    /// A client end ignores the target. If the server does not read, the write fails with EAGAIN or ends
+    /// short after 20 ms. A server end sends to the peer whose number the target begins with (kFailure when
+    /// there is none), or, without a target, to all; `written` is then the count of the last write that
+    /// succeeded, and the result 0. It waits at most two seconds for a peer that does not read, and drops it.
     FResult send(const wchar_t* target, const unsigned char* data, long length, long& written) override;
 
     /// Returns true if this is the name of the last `open`; a closed pipe has the empty name.

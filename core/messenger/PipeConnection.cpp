@@ -10,15 +10,10 @@
 #include <sys/socket.h>
 
 namespace Kvs {
-namespace {
 
-// Every working peer reads within this time, and a main thread may be blocked in a send for so long.
-constexpr std::chrono::seconds kSendLimit{2};
-
-} // namespace
-
-PipeConnection::PipeConnection(FileDescriptor socket) : SharedSocket(std::move(socket)) {
-    limitSending(kSendLimit);
+PipeConnection::PipeConnection(FileDescriptor socket, std::chrono::milliseconds sendLimit)
+    : SharedSocket(std::move(socket)) {
+    limitSending(sendLimit);
 }
 
 PipeConnection::~PipeConnection() {
@@ -33,6 +28,15 @@ void PipeConnection::stop() {
         wakePipe_->wake(); // not every system lets a shutdown end a blocked accept
     } else {
         shutDown();
+    }
+    FLockGuard guard(pauseLock_);
+    stopped_.notify_all();
+}
+
+void PipeConnection::pause(std::chrono::milliseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    FLockGuard guard(pauseLock_);
+    while (isOpen() && stopped_.wait_until(pauseLock_, end) == std::cv_status::no_timeout) {
     }
 }
 

@@ -8,9 +8,11 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/LocalAddress.h"
 #include "core/system/PosixDifferences.h"
+#include "core/system/Trust.h"
 #include "core/text/FGStr.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
@@ -24,6 +26,10 @@ namespace {
 constexpr int kBacklog = 5;
 constexpr mode_t kForEveryone = 0777;
 
+// A main thread may send two messages at once, and is held for no longer than 100 ms. A server that reads at
+// all has room for many messages.
+constexpr std::chrono::milliseconds kClientSendLimit{20};
+
 /// Logs the failed call and returns its error number.
 FResult failed(const char* call) {
     const int error = errno;
@@ -33,6 +39,11 @@ FResult failed(const char* call) {
 
 FResult noSocket() { return failed("failed to create Unix domain socket, errno: "); }
 
+/// Every user can put a link in the place of what this process has just made; it is not followed.
+void openForEveryone(const std::string& path) {
+    ::fchmodat(AT_FDCWD, path.c_str(), kForEveryone, AT_SYMLINK_NOFOLLOW);
+}
+
 void makeDirectories(const std::string& base, const std::string& pipes) {
     ::mkdir(base.c_str(), kForEveryone);
     if (::mkdir(pipes.c_str(), kForEveryone) != 0) {
@@ -40,7 +51,7 @@ void makeDirectories(const std::string& base, const std::string& pipes) {
         CNSLog("Failed to create directory for Unix domain sockets, errno: %d, %s", error,
                std::strerror(error));
     }
-    ::chmod(base.c_str(), kForEveryone); // the umask may have taken rights from mkdir
+    openForEveryone(base); // the umask may have taken rights from mkdir
 }
 
 void storeName(FPipeState& state, const wchar_t* name) {
@@ -79,7 +90,7 @@ FResult FComMessengerPipe::openOnServer(const wchar_t* name) {
     if (::listen(socket.get(), kBacklog) != 0) {
         return failed("listen error: ");
     }
-    ::chmod(path.c_str(), kForEveryone);
+    openForEveryone(path);
     try {
         auto wakePipe = std::make_unique<WakePipe>();
         storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket), std::move(wakePipe)));
@@ -100,11 +111,15 @@ FResult FComMessengerPipe::openOnClient(const wchar_t* name) {
     if (::connect(socket.get(), LocalAddress(path).get(), LocalAddress::kLength) != 0) {
         return failed("connect error ");
     }
+    // Every user can listen in the directory under the server's name.
+    if ((errno = fCheckPeer(socket.get())) != 0) {
+        return failed("connect error ");
+    }
     if (::fcntl(socket.get(), F_SETFL, 0) != 0) {
         return noSocket();
     }
     CNSDbgLog("FComMessengerPipe: connected %d", socket.get());
-    storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket)));
+    storeSocket(*state_, fMakeRef<PipeConnection>(std::move(socket), kClientSendLimit));
     return kSuccess;
 }
 

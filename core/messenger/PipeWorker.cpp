@@ -6,12 +6,16 @@
 #include "core/messenger/FComMessengerPipe.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <memory>
 #include <utility>
 
 namespace Kvs {
 namespace {
+
+// Every working peer reads within this time.
+constexpr std::chrono::seconds kSendLimit{2};
 
 using Loop = void (*)(PipeWorker);
 
@@ -70,7 +74,7 @@ void raiseError(const PipeWorker& worker, int error) { worker.pipe->ReadError.ra
 
 /// Raises the bytes that arrive until the connection ends or is stopped.
 void receive(const PipeWorker& worker) {
-    const PipeConnection& connection = *worker.connection;
+    PipeConnection& connection = *worker.connection;
     const int number = connection.number();
     const FGStr<wchar_t> sender = FGStr<wchar_t>().appendValueOf(number);
     FComMessenger::DataReceivedArg arg; // reused, so that a chunk costs a copy and no allocation
@@ -82,7 +86,13 @@ void receive(const PipeWorker& worker) {
         if (count > 0) {
             arg.sender = sender;
             arg.data.assign(buffer, buffer + count);
+            arg.pause = std::chrono::milliseconds(0);
             worker.pipe->DataReceived.raise(worker.pipe, arg);
+            // Here no lock is held, and `stop` ends the wait: whoever removes a handler or closes the pipe
+            // does not wait for it.
+            if (arg.pause.count() > 0) {
+                connection.pause(arg.pause);
+            }
             continue;
         }
         const int error = errno;
@@ -113,7 +123,7 @@ void readLoop(PipeWorker worker) {
 void addPeer(const PipeWorker& listener, FileDescriptor socket) {
     const int number = socket.get();
     CNSLog("FComMessengerPipe:: connection accepted: %d", number);
-    PipeWorker peer{listener.pipe, listener.state, fMakeRef<PipeConnection>(std::move(socket))};
+    PipeWorker peer{listener.pipe, listener.state, fMakeRef<PipeConnection>(std::move(socket), kSendLimit)};
     {
         // `endReceive` stops the listener under this lock and collects the running threads there: a peer is
         // either in its list or not started at all.

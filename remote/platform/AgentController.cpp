@@ -23,9 +23,8 @@ constexpr auto kConnectorRestartDelay = 5s;
 
 } // namespace
 
-AgentController::AgentController(const RemoteServiceConnector::Environment& environment,
-                                 const host::Clock& clock)
-    : environment_(environment), clock_(clock) {
+AgentController::AgentController(const RemoteServiceConnector::Environment& environment)
+    : environment_(environment), launchLimit_(environment.mainLoop, environment.clock) {
     replaceConnector();
 }
 
@@ -60,7 +59,7 @@ void AgentController::stop() {
 
 void AgentController::sendRegistration() {
     CNSLog(registrationTime_ ? "Reregistering service agent..." : "Registering service agent...");
-    registrationTime_ = clock_.steadyNow();
+    registrationTime_ = environment_.clock.steadyNow();
     rsConnector_->registerServiceAgent();
 }
 
@@ -71,7 +70,7 @@ void AgentController::requestServiceStatus() {
         return;
     }
     const bool unconfirmed = !agentIsReqistered_ && registrationTime_ &&
-                             clock_.steadyNow() - *registrationTime_ > kRegistrationTimeout;
+                             environment_.clock.steadyNow() - *registrationTime_ > kRegistrationTimeout;
     if (!rsConnector_ || (unconfirmed && !connectorRestart_)) {
         restartConnector();
     }
@@ -129,7 +128,7 @@ void AgentController::reportNoStatus(std::int32_t code) {
 
 void AgentController::replaceConnector() {
     dropConnector();
-    rsConnector_ = std::make_shared<RemoteServiceConnector>(environment_, *this);
+    rsConnector_ = std::make_shared<RemoteServiceConnector>(environment_, *this, launchLimit_);
 }
 
 void AgentController::dropConnector() {

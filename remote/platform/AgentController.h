@@ -29,7 +29,7 @@ public:
 /// replaces the connector after failures. Main thread only; must outlive the main loop's run.
 class AgentController : public RemoteServiceConnectorDelegate {
 public:
-    AgentController(const RemoteServiceConnector::Environment& environment, const host::Clock& clock);
+    explicit AgentController(const RemoteServiceConnector::Environment& environment);
     ~AgentController() override;
     AgentController(const AgentController&) = delete;
     AgentController& operator=(const AgentController&) = delete;
@@ -70,7 +70,7 @@ private:
     void reportNoStatus(std::int32_t code);
 
     RemoteServiceConnector::Environment environment_;
-    const host::Clock& clock_;
+    LaunchLimit launchLimit_;
 
     std::shared_ptr<RemoteServiceConnector> rsConnector_; // null after a failure, until it is replaced
     host::MainLoop::Handle statusTimer_;                  // null while stopped

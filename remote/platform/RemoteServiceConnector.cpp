@@ -25,18 +25,16 @@ constexpr auto kSettledUpTime = 90s;
 constexpr std::chrono::milliseconds kLaunchDelayAfterBoot = 12s;
 constexpr std::chrono::milliseconds kLaunchDelay = 1s;
 
-/// A user does not request more launches than this within the launch delay.
-constexpr int kMaxPendingLaunches = 32;
-
 /// A service that never answers must not fill the memory: beyond this number the oldest request is dropped.
 constexpr std::size_t kMaxPendingRequests = 256;
 
 } // namespace
 
 RemoteServiceConnector::RemoteServiceConnector(const Environment& environment,
-                                               RemoteServiceConnectorDelegate& delegate)
-    : environment_(environment), serviceCtrl_(false, environment.sessionInfo),
-      ctrlDelegate_(*this, serviceCtrl_), delegate_(delegate) {}
+                                               RemoteServiceConnectorDelegate& delegate,
+                                               LaunchLimit& launchLimit)
+    : environment_(environment), serviceCtrl_(false, environment.sessionInfo, environment.clock),
+      ctrlDelegate_(*this, serviceCtrl_), launchLimit_(launchLimit), delegate_(delegate) {}
 
 RemoteServiceConnector::~RemoteServiceConnector() { close(); }
 
@@ -171,9 +169,15 @@ void RemoteServiceConnector::processCommand(const OFRServiceCommand& command) {
     std::erase(executable, '"');
     std::vector<std::string> arguments = clientArguments(command.parameters);
 
-    environment_.sleepMonitor.declareLocalUserActivity(); // wakes the display
-
+    if (!launchLimit_.admit()) {
+        return;
+    }
+    if (pendingLaunches_++ == 0) { // one wakes the display for all launches of a burst
+        environment_.toolQueue.post(
+            [&monitor = environment_.sleepMonitor] { monitor.declareLocalUserActivity(); });
+    }
     if (!delegate_.serviceConnectorShouldHandleLaunchRequest(*this, executable, arguments)) {
+        --pendingLaunches_;
         OCNSLog("Delegate handled launch request: %@ args: %@", executable, arguments);
         return;
     }
@@ -184,10 +188,6 @@ void RemoteServiceConnector::processCommand(const OFRServiceCommand& command) {
 }
 
 void RemoteServiceConnector::scheduleLaunch(std::string executable, std::vector<std::string> arguments) {
-    if (pendingLaunches_ >= kMaxPendingLaunches) {
-        OCNSLog("Too many launch requests, dropped: %@ args: %@", executable, arguments);
-        return;
-    }
     const auto self = weak_from_this().lock();
     if (!self) {
         return; // the destructor has begun, and its close() waits for this call
@@ -195,7 +195,6 @@ void RemoteServiceConnector::scheduleLaunch(std::string executable, std::vector<
     const auto delay =
         environment_.systemInfo.upTime() < kSettledUpTime ? kLaunchDelayAfterBoot : kLaunchDelay;
     CNSLog("Launching client in %.1f seconds", std::chrono::duration<double>(delay).count());
-    ++pendingLaunches_;
     environment_.mainLoop.postAfter(
         delay, [self, executable = std::move(executable), arguments = std::move(arguments)] {
             --self->pendingLaunches_;

@@ -4,12 +4,15 @@
 
 #include "core/threads/FThreadLock.h"
 #include "host/Bundle.h"
+#include "host/Clock.h"
 #include "host/MainLoop.h"
 #include "host/ProcessRunner.h"
 #include "host/SessionInfo.h"
 #include "host/SystemInfo.h"
+#include "host/WorkQueue.h"
 #include "remote/KvnRemoteServiceCtrl.h"
 #include "remote/platform/KvnRemoteServiceCtrlDelegate.h"
+#include "remote/platform/LaunchLimit.h"
 #include "remote/platform/OFRRecords.h"
 #include "remote/platform/RemoteServiceConnectorDelegate.h"
 
@@ -38,6 +41,8 @@ public:
     /// The objects that a connector uses; all of them outlive every connector.
     struct Environment {
         host::MainLoop& mainLoop;
+        const host::Clock& clock;
+        host::WorkQueue& toolQueue;
         host::ProcessRunner& processRunner;
         const host::Bundle& bundle;
         const host::SystemInfo& systemInfo;
@@ -52,7 +57,9 @@ public:
     /// sent.
     using Completion = std::function<void(const Response* response, std::int32_t result)>;
 
-    RemoteServiceConnector(const Environment& environment, RemoteServiceConnectorDelegate& delegate);
+    /// `launchLimit` outlives the connector: the next one goes on with it.
+    RemoteServiceConnector(const Environment& environment, RemoteServiceConnectorDelegate& delegate,
+                           LaunchLimit& launchLimit);
     ~RemoteServiceConnector();
 
     /// Stops listening to the service and closes the pipes; on return no command is being processed, and
@@ -105,6 +112,7 @@ private:
     RequestId lastRequestID_ KVS_GUARDED_BY(requestLock_) = 0;
     std::map<RequestId, Completion> pendingRequests_ KVS_GUARDED_BY(requestLock_);
 
+    LaunchLimit& launchLimit_;
     std::atomic<int> pendingLaunches_{0};
     bool closed_ = false; // main thread
     RemoteServiceConnectorDelegate& delegate_;

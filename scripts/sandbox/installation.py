@@ -29,6 +29,9 @@ def install(box):
     write_policy(box)
     box.preferences.write_bytes(plistlib.dumps({"ShowStatusBarMenu": True}))
     shutil.copy(box.bundle / "Contents/Resources/language.xml", box.language_file)
+    for path in (box.settings, box.language_file):  # not obeyed if others may write them, as the umask may allow
+        for each in (path, path.parent):
+            each.chmod(each.stat().st_mode & ~0o022)
     programs = box.pre_login_agent / "Contents/MacOS"
     programs.mkdir(parents=True)
     shutil.copy(box.build / "standins/KvnPreLoginAgent", programs)

@@ -2,6 +2,7 @@
 
 """Runs the agent and the stand-ins of the other programs in a temporary folder."""
 
+import contextlib
 import errno
 import os
 import pathlib
@@ -100,6 +101,15 @@ class Sandbox:
             return  # the agent works without one, and logs that
         if self._bus.record.wait("^unix:", 5):
             self._environment["DBUS_SESSION_BUS_ADDRESS"] = address
+
+    @contextlib.contextmanager
+    def frozen_bus(self):
+        """Keeps the session bus from answering for the time of the scope."""
+        self._bus.signal(signal.SIGSTOP)
+        try:
+            yield
+        finally:
+            self._bus.signal(signal.SIGCONT)
 
     def _start(self, name, program, *options, environment=None, columns=None, user=None):
         user = self._user if user is None else user

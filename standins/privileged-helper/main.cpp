@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -48,6 +49,9 @@ int run(const std::string& executable, const Kvs::ProgramOptions& options) {
     std::signal(SIGPIPE, SIG_IGN);
     const std::string version = versionOf(executable);
     FSysInfoPaths::setRoot(options.value("--root").value_or(""));
+    if (!options.has("--root")) {
+        unsetenv("KVN_REMOTE_ROOT"); // tasks and the service must not take an inherited one for the helper's
+    }
     for (const char* folder : {"/var/run", "/var/log"}) {
         std::filesystem::create_directories(FSysInfoPaths::underRoot(folder));
     }

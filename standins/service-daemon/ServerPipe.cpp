@@ -99,8 +99,11 @@ void ServerPipe::dataReceived(Kvs::FComMessenger* /*messenger*/, Kvs::FComMessen
         Kvs::FLockGuard guard(lock_);
         peers_.insert(peer);
     }
-    loop_.post(
-        [this, peer, bytes = std::string(data.data.begin(), data.data.end())] { handle(peer, bytes); });
+    // Asked here, where the descriptor is certainly still this peer's. A peer that is not known is nobody's.
+    const auto credentials = Kvs::peerCredentialsOf(std::stoi(peer));
+    const Kvs::PeerCredentials nobody{static_cast<uid_t>(-1), -1};
+    loop_.post([this, sender = Peer{peer, credentials.value_or(nobody)},
+                bytes = std::string(data.data.begin(), data.data.end())] { handle(sender, bytes); });
 }
 
 // The error does not name the connection that ended. Its descriptor is still open now, so its number does not
@@ -118,19 +121,19 @@ void ServerPipe::readError(Kvs::FComMessenger* messenger, int& /*error*/) {
 }
 
 // One delivery may contain several documents, such as an agent's "Pause" and the "GetStatus" after it.
-void ServerPipe::handle(const std::string& peer, const std::string& bytes) {
+void ServerPipe::handle(const Peer& peer, const std::string& bytes) {
     std::string_view rest = bytes;
     while (!rest.empty()) {
         long consumed = 0;
         if (!document_.loadXml(rest.data(), static_cast<long>(rest.size()), consumed)) {
-            print("<?", peer, rest);
+            print("<?", peer.name, rest);
             return;
         }
         const auto length = static_cast<std::size_t>(consumed) + 1;
-        print("<-", peer, rest.substr(0, length));
+        print("<-", peer.name, rest.substr(0, length));
         rest.remove_prefix(length);
-        if (!listener_.received(*this, peer, document_.root())) {
-            print("--", peer, "not understood on this pipe");
+        if (const char* const problem = listener_.received(*this, peer, document_.root())) {
+            print("--", peer.name, problem);
         }
     }
 }

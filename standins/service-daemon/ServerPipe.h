@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/messenger/FComMessengerPipe.h"
+#include "core/system/PosixDifferences.h"
 #include "core/threads/FThreadLock.h"
 #include "host/MainLoop.h"
 #include "remote/xml/FEncXmlDocument.h"
@@ -15,14 +16,20 @@ namespace kvn::daemon {
 
 class ServerPipe;
 
+/// A connected process.
+struct Peer {
+    std::string name; ///< its connection's descriptor in decimal
+    Kvs::PeerCredentials credentials;
+};
+
 /// Receives the events of a pipe. Main thread.
 class ServerPipeListener {
 public:
     virtual ~ServerPipeListener() = default;
 
-    /// Returns false for a message that is not understood on this pipe.
-    virtual bool received(ServerPipe& pipe, const std::string& peer,
-                          const Kvs::FEncXmlNode<char>& message) = 0;
+    /// Returns null, or why the message is not obeyed.
+    virtual const char* received(ServerPipe& pipe, const Peer& peer,
+                                 const Kvs::FEncXmlNode<char>& message) = 0;
     virtual void peerClosed(const std::string& peer) = 0;
 };
 
@@ -53,7 +60,7 @@ private:
     void close();
     void dataReceived(Kvs::FComMessenger* messenger, Kvs::FComMessenger::DataReceivedArg& data);
     void readError(Kvs::FComMessenger* messenger, int& error);
-    void handle(const std::string& peer, const std::string& bytes);
+    void handle(const Peer& peer, const std::string& bytes);
     void forget(const std::string& peer);
 
     host::MainLoop& loop_;

@@ -2,11 +2,13 @@
 
 #include "standins/service-daemon/Service.h"
 
+#include "core/system/Trust.h"
 #include "remote/FRSCtrl.h"
 #include "remote/ServiceMessages.h"
 #include "remote/xml/FEncXml.h"
 
 #include <chrono>
+#include <pwd.h>
 
 namespace kvn::daemon {
 namespace {
@@ -20,6 +22,13 @@ std::string attribute(const Kvs::FEncXmlNode<char>& message, const char* name) {
     Kvs::FMStr<char> decoded;
     Kvs::FEncXml<char>::addDecoded(decoded, message.attribute(name));
     return std::string(decoded.token());
+}
+
+/// Returns true if the agent is this process of this user, whose number stands for a missing name.
+bool is(const Agent& agent, const Kvs::PeerCredentials& peer) {
+    const passwd* const user = ::getpwuid(peer.user);
+    return agent.user == (user ? user->pw_name : std::to_string(peer.user)) &&
+           agent.processId == std::to_string(peer.process);
 }
 
 std::string garbage(int kind, const std::string& message) {
@@ -39,7 +48,7 @@ std::string garbage(int kind, const std::string& message) {
 
 struct Service::Request {
     ServerPipe& pipe;
-    const std::string& peer;
+    const Peer& peer;
     const Message& message;
 
     std::int64_t identifier() const {
@@ -64,29 +73,36 @@ void Service::dropPeers() {
     serverPipe_.dropPeers();
 }
 
-bool Service::received(ServerPipe& pipe, const std::string& peer, const Message& message) {
+const char* Service::received(ServerPipe& pipe, const Peer& peer, const Message& message) {
     struct Handler {
         const wchar_t* pipe;
         const char* tag;
         void (Service::*handle)(const Request&);
+        bool forTrustedUsers = false;
     };
     static constexpr Handler kHandlers[] = {
         {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_GetStatus, &Service::answerStatus},
         {FRSCtrl::Pipe_RemoteServer, FRSCtrl::Tag_GetServerStatus, &Service::answerServerStatus},
         {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_RegisterAgent, &Service::registerAgent},
         {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_UnregisterAgent, &Service::unregisterAgent},
-        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_Pause, &Service::pause},
-        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_Continue, &Service::proceed},
-        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_RebootSystem, &Service::accept},
+        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_Pause, &Service::pause, true},
+        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_Continue, &Service::proceed, true},
+        {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_RebootSystem, &Service::accept, true},
         {FRSCtrl::Pipe_RemoteClient, FRSCtrl::Tag_ClientLauched, &Service::accept},
     };
     for (const Handler& handler : kHandlers) {
-        if (message.name().token() == handler.tag && pipe.isNamed(handler.pipe)) {
-            (this->*handler.handle)({pipe, peer, message});
-            return true;
+        if (message.name().token() != handler.tag || !pipe.isNamed(handler.pipe)) {
+            continue;
         }
+        const Request request{pipe, peer, message};
+        if (handler.forTrustedUsers && !Kvs::fIsTrustedUser(peer.credentials.user)) {
+            answerResult(request, kRefused);
+            return "refused to this user";
+        }
+        (this->*handler.handle)(request);
+        return nullptr;
     }
-    return false;
+    return "not understood on this pipe";
 }
 
 void Service::answerStatus(const Request& request) {
@@ -96,16 +112,18 @@ void Service::answerStatus(const Request& request) {
 void Service::answerServerStatus(const Request& request) { answer(request, serverStatusMessage(state)); }
 
 void Service::registerAgent(const Request& request) {
-    if (!faults.refuse) {
-        agents_.set(request.peer, {attribute(request.message, FRSCtrl::Attr_SessionID),
-                                   attribute(request.message, FRSCtrl::Attr_UserID),
-                                   attribute(request.message, FRSCtrl::Attr_ProcessID)});
+    const Agent agent{attribute(request.message, FRSCtrl::Attr_SessionID),
+                      attribute(request.message, FRSCtrl::Attr_UserID),
+                      attribute(request.message, FRSCtrl::Attr_ProcessID)};
+    const bool accepted = !faults.refuse && is(agent, request.peer.credentials);
+    if (accepted) {
+        agents_.set(request.peer.name, agent);
     }
-    answerResult(request, faults.refuse ? kRefused : kAccepted);
+    answerResult(request, accepted ? kAccepted : kRefused);
 }
 
 void Service::unregisterAgent(const Request& request) {
-    agents_.remove(request.peer);
+    agents_.remove(request.peer.name);
     answerResult(request, kAccepted);
 }
 
@@ -135,12 +153,13 @@ void Service::answer(const Request& request, const std::string& message) {
         return;
     }
     if (faults.late > 0) {
-        loop_.postAfter(
-            std::chrono::milliseconds(faults.late),
-            [this, &pipe = request.pipe, peer = request.peer, message] { answerNow(pipe, peer, message); });
+        loop_.postAfter(std::chrono::milliseconds(faults.late),
+                        [this, &pipe = request.pipe, peer = request.peer.name, message] {
+                            answerNow(pipe, peer, message);
+                        });
         return;
     }
-    answerNow(request.pipe, request.peer, message);
+    answerNow(request.pipe, request.peer.name, message);
 }
 
 void Service::answerNow(ServerPipe& pipe, const std::string& peer, const std::string& message) {

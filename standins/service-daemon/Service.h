@@ -25,8 +25,9 @@ struct AnswerFaults {
     int garbage = 0; ///< the number of answers to replace by nonsense
 };
 
-/// Simulates the remote service: holds both pipes and the registered agents, and answers each request. Main
-/// thread.
+/// Simulates the remote service: holds both pipes and the registered agents, and answers each request. Any
+/// user may connect. A registration is accepted only for the user and the process that the peer really is,
+/// and what changes the service or the machine only from root and from the service's own user. Main thread.
 class Service : private ServerPipeListener {
 public:
     /// The number of kinds of nonsense, which are sent in turn.
@@ -52,7 +53,7 @@ private:
     using Message = Kvs::FEncXmlNode<char>;
     struct Request;
 
-    bool received(ServerPipe& pipe, const std::string& peer, const Message& message) override;
+    const char* received(ServerPipe& pipe, const Peer& peer, const Message& message) override;
     void peerClosed(const std::string& peer) override { agents_.remove(peer); }
 
     void answerStatus(const Request& request);

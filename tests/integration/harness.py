@@ -37,8 +37,8 @@ def ends_well(box, service):
     service.die()
 
 
-def _play(test, build):
-    with Sandbox(build) as box:
+def _play(test, build, user):
+    with Sandbox(build, user=user) as box:
         try:
             test(box)
             for program in (box.agent, box.daemon):
@@ -51,8 +51,9 @@ def _play(test, build):
             return False
 
 
-def main(tests, at_terminal=()):
-    """Plays the tests side by side, as they mostly wait. Those of `at_terminal` command the agent at its terminal."""
+def main(tests, at_terminal=(), user=None):
+    """Plays the tests side by side, as they mostly wait. Those of `at_terminal` command the agent at its terminal. `user`
+    is the sandboxes' user if it is another one."""
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True, help="build folder")
     parser.add_argument("--no-terminal", action="store_true", help="leave out the tests that need it")
@@ -64,7 +65,7 @@ def main(tests, at_terminal=()):
 
     def play(test):
         started = time.monotonic()
-        passed = _play(test, options.build)
+        passed = _play(test, options.build, user)
         # One write: others may print at the same time.
         sys.stdout.write(f"{'ok  ' if passed else 'FAIL'} {test.__name__} {time.monotonic() - started:.1f} s\n")
         return passed

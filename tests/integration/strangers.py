@@ -8,6 +8,8 @@ import signal
 import sys
 import traceback
 
+from programs import starting
+
 # Accounts that every system has, and that own no process.
 OWNER = 65534  # nobody; runs the agent
 STRANGER = 2  # bin
@@ -31,7 +33,10 @@ class Actor:
         self._results, theirs = _fork.Pipe(duplex=False)
         ready = _fork.Event()
         self._process = _fork.Process(target=self._run, args=(theirs, user, act, ready if server else None, arguments))
-        self._process.start()
+        # Not while a program is started: this child would keep open the pipe on which the starter waits until the
+        # program is executed.
+        with starting:
+            self._process.start()
         theirs.close()
         if server and not ready.wait(10):
             self.end()

@@ -17,6 +17,7 @@
 #include <csignal>
 #include <filesystem>
 #include <map>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -93,6 +94,31 @@ public:
     host::LoginSession ownSession() const override { return {100008, "alice"}; }
 };
 
+/// Runs jobs on the test's thread, when the test says so.
+class ManualWorkQueue : public host::WorkQueue {
+public:
+    void post(Job job) override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        jobs_.push_back(std::move(job));
+    }
+    /// Returns how many there were.
+    std::size_t runAll() {
+        std::vector<Job> jobs;
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            jobs.swap(jobs_);
+        }
+        for (const Job& job : jobs) {
+            job();
+        }
+        return jobs.size();
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<Job> jobs_;
+};
+
 /// A machine without power management.
 class NoPowerManagement : public host::PowerManagement {
 public:
@@ -144,11 +170,12 @@ struct AgentEnvironment {
     NoPowerManagement power;
     NoPointer pointer;
     SystemSleepMonitor sleepMonitor{power, pointer, loop};
+    ManualWorkQueue toolQueue;
     host::XmlPropertyList propertyList;
     RemoteAppSuitePrefs preferences{"com.korvane.remote", propertyList};
     RemoteServiceSettings settings{preferences};
-    RemoteServiceConnector::Environment connector{loop,    runner,       bundle,  system,
-                                                  session, sleepMonitor, settings};
+    RemoteServiceConnector::Environment connector{loop,   clock,   toolQueue,    runner,  bundle,
+                                                  system, session, sleepMonitor, settings};
 };
 
 } // namespace kvn::test

@@ -181,29 +181,4 @@ public:
     int prompts = 0;
 };
 
-/// Runs jobs on the test's thread, when the test says so.
-class ManualWorkQueue : public host::WorkQueue {
-public:
-    void post(Job job) override {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        jobs_.push_back(std::move(job));
-    }
-    /// Returns how many there were.
-    std::size_t runAll() {
-        std::vector<Job> jobs;
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            jobs.swap(jobs_);
-        }
-        for (const Job& job : jobs) {
-            job();
-        }
-        return jobs.size();
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<Job> jobs_;
-};
-
 } // namespace kvn::test

@@ -40,7 +40,7 @@ protected:
     FakePrivilegedJobs jobs;
     FakeSleeper sleeper;
     ManualWorkQueue workQueue;
-    ManualWorkQueue toolQueue;
+    ManualWorkQueue& toolQueue = env.toolQueue;
     const ApplicationEnvironment environment{.userInterface = ui,
                                              .mainLoop = env.loop,
                                              .clock = env.clock,

@@ -22,11 +22,23 @@ std::string named(const std::string& id, const std::string& name) {
                             (id.empty() ? pair("gap", "only English") : ""));
 }
 
+std::string nested(int levels) {
+    std::string text;
+    for (int i = 0; i < levels; ++i) {
+        text = "<a>" + text + "</a>";
+    }
+    return text;
+}
+
 class FFLocalizedTextTest : public testing::Test {
 protected:
+    FFLocalizedTextTest() { Kvs::FSysInfoPaths::setRoot(folder_.path()); } // trusts the own user's files
+    ~FFLocalizedTextTest() override { Kvs::FSysInfoPaths::setRoot(""); }
+
     std::string file(const std::string& content) {
         const std::string path = folder_.file("language" + std::to_string(++files_) + ".xml");
         writeFile(path, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + content);
+        ::chmod(path.c_str(), 0644);
         return path;
     }
     /// Returns the Windows ids of the languages that have the key.
@@ -114,6 +126,8 @@ TEST_F(FFLocalizedTextTest, ReadsOddFilesAndRefusesHostileOnes) {
         {"<All>" + english + language("7", pair("k", std::string(LanguageFileParser::kMaxBytes, 'x'))) +
              "</All>",
          stops + "Validation error: more than 8388608 bytes", "en"},
+        {"<All>" + nested(255) + english + nested(256) + "</All>",
+         stops + "Validation error: more than 256 levels", "en"},
         {"<All>" + english + language("99", pair("name", "99")) + "<Language>" + pair("name", "none") +
              "</Language></All>",
          "No mapping for windows language id: 99", "en"},
@@ -140,11 +154,14 @@ TEST_F(FFLocalizedTextTest, ReadsOddFilesAndRefusesHostileOnes) {
 TEST_F(FFLocalizedTextTest, ReadsTheBundlesFileWhenItsOwnHoldsNoLanguage) {
     const std::string missing = folder_.file("missing.xml"), loop = folder_.file("loop.xml");
     std::filesystem::create_symlink(loop, loop);
+    const std::string open = file("<All>" + named("", "stranger's") + "</All>");
+    ::chmod(open.c_str(), 0666);
     const std::pair<std::optional<std::string>, std::string> cases[] = {
         {std::nullopt, "Cannot load language resource file: "},
         {missing, "Language file does not exist: '" + missing + "'"},
         {loop, "Can't get attributes of language file: '" + loop + "', error: "},
         {folder_.path(), "Language file is not readable: '" + folder_.path() + "'\nAttributes:{mode = "},
+        {open, "Language file is not used, because users other than root can change it: '" + open + "'"},
         {file("<All>"), "FFLocalizedText: XML parser will stop. Error: "},
     };
     for (const std::string expected : {"", "bundled"}) {

@@ -45,13 +45,13 @@ protected:
     }
 
     AgentEnvironment env;
-    KvnRemoteServiceCtrl client{false, env.session};
+    KvnRemoteServiceCtrl client{false, env.session, env.clock};
     EventLogger logger{client};
 };
 
 TEST_F(KvnRemoteServiceCtrlTest, CanOpenAPipeForEveryRequestAndCloseItAfterOneDelivery) {
     FakeService service;
-    KvnRemoteServiceCtrl closing(true, env.session);
+    KvnRemoteServiceCtrl closing(true, env.session, env.clock);
     const EventLogger closingLogger(closing);
     EXPECT_EQ(closing.requestServiceStatus(1), kSuccess);
     EXPECT_EQ(closing.requestServiceStatus(2), kSuccess);
@@ -158,6 +158,15 @@ TEST_F(KvnRemoteServiceCtrlTest, BrokenDeliveriesAreDroppedAndASeriesOfThemLogge
     }));
     EXPECT_EQ(env.log.count("dropped what is no message in a delivery of"), 1U);
     EXPECT_THAT(env.log.linesWith("event: "), testing::Each("event: status 2"));
+}
+
+TEST(LogAllowanceTest, PassesAQuietServiceAndSlowsAFloodDown) {
+    Kvs::LogAllowance allowance;
+    const auto start = std::chrono::steady_clock::time_point(1h);
+    EXPECT_EQ(allowance.take(65'000, start), 0ms);
+    EXPECT_EQ(allowance.take(65'536, start), 992ms);
+    EXPECT_EQ(allowance.take(65'536, start + 2s), 0ms) << "the past is forgotten";
+    EXPECT_GT(allowance.take(10'000'000, start + 1h), 2min);
 }
 
 } // namespace

@@ -10,7 +10,8 @@
 
 namespace kvn::test {
 
-/// A pipe and what it raised. `onData` and `onError`, set before receiving, run in the handlers.
+/// A pipe and what it raised. `onData` and `onError`, set before receiving, run in the handlers. After each
+/// piece of data it pauses for the time that is set before receiving.
 class Listening {
 public:
     struct Raised {
@@ -49,6 +50,7 @@ public:
     std::unique_ptr<Kvs::FComMessengerPipe> pipe;
     std::function<void()> onData = [] {};
     std::function<void()> onError = [] {};
+    std::chrono::milliseconds pause{0};
 
 private:
     void take(Kvs::FComMessenger*, Kvs::FComMessenger::DataReceivedArg& arg) {
@@ -56,6 +58,7 @@ private:
         raised_.bytes.append(arg.data.begin(), arg.data.end());
         raised_.pieces.push_back(arg.data.size());
         raised_.sender = arg.sender.str();
+        arg.pause = pause;
         guard.unlock();
         onData();
     }

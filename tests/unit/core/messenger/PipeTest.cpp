@@ -13,15 +13,52 @@ TEST_F(PipeTest, CarriesBytesBothWaysInPiecesOfAtMost4096) {
     server.onData = [&] { server.send("!", server.raised().sender.c_str()); };
     Listening client(false);
     ASSERT_TRUE(server.start(L"Echo") && client.start(L"Echo"));
-    std::string message(1'000'000, ' '); // more than sockets hold, so that the client has to wait
+    std::string message(1'000'000, ' '); // more than sockets hold
     for (std::size_t i = 0; i < message.size(); ++i) {
         message[i] = static_cast<char>(i % 251);
     }
-    EXPECT_EQ(client.send(message), Kvs::kSuccess);
+    long sent = 0;
+    EXPECT_TRUE(waitUntil([&] {
+        long written = 0;
+        const auto* rest = reinterpret_cast<const unsigned char*>(message.data()) + sent;
+        const auto result =
+            client.pipe->send(nullptr, rest, static_cast<long>(message.size()) - sent, written);
+        EXPECT_TRUE(result == Kvs::kSuccess || result == EAGAIN) << result;
+        sent += written;
+        return sent == static_cast<long>(message.size());
+    }));
     ASSERT_TRUE(server.receives(message));
     const auto pieces = server.raised().pieces;
     EXPECT_THAT(pieces, testing::Each(testing::Le(4096U)));
     EXPECT_TRUE(client.receives(std::string(pieces.size(), '!')));
+}
+
+TEST_F(PipeTest, AClientHardlyWaitsForAServerThatDoesNotRead) {
+    FComMessengerPipe server(true, false);
+    Listening client(false);
+    ASSERT_EQ(server.open(L"Mute"), Kvs::kSuccess);
+    ASSERT_EQ(client.pipe->open(L"Mute"), Kvs::kSuccess);
+    const auto started = std::chrono::steady_clock::now();
+    Kvs::FResult result = Kvs::kSuccess;
+    for (int i = 0; i < 10'000 && result == Kvs::kSuccess; ++i) {
+        result = client.send(std::string(1000, ' '));
+    }
+    EXPECT_EQ(result, EAGAIN);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, 1s);
+}
+
+TEST_F(PipeTest, APauseKeepsTheReaderFromReadingUntilThePipeIsClosed) {
+    Listening server(true), client(false);
+    client.pause = 1h;
+    ASSERT_TRUE(server.start(L"Pause") && client.start(L"Pause"));
+    client.send("x");
+    ASSERT_TRUE(server.receives("x"));
+    server.send("a");
+    ASSERT_TRUE(client.receives("a"));
+    server.send("b");
+    EXPECT_FALSE(waitUntil([&] { return client.raised().bytes != "a"; }, 30ms));
+    client.pipe->close();
+    EXPECT_EQ(client.raised().bytes, "a");
 }
 
 TEST_F(PipeTest, SendsToOnePeerOrToAll) {
@@ -58,6 +95,15 @@ TEST_F(PipeTest, MakesASocketFileForEveryoneAndCutsItsName) {
     EXPECT_EQ(modeOf(base), fs::perms(0777));
     EXPECT_EQ(modeOf(base + "/pipes"), fs::perms(0750));
     EXPECT_EQ(modeOf(base + "/pipes/Modes"), fs::perms(0777));
+
+    // A link in the place of the folder is not followed.
+    fs::create_directory(root.file("private"), root.path());
+    fs::rename(base, root.file("moved"));
+    fs::create_directory_symlink(root.file("private"), base);
+    FComMessengerPipe::pipeFullPath(L"", true);
+    EXPECT_EQ(modeOf(root.file("private")), fs::perms(0700));
+    fs::remove(base);
+    fs::rename(root.file("moved"), base);
 
     // Existing folders keep their mode; an old socket file is replaced.
     ::chmod(base.c_str(), 0711);
@@ -98,6 +144,7 @@ TEST_F(PipeTest, ReceivesOnceAtATimeAndMayBeginAgain) {
         EXPECT_EQ(end->pipe->close(), Kvs::kSuccess);
         EXPECT_FALSE(end->pipe->isReceiving());
         EXPECT_TRUE(end->pipe->hasName(L"") && !end->pipe->hasName(L"Once"));
+        EXPECT_EQ(end->pipe->beginReceive(), Kvs::kInvalidState);
         EXPECT_EQ(end->send("closed"), end == &client ? EBADF : Kvs::kSuccess);
     }
     ASSERT_TRUE(server.start(L"Once") && client.start(L"Once")); // both are idle again

@@ -5,6 +5,7 @@
 #include "core/system/FileDescriptor.h"
 #include "core/system/PosixDifferences.h"
 #include "core/system/ReadFile.h"
+#include "core/system/Trust.h"
 #include "core/system/WakePipe.h"
 #include "tests/support/Test.h"
 
@@ -82,6 +83,47 @@ TEST(fReadFile, StopsAtTheLimit) {
         EXPECT_FALSE(fReadFile(bad, 4999));
         EXPECT_EQ(errno, error) << bad;
     }
+}
+
+TEST(fOpenTrustedFile, AcceptsAFileThatNobodyElseCanChange) {
+    const TemporaryFolder root;
+    const std::string folder = root.file("folder"), file = folder + "/file";
+    fs::create_directory(folder);
+    writeFile(file, "");
+    fs::create_symlink("file", folder + "/link");
+    fs::create_directory_symlink("folder", root.file("folderLink"));
+    ASSERT_EQ(mkfifo((folder + "/pipe").c_str(), 0600), 0);
+
+    const struct {
+        std::string path;
+        mode_t folder, file;
+        int error;
+        const char* root = "/";
+        uid_t owner = ::geteuid();
+    } cases[] = {
+        {file, 0755, 0644, 0, root.path().c_str()},
+        {file, 0755, 0644, ::geteuid() == 0 ? 0 : EPERM}, // without a root folder the file must be root's
+        {file, 0775, 0644, EPERM, root.path().c_str()},
+        {file, 0757, 0644, EPERM, root.path().c_str()},
+        {file, 0755, 0664, EPERM, root.path().c_str()},
+        {file, 0755, 0646, EPERM, root.path().c_str()},
+        {file, 0755, 0644, ::geteuid() == 0 ? EPERM : 0, root.path().c_str(),
+         ::geteuid() == 0 ? 2 : ::geteuid()},
+        {folder + "/link", 0755, 0644, ELOOP, root.path().c_str()},
+        {folder + "/pipe", 0755, 0644, EPERM, root.path().c_str()},
+        {folder + "/missing", 0755, 0644, ENOENT, root.path().c_str()},
+        {root.file("folderLink/file"), 0755, 0644, ENOTDIR, root.path().c_str()},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(testing::Message() << one.path << std::oct << " " << one.folder << " " << one.file);
+        FSysInfoPaths::setRoot(one.root);
+        ASSERT_EQ(::chown(file.c_str(), one.owner, static_cast<gid_t>(-1)), 0);
+        ASSERT_EQ(::chmod(folder.c_str(), one.folder) + ::chmod(file.c_str(), one.file), 0);
+        errno = 0;
+        EXPECT_EQ(static_cast<bool>(fOpenTrustedFile(one.path)), one.error == 0);
+        EXPECT_TRUE(errno == one.error || (errno == ELOOP && one.error == ENOTDIR)) << errno;
+    }
+    FSysInfoPaths::setRoot("");
 }
 
 TEST(PosixDifferences, SocketsAreNotInheritedAndThreadsHaveDifferentNumbers) {

@@ -31,7 +31,7 @@ protected:
 
     AgentEnvironment env;
     RecordingDelegate delegate;
-    AgentController controller{env.connector, env.clock};
+    AgentController controller{env.connector};
 };
 
 TEST_F(AgentControllerTest, RegistersAndPollsEveryFiveSecondsUntilItIsStopped) {

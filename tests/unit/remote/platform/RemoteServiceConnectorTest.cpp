@@ -37,8 +37,9 @@ protected:
 
     AgentEnvironment env;
     testing::NiceMock<MockDelegate> delegate;
+    LaunchLimit limit{env.loop, env.clock};
     std::shared_ptr<RemoteServiceConnector> connector =
-        std::make_shared<RemoteServiceConnector>(env.connector, delegate);
+        std::make_shared<RemoteServiceConnector>(env.connector, delegate, limit);
 };
 
 TEST_F(RemoteServiceConnectorTest, EachAnswerReachesItsOwnHandlerOnce) {
@@ -135,24 +136,34 @@ TEST_F(RemoteServiceConnectorTest, AScheduledLaunchHappensAfterTheConnectorIsDro
     FakeService service;
     execute("/opt/client");
     connector->close();
-    connector = std::make_shared<RemoteServiceConnector>(env.connector, delegate);
+    connector = std::make_shared<RemoteServiceConnector>(env.connector, delegate, limit);
     env.loop.advance(1s);
     EXPECT_TRUE(waitUntil([&] { return service.count("<ClientLauched") == 1; }));
 }
 
-TEST_F(RemoteServiceConnectorTest, CarriesOutAtMostThirtyTwoLaunchesThatTheServiceSends) {
+TEST_F(RemoteServiceConnectorTest, CarriesOutAtMostThirtyTwoLaunchesInTenMinutes) {
     FakeService service;
     connector->requestServiceStatus({});
     ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 1; }));
     for (int i = 0; i < 50; ++i) {
         service.push("<ServiceCommand Command=\"ExecuteProcess\" Executable=\"/opt/client\"/>");
     }
-    ASSERT_TRUE(waitUntil([&] { return env.log.count("Too many launch requests, dropped") == 18; }));
-    env.loop.advance(1s);
+    ASSERT_TRUE(waitUntil([&] { return env.log.count("Processing command") == 50; }));
+    connector->close();
+    EXPECT_EQ(env.toolQueue.runAll(), 1U) << "the display is woken once";
+    connector = std::make_shared<RemoteServiceConnector>(env.connector, delegate, limit);
+    execute("/opt/client");
+    env.loop.advance(10min - 1ms);
     EXPECT_EQ(env.runner.launched.size(), 32U);
-    execute("/opt/client"); // a launch that is done no longer counts
+    EXPECT_EQ(env.log.count("Too many launch requests"), 1U);
+    EXPECT_EQ(env.log.count("Dropped launch requests"), 0U);
+    env.loop.advance(1ms);
+    EXPECT_EQ(env.log.linesWith("Dropped launch requests"),
+              std::vector<std::string>{"Dropped launch requests: 19"});
+    execute("/opt/client");
     env.loop.advance(1s);
     EXPECT_EQ(env.runner.launched.size(), 33U);
+    EXPECT_EQ(env.toolQueue.runAll(), 1U);
 }
 
 TEST(ClientArgumentsTest, SplitsOutsideQuotesAndRewrites) {

@@ -10,11 +10,15 @@ namespace {
 
 class RemoteServiceSettingsTest : public SettingsFixture {
 protected:
-    RemoteServiceSettingsTest() { fs::create_directories(fs::path(policyPath_).parent_path()); }
+    RemoteServiceSettingsTest() {
+        fs::create_directories(fs::path(policyPath_).parent_path());
+        ::chmod(fs::path(policyPath_).parent_path().c_str(), 0755);
+    }
 
     /// Writes the policy with a later time than before.
     void writePolicy(const std::string& content) {
         writeFile(policyPath_, content);
+        ::chmod(policyPath_.c_str(), 0644);
         setPolicyTime();
     }
     void setPolicyTime() { fs::last_write_time(policyPath_, policyTime_ += 1s); }
@@ -70,6 +74,10 @@ TEST_F(RemoteServiceSettingsTest, ThePolicyIsReadAgainWhenItsTimeIsLaterAndItCan
         [&] { writeFile(policyPath_, "<S>" + std::string(Kvs::FXmlConfigFile::kMaxBytes, ' ') + "</S>"); },
         [&] { ASSERT_EQ(::mkdir(policyPath_.c_str(), 0755), 0); },
         [&] { ASSERT_EQ(::mkfifo(policyPath_.c_str(), 0644), 0); },
+        [&] {
+            writeFile(policyPath_, "<S></S>");
+            ::chmod(policyPath_.c_str(), 0666);
+        },
     };
     for (const auto& write : policies) {
         fs::remove(policyPath_);
@@ -84,6 +92,7 @@ TEST_F(RemoteServiceSettingsTest, ThePolicyIsReadAgainWhenItsTimeIsLaterAndItCan
     for (const auto& [time, may] :
          {std::pair(policyTime_, "tsp"), {policyTime_ - 1h, "tsp"}, {policyTime_ + 1s, "ts"}}) {
         writeFile(policyPath_, "<S></S>");
+        ::chmod(policyPath_.c_str(), 0644);
         fs::last_write_time(policyPath_, time);
         settings.updateSettings();
         EXPECT_EQ(allowed(settings), may);
