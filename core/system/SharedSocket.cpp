@@ -19,8 +19,10 @@ long uninterrupted(Call call) {
     return result;
 }
 
-int setTimeout(int socket, int option, std::chrono::seconds limit) {
-    const timeval timeout = {static_cast<time_t>(limit.count()), 0};
+int setTimeout(int socket, int option, std::chrono::milliseconds limit) {
+    timeval timeout{};
+    timeout.tv_sec = static_cast<time_t>(limit.count() / 1000);
+    timeout.tv_usec = static_cast<suseconds_t>(limit.count() % 1000 * 1000);
     return ::setsockopt(socket, SOL_SOCKET, option, &timeout, sizeof timeout) == 0 ? 0 : errno;
 }
 
@@ -41,11 +43,11 @@ long SharedSocket::write(const void* data, std::size_t size) const {
     return uninterrupted([&] { return ::write(number(), data, size); });
 }
 
-int SharedSocket::limitReceiving(std::chrono::seconds limit) const {
+int SharedSocket::limitReceiving(std::chrono::milliseconds limit) const {
     return setTimeout(number(), SO_RCVTIMEO, limit);
 }
 
-int SharedSocket::limitSending(std::chrono::seconds limit) const {
+int SharedSocket::limitSending(std::chrono::milliseconds limit) const {
     return setTimeout(number(), SO_SNDTIMEO, limit);
 }
 

@@ -35,8 +35,8 @@ public:
 
     /// Bounds the time for which a read waits for data, or a write for a peer that does not read; it then
     /// fails with EAGAIN. Zero means no bound. Returns 0 or an `errno` value.
-    int limitReceiving(std::chrono::seconds limit) const;
-    int limitSending(std::chrono::seconds limit) const;
+    int limitReceiving(std::chrono::milliseconds limit) const;
+    int limitSending(std::chrono::milliseconds limit) const;
 
 protected:
     /// Marks the socket as shut, for a class that ends blocked calls by other means. Returns false if it was
