@@ -74,7 +74,13 @@ bool PHAgentClient::isAgentEmbedded() const {
 }
 
 std::optional<std::string> PHAgentClient::connect() {
-    // A thread that still reads the former connection must not read the answers on the new one.
+    // A thread that still reads the former connection must not read the answers on the new one. Tasks wait
+    // for the report of that connection's end, which a thread that is stopped before its report does not
+    // make.
+    if (const auto thread = eventThread(); thread && thread->connection() && !thread->hasEnded()) {
+        stop(thread);
+        eventThreadTerminatedWithError(nullptr);
+    }
     stopEventThread();
     protocolHandler_->closeConnection();
     return isAgentEmbedded() && !ended_ ? protocolHandler_->connectPrivilegedAgent(embedded_.bundleId)
@@ -113,11 +119,13 @@ PHAgentClient::InstallResult PHAgentClient::installPrivilegedAgent(const std::st
     if (ended_ || !isAgentEmbedded()) {
         return installFailed(std::nullopt);
     }
-    if (protocolHandler_->isConnected()) {
+    const auto former = protocolHandler_->connection();
+    if (former) {
         terminatePrivilegedAgent();
     }
     const auto authorization = createAuthorizationForUser(asUser, withPassword, authorizationPrompt);
     if (!authorization) {
+        endConnection(former); // its end, which "bye" causes, is not the end of a connection in use
         return kNotAuthorized;
     }
     if (downgradeRequiredForAgent(label)) {
@@ -127,6 +135,7 @@ PHAgentClient::InstallResult PHAgentClient::installPrivilegedAgent(const std::st
         return installFailed(std::nullopt);
     }
     if (const auto error = environment_.jobs.bless(label, *authorization)) {
+        endConnection(former);
         return installFailed(error);
     }
     return verifyInstalledVersion();

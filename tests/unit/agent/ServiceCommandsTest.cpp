@@ -142,6 +142,29 @@ TEST_F(ServiceCommands, InstallAMissingHelperAndAreDroppedWithoutOne) {
     EXPECT_EQ(jobs.blessed.size(), 3U);
 }
 
+TEST_F(ServiceCommands, DeliverAfterADismissedUpdate) {
+    std::atomic<const char*> version = "1.0.0";
+    FakeHelper helper(kHelperId, [&](const PHMessage& message) {
+        return stringIn(message, "Ctrl") == "getVersion" ? PHMessage{{"version", version.load()}}
+                                                         : obey(message);
+    });
+    std::vector<std::string> results;
+    jobs.rightsError = host::PrivilegedJobs::kCanceled; // before the old helper has obeyed "bye"
+    for (int command = 0; command < 3; ++command) {
+        app.mainController().executeTask("/bin/x", {}, [&](const PHMessage* result) {
+            results.push_back(result ? result->text() : "none");
+        });
+        workQueue.runAll();
+        EXPECT_TRUE(env.loop.runUntil([&] { return results.size() > static_cast<std::size_t>(command); }));
+        if (command == 1) {
+            env.loop.advance(std::chrono::seconds(1));
+            jobs.rightsError = 0;
+            version = "2.0.0";
+        }
+    }
+    EXPECT_THAT(results, ElementsAre("none", "none", "\"done\""));
+}
+
 TEST_F(ServiceCommands, ReconnectAfterAHelperHasEnded) {
     int abandoned = 0;
     {
