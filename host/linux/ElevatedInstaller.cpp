@@ -63,7 +63,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
 }
 
 std::optional<Error> ElevatedInstaller::bless(const std::string& source, const std::string& label) {
-    constexpr std::chrono::seconds kPatience(60); // far more than the sum of the installer's own waits
+    constexpr std::chrono::seconds kPatience(150); // more than the sum of the installer's own waits
     if (const int error = pipe_.write({"bless", source, label}); error != 0) {
         return posixError(error, "The installer");
     }

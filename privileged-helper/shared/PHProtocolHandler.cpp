@@ -96,7 +96,7 @@ void PHProtocolHandler::setConnection(Kvs::FileDescriptor connection) {
 void PHProtocolHandler::setConnection(Connection connection) {
     {
         Kvs::FLockGuard guard(connectionLock_);
-        if (!closedForGood_) {
+        if (!closedForGood_ || !connection) {
             std::swap(connection_, connection);
         }
     }
@@ -120,15 +120,11 @@ void PHProtocolHandler::closeConnection() { setConnection(Connection()); }
 void PHProtocolHandler::closeConnection(const Connection& connection) { closeFailed(connection); }
 
 void PHProtocolHandler::closeForGood() {
-    Connection last;
     {
         Kvs::FLockGuard guard(connectionLock_);
         closedForGood_ = true;
-        std::swap(connection_, last);
     }
-    if (last) {
-        last->shutDown();
-    }
+    closeConnection();
 }
 
 /// Returns false when the handler got another connection meanwhile.
