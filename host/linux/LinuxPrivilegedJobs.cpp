@@ -82,8 +82,8 @@ std::optional<Error> LinuxPrivilegedJobs::bless(const std::string& label, Author
                      : installation_.bless(*source, label, trustOfThisProcess());
     if (!error && !hasSystemd()) {
         Kvs::OCNSLog(
-            "This system has no systemd: nothing starts %@ again after it has ended, or after the system "
-            "has started, but the next command for it",
+            "This system has no systemd: after a crash or a restart of the system, only the next command "
+            "starts %@ again",
             label);
     }
     return error;

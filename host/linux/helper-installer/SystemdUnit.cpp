@@ -52,26 +52,20 @@ std::string unitPath(const std::string& label) {
 std::string unitText(const std::string& label) {
     const std::string tool = helperToolPath(label);
     // KillMode: the helper's tasks and the service that it started go on when the helper is replaced.
-    return "[Unit]\n"
-           "Description=Privileged helper " +
-           label +
-           "\n"
-           "ConditionPathExists=" +
-           tool +
-           "\n"
-           "StartLimitIntervalSec=0\n"
-           "\n"
-           "[Service]\n"
-           "ExecStart=" +
-           tool +
-           "\n"
-           "Restart=always\n"
-           "RestartSec=1\n"
-           "KillMode=process\n"
-           "TimeoutStopSec=3\n"
-           "\n"
-           "[Install]\n"
-           "WantedBy=multi-user.target\n";
+    return "[Unit]\nDescription=Privileged helper " + label + "\nConditionPathExists=" + tool + R"(
+StartLimitIntervalSec=0
+
+[Service]
+ExecStart=)" +
+           tool + R"(
+Restart=always
+RestartSec=1
+KillMode=process
+TimeoutStopSec=3
+
+[Install]
+WantedBy=multi-user.target
+)";
 }
 
 void stopUnit(const std::string& label, ProcessRunner& runner) {

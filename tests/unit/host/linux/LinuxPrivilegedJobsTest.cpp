@@ -205,7 +205,7 @@ TEST_F(LinuxPrivilegedJobs, HasSystemdStartTheHelperWhereItRuns) {
     EXPECT_EQ(readFile(root_ + "/calls"), "stop " + name + "\n" + started);
     EXPECT_THAT(readFile(unit), HasSubstr("\nExecStart=" + tool_ + "\nRestart=always\n"));
     const pid_t first = helper();
-    EXPECT_FALSE(log_.contains("no systemd"));
+    EXPECT_FALSE(log_.contains("has no systemd"));
 
     writeFile(root_ + "/helper.mode", "ends-once");
     fs::remove(root_ + "/calls");
