@@ -18,6 +18,7 @@ import time
 from harness import expect, logged, main, wait_until
 from helper_client import VERSION, frame, version_in
 from installation import EMBEDDED, HELPER
+from programs import starting
 from sandbox import Sandbox
 from strangers import OWNER, STRANGER, Actor, skip_unless_root
 from wire import RETIRE, WireDaemon, WireServer
@@ -204,7 +205,8 @@ class Machine:
         for name in ("bin", "lib", "lib64", "sbin"):
             if os.path.islink(f"/{name}"):
                 (self.root / name).symlink_to(os.readlink(f"/{name}"))
-        shutil.copy(build / "KvnGUIAgent.app/Contents/MacOS/KvnHelperInstaller", self.root / "opt/kvn/installer")
+        with starting:
+            shutil.copy(build / "KvnGUIAgent.app/Contents/MacOS/KvnHelperInstaller", self.root / "opt/kvn/installer")
         self.source = self.root / "opt/kvn" / HELPER
         self.folder = self.root / "Library/PrivilegedHelperTools"
         self.tool = self.folder / HELPER
@@ -213,9 +215,10 @@ class Machine:
     def installer(self, *options):
         mounts = "".join(f"mount --rbind /{name} {self.root}/{name} && " for name in ("usr", "proc", "dev"))
         run = f'{mounts} exec chroot {self.root} /opt/kvn/installer "$@"'
-        return subprocess.Popen(["unshare", "--mount", "--propagation", "private", "sh", "-c", run, "sh", *options],
-                                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                                env={**os.environ, "PKEXEC_UID": str(STRANGER)})
+        with starting:
+            return subprocess.Popen(["unshare", "--mount", "--propagation", "private", "sh", "-c", run, "sh", *options],
+                                    stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                    env={**os.environ, "PKEXEC_UID": str(STRANGER)})
 
     def ask(self, source):
         """Returns an installer that is at work on its only command."""
@@ -235,9 +238,10 @@ class Machine:
         return answer[-1]
 
     def end_helpers(self):
+        """An installer does not know the helpers of another one, which had a file system of its own."""
         for entry in pathlib.Path("/proc").glob("[0-9]*"):
             with contextlib.suppress(OSError):
-                if os.readlink(entry / "exe").startswith(str(self.tool)):
+                if os.readlink(entry / "root") == str(self.root):
                     process = os.pidfd_open(int(entry.name))
                     signal.pidfd_send_signal(process, signal.SIGKILL)
                     select.select([process], [], [], 10)  # until its socket is closed, too
