@@ -99,6 +99,9 @@ void AppDelegate::applicationDidFinishLaunching() {
 
 void AppDelegate::applicationWillTerminate() {
     OCNSLog("Application will terminate: %@", program_);
+    if (mainController_) {
+        mainController_->endHelperCommands();
+    }
     openPreferences_.reset();
 }
 

@@ -57,8 +57,12 @@ public:
     void executeTask(const std::string& task, const std::vector<std::string>& arguments,
                      TaskCompletion onCompletion);
 
+    /// Ends the work on commands, because the program is about to end: what blocks on the work queue returns,
+    /// and no helper is installed or started any more.
+    void endHelperCommands();
+
 private:
-    using HelperCommand = std::function<void(ServiceCtrlClient&)>;
+    using HelperCommand = std::function<bool(ServiceCtrlClient&)>; // returns false when it was not sent
     using PendingTasks = std::map<std::uint64_t, TaskCompletion>;
 
     // AgentControllerDelegate

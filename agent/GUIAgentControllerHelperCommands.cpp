@@ -18,6 +18,8 @@ namespace {
 
 constexpr char kHelperNotAvailable[] = "Can't start/stop service, priviliged helper tool not available";
 constexpr std::int32_t kHelperNotAvailableCode = -2;
+constexpr char kNotSent[] = "the command could not be sent to the privileged helper";
+constexpr std::int32_t kNoStatus = -1; // of a completion whose status is not a number
 
 /// Returns the command's name as the user interface shows it.
 std::string shownName(const std::string& command) {
@@ -32,15 +34,15 @@ std::string shownName(const std::string& command) {
 } // namespace
 
 void GUIAgentController::startService() {
-    sendServiceCtrlCommand([](ServiceCtrlClient& client) { client.sendStartCommand(); });
+    sendServiceCtrlCommand([](ServiceCtrlClient& client) { return client.sendStartCommand(); });
 }
 
 void GUIAgentController::stopService() {
-    sendServiceCtrlCommand([](ServiceCtrlClient& client) { client.sendStopCommand(); });
+    sendServiceCtrlCommand([](ServiceCtrlClient& client) { return client.sendStopCommand(); });
 }
 
 void GUIAgentController::restartService() {
-    sendServiceCtrlCommand([](ServiceCtrlClient& client) { client.sendRestartCommand(); });
+    sendServiceCtrlCommand([](ServiceCtrlClient& client) { return client.sendRestartCommand(); });
 }
 
 void GUIAgentController::executeTask(const std::string& task, const std::vector<std::string>& arguments,
@@ -51,7 +53,8 @@ void GUIAgentController::executeTask(const std::string& task, const std::vector<
         pendingTasks_.emplace(*taskId, std::move(onCompletion));
     }
     sendServiceCtrlCommand(
-        [=](ServiceCtrlClient& client) { client.sendExecuteCommand(task, arguments, taskId); }, taskId);
+        [=](ServiceCtrlClient& client) { return client.sendExecuteCommand(task, arguments, taskId); },
+        taskId);
 }
 
 void GUIAgentController::verifyServiceCtrlClient() {
@@ -67,6 +70,9 @@ void GUIAgentController::verifyServiceCtrlClient() {
 void GUIAgentController::sendServiceCtrlCommand(HelperCommand command, std::optional<std::uint64_t> taskId) {
     verifyServiceCtrlClient();
     environment_.workQueue.post([this, client = svcCtrlClient_, command = std::move(command), taskId] {
+        if (client->hasEnded()) {
+            return;
+        }
         if (client->verifyAgentConnection()) {
             client->verifyEventThreadRunning();
         } else if (!client->installAgent()) {
@@ -77,11 +83,22 @@ void GUIAgentController::sendServiceCtrlCommand(HelperCommand command, std::opti
             });
             return;
         }
-        command(*client);
-        if (!client->deliversEvents()) {
-            environment_.mainLoop.post([this, taskId] { abandonTask(taskId); });
+        const bool sent = command(*client);
+        if (!sent || !client->deliversEvents()) {
+            environment_.mainLoop.post([this, taskId, sent] {
+                abandonTask(taskId);
+                if (!sent) {
+                    environment_.userInterface.message(std::string("error: ") + kNotSent);
+                }
+            });
         }
     });
+}
+
+void GUIAgentController::endHelperCommands() {
+    if (svcCtrlClient_) {
+        svcCtrlClient_->end();
+    }
 }
 
 bool GUIAgentController::processAgentEvent(const PHMessage& event) {
@@ -89,7 +106,8 @@ bool GUIAgentController::processAgentEvent(const PHMessage& event) {
         return false;
     }
     const std::string command = stringIn(event, "Cmd").value_or("");
-    const std::int32_t status = integerIn(event, "status").value_or(0);
+    // A missing status means success; one that is not a number must not be taken for it.
+    const std::int32_t status = event.contains("status") ? integerIn(event, "status").value_or(kNoStatus) : 0;
     const std::string details = stringIn(event, "ErrorDetails").value_or("");
     if (status != 0 && !details.empty()) {
         OCNSLog("Command %@ failed, status: %d\nDetails: %@", command, status, details);

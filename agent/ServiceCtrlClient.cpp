@@ -9,6 +9,7 @@ namespace kvn {
 namespace {
 
 using Kvs::CNSLog;
+using Kvs::OCNSLog;
 
 constexpr char kLabel[] = "com.korvane.remote.KvnServiceController";
 constexpr char kHelper[] = "Library/LaunchServices/com.korvane.remote.KvnServiceController";
@@ -25,25 +26,33 @@ bool ServiceCtrlClient::installAgent() {
     return result == kInstalled;
 }
 
-void ServiceCtrlClient::sendStartCommand() {
+bool ServiceCtrlClient::sendStartCommand() {
     CNSLog("Sending start service command");
-    sendMessage({{"Cmd", "StartService"}});
+    return sendMessage({{"Cmd", "StartService"}});
 }
 
-void ServiceCtrlClient::sendStopCommand() {
+bool ServiceCtrlClient::sendStopCommand() {
     CNSLog("Sending stop service command");
-    sendMessage({{"Cmd", "StopService"}});
+    return sendMessage({{"Cmd", "StopService"}});
 }
 
-void ServiceCtrlClient::sendRestartCommand() {
+bool ServiceCtrlClient::sendRestartCommand() {
     CNSLog("Sending restart service command");
-    sendMessage({{"Cmd", "RestartService"}});
+    return sendMessage({{"Cmd", "RestartService"}});
 }
 
-void ServiceCtrlClient::sendExecuteCommand(const std::string& task, const std::vector<std::string>& arguments,
+bool ServiceCtrlClient::sendExecuteCommand(const std::string& task, const std::vector<std::string>& arguments,
                                            std::optional<std::uint64_t> requestId) {
     CNSLog("Sending launch command");
-    sendMessage({{"Cmd", "ExecuteTask"}, {"task", task}, {"args", arguments}, {"requestId", requestId}});
+    const PHMessage message = {
+        {"Cmd", "ExecuteTask"}, {"task", task}, {"args", arguments}, {"requestId", requestId}};
+    if (const std::size_t size = message.text().size(); size > PHProtocolHandler::kMaxBody) {
+        // A helper ends the connection when it receives more.
+        OCNSLog("The task %@ is too long for a message: %lu bytes, at most %lu", task,
+                static_cast<unsigned long>(size), static_cast<unsigned long>(PHProtocolHandler::kMaxBody));
+        return false;
+    }
+    return sendMessage(message);
 }
 
 } // namespace kvn

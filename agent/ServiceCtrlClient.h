@@ -23,10 +23,12 @@ public:
     bool installAgent();
 
     // The helper answers with an event, which has a task's result if the command has a request identifier.
-    void sendStartCommand();
-    void sendStopCommand();
-    void sendRestartCommand();
-    void sendExecuteCommand(const std::string& task, const std::vector<std::string>& arguments,
+    // These return false, and no answer will come, when the command could not be sent.
+    bool sendStartCommand();
+    bool sendStopCommand();
+    bool sendRestartCommand();
+    /// Sends nothing if the task's path and arguments do not fit into a message, which has at most 511 bytes.
+    bool sendExecuteCommand(const std::string& task, const std::vector<std::string>& arguments,
                             std::optional<std::uint64_t> requestId);
 
 private:

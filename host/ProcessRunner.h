@@ -16,7 +16,8 @@ namespace kvn::host {
 /// Starts programs.
 class ProcessRunner {
 public:
-    /// The process session of a launched program: the agent's or its own.
+    /// The process session of a launched program: the agent's, or its own. A program in its own session may
+    /// outlive the agent, so it gets "/" as its working directory, and its output goes to /dev/null.
     enum class Session { Agent, Own };
 
     /// The result of a program that has ended.
@@ -33,9 +34,10 @@ public:
 
     virtual ~ProcessRunner() = default;
 
-    /// Starts the program with its arguments and does not wait. The child gets an empty standard input, the
-    /// agent's standard output and error, default signal handling and no other descriptor; it is reaped when
-    /// it ends. Returns the process id, or an error if the program could not be started. Any thread.
+    /// Starts the program with its arguments and does not wait. The child gets an empty standard input, in
+    /// the agent's session the agent's standard output and error, default signal handling and no other
+    /// descriptor; it is reaped when it ends. Returns the process id, or an error if the program could not be
+    /// started. Any thread.
     virtual std::variant<pid_t, Error> launch(const std::string& path,
                                               const std::vector<std::string>& arguments,
                                               Session session = Session::Agent) = 0;

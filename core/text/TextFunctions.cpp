@@ -2,8 +2,12 @@
 
 #include "core/text/TextFunctions.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
 #include <locale>
 #include <sstream>
+#include <vector>
 
 namespace Kvs {
 
@@ -15,6 +19,17 @@ std::size_t digitsAt(std::string_view text, std::size_t from) {
         ++at;
     }
     return at - from;
+}
+
+/// Returns the numbers between the dots; one out of range becomes the nearest limit.
+std::vector<std::int64_t> numbersOf(const std::string& version) {
+    std::vector<std::int64_t> numbers;
+    std::size_t begin = 0;
+    do {
+        numbers.push_back(std::strtoll(version.c_str() + begin, nullptr, 10));
+        begin = version.find('.', begin) + 1; // 0 behind the last part
+    } while (begin > 0);
+    return numbers;
 }
 
 std::size_t signAt(std::string_view text, std::size_t from) {
@@ -44,6 +59,14 @@ std::size_t numberLength(std::string_view text) {
 }
 
 } // namespace
+
+bool fIsOlderVersion(const std::string& version, const std::string& other) {
+    auto left = numbersOf(version);
+    auto right = numbersOf(other);
+    left.resize(std::max(left.size(), right.size()));
+    right.resize(left.size());
+    return left < right;
+}
 
 std::string fTextOfDouble(double value, int digits) {
     std::ostringstream out;

@@ -28,6 +28,10 @@ std::basic_string<C> fLowerAscii(std::basic_string<C> text) {
     return text;
 }
 
+/// Compares versions number by number, as 64-bit integers; a missing number, and a part that does not begin
+/// with one, counts as 0. Returns true if the first version is the older one.
+bool fIsOlderVersion(const std::string& version, const std::string& other);
+
 /// Formats the value as `%g` does with a precision of `digits`, of which 17 keep every value.
 std::string fTextOfDouble(double value, int digits);
 

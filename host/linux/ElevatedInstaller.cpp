@@ -7,14 +7,13 @@
 #include "core/system/FileDescriptor.h"
 #include "core/system/PosixDifferences.h"
 #include "host/PrivilegedJobs.h"
-#include "host/linux/helper-installer/HelperFiles.h"
 #include "host/posix/SpawnPlan.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <unistd.h>
 #include <utility>
-#include <vector>
 
 namespace kvn::host {
 
@@ -35,6 +34,9 @@ ElevatedInstaller::~ElevatedInstaller() { finish(); }
 
 std::int32_t ElevatedInstaller::start(const std::string& program) {
     constexpr int kDismissed = 126; // pkexec's exit status when the dialog was closed
+    if (end_.isRaised()) {
+        return PrivilegedJobs::kCanceled;
+    }
     const std::string pkexec = Kvs::FSysInfoPaths::underRoot("/usr/bin/pkexec");
     auto requests = makePipe();
     auto answers = requests ? makePipe() : std::nullopt;
@@ -45,9 +47,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
     SpawnPlan plan(SpawnPlan::Group::Inherited);
     plan.connect(requests->readEnd.get(), STDIN_FILENO);
     plan.connect(answers->writeEnd.get(), STDOUT_FILENO);
-    std::vector<std::string> arguments = helperArguments();
-    arguments.insert(arguments.begin(), program);
-    if (const int error = plan.start(pkexec, arguments, process_); error != 0) {
+    if (const int error = plan.start(pkexec, {program}, process_); error != 0) {
         process_ = 0;
         Kvs::OCNSLog("Failed to start %@: %@", pkexec, posixError(error));
         return PrivilegedJobs::kInternal;
@@ -63,7 +63,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
 }
 
 std::optional<Error> ElevatedInstaller::bless(const std::string& source, const std::string& label) {
-    constexpr std::chrono::seconds kPatience(60); // far more than the sum of the installer's own waits
+    constexpr std::chrono::seconds kPatience(150); // more than the sum of the installer's own waits
     if (const int error = pipe_.write({"bless", source, label}); error != 0) {
         return posixError(error, "The installer");
     }
@@ -92,17 +92,19 @@ std::optional<int> ElevatedInstaller::finish() {
     }
     const Kvs::FileDescriptor processEnd = Kvs::watchProcessEnd(process);
     pollfd polled{processEnd.get(), POLLIN, 0};
-    // pkexec does not read its input while it asks the user, so it needs a signal.
-    constexpr std::pair<int, std::chrono::seconds> kSteps[] = {{SIGTERM, std::chrono::seconds(3)},
-                                                               {SIGKILL, std::chrono::seconds(1)}};
-    if (!end_.isRaised() && pollUntil({&polled, 1}, deadlineIn(std::chrono::seconds(3))) > 0) {
+    const auto endsIn = [&](std::chrono::milliseconds patience) {
+        // A program that is about to end waits only briefly.
+        const auto longest = std::chrono::milliseconds(end_.isRaised() ? 100 : 3000);
+        return pollUntil({&polled, 1}, deadlineIn(std::min(patience, longest))) > 0;
+    };
+    if (!end_.isRaised() && endsIn(std::chrono::seconds(3))) {
         return exitStatusOf(process);
     }
-    for (const auto& [signal, patience] : kSteps) {
+    for (const int signal : {SIGTERM, SIGKILL}) { // pkexec does not read its input while it asks the user
         if (::kill(process, signal) != 0) {
             break; // the process runs as root by now
         }
-        if (pollUntil({&polled, 1}, deadlineIn(patience)) > 0) {
+        if (endsIn(std::chrono::seconds(signal == SIGTERM ? 3 : 1))) {
             return exitStatusOf(process);
         }
     }

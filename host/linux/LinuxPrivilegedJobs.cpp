@@ -6,6 +6,7 @@
 #include "core/system/ReadFile.h"
 #include "host/linux/ElevatedInstaller.h"
 #include "host/linux/helper-installer/HelperFiles.h"
+#include "host/linux/helper-installer/SystemdUnit.h"
 
 #include <cerrno>
 
@@ -76,8 +77,16 @@ std::optional<Error> LinuxPrivilegedJobs::bless(const std::string& label, Author
     if (!source) {
         return Error{"blessing", ENOENT, "No helper in the bundle: " + label};
     }
-    return own.rights == Rights::OfTheInstaller ? own.installer.bless(*source, label)
-                                                : installation_.bless(*source, label, std::nullopt);
+    auto error = own.rights == Rights::OfTheInstaller
+                     ? own.installer.bless(*source, label)
+                     : installation_.bless(*source, label, trustOfThisProcess());
+    if (!error && !hasSystemd()) {
+        Kvs::OCNSLog(
+            "This system has no systemd: after a crash or a restart of the system, only the next command "
+            "starts %@ again",
+            label);
+    }
+    return error;
 }
 
 std::optional<PropertyValue::Dictionary> LinuxPrivilegedJobs::jobDictionary(const std::string& label) const {

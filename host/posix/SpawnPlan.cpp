@@ -66,6 +66,9 @@ SpawnPlan::SpawnPlan(Group group) {
         flags |= POSIX_SPAWN_SETPGROUP; // the attribute's group is 0, one of the child's own
     } else if (group == Group::OwnSession) {
         flags |= POSIX_SPAWN_SETSID;
+        note(posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0));
+        note(posix_spawn_file_actions_adddup2(&actions_, STDOUT_FILENO, STDERR_FILENO));
+        note(posix_spawn_file_actions_addchdir_np(&actions_, "/"));
     }
     note(posix_spawnattr_setflags(&attributes_, static_cast<short>(flags)));
 }

@@ -25,8 +25,9 @@ struct Pipe {
 std::optional<Pipe> makePipe();
 
 /// The state in which a child process starts, instead of inheriting this process's: an empty standard input,
-/// this process's standard output and error and no other descriptor, default signal handling. Can start one
-/// child.
+/// this process's standard output and error and no other descriptor, default signal handling. A child in a
+/// session of its own may outlive this process; it gets /dev/null as its output and "/" as its working
+/// directory. Can start one child.
 class SpawnPlan {
 public:
     /// The process group of the child: this process's, its own, or its own in a session of its own.

@@ -30,6 +30,13 @@ PHAgentClient::~PHAgentClient() {
     protocolHandler_->closeConnection();
 }
 
+void PHAgentClient::end() {
+    ended_ = true;
+    commandCompleted_.signal();
+    stopEventThread(); // before the closing, which the thread would report as a failure
+    protocolHandler_->closeForGood();
+}
+
 void PHAgentClient::dropEventHandler() {
     Kvs::FLockGuard guard(lock_);
     myEventHandler_ = nullptr;
@@ -129,7 +136,9 @@ void PHAgentClient::uninstallPrivilegedAgent() {
         commandCompleted_.clear();
         waitingForCommandCompletion_ = true;
     }
-    if (sendMessage({{"Cmd", "UninstallInstallerAgent"}})) {
+    // `end` sets the flag and then signals: either the flag is seen here, or the signal comes after the
+    // clearing above.
+    if (!ended_ && sendMessage({{"Cmd", "UninstallInstallerAgent"}})) {
         fCondTimedWait(commandCompleted_.handle(),
                        static_cast<unsigned int>(environment_.uninstallTimeout.count()));
     }

@@ -30,9 +30,9 @@ public:
     /// Called with an event of the helper. Main thread.
     virtual bool processAgentEvent(const PHMessage& event) = 0;
 
-    /// Called when the connection has ended; `error` is null when the helper closed it. Called at most once
-    /// for each client, on the thread that noticed the end: the client's event thread, or a thread whose
-    /// message could not be sent.
+    /// Called when a connection that was read has ended; `error` is null when the helper closed it. Called at
+    /// most once for each client, on the thread that noticed the end: the client's event thread, or a thread
+    /// whose message could not be sent.
     virtual void processErrorEvent(const host::Error* error) = 0;
 };
 
@@ -79,6 +79,12 @@ public:
     PHAgentClient(const PHAgentClient&) = delete;
     PHAgentClient& operator=(const PHAgentClient&) = delete;
 
+    /// Makes what blocks on other threads return, closes the connection, and makes everything later fail: a
+    /// program that is about to end connects to no helper and installs none. Any thread.
+    void end();
+    /// Returns true once `end` was called. Any thread.
+    bool hasEnded() const { return ended_; }
+
     /// When it returns, no thread is calling the event handler or will call it. Main thread.
     void dropEventHandler();
     /// Returns true until the end of a connection has been reported to the event handler, or the handler was
@@ -122,7 +128,8 @@ public:
     std::int32_t installErrorCount() const { return installErrorCount_; }
 
     /// Begins to read events, unless a thread reads this connection already. Without a connection an error is
-    /// reported to the event handler.
+    /// logged; the event handler is told only of the end of a connection. If the system has no thread left,
+    /// the connection is closed, so that nothing can be sent that would get no answer.
     void startEventThread();
     /// Closes the connection that the thread reads.
     void stopEventThread();
@@ -159,6 +166,7 @@ private:
     const Environment environment_;
     const std::shared_ptr<PHClientProtocolHandler> protocolHandler_;
     const Embedded embedded_;
+    std::atomic<bool> ended_ = false;
     std::atomic<bool> tryToConnect_ = true;
     std::atomic<std::int32_t> installErrorCount_ = 0;
 

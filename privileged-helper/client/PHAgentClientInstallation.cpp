@@ -3,14 +3,11 @@
 // The part of the client that checks, installs and replaces the helper.
 
 #include "core/logging/CNSLog.h"
+#include "core/text/TextFunctions.h"
 #include "privileged-helper/client/PHAgentClient.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <limits>
 #include <string_view>
 #include <variant>
-#include <vector>
 
 namespace kvn {
 namespace {
@@ -41,27 +38,6 @@ std::optional<std::string> firstProgramArgument(const PropertyValue::Dictionary&
     const auto* arguments = found == job.end() ? nullptr : found->second.as<PropertyValue::Array>();
     const auto* path = arguments && !arguments->empty() ? arguments->front().as<std::string>() : nullptr;
     return path ? std::optional(*path) : std::nullopt;
-}
-
-/// Returns the numbers between the dots, cut to 32 bits; a part that does not begin with a number is 0.
-std::vector<std::int32_t> components(const std::string& version) {
-    using Limits = std::numeric_limits<std::int32_t>;
-    std::vector<std::int32_t> numbers;
-    std::size_t begin = 0;
-    do {
-        const long number = std::strtol(version.c_str() + begin, nullptr, 10);
-        numbers.push_back(static_cast<std::int32_t>(std::clamp<long>(number, Limits::min(), Limits::max())));
-        begin = version.find('.', begin) + 1; // 0 behind the last part
-    } while (begin > 0);
-    return numbers;
-}
-
-bool isOlder(const std::string& version, const std::string& other) {
-    auto left = components(version);
-    auto right = components(other);
-    left.resize(std::max(left.size(), right.size()));
-    right.resize(left.size());
-    return left < right;
 }
 
 } // namespace
@@ -98,10 +74,17 @@ bool PHAgentClient::isAgentEmbedded() const {
 }
 
 std::optional<std::string> PHAgentClient::connect() {
-    // A thread that still reads the former connection must not read the answers on the new one.
+    // A thread that still reads the former connection must not read the answers on the new one. Tasks wait
+    // for the report of that connection's end, which a thread that is stopped before its report does not
+    // make.
+    if (const auto thread = eventThread(); thread && thread->connection() && !thread->hasEnded()) {
+        stop(thread);
+        eventThreadTerminatedWithError(nullptr);
+    }
     stopEventThread();
     protocolHandler_->closeConnection();
-    return isAgentEmbedded() ? protocolHandler_->connectPrivilegedAgent(embedded_.bundleId) : std::nullopt;
+    return isAgentEmbedded() && !ended_ ? protocolHandler_->connectPrivilegedAgent(embedded_.bundleId)
+                                        : std::nullopt;
 }
 
 bool PHAgentClient::verifyAgentConnection() {
@@ -133,20 +116,26 @@ PHAgentClient::InstallResult PHAgentClient::installPrivilegedAgent(const std::st
                      label);
         return kInstallSkipped;
     }
-    if (!isAgentEmbedded()) {
+    if (ended_ || !isAgentEmbedded()) {
         return installFailed(std::nullopt);
     }
-    if (protocolHandler_->isConnected()) {
+    const auto former = protocolHandler_->connection();
+    if (former) {
         terminatePrivilegedAgent();
     }
     const auto authorization = createAuthorizationForUser(asUser, withPassword, authorizationPrompt);
     if (!authorization) {
+        endConnection(former); // its end, which "bye" causes, is not the end of a connection in use
         return kNotAuthorized;
     }
     if (downgradeRequiredForAgent(label)) {
         uninstallNewerAgent();
     }
+    if (ended_) {
+        return installFailed(std::nullopt);
+    }
     if (const auto error = environment_.jobs.bless(label, *authorization)) {
+        endConnection(former);
         return installFailed(error);
     }
     return verifyInstalledVersion();
@@ -235,7 +224,7 @@ bool PHAgentClient::downgradeRequiredForAgent(const std::string& label) const {
     const auto path = firstProgramArgument(*job);
     const auto installed = path ? infoOf(environment_.bundle, *path, "CFBundleVersion") : std::nullopt;
     Kvs::OCNSDbgLog("%@, installed version: %@, new version: %@", label, installed, embedded_.version);
-    if (!installed || !isOlder(embedded_.version, *installed)) {
+    if (!installed || !Kvs::fIsOlderVersion(embedded_.version, *installed)) {
         return false;
     }
     Kvs::OCNSLog("Must downgrade %@ from version: %@ to version:%@", label, *installed, embedded_.version);

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <sys/socket.h>
+#include <unistd.h>
 #include <utility>
 
 namespace kvn {
@@ -20,7 +21,7 @@ constexpr std::chrono::seconds kPauseAfterFailure{1};
 
 constexpr std::chrono::seconds kHandshakeTimeout{2};
 constexpr std::chrono::seconds kUninstallTimeout{10};
-constexpr std::chrono::seconds kNoTimeout{0};
+constexpr std::chrono::milliseconds kNoTimeout{0};
 // A helper that does not read must not block its caller for ever: after this time the send fails.
 constexpr std::chrono::seconds kSendTimeout{2};
 
@@ -48,6 +49,13 @@ int connectWithoutWaiting(int socket, const std::string& path) {
     return PHSetNonBlocking(socket, false);
 }
 
+/// Returns true if the peer is root's program. Below another root the user's own programs play the helper.
+bool isTrusted(int socket) {
+    const auto peer = Kvs::peerCredentialsOf(socket);
+    return peer &&
+           (peer->user == 0 || (!Kvs::FSysInfoPaths::underRoot("").empty() && peer->user == ::geteuid()));
+}
+
 /// Connects to the helper, with a bound on the handshake's reads and on all writes. Throws IOException.
 std::shared_ptr<PHConnection> connectionTo(const std::string& bundleIdentifier) {
     Kvs::FileDescriptor socket = Kvs::closeOnExecSocket(AF_UNIX, SOCK_STREAM);
@@ -58,8 +66,9 @@ std::shared_ptr<PHConnection> connectionTo(const std::string& bundleIdentifier) 
         throw IOException{"Bundle name too long for Unix domain socket name", static_cast<int>(path.size())};
     }
     failIf(connectWithoutWaiting(socket.get(), path), "Failed to connect Unix domain socket");
+    failIf(isTrusted(socket.get()) ? 0 : EACCES, "Failed to connect Unix domain socket");
     auto connection = std::make_shared<PHConnection>(std::move(socket));
-    failIf(connection->limitReceiving(kHandshakeTimeout), "failed to set socket receive timeout");
+    failIf(connection->limitReading(kHandshakeTimeout), "failed to set socket receive timeout");
     connection->limitSending(kSendTimeout);
     return connection;
 }
@@ -86,7 +95,7 @@ PHClientProtocolHandler::connectPrivilegedAgent(const std::string& bundleIdentif
     if (!established) {
         return version;
     }
-    if (const int error = established->limitReceiving(kNoTimeout); error != 0) {
+    if (const int error = established->limitReading(kNoTimeout); error != 0) {
         Kvs::CNSLog("failed to reset socket receive timeout, error: %d", error);
     }
     Kvs::CNSLog("Connection to PrivilegedAgent established");
@@ -106,7 +115,7 @@ std::optional<std::int32_t> PHClientProtocolHandler::uninstallAgent() {
         return std::nullopt;
     }
     if (const Connection current = connection()) {
-        current->limitReceiving(kUninstallTimeout);
+        current->limitReading(kUninstallTimeout);
     }
     const auto answer = readMessage();
     return answer ? integerIn(*answer, "status") : std::nullopt;

@@ -20,7 +20,8 @@ public:
         : PHProtocolHandler(std::move(connection), trace), sleeper_(sleeper) {}
 
     /// Connects to "/var/run/ID.socket", with three attempts that are a second apart, and asks for the
-    /// helper's version. Returns nullopt when no helper could be reached, or when it did not send its version
+    /// helper's version. The process that listens there must be root's; below another root it may be the
+    /// user's own. Returns nullopt when no helper could be reached, or when its whole answer did not arrive
     /// within 2 seconds; a helper that answered without a version stays connected. Blocks.
     std::optional<std::string> connectPrivilegedAgent(const std::string& bundleIdentifier);
 

@@ -4,6 +4,7 @@
 
 #include "core/logging/CNSLog.h"
 
+#include <algorithm>
 #include <semaphore>
 #include <utility>
 
@@ -11,6 +12,10 @@ namespace kvn {
 namespace {
 
 constexpr int kMostWaiting = 256; // messages in the main loop; further ones are left in the socket
+
+// A message may cause log lines of up to 2 KB, so these bound the log to 7 MB in the first minute.
+constexpr std::chrono::milliseconds kIntervalOfUnasked{20};
+constexpr int kMostUnaskedAtOnce = 500;
 
 } // namespace
 
@@ -66,6 +71,7 @@ bool PHEventThread::giveUp() {
         return false;
     }
     delivery_->slots.release(); // a reader that waits for a slot then sees `ended_`
+    givenUp_.signal();
     return true;
 }
 
@@ -82,16 +88,33 @@ void PHEventThread::main() {
             delivery->client.dispatchAgentEvent(event);
             delivery->slots.release();
         });
+        keepPace();
     }
     // This does not remove the delegate, which would wait for a report on another thread, and the client may
     // have called `stop` in that report, which waits for this thread.
     giveUp();
 }
 
+/// Waits if the helper sends more than it is asked for, so that it cannot flood the log.
+void PHEventThread::keepPace() {
+    using std::chrono::steady_clock;
+    if (++received_ <= handler_->sentMessages()) {
+        return;
+    }
+    const auto now = steady_clock::now();
+    nextUnasked_ = std::max(nextUnasked_, now - kMostUnaskedAtOnce * kIntervalOfUnasked) + kIntervalOfUnasked;
+    if (nextUnasked_ > now) {
+        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(nextUnasked_ - now);
+        Kvs::fCondTimedWait(givenUp_.handle(), static_cast<unsigned int>(wait.count()));
+    }
+}
+
 void PHEventThread::connctionFailedWithError(PHProtocolHandler&, const host::Error& error) {
     if (giveUp()) {
         Kvs::OCNSLog("PH connection failed, reason: %@", error.reason);
-        delivery_->client.terminatedWithError(&error);
+        if (connection_) {
+            delivery_->client.terminatedWithError(&error);
+        }
     }
 }
 

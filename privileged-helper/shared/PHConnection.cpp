@@ -28,6 +28,11 @@ int transferAll(std::size_t size, Call call) {
 
 } // namespace
 
+int PHConnection::limitReading(std::chrono::milliseconds time) {
+    readingEnds_ = time.count() > 0 ? std::optional(std::chrono::steady_clock::now() + time) : std::nullopt;
+    return limitReceiving(time);
+}
+
 int PHConnection::readAll(void* buffer, std::size_t size) {
     const int error = transferAll(
         size, [&](std::size_t done) { return readSome(static_cast<char*>(buffer) + done, size - done); });
@@ -36,6 +41,17 @@ int PHConnection::readAll(void* buffer, std::size_t size) {
 
 long PHConnection::readSome(char* buffer, std::size_t size) {
     if (aheadBegin_ == aheadEnd_) {
+        if (readingEnds_) {
+            // The socket's own bound begins anew with each read. A peer that sends byte after byte gets only
+            // the rest of the time.
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(*readingEnds_ -
+                                                                           std::chrono::steady_clock::now());
+            if (left.count() <= 0) {
+                errno = EAGAIN;
+                return -1;
+            }
+            limitReceiving(left);
+        }
         const long count = read(ahead_.data(), ahead_.size());
         if (count <= 0) {
             return count;

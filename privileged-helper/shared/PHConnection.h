@@ -5,7 +5,9 @@
 #include "core/system/SharedSocket.h"
 
 #include <array>
+#include <chrono>
 #include <cstddef>
+#include <optional>
 
 namespace kvn {
 
@@ -14,6 +16,10 @@ namespace kvn {
 class PHConnection : public Kvs::SharedSocket {
 public:
     using SharedSocket::SharedSocket;
+
+    /// Bounds the time of all reads together that follow; after it, they fail with EAGAIN. Zero means no
+    /// bound. Returns 0 or an `errno` value. Called on the thread that reads.
+    int limitReading(std::chrono::milliseconds time);
 
     /// Transfer exactly that many bytes. Return 0 or an `errno` value: EPIPE when the peer has closed its
     /// end, EBADF once this end was shut down.
@@ -27,6 +33,7 @@ private:
     std::array<char, 1024> ahead_;
     std::size_t aheadBegin_ = 0;
     std::size_t aheadEnd_ = 0;
+    std::optional<std::chrono::steady_clock::time_point> readingEnds_;
 };
 
 } // namespace kvn

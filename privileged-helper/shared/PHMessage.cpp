@@ -3,6 +3,7 @@
 #include "privileged-helper/shared/PHMessage.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -56,6 +57,8 @@ bool PHMessage::isNull() const { return value().is_null(); }
 
 bool PHMessage::isStructured() const { return value().is_structured(); }
 
+bool PHMessage::contains(std::string_view key) const { return value().contains(key); }
+
 PHMessage PHMessage::valueIn(std::string_view key) const {
     const auto found = value().find(key); // an array has no keys
     return found == value().end() ? PHMessage() : PHMessage(Value(value_, &*found));
@@ -76,7 +79,15 @@ std::optional<std::int32_t> PHMessage::asInteger() const {
 }
 
 std::optional<std::uint64_t> PHMessage::asIdentifier() const {
-    return value().is_number_unsigned() ? std::optional(value().get<std::uint64_t>()) : std::nullopt;
+    constexpr double kExact =
+        9007199254740992.0; // 2^53: up to here, no two whole numbers are the same double
+    const auto& number = value();
+    if (number.is_number_float()) { // JSON has one kind of number: 1.0 and 1 are the same
+        const double real = number.get<double>();
+        const bool whole = real >= 0 && real <= kExact && std::trunc(real) == real;
+        return whole ? std::optional(static_cast<std::uint64_t>(real)) : std::nullopt;
+    }
+    return number.is_number_unsigned() ? std::optional(number.get<std::uint64_t>()) : std::nullopt;
 }
 
 std::optional<std::vector<std::string>> PHMessage::asStrings() const {

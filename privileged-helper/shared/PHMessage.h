@@ -41,6 +41,8 @@ public:
     /// Returns true for an object or an array.
     bool isStructured() const;
 
+    /// Returns true if this is an object with such a member, even one that is null.
+    bool contains(std::string_view key) const;
     /// Returns the member's value; null when this is not an object or has no such member.
     PHMessage valueIn(std::string_view key) const;
 
@@ -48,7 +50,7 @@ public:
     std::optional<std::string> asString() const;
     /// Accepts a number, which is cut to a whole number of 32 bits.
     std::optional<std::int32_t> asInteger() const;
-    /// Accepts a whole number that is not negative.
+    /// Accepts a whole number that is not negative, however it is written.
     std::optional<std::uint64_t> asIdentifier() const;
     /// Accepts an array of strings.
     std::optional<std::vector<std::string>> asStrings() const;

@@ -96,7 +96,9 @@ void PHProtocolHandler::setConnection(Kvs::FileDescriptor connection) {
 void PHProtocolHandler::setConnection(Connection connection) {
     {
         Kvs::FLockGuard guard(connectionLock_);
-        std::swap(connection_, connection);
+        if (!closedForGood_ || !connection) {
+            std::swap(connection_, connection);
+        }
     }
     if (connection) {
         connection->shutDown();
@@ -116,6 +118,14 @@ PHProtocolHandler::Connection PHProtocolHandler::connection() const {
 void PHProtocolHandler::closeConnection() { setConnection(Connection()); }
 
 void PHProtocolHandler::closeConnection(const Connection& connection) { closeFailed(connection); }
+
+void PHProtocolHandler::closeForGood() {
+    {
+        Kvs::FLockGuard guard(connectionLock_);
+        closedForGood_ = true;
+    }
+    closeConnection();
+}
 
 /// Returns false when the handler got another connection meanwhile.
 bool PHProtocolHandler::closeFailed(const Connection& failed) {
@@ -212,6 +222,7 @@ bool PHProtocolHandler::sendMessage(const PHMessage& message) {
         reportIOError(connection, "Failed to send message: " + *text, error);
         return false;
     }
+    ++sentMessages_;
     return true;
 }
 

@@ -8,7 +8,9 @@
 #include "privileged-helper/shared/PHConnection.h"
 #include "privileged-helper/shared/PHMessage.h"
 
+#include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -68,6 +70,9 @@ public:
     /// Closes this connection. If the handler has been given another one meanwhile, it keeps that.
     void closeConnection(const Connection& connection);
 
+    /// Closes the connection, and from then on every connection that the handler is given.
+    void closeForGood();
+
     /// The delegate is not owned. When the call returns, no thread is calling the former delegate or will
     /// call it. If a call of the delegate itself removes it, only that call is still running.
     void setDelegate(PHConnectionDelegate* delegate);
@@ -77,6 +82,8 @@ public:
     /// Returns true if the whole frame was written. A message that is not a JSON object or array, contains
     /// broken UTF-8 or is too long for a frame is logged and not sent; the connection stays open.
     bool sendMessage(const PHMessage& message);
+    /// Returns the number of messages that were sent on all connections.
+    std::uint64_t sentMessages() const { return sentMessages_; }
 
     /// Blocks until a whole message has arrived. Returns nullopt after an error, which has been reported to
     /// the delegate.
@@ -97,6 +104,8 @@ private:
     const bool traceOn_;
     mutable Kvs::FThreadLock connectionLock_;
     Connection connection_ KVS_GUARDED_BY(connectionLock_);
+    bool closedForGood_ KVS_GUARDED_BY(connectionLock_) = false;
+    std::atomic<std::uint64_t> sentMessages_ = 0;
 
     // The lock is not held during a call of the delegate, which may call the handler, or take a lock of its
     // own that another thread holds while it removes the delegate. `caller_` and `callDepth_` take the place

@@ -31,6 +31,8 @@ constexpr int kUnknownCommand = -1;
 constexpr const char* kInstalled[] = {
     "/Library/PrivilegedHelperTools/com.korvane.remote.KvnServiceController",
     "/Library/LaunchDaemons/com.korvane.remote.KvnServiceController.plist",
+    "/etc/systemd/system/com.korvane.remote.KvnServiceController.service",
+    "/etc/systemd/system/multi-user.target.wants/com.korvane.remote.KvnServiceController.service",
 };
 
 /// Cuts a text between two characters, so that the message that carries it fits into a frame.

@@ -22,6 +22,7 @@ public:
     std::int32_t copyRights(Authorization&, const std::string& right, const Environment& environment,
                             std::uint32_t flags) override {
         note(right, environment, flags);
+        onCopyRights();
         return rightsError;
     }
     std::optional<host::Error> bless(const std::string& label, Authorization&) override {
@@ -36,6 +37,7 @@ public:
     std::int32_t creationError = 0;
     std::int32_t rightsError = 0;
     std::optional<host::Error> blessError;
+    std::function<void()> onCopyRights = [] {};
     std::function<void()> onBless = [] {};
     std::optional<host::PropertyValue::Dictionary> job;
 

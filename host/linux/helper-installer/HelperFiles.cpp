@@ -3,15 +3,14 @@
 #include "host/linux/helper-installer/HelperFiles.h"
 
 #include "core/system/FSysInfoPaths.h"
-#include "core/system/FileDescriptor.h"
+#include "core/text/TextFunctions.h"
 #include "host/executable/EmbeddedInfoList.h"
-#include "host/linux/helper-installer/AtomicFile.h"
+#include "host/linux/helper-installer/SystemdUnit.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace kvn::host {
 
@@ -34,18 +33,10 @@ int writeAll(int descriptor, std::string_view bytes) {
 }
 
 /// Returns 0 or an `errno` value.
-int copyTool(const std::string& source, std::optional<uid_t> owner, int target) {
-    // The path may name a FIFO; O_NONBLOCK keeps it from blocking.
-    const FileDescriptor file(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0) {
+int copyTool(const std::string& source, Trust trust, int target) {
+    const FileDescriptor file = openFile(source, trust);
+    if (!file) {
         return errno;
-    }
-    if (!S_ISREG(status.st_mode)) {
-        return EINVAL;
-    }
-    if (owner && status.st_uid != 0 && status.st_uid != *owner) {
-        return EPERM;
     }
     std::vector<char> chunk(std::size_t{1} << 16);
     for (off_t total = 0; total <= kMaxToolBytes;) {
@@ -65,9 +56,9 @@ int copyTool(const std::string& source, std::optional<uid_t> owner, int target) 
     return EFBIG;
 }
 
-std::optional<Error> checkIdentifier(const std::string& tool, const std::string& label,
-                                     const PropertyList& propertyLists) {
-    const auto bytes = readEmbeddedInfoList(tool);
+std::variant<PropertyValue::Dictionary, Error> infoListOf(const FileDescriptor& tool,
+                                                          const PropertyList& propertyLists) {
+    const auto bytes = readEmbeddedInfoList(pathOf(tool));
     if (const auto* error = std::get_if<Error>(&bytes)) {
         return *error;
     }
@@ -75,13 +66,39 @@ std::optional<Error> checkIdentifier(const std::string& tool, const std::string&
     if (const auto* error = std::get_if<Error>(&parsed)) {
         return *error;
     }
-    if (const auto* entries = std::get<PropertyValue>(parsed).as<PropertyValue::Dictionary>()) {
-        const auto found = entries->find("CFBundleIdentifier");
-        if (found != entries->end() && found->second == PropertyValue{label}) {
-            return std::nullopt;
-        }
+    const auto* entries = std::get<PropertyValue>(parsed).as<PropertyValue::Dictionary>();
+    return entries ? *entries : PropertyValue::Dictionary();
+}
+
+std::string textIn(const PropertyValue::Dictionary& entries, const char* key) {
+    const auto found = entries.find(key);
+    const auto* text = found == entries.end() ? nullptr : found->second.as<std::string>();
+    return text ? *text : "";
+}
+
+/// Checks that the new program is this helper, and that it is not older than the installed one: whoever asks
+/// for an installation may offer an old helper because of its faults. An installed file that is no helper has
+/// no version, and any helper may replace it.
+std::optional<Error> checkTool(const AtomicFile& tool, const std::string& label,
+                               const PropertyList& propertyLists) {
+    const auto info = infoListOf(tool.file(), propertyLists);
+    if (const auto* error = std::get_if<Error>(&info)) {
+        return *error;
     }
-    return Error{"blessing", EINVAL, "The program is not the helper " + label};
+    const auto& entries = std::get<PropertyValue::Dictionary>(info);
+    if (textIn(entries, "CFBundleIdentifier") != label) {
+        return Error{"blessing", EINVAL, "The program is not the helper " + label};
+    }
+    const FileDescriptor replaced = tool.replaced();
+    const auto installed =
+        replaced ? infoListOf(replaced, propertyLists) : std::variant<PropertyValue::Dictionary, Error>();
+    const auto* installedEntries = std::get_if<PropertyValue::Dictionary>(&installed);
+    const std::string former = installedEntries ? textIn(*installedEntries, "CFBundleVersion") : "";
+    const std::string version = textIn(entries, "CFBundleVersion");
+    if (!former.empty() && Kvs::fIsOlderVersion(version, former)) {
+        return Error{"blessing", EPERM, "Version " + version + " is older than the installed " + former};
+    }
+    return std::nullopt;
 }
 
 PropertyValue jobDescription(const std::string& label) {
@@ -118,38 +135,71 @@ std::vector<std::string> helperArguments() {
 
 std::optional<Error> tryHelperFolders() {
     for (const std::string& path : {helperToolPath("probe"), helperJobPath("probe")}) {
-        if (!AtomicFile::create(path)) {
+        if (!AtomicFile::create(path, trustOfThisProcess())) {
             return posixError(errno, path);
         }
     }
     return std::nullopt;
 }
 
-std::optional<Error> installHelperFiles(const std::string& source, const std::string& label,
-                                        std::optional<uid_t> owner, const PropertyList& propertyLists) {
+std::optional<Error> HelperFiles::add(const std::string& path, mode_t mode, Trust trust) {
+    auto file = AtomicFile::create(path, trust);
+    if (!file) {
+        return posixError(errno, path);
+    }
+    parts_.push_back({std::move(*file), path, mode});
+    return std::nullopt;
+}
+
+std::variant<HelperFiles, Error> HelperFiles::prepare(const std::string& source, const std::string& label,
+                                                      Trust trust, const PropertyList& propertyLists) {
     const auto description = propertyLists.write(jobDescription(label));
     if (const auto* error = std::get_if<Error>(&description)) {
         return *error;
     }
-    auto tool = AtomicFile::create(helperToolPath(label));
-    if (!tool) {
-        return posixError(errno, helperToolPath(label));
+    const bool ofTheSystem = ::geteuid() == 0 && FSysInfoPaths::underRoot("").empty();
+    HelperFiles files;
+    if (auto error = files.add(helperToolPath(label), ofTheSystem ? 0544 : 0755, trust)) {
+        return *error;
     }
-    auto job = AtomicFile::create(helperJobPath(label));
-    if (!job) {
-        return posixError(errno, helperJobPath(label));
-    }
-    if (const int error = copyTool(source, owner, tool->descriptor()); error != 0) {
+    AtomicFile& tool = files.parts_.front().file;
+    if (const int error = copyTool(source, trust, tool.file().get()); error != 0) {
         return posixError(error, source);
     }
-    if (auto error = checkIdentifier(tool->temporaryPath(), label, propertyLists)) {
-        return error;
+    if (auto error = checkTool(tool, label, propertyLists)) {
+        return *error;
     }
-    const bool ofTheSystem = ::geteuid() == 0 && FSysInfoPaths::underRoot("").empty();
-    int error = writeAll(job->descriptor(), std::get<std::string>(description));
-    error = error != 0 ? error : tool->commit(ofTheSystem ? 0544 : 0755);
-    error = error != 0 ? error : job->commit(0644);
-    return error != 0 ? std::optional(posixError(error, helperToolPath(label))) : std::nullopt;
+    files.replacesAnother_ = static_cast<bool>(tool.replaced());
+    std::vector<std::pair<std::string, std::string>> texts{
+        {helperJobPath(label), std::get<std::string>(description)}};
+    if (hasSystemd()) {
+        texts.emplace_back(unitPath(label), unitText(label));
+    }
+    for (const auto& [path, text] : texts) {
+        if (auto error = files.add(path, 0644, trust)) {
+            return *error;
+        }
+        if (const int error = writeAll(files.parts_.back().file.file().get(), text); error != 0) {
+            return posixError(error, path);
+        }
+    }
+    return files;
+}
+
+std::optional<Error> HelperFiles::commit() {
+    for (Part& part : parts_) {
+        if (const int error = part.file.commit(part.mode); error != 0) {
+            restore();
+            return posixError(error, part.path);
+        }
+    }
+    return std::nullopt;
+}
+
+void HelperFiles::restore() {
+    for (Part& part : parts_) {
+        part.file.restore();
+    }
 }
 
 } // namespace kvn::host

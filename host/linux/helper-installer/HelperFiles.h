@@ -4,11 +4,12 @@
 
 #include "host/Error.h"
 #include "host/PropertyList.h"
+#include "host/linux/helper-installer/AtomicFile.h"
 
 #include <optional>
 #include <string>
 #include <string_view>
-#include <sys/types.h>
+#include <variant>
 #include <vector>
 
 namespace kvn::host {
@@ -26,11 +27,37 @@ std::vector<std::string> helperArguments();
 /// Checks if this process may install helpers. Returns the reason if it may not.
 std::optional<Error> tryHelperFolders();
 
-/// Installs a copy of the program and its job's description, completely or not at all. The program must be a
-/// regular file and not a symbolic link, must belong to root or to `owner` if that is given, and its embedded
-/// information list must name the label as its identifier. The open file or the copy is checked, not the
-/// path. The label satisfies `isJobLabel`. Returns nullopt on success.
-std::optional<Error> installHelperFiles(const std::string& source, const std::string& label,
-                                        std::optional<uid_t> owner, const PropertyList& propertyLists);
+/// The files of a helper that is being installed: the program, its job's description and, where systemd runs,
+/// its unit. One thread.
+class HelperFiles {
+public:
+    /// Copies the program into its folder under a temporary name. The program must be a regular file and not
+    /// a symbolic link, its embedded information list must name the label as its identifier, and its version
+    /// must not be older than the installed one's. The copy is checked, not the path. The label satisfies
+    /// `isJobLabel`.
+    static std::variant<HelperFiles, Error> prepare(const std::string& source, const std::string& label,
+                                                    Trust trust, const PropertyList& propertyLists);
+
+    /// Returns true if a helper was installed before.
+    bool replacesAnother() const { return replacesAnother_; }
+
+    /// Puts all files at their paths, or none. Returns nullopt on success.
+    std::optional<Error> commit();
+
+    /// Puts the files of the former installation back, which is possible until the end of this object.
+    void restore();
+
+private:
+    struct Part {
+        AtomicFile file;
+        std::string path;
+        mode_t mode;
+    };
+
+    std::optional<Error> add(const std::string& path, mode_t mode, Trust trust);
+
+    std::vector<Part> parts_;
+    bool replacesAnother_ = false;
+};
 
 } // namespace kvn::host

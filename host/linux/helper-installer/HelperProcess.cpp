@@ -5,6 +5,7 @@
 #include "core/system/FSysInfoPaths.h"
 #include "host/linux/ProcessDescriptor.h"
 #include "host/linux/helper-installer/HelperFiles.h"
+#include "host/linux/helper-installer/SystemdUnit.h"
 #include "host/posix/PollUntil.h"
 
 #include <cerrno>
@@ -47,9 +48,18 @@ std::vector<FileDescriptor> processesOf(const std::string& tool) {
     return found;
 }
 
-bool endsBy(const FileDescriptor& process, Deadline deadline, int interruption) {
-    pollfd polled[] = {{process.get(), POLLIN, 0}, {interruption, POLLIN, 0}};
-    return pollUntil(polled, deadline) > 0 && polled[0].revents != 0;
+/// Waits for the end of all processes. Returns 0, ETIMEDOUT, or ECANCELED once `interruption` is readable.
+int waitForAll(std::vector<FileDescriptor>& processes, Deadline deadline, int interruption) {
+    for (; !processes.empty(); processes.pop_back()) {
+        pollfd polled[] = {{processes.back().get(), POLLIN, 0}, {interruption, POLLIN, 0}};
+        if (pollUntil(polled, deadline) <= 0) {
+            return ETIMEDOUT;
+        }
+        if (polled[0].revents == 0) {
+            return ECANCELED;
+        }
+    }
+    return 0;
 }
 
 /// Detects a new socket at a path, even in place of an old one.
@@ -108,30 +118,32 @@ std::optional<Error> endHelper(const std::string& tool, int interruption) {
                 return posixError(errno, "The running helper");
             }
         }
-        const Deadline deadline = deadlineIn(patience);
-        std::erase_if(running, [&, signal = signal](const FileDescriptor& process) {
-            return endsBy(process, deadline, signal == SIGKILL ? -1 : interruption);
-        });
-        if (running.empty()) {
-            return std::nullopt;
+        const int result = waitForAll(running, deadlineIn(patience), interruption);
+        if (result != ETIMEDOUT) {
+            return result == 0 ? std::nullopt : std::optional(posixError(result, "The running helper"));
         }
     }
     return posixError(ETIMEDOUT, "The running helper");
 }
 
-std::optional<Error> startHelper(const std::string& tool, const std::string& identifier,
-                                 ProcessRunner& runner, int interruption) {
-    const SocketWatch socket(Kvs::FSysInfoPaths::underRoot("/var/run/" + identifier + ".socket"));
-    const auto launched = runner.launch(tool, helperArguments(), ProcessRunner::Session::Own);
+std::optional<Error> startHelper(const std::string& label, ProcessRunner& runner, int interruption) {
+    // A helper's identifier, which names its socket, is its label. The program is started by its path: only
+    // the installer's user may change what is there.
+    const SocketWatch socket(Kvs::FSysInfoPaths::underRoot("/var/run/" + label + ".socket"));
+    const auto launched =
+        hasUnit(label) ? startUnit(label, runner)
+                       : runner.launch(helperToolPath(label), helperArguments(), ProcessRunner::Session::Own);
     if (const auto* error = std::get_if<Error>(&launched)) {
         return *error;
     }
-    const FileDescriptor process = openProcess(std::get<pid_t>(launched)); // empty once it has been reaped
+    const pid_t pid = std::get<pid_t>(launched);
+    const FileDescriptor process =
+        pid > 0 ? openProcess(pid) : FileDescriptor(); // empty once it has been reaped
     const Deadline deadline = deadlineIn(std::chrono::seconds(2));
     bool ended = !process;
     while (!socket.hasAppeared()) {
         if (ended) {
-            return posixError(ECHILD, "The helper " + identifier + " ended at once");
+            return posixError(ECHILD, "The helper " + label + " ended at once");
         }
         pollfd polled[] = {
             {socket.descriptor(), POLLIN, 0}, {process.get(), POLLIN, 0}, {interruption, POLLIN, 0}};

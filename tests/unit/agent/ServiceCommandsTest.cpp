@@ -90,6 +90,26 @@ TEST_F(ServiceCommands, TellFailuresOfTheHelper) {
     EXPECT_TRUE(env.loop.runUntil(
         [&] { return env.log.contains("Received response: {\"a\":1} for unknown request: 99"); }));
     EXPECT_THAT(ui.messages, SizeIs(3)); // the event of another kind completes nothing
+    EXPECT_EQ(ui.messages.back(), ": failed (-1)");
+}
+
+TEST_F(ServiceCommands, CompleteATaskWhateverHappensToIt) {
+    FakeHelper helper(kHelperId, [](const PHMessage& message) {
+        return stringIn(message, "Ctrl") ? obey(message) : PHMessage::parse(R"({"Event":"CommandCompleted",
+            "Cmd":"ExecuteTask","status":"0","Response":{"requestId":3.0,"result":7}})");
+    });
+    std::vector<std::string> results;
+    for (const std::string& argument : {std::string(500, 'x'), "\xC3"s, ""s}) { // too long, not UTF-8, sent
+        app.mainController().executeTask("/bin/x", {argument}, [&](const PHMessage* result) {
+            results.push_back(result ? result->text() : "none");
+        });
+    }
+    workQueue.runAll();
+    EXPECT_TRUE(env.loop.runUntil([&] { return results.size() == 3; }));
+    EXPECT_THAT(results, ElementsAre("none", "none", "7"));
+    const std::string error = "error: the command could not be sent to the privileged helper";
+    EXPECT_THAT(ui.messages, ElementsAre(error, error, "task: failed (-1)"));
+    EXPECT_TRUE(env.log.contains("Command ExecuteTask failed, status: -1"));
 }
 
 TEST_F(ServiceCommands, InstallAMissingHelperAndAreDroppedWithoutOne) {
@@ -110,17 +130,39 @@ TEST_F(ServiceCommands, InstallAMissingHelperAndAreDroppedWithoutOne) {
     std::optional<FakeHelper> helper;
     jobs.blessError.reset();
     jobs.onBless = [&] { helper.emplace(kHelperId, obey); };
-    bool ended = false;
+    std::string result;
     app.mainController().startService();
-    app.mainController().executeTask("/bin/x", {}, [&](const PHMessage*) { ended = true; });
+    app.mainController().executeTask("/bin/x", {}, [&](const auto* r) { result = r ? r->text() : "none"; });
     workQueue.runAll();
-    // A failure may have been the client's one terminal error, after which no completion is delivered.
-    EXPECT_TRUE(env.loop.runUntil([&] { return ended; }));
-    EXPECT_TRUE(waitUntil([&] {
-        const auto seen = helper->transcript();
-        return std::count(seen.begin(), seen.end(), R"({"Cmd":"StartService"})") == 1;
-    }));
+    // The failures were no end of a connection, so the first connection delivers.
+    EXPECT_TRUE(env.loop.runUntil([&] { return !result.empty(); }));
+    EXPECT_EQ(result, "\"done\"");
+    EXPECT_EQ(ui.messages.back(), "start: completed");
+    EXPECT_FALSE(env.log.contains("ServiceCrtlClient error"));
     EXPECT_EQ(jobs.blessed.size(), 3U);
+}
+
+TEST_F(ServiceCommands, DeliverAfterADismissedUpdate) {
+    std::atomic<const char*> version = "1.0.0";
+    FakeHelper helper(kHelperId, [&](const PHMessage& message) {
+        return stringIn(message, "Ctrl") == "getVersion" ? PHMessage{{"version", version.load()}}
+                                                         : obey(message);
+    });
+    std::vector<std::string> results;
+    jobs.rightsError = host::PrivilegedJobs::kCanceled; // before the old helper has obeyed "bye"
+    for (int command = 0; command < 3; ++command) {
+        app.mainController().executeTask("/bin/x", {}, [&](const PHMessage* result) {
+            results.push_back(result ? result->text() : "none");
+        });
+        workQueue.runAll();
+        EXPECT_TRUE(env.loop.runUntil([&] { return results.size() > static_cast<std::size_t>(command); }));
+        if (command == 1) {
+            env.loop.advance(std::chrono::seconds(1));
+            jobs.rightsError = 0;
+            version = "2.0.0";
+        }
+    }
+    EXPECT_THAT(results, ElementsAre("none", "none", "\"done\""));
 }
 
 TEST_F(ServiceCommands, ReconnectAfterAHelperHasEnded) {

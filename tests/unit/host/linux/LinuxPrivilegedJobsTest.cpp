@@ -31,7 +31,7 @@ protected:
             fs::create_directories(folder_.file(name));
         }
         fs::copy_file(SAMPLE_HELPER, source_);
-        fs::create_symlink(INSTALLER, folder_.file("Agent.app/Contents/MacOS/KvnHelperInstaller"));
+        fs::create_symlink(SAMPLE_INSTALLER, folder_.file("Agent.app/Contents/MacOS/KvnHelperInstaller"));
     }
     ~LinuxPrivilegedJobs() override {
         host::endHelper(tool_);
@@ -58,10 +58,12 @@ protected:
     }
     /// Makes it impossible to install, for root too, until the file in the way is removed.
     void blockFolders() const { writeFile(root_ + "/Library", "in the way"); }
-    void makePkexec(const std::string& body) const {
-        writeFile(root_ + "/usr/bin/pkexec", "#!/bin/sh\ncd '" + root_ + "'\n" + body + "\n");
-        chmod((root_ + "/usr/bin/pkexec").c_str(), 0755);
+    void makeProgram(const std::string& name, const std::string& body) const {
+        const std::string path = root_ + "/usr/bin/" + name;
+        writeFile(path, "#!/bin/sh\ncd '" + root_ + "'\n" + body + "\n");
+        chmod(path.c_str(), 0755);
     }
+    void makePkexec(const std::string& body) const { makeProgram("pkexec", body); }
 
     TemporaryFolder folder_;
     const std::string root_ = folder_.file("a root");
@@ -94,6 +96,12 @@ TEST_F(LinuxPrivilegedJobs, InstallsStartsAndReplaces) {
                                                                       {"ProgramArguments", {arguments}}}));
     const pid_t first = helper();
     EXPECT_EQ(getsid(first), first);
+    // It keeps neither this process's output nor its folder.
+    const std::string process = "/proc/" + std::to_string(first);
+    for (const char* name : {"/fd/0", "/fd/1", "/fd/2"}) {
+        EXPECT_EQ(fs::read_symlink(process + name), "/dev/null");
+    }
+    EXPECT_EQ(fs::read_symlink(process + "/cwd"), "/");
 
     writeFile(root_ + "/helper.mode", "stubborn");
     ASSERT_EQ(bless().reason, "");
@@ -104,12 +112,18 @@ TEST_F(LinuxPrivilegedJobs, InstallsStartsAndReplaces) {
     const pid_t third = helper();
     EXPECT_EQ(kill(third, 0), 0);
 
-    jobs_.interrupt(); // the next blessing does not wait
-    const auto start = std::chrono::steady_clock::now();
-    ASSERT_EQ(bless().reason, "");
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 2500ms);
-    EXPECT_TRUE(isGone(third));
+    writeFile(root_ + "/Library/PrivilegedHelperTools/."s + kLabel + ".new",
+              "of an installer that was killed");
+    std::thread blessing([&] { EXPECT_EQ(bless().code, ECANCELED); }); // the third one is stubborn, too
+    EXPECT_TRUE(
+        waitUntil([&] { return fs::read_symlink("/proc/" + std::to_string(third) + "/exe") != tool_; }));
+    jobs_.interrupt();
+    blessing.join();
+    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(third) + "/exe"), tool_ + " (deleted)");
+    EXPECT_EQ(bless().code, ECANCELED);
+    EXPECT_EQ(helper(), third); // nothing was started
     EXPECT_EQ(installedFiles(), 2);
+    kill(third, SIGKILL);
 
     for (const char* broken : {"<plist><dict>", "<plist version=\"1.0\"><string>text</string></plist>"}) {
         writeFile(job_, broken);
@@ -143,15 +157,71 @@ TEST_F(LinuxPrivilegedJobs, RefusesOtherPrograms) {
     const host::HelperInstallation installation(runner_, propertyLists_);
     const std::string fifo = folder_.file("fifo"); // must not make anyone wait for a writer
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    EXPECT_EQ(installation.bless(fifo, kLabel, std::nullopt).value_or(Error{}).code, EINVAL);
-    const uid_t owner = geteuid() == 0 ? 12346 : geteuid(); // every owner may install root's programs
-    ASSERT_EQ(chown(source_.c_str(), owner, getegid()), 0);
-    EXPECT_EQ(installation.bless(source_, kLabel, owner + 1).value_or(Error{}).code, EPERM);
-    EXPECT_EQ(installation.bless(source_, std::string(kLabel) + "/", owner).value_or(Error{}).code, EINVAL);
-    EXPECT_EQ(installation.bless(source_, kLabel, owner).value_or(Error{}).reason, "");
+    const auto errorOf = [&](const std::string& source, const std::string& label, host::Trust trust) {
+        return installation.bless(source, label, trust).value_or(Error{}).code;
+    };
+    EXPECT_EQ(errorOf(fifo, kLabel, host::Trust::Own), EINVAL);
+    EXPECT_EQ(errorOf(source_, std::string(kLabel) + "/", host::Trust::Own), EINVAL);
+    EXPECT_EQ(errorOf(source_, kLabel, host::Trust::RootOnly), EPERM); // everybody may write to /tmp
+    EXPECT_EQ(installedFiles(), 0);
+}
 
+TEST_F(LinuxPrivilegedJobs, KeepsTheFormerHelperWhenTheNewOneDoesNotStart) {
+    ASSERT_EQ(copyRights(), 0);
     writeFile(root_ + "/helper.mode", "ends");
     EXPECT_EQ(bless().code, ECHILD);
+    EXPECT_EQ(installedFiles(), 0);
+
+    writeFile(root_ + "/helper.mode", "");
+    ASSERT_EQ(bless().reason, "");
+    const std::string former = readFile(tool_);
+    const pid_t first = helper();
+    writeFile(source_, former + "another");
+    writeFile(root_ + "/helper.mode", "ends-once");
+    const Error error = bless();
+    EXPECT_EQ(error.code, ECHILD);
+    EXPECT_THAT(error.reason, HasSubstr("the former helper runs again"));
+    EXPECT_EQ(readFile(tool_), former);
+    EXPECT_EQ(installedFiles(), 2);
+    EXPECT_TRUE(isGone(first));
+    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(helper()) + "/exe"), tool_);
+}
+
+TEST_F(LinuxPrivilegedJobs, HasSystemdStartTheHelperWhereItRuns) {
+    fs::create_directories(root_ + "/run/systemd/system");
+    makeProgram("systemctl",
+                "echo \"$@\" >>calls\n"
+                "case $1 in\n"
+                "restart) Library/PrivilegedHelperTools/* --root \"$PWD\" >/dev/null & echo $! >pid ;;\n"
+                "show) cat pid ;;\n"
+                "stop) test -e pid && kill $(cat pid) ;;\n"
+                "esac");
+    const std::string name = std::string(kLabel) + ".service";
+    const std::string started = "daemon-reload\nenable " + name + "\nrestart " + name +
+                                "\nshow --property=MainPID --value " + name + "\n";
+    const std::string unit = root_ + "/etc/systemd/system/" + name;
+    ASSERT_EQ(copyRights(), 0);
+    ASSERT_EQ(bless().reason, "");
+    EXPECT_EQ(readFile(root_ + "/calls"), "stop " + name + "\n" + started);
+    EXPECT_THAT(readFile(unit), HasSubstr("\nExecStart=" + tool_ + "\nRestart=always\n"));
+    const pid_t first = helper();
+    EXPECT_FALSE(log_.contains("has no systemd"));
+
+    writeFile(root_ + "/helper.mode", "ends-once");
+    fs::remove(root_ + "/calls");
+    EXPECT_EQ(bless().code, ECHILD);
+    EXPECT_EQ(readFile(root_ + "/calls"),
+              "stop " + name + "\n" + started + "disable --now " + name + "\n" + started);
+    EXPECT_TRUE(isGone(first));
+    EXPECT_TRUE(waitUntil([&] { return helper() != first; }));
+
+    writeFile(root_ + "/helper.mode", "ends");
+    fs::remove(tool_);
+    fs::remove(unit);
+    EXPECT_EQ(bless().code, ECHILD);
+    EXPECT_FALSE(fs::exists(unit));
+    fs::remove_all(root_ + "/run/systemd");
+    host::endHelper(tool_);
 }
 
 TEST_F(LinuxPrivilegedJobs, AsksForRightsThatItDoesNotHave) {
@@ -175,7 +245,8 @@ TEST_F(LinuxPrivilegedJobs, AsksForRightsThatItDoesNotHave) {
 
 TEST_F(LinuxPrivilegedJobs, InstallsThroughTheInstaller) {
     blockFolders();
-    makePkexec("rm Library; export SECRET=1; exec \"$@\""); // what is impossible here is possible there
+    // What is impossible here is possible there.
+    makePkexec("rm Library; export SECRET=1; exec \"$@\" \"$PWD\"");
     ASSERT_EQ(copyRights(), 0);
     writeFile(root_ + "/helper.mode", "ends");
     const Error error = bless();

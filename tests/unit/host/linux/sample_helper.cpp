@@ -9,12 +9,16 @@
 #include <unistd.h>
 
 // A helper program for the tests: makes its socket, and writes its process id to ROOT/helper.log. The word in
-// ROOT/helper.mode makes it do otherwise: "ends", "stubborn".
+// ROOT/helper.mode makes it do otherwise: "ends", "ends-once", "stubborn".
 
 int main(int argc, char** argv) {
     const std::string root = argc == 3 ? argv[2] : "";
     std::string mode;
     std::ifstream(root + "/helper.mode") >> mode;
+    if (mode == "ends-once") {
+        std::remove((root + "/helper.mode").c_str());
+        return 1;
+    }
     if (mode == "ends") {
         return 1;
     }

@@ -205,8 +205,13 @@ TEST_F(PHAgentClientTest, DowngradesOnlyFromANewerVersion) {
         const char *embedded, *installed;
         bool required;
     } cases[] = {
-        {"2.10.0", "2.9.5", false}, {"2.9", "2.9.1", true},  {"2.9", "2.9.0", false},
-        {"1.99", "2", true},        {"2.x.1", "2.0", false}, {"2", "99999999999999999999999", true},
+        {"2.10.0", "2.9.5", false},
+        {"2.9", "2.9.1", true},
+        {"2.9", "2.9.0", false},
+        {"1.99", "2", true},
+        {"2.x.1", "2.0", false},
+        {"2", "99999999999999999999999", true},
+        {"1.202611200000", "1.202611211915", true},
     };
     EXPECT_FALSE(makeClient()->downgradeRequiredForAgent(kLabel));
     for (const auto& [embedded, installed, required] : cases) {
@@ -282,6 +287,28 @@ TEST_F(PHAgentClientTest, EndsItsConnectionAfterByeAndMayEndWithIt) {
     handler.dropAtTheEnd(std::move(client)); // on the client's own event thread
     helper->hangUp();
     EXPECT_TRUE(waitUntil([&] { return handler.ends > 0 && weak.expired(); }));
+}
+
+TEST_F(PHAgentClientTest, EndsAHandshakeAndConnectsAndInstallsNothingAfterwards) {
+    FakeHelper silent("helper", [](const PHMessage&) { return std::nullopt; });
+    const auto client = makeClient();
+    std::thread worker([&] { EXPECT_FALSE(client->verifyAgentConnection()); });
+    EXPECT_TRUE(waitUntil([&] { return silent.transcript().size() == 1; }));
+    const auto start = std::chrono::steady_clock::now();
+    client->end();
+    worker.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s); // the handshake has 2
+    EXPECT_FALSE(client->verifyAgentConnection());
+    EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstallFailed);
+    EXPECT_EQ(silent.transcript().size(), 1U);
+    EXPECT_TRUE(jobs.requests.empty() && jobs.blessed.empty());
+}
+
+TEST_F(PHAgentClientTest, DoesNotInstallWhenItIsEndedDuringTheAuthorization) {
+    const auto client = makeClient();
+    jobs.onCopyRights = [&] { client->end(); };
+    EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstallFailed);
+    EXPECT_TRUE(jobs.blessed.empty());
 }
 
 TEST_F(PHAgentClientTest, WaitsForTheUninstallToComplete) {

@@ -98,6 +98,18 @@ TEST(PHProtocolHandler, SendsWholeFramesWhileItIsConnected) {
                                          "IO -102 PHProtocolhandler connection closed, error: -102"}));
 }
 
+TEST(PHConnection, BoundsTheTimeOfAllReadsTogether) {
+    SocketPair sockets;
+    PHConnection connection(std::move(sockets.ours));
+    char byte = 0;
+    EXPECT_EQ(connection.limitReading(1ms), 0);
+    EXPECT_EQ(connection.readAll(&byte, 1), EAGAIN);
+    sockets.write("a");
+    EXPECT_EQ(connection.readAll(&byte, 1), EAGAIN); // the peer that sent a byte gets no more time
+    EXPECT_EQ(connection.limitReading(0ms), 0);
+    EXPECT_EQ(connection.readAll(&byte, 1), 0);
+}
+
 TEST(PHProtocolHandler, KeepsANewerConnectionWhenAnOlderOneEnds) {
     SocketPair former, next;
     Recorder recorder;
@@ -148,6 +160,10 @@ TEST(PHMessage, KeepsFarNumbersFar) {
     EXPECT_EQ(integerIn(message, "big"), INT32_MAX);
     EXPECT_EQ(message.valueIn("big").asIdentifier(), 1ULL << 63);
     EXPECT_EQ(integerIn(message, "far"), INT32_MIN);
+    for (const auto& [text, identifier] :
+         {std::pair("1.0", std::optional(1)), {"1.5", {}}, {"-1.0", {}}, {"-1", {}}, {"1e300", {}}}) {
+        EXPECT_EQ(PHMessage::parse(text).asIdentifier(), identifier) << text;
+    }
     EXPECT_EQ(integerIn(message, "s"), std::nullopt);
     EXPECT_EQ(stringIn(PHMessage::parse("[1]"), "s"), std::nullopt);
 }
