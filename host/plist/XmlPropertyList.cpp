@@ -2,6 +2,7 @@
 
 #include "host/plist/XmlPropertyList.h"
 
+#include "host/plist/BinaryPropertyList.h"
 #include "host/plist/PropertyListReader.h"
 #include "host/plist/PropertyListText.h"
 
@@ -111,7 +112,14 @@ std::variant<PropertyValue, Error> XmlPropertyList::parse(std::string_view bytes
         return Error{"PropertyList", 0, "larger than " + std::to_string(kMaxBytes) + " bytes"};
     }
     if (bytes.starts_with("bplist")) {
-        return Error{"PropertyList", 0, "binary property lists are not supported"};
+        auto read = readBinaryPropertyList(bytes);
+        if (auto* value = std::get_if<PropertyValue>(&read)) {
+            auto written = write(*value); // fails for values that only the binary form can hold
+            if (auto* error = std::get_if<Error>(&written)) {
+                return std::move(*error);
+            }
+        }
+        return read;
     }
     return PropertyListReader().read(bytes);
 }

@@ -6,8 +6,8 @@
 
 namespace kvn::host {
 
-/// Property lists in XML, for every system. Keeps each value exactly: integers from -2^63 to 2^64 - 1, every
-/// double, dates of the years 1 to 9999. The binary form is refused.
+/// Property lists in XML, for every system; reads the binary form too. Keeps each value exactly: integers
+/// from -2^63 to 2^64 - 1, every double, dates of the years 1 to 9999.
 class XmlPropertyList final : public PropertyList {
 public:
     std::variant<PropertyValue, Error> parse(std::string_view bytes) const override;
