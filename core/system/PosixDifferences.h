@@ -21,6 +21,7 @@ std::uint32_t threadIdNumber();
 bool isBeingTraced();
 
 timespec modificationTime(const struct stat& status);
+timespec statusChangeTime(const struct stat& status);
 
 /// Makes a socket that child processes do not inherit; empty on failure, with `errno` set.
 FileDescriptor closeOnExecSocket(int domain, int type);
