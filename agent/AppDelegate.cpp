@@ -100,6 +100,7 @@ void AppDelegate::applicationDidFinishLaunching() {
 void AppDelegate::applicationWillTerminate() {
     OCNSLog("Application will terminate: %@", program_);
     openPreferences_.reset();
+    mainController_->closePreferences();
 }
 
 // MARK: Status item
