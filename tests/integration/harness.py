@@ -42,8 +42,8 @@ def ends_well(box, service):
     service.die()
 
 
-def _play(test, build):
-    with Sandbox(build) as box:
+def _play(test, build, user):
+    with Sandbox(build, user=user) as box:
         try:
             test(box)
             for program in (box.agent, box.daemon):
@@ -56,8 +56,9 @@ def _play(test, build):
             return False
 
 
-def main(tests):
-    """Plays the tests side by side, as they mostly wait."""
+def main(tests, user=None):
+    """Plays the tests side by side, as they mostly wait. `user` is the id of the user who runs the agent, if it is
+    another one."""
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True, help="build folder")
     parser.add_argument("names", nargs="*", help="tests to run (default: all)")
@@ -67,7 +68,7 @@ def main(tests):
 
     def play(test):
         started = time.monotonic()
-        passed = _play(test, options.build)
+        passed = _play(test, options.build, user)
         # One write: others may print at the same time.
         sys.stdout.write(f"{'ok  ' if passed else 'FAIL'} {test.__name__} {time.monotonic() - started:.1f} s\n")
         return passed
