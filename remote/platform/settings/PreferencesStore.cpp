@@ -121,6 +121,7 @@ bool PreferencesStore::setPreferenceValue(std::optional<PropertyValue> value, st
             return false;
         }
     }
+    letOthersWrite();
     FLockGuard guard(lock_);
     waiting_.insert_or_assign(std::string(key), std::move(value));
     if (writerWaits_) {
@@ -141,6 +142,20 @@ bool PreferencesStore::setPreferenceValue(std::optional<PropertyValue> value, st
         }
     } while (!standsAt(filePath_, file.get()));
     return writeChanges(file.get());
+}
+
+void PreferencesStore::letOthersWrite() {
+    // A program that waits for the lock is woken up when it is released, and then has to be faster than the
+    // next call here. Without a pause, a series of changes would keep it waiting until the end of the series.
+    constexpr std::chrono::milliseconds kSeries(10);
+    constexpr std::chrono::milliseconds kPause(2);
+    {
+        FLockGuard guard(lock_);
+        if (writerWaits_ || std::chrono::steady_clock::now() - lastWrite_ > kSeries) {
+            return;
+        }
+    }
+    std::this_thread::sleep_for(kPause);
 }
 
 bool PreferencesStore::failToOpen() {
@@ -237,6 +252,7 @@ bool PreferencesStore::writeChanges(int file) {
         CNSLog("Failed to write app suite prefs file, errno: %d", errno);
         return false;
     }
+    lastWrite_ = std::chrono::steady_clock::now();
     if (const FileVersion version = versionOf(file); version.error == 0) {
         examined_ = version;
         lastModified_ = version.modified.first;

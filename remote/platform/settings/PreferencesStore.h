@@ -47,6 +47,7 @@ private:
     void readPreferences() KVS_REQUIRES(lock_);
     void reportUnreadable(const host::Error& error, const FileVersion& version) KVS_REQUIRES(lock_);
 
+    void letOthersWrite() KVS_EXCLUDES(lock_);
     void startWriter() KVS_REQUIRES(lock_);
     void writeWhenUnlocked() KVS_EXCLUDES(lock_);
     /// Writes the waiting changes to the open file, which is locked for writing. No change waits afterwards.
@@ -64,6 +65,7 @@ private:
     std::optional<FileVersion> examined_ KVS_GUARDED_BY(lock_);     ///< readable or not
     std::optional<std::time_t> lastModified_ KVS_GUARDED_BY(lock_); ///< at the last read or write
     Changes waiting_ KVS_GUARDED_BY(lock_);
+    std::chrono::steady_clock::time_point lastWrite_ KVS_GUARDED_BY(lock_);
     bool writerWaits_ KVS_GUARDED_BY(lock_) = false; ///< a thread waits for the file's lock
     bool finished_ KVS_GUARDED_BY(lock_) = false;
     std::condition_variable_any written_;

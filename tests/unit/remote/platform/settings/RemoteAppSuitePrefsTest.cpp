@@ -86,13 +86,13 @@ TEST_F(RemoteAppSuitePrefsTest, ValuesOfOtherProgramsAreNotChanged) {
 
 TEST_F(RemoteAppSuitePrefsTest, ProgramsAndThreadsThatWriteAtOnceLoseNothing) {
     constexpr int kWrites = 100;
-    const auto write = [](RemoteAppSuitePrefs& prefs, const std::string& name) {
+    const auto write = [this](RemoteAppSuitePrefs& prefs, const std::string& name) {
         bool whole = true;
         for (int i = 0; i < kWrites; ++i) {
             whole = prefs.setNumber(i, name + std::to_string(i)) && whole;
             whole = prefs.stringForKey(name + std::to_string(i)) == std::to_string(i) && whole;
         }
-        return whole;
+        return waitUntil([&] { return stored(name + std::to_string(kWrites - 1)).has_value(); }) && whole;
     };
     prefs_.setNumber(1, "first");
     std::vector<pid_t> programs;
