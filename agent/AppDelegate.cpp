@@ -103,6 +103,7 @@ void AppDelegate::applicationWillTerminate() {
         mainController_->endHelperCommands();
     }
     openPreferences_.reset();
+    mainController_->closePreferences();
 }
 
 // MARK: Status item

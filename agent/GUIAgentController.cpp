@@ -11,6 +11,8 @@ using Kvs::OCNSLog;
 
 namespace {
 
+constexpr char kSettingsTitle[] = "SettingsDialogTitle";
+
 /// Returns the details of the service's state for a front end that shows them as text.
 host::StateDetails detailsOf(const OFRServiceInfo* info) {
     if (!info) {
@@ -87,6 +89,9 @@ void GUIAgentController::notifyRequestFailedWithError(const std::string& text, s
 // MARK: Dialogs
 
 void GUIAgentController::showServiceStatus() {
+    if (!closePreferences()) {
+        return;
+    }
     requestServiceStatus();
     const host::Bundle& bundle = environment_.bundle;
     if (!statusView_) {
@@ -99,11 +104,14 @@ void GUIAgentController::showServiceStatus() {
 }
 
 void GUIAgentController::showPreferences() {
+    if (!closePreferences()) {
+        return;
+    }
     if (!prefsView_) {
         prefsView_ = std::make_unique<PreferencesView>(environment_.settings, environment_.bundle);
     }
     prefsView_->updateControls();
-    showContentView(*prefsView_, "SettingsDialogTitle");
+    showContentView(*prefsView_, kSettingsTitle);
 }
 
 void GUIAgentController::showContentView(DialogContentView& view, const char* titleKey) {
@@ -120,10 +128,24 @@ void GUIAgentController::showContentView(DialogContentView& view, const char* ti
 }
 
 void GUIAgentController::windowWillClose() {
-    if (prefsView_ && contentView_ == prefsView_.get()) {
-        prefsView_->saveCurrentSettings();
-        appDelegate_.settingsUpdated();
+    if (!prefsView_ || contentView_ != prefsView_.get()) {
+        return;
     }
+    if (!prefsView_->saveCurrentSettings()) {
+        reopensPreferences_ = true;
+        environment_.mainLoop.post([this] { // the window is still closing
+            reopensPreferences_ = false;
+            showContentView(*prefsView_, kSettingsTitle);
+        });
+    }
+    appDelegate_.settingsUpdated();
+}
+
+bool GUIAgentController::closePreferences() {
+    if (prefsView_ && contentView_ == prefsView_.get()) {
+        environment_.userInterface.dialogWindow().close();
+    }
+    return !reopensPreferences_;
 }
 
 void GUIAgentController::checkPermissions() {

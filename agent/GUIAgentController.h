@@ -38,6 +38,9 @@ public:
     // The dialog window.
     void showServiceStatus();
     void showPreferences();
+    /// Closes the settings if they are shown, which saves them. Returns false if they will be shown again,
+    /// because they could not be saved.
+    bool closePreferences();
 
     /// Returns false where the system does not guard the user's privacy: there is nothing to check or to
     /// show.
@@ -90,6 +93,7 @@ private:
     std::unique_ptr<PreferencesView> prefsView_;
     std::optional<PermissionDialog> permissionDialog_; // where the system guards privacy
     DialogContentView* contentView_ = nullptr;         // in the dialog window
+    bool reopensPreferences_ = false;                  // soon, with a line about the failure to save them
     std::optional<OFRServiceInfo> lastServiceState_;
     std::string lastStateText_; // empty until the first answer, or the first failure to get one
 

@@ -2,6 +2,8 @@
 
 #include "agent/PreferencesView.h"
 
+#include <utility>
+
 namespace kvn {
 
 namespace {
@@ -27,24 +29,29 @@ PreferencesView::Values PreferencesView::currentSettings() const {
 
 void PreferencesView::updateControls() {
     shown_ = saved_ = currentSettings();
+    saveFailed_ = false;
     changed();
 }
 
-void PreferencesView::saveCurrentSettings() {
+bool PreferencesView::saveCurrentSettings() {
     // Only changed values are written: another program may have changed the others meanwhile.
+    bool stored = true;
     if (shown_.transferLog != saved_.transferLog) {
-        settings_.setTransferLogEnabled(shown_.transferLog);
+        stored = settings_.setTransferLogEnabled(shown_.transferLog);
     }
     if (shown_.sessionLog != saved_.sessionLog || shown_.sessionLogPath != saved_.sessionLogPath) {
-        settings_.setSessionLogEnabled(shown_.sessionLog, shown_.sessionLogPath);
+        stored = settings_.setSessionLogEnabled(shown_.sessionLog, shown_.sessionLogPath) && stored;
     }
     if (shown_.intervalBegin != saved_.intervalBegin || shown_.intervalEnd != saved_.intervalEnd) {
-        settings_.setRemoteAccessIntervalBegin(shown_.intervalBegin, shown_.intervalEnd);
+        stored = settings_.setRemoteAccessIntervalBegin(shown_.intervalBegin, shown_.intervalEnd) && stored;
     }
     if (shown_.showInMenuBar != saved_.showInMenuBar) {
-        settings_.setShowStatusBarMenu(shown_.showInMenuBar);
+        stored = settings_.setShowStatusBarMenu(shown_.showInMenuBar) && stored;
     }
-    saved_ = shown_;
+    if (stored) {
+        saved_ = shown_;
+    }
+    return std::exchange(saveFailed_, !stored) || stored;
 }
 
 template <class Value>
@@ -80,6 +87,9 @@ host::DialogLines PreferencesView::lines() {
     lines.push_back({"showInMenuBar", "",
                      host::DialogCheckBox{text("PrefsShowInMenuBar"), true, shown_.showInMenuBar,
                                           setter<bool>(&Values::showInMenuBar)}});
+    if (saveFailed_) {
+        lines.push_back({"saveFailed", text("PrefsNotSaved")});
+    }
     return lines;
 }
 

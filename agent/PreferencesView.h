@@ -13,7 +13,7 @@
 namespace kvn {
 
 /// The settings that the user may see and, where the policy allows it, change. Only `saveCurrentSettings`
-/// stores a change. Main thread.
+/// stores a change; a line tells when that failed. Main thread.
 class PreferencesView final : public DialogContentView {
 public:
     /// `settings` and `bundle` outlive the view. The view is higher if the remote access interval may be
@@ -23,8 +23,9 @@ public:
     /// Shows the settings as they are now.
     void updateControls();
 
-    /// Writes the settings that the user has changed since `updateControls`.
-    void saveCurrentSettings();
+    /// Writes the settings that the user has changed since `updateControls`. Returns false if that fails for
+    /// the first time since then: the user has to be shown that, and may leave the settings afterwards.
+    bool saveCurrentSettings();
 
     host::DialogLines lines() override;
 
@@ -47,6 +48,7 @@ private:
     const host::Bundle& bundle_;
     Values shown_;
     Values saved_;
+    bool saveFailed_ = false;
 };
 
 } // namespace kvn

@@ -33,9 +33,10 @@ struct PropertyValue {
     bool operator==(const PropertyValue&) const = default;
 };
 
-/// Reads and writes property lists in their XML form. A list above the limits, or with text that the form
-/// cannot hold (control characters, broken UTF-8), is an error in either direction: `parse` reads all that
-/// `write` returns. Any thread.
+/// Reads property lists in their XML and binary forms, and writes the XML form. A list above the limits, or
+/// with text that the XML form cannot hold (control characters, broken UTF-8), is an error in either
+/// direction: `parse` reads all that `write` returns. What follows a whole XML document is ignored. Any
+/// thread.
 class PropertyList {
 public:
     static constexpr std::size_t kMaxBytes = std::size_t{4} << 20;

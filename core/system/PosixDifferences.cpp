@@ -96,6 +96,14 @@ timespec modificationTime(const struct stat& status) {
 #endif
 }
 
+timespec statusChangeTime(const struct stat& status) {
+#if defined(__APPLE__)
+    return status.st_ctimespec;
+#else
+    return status.st_ctim;
+#endif
+}
+
 FileDescriptor closeOnExecSocket(int domain, int type) {
 #if defined(SOCK_CLOEXEC)
     return FileDescriptor(::socket(domain, type | SOCK_CLOEXEC, 0));

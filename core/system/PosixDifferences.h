@@ -33,6 +33,7 @@ void writeToSystemLog(const std::string& text);
 void copyConsoleToSystemLog(const std::string& text);
 
 timespec modificationTime(const struct stat& status);
+timespec statusChangeTime(const struct stat& status);
 
 /// Makes a socket that child processes do not inherit; empty on failure, with `errno` set.
 FileDescriptor closeOnExecSocket(int domain, int type);

@@ -12,7 +12,7 @@ constexpr const char* kDomain = "PropertyList";
 } // namespace
 
 std::variant<PropertyValue, Error> MacPropertyList::parse(std::string_view bytes) const {
-    if (bytes.size() > kMaxBytes || isXmlPropertyList(bytes)) {
+    if (bytes.size() > kMaxBytes || readsPropertyListForm(bytes)) {
         return xml_.parse(bytes);
     }
     @autoreleasepool {

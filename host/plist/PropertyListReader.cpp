@@ -75,7 +75,7 @@ std::variant<PropertyValue, Error> PropertyListReader::read(std::string_view byt
         parser_, [](void* self, const XML_Char*, int) { reader(self).fail("uses an undeclared entity"); });
 
     const auto status = XML_Parse(parser_, bytes.data(), static_cast<int>(bytes.size()), XML_TRUE);
-    if (status != XML_STATUS_OK) {
+    if (status != XML_STATUS_OK && !ended_) {
         fail(XML_ErrorString(XML_GetErrorCode(parser_)));
     } else if (!root_) {
         fail("holds no value");
@@ -137,6 +137,11 @@ void PropertyListReader::end(std::string_view element) {
         endLeaf();
     } else if (element != "plist") {
         endContainer();
+    }
+    // Behind the document the end of a longer one may stand, if a program was killed when it replaced that.
+    if (!error_ && root_ && (element == "plist" || !inPlist_)) {
+        ended_ = true;
+        XML_StopParser(parser_, XML_FALSE);
     }
 }
 

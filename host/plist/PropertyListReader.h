@@ -14,7 +14,8 @@
 
 namespace kvn::host {
 
-/// Builds a property list from the events of the XML parser, without recursion. Can be used once.
+/// Builds a property list from the events of the XML parser, without recursion. Ignores what stands behind
+/// the document. Can be used once.
 class PropertyListReader {
 public:
     std::variant<PropertyValue, Error> read(std::string_view bytes);
@@ -42,6 +43,7 @@ private:
     std::string leaf_; ///< the element whose text is being collected, if any
     std::string text_;
     bool inPlist_ = false;
+    bool ended_ = false; ///< with the document's end tag
     std::optional<PropertyValue> root_;
     std::optional<Error> error_;
 };

@@ -3,6 +3,7 @@
 #include "host/plist/XmlPropertyList.h"
 
 #include "core/text/TextFunctions.h"
+#include "host/plist/BinaryPropertyList.h"
 #include "host/plist/PropertyListReader.h"
 #include "host/plist/PropertyListText.h"
 
@@ -12,6 +13,8 @@
 
 namespace kvn::host {
 namespace {
+
+constexpr std::string_view kBinaryMagic = "bplist";
 
 /// Writes the XML form. A value that the form cannot hold gives a text that cannot be read back.
 class Writer {
@@ -111,8 +114,15 @@ std::variant<PropertyValue, Error> XmlPropertyList::parse(std::string_view bytes
     if (bytes.size() > kMaxBytes) {
         return Error{"PropertyList", 0, "larger than " + std::to_string(kMaxBytes) + " bytes"};
     }
-    if (bytes.starts_with("bplist")) {
-        return Error{"PropertyList", 0, "binary property lists are not supported"};
+    if (bytes.starts_with(kBinaryMagic)) {
+        auto read = readBinaryPropertyList(bytes);
+        if (auto* value = std::get_if<PropertyValue>(&read)) {
+            auto written = write(*value); // fails for values that only the binary form can hold
+            if (auto* error = std::get_if<Error>(&written)) {
+                return std::move(*error);
+            }
+        }
+        return read;
     }
     return PropertyListReader().read(bytes);
 }
@@ -127,7 +137,10 @@ std::variant<std::string, Error> XmlPropertyList::write(const PropertyValue& val
     return text;
 }
 
-bool isXmlPropertyList(std::string_view bytes) {
+bool readsPropertyListForm(std::string_view bytes) {
+    if (bytes.starts_with(kBinaryMagic)) {
+        return true;
+    }
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     bytes.remove_prefix(bytes.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
     bytes = Kvs::fTrimmed(bytes);

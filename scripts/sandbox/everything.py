@@ -126,7 +126,7 @@ class Everything(AgentScenario):
             self._printed("^ok")
         expect(not self._preference("TransferLogEnabled"), "saved before the dialog was closed")
         self._say("close")
-        expect(wait_until(lambda: self._preference("TransferLogEnabled"), 5), "the transfer log was not saved")
+        expect(wait_until(lambda: self._preference("SessionLogPath"), 5), "the settings were not saved")
         found = {key: self._preference(key) for key in
                  ("TransferLogEnabled", "SessionLogEnabled", "SessionLogPath", "ShowStatusBarMenu")}
         expect(list(found.values()) == [True, True, str(folder), True], f"saved is {found}")

@@ -49,6 +49,11 @@ TYPED_TEST(PropertyListContract, ReadsTheFormsOfOtherPrograms) {
         {plist("<dict><key>k</key><integer>1</integer><key>k</key><false/></dict>"),
          {PropertyValue::Dictionary{{"k", {false}}}}},
         {"\xEF\xBB\xBF<array> </array>", {PropertyValue::Array{}}},
+        // behind the document the end of a longer one, of which it has replaced the beginning
+        {plist("<true/>") + "\n", {true}},
+        {plist("<true/>") + plist("<false/>"), {true}},
+        {plist("<true/>") + "string>\xC3 & </dict>\n</plist>", {true}},
+        {"<array/> </array></plist>", {PropertyValue::Array{}}},
     };
     for (const auto& [text, value] : cases) {
         EXPECT_EQ(this->parsed(text), value) << text;
@@ -60,7 +65,6 @@ TYPED_TEST(PropertyListContract, RefusesOtherTexts) {
     const std::string file = "<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]>";
     const std::string dtd = "<!DOCTYPE plist SYSTEM \"http://localhost/x.dtd\">";
     std::vector<std::string> texts = {"", "{hello", "bplist00\xD0", plist("")};
-    texts.push_back(plist("<true/>") + plist("<true/>"));
     texts.push_back(entities + plist("<string>&b;</string>"));
     texts.push_back(file + plist("<string>&a;</string>"));
     texts.push_back(dtd + plist("<string>&undeclared;</string>"));

@@ -2,11 +2,10 @@
 
 #pragma once
 
-#include "core/threads/FThreadLock.h"
 #include "host/PropertyList.h"
 
 #include <cstdint>
-#include <ctime>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,13 +13,19 @@
 
 namespace kvn {
 
+class PreferencesStore;
+
 /// The preferences that the product's programs share: a dictionary in a property-list file, which each of
 /// them reads and writes under an advisory lock on the file (`flock`). A write reads the file's latest
 /// contents, changes one key and keeps all others. A read parses the file only when its modification time is
 /// at least one second later than before, so it may miss a change made within that second.
 ///
-/// Failures are logged, and the cached values remain in use. A file that is not a property list is copied to
-/// "<file>.damaged" before it is overwritten; a file that is too large is not overwritten.
+/// No call but the destructor waits for the lock. While another program holds it, changes are kept, visible
+/// to the readers of this object, and written when the lock is released.
+///
+/// Failures are logged, and the cached values remain in use. A file that cannot be read is logged once for
+/// each of its versions, and overwritten only when earlier values are known and after it has been copied to
+/// "<file>.damaged".
 ///
 /// Any thread.
 class RemoteAppSuitePrefs {
@@ -30,45 +35,33 @@ public:
     /// `suiteName` names the file; the property list must outlive this object.
     RemoteAppSuitePrefs(std::string_view suiteName, const host::PropertyList& propertyList);
 
+    /// Writes the changes that still wait for the lock, for which it waits up to 2 seconds.
+    ~RemoteAppSuitePrefs();
+    RemoteAppSuitePrefs(const RemoteAppSuitePrefs&) = delete;
+    RemoteAppSuitePrefs& operator=(const RemoteAppSuitePrefs&) = delete;
+
     /// Returns the preferences of the process: null until main has set them, before other threads start. Any
     /// thread.
     static RemoteAppSuitePrefs* sharedInstance() { return sharedInstance_; }
     static void setSharedInstance(RemoteAppSuitePrefs* instance) { sharedInstance_ = instance; }
 
     /// Returns the number. A text is converted to the decimal number that it begins with, or to 0.
-    std::optional<Number> numberForKey(std::string_view key) KVS_EXCLUDES(lock_);
+    std::optional<Number> numberForKey(std::string_view key);
     /// Returns the text. A number is converted to its decimal text, a boolean to "1" or "0".
-    std::optional<std::string> stringForKey(std::string_view key) KVS_EXCLUDES(lock_);
+    std::optional<std::string> stringForKey(std::string_view key);
 
-    void setNumber(Number value, std::string_view key) KVS_EXCLUDES(lock_);
-    void setString(std::string value, std::string_view key) KVS_EXCLUDES(lock_);
-    void removeValueForKey(std::string_view key) KVS_EXCLUDES(lock_);
+    // These return false if the change cannot be stored.
+    bool setNumber(Number value, std::string_view key);
+    bool setString(std::string value, std::string_view key);
+    bool removeValueForKey(std::string_view key);
 
     /// Deletes the file. The cached values stay until the next read or write of the file.
-    void removeAllValues() KVS_EXCLUDES(lock_);
+    void removeAllValues();
 
 private:
-    using Dictionary = host::PropertyValue::Dictionary;
-
-    std::optional<host::PropertyValue> valueForKey(std::string_view key) KVS_EXCLUDES(lock_);
-    void setPreferenceValue(std::optional<host::PropertyValue> value, std::string_view key)
-        KVS_EXCLUDES(lock_);
-
-    void readPreferences() KVS_REQUIRES(lock_);
-    /// Caches the contents of the open file, which is locked for writing. Returns its bytes; nullopt when
-    /// they cannot be read, and then they must not be overwritten.
-    std::optional<std::string> mergePreferences(int file) KVS_REQUIRES(lock_);
-    std::optional<std::string> readBytes(int file) const;
-    std::optional<Dictionary> readPrefs(const std::string& bytes) const;
-    void keepDamagedFile(const std::string& bytes) const;
-
     inline static RemoteAppSuitePrefs* sharedInstance_ = nullptr;
 
-    const std::string filePath_;
-    const host::PropertyList& propertyList_;
-    Kvs::FThreadLock lock_;
-    std::optional<std::time_t> lastModified_ KVS_GUARDED_BY(lock_); ///< at the last read or write
-    Dictionary values_ KVS_GUARDED_BY(lock_);
+    const std::shared_ptr<PreferencesStore> store_;
 };
 
 } // namespace kvn

@@ -5,13 +5,19 @@
 #include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
+#include "core/system/FileDescriptor.h"
 #include "core/text/FGStr.h"
 #include "core/time/FTime.h"
 #include "host/Error.h"
 #include "remote/FXmlConfigFile.h"
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 #include <variant>
 
@@ -47,6 +53,67 @@ std::optional<RemoteServiceSettings::Date> dateOf(const std::optional<std::strin
     Kvs::FTime time;
     time = text.value_or("").c_str();
     return Kvs::DateWithFTime(time);
+}
+
+/// Returns true if the open folder is this user's home or is below it. Looks at folders instead of paths,
+/// which may have another meaning at any time.
+bool isInHome(int folder) {
+    const std::string home = Kvs::FSysInfoPaths::getHomeFolder().str();
+    const std::string homes[] = {home, Kvs::FSysInfoPaths::underRoot(home)};
+    const auto isSame = [](const struct stat& a, const struct stat& b) {
+        return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+    };
+    struct stat current {};
+    struct stat above {};
+    for (std::string path = "."; ::fstatat(folder, path.c_str(), &current, 0) == 0;) {
+        path += "/..";
+        if (::fstatat(folder, path.c_str(), &above, 0) != 0) {
+            break;
+        }
+        if (isSame(current, above)) { // "/", which is nobody's own
+            return false;
+        }
+        for (const std::string& own : homes) {
+            if (struct stat status{}; ::stat(own.c_str(), &status) == 0 && isSame(status, current)) {
+                return true;
+            }
+        }
+    }
+    return true; // unknown: keep it private
+}
+
+/// Makes the folder and those above it. Every user's agent logs there, except in this user's home: another
+/// user may have written the path into the preferences.
+std::error_code makeLogFolder(fs::path folder) {
+    const auto failed = [] { return std::error_code(errno, std::generic_category()); };
+    if (!folder.has_filename()) { // the path ends with "/"
+        folder = folder.parent_path();
+    }
+    std::error_code error;
+    fs::create_directories(folder.parent_path(), error);
+    if (error) {
+        return error;
+    }
+    // From here on, links that others put in the place of a folder have no effect.
+    const Kvs::FileDescriptor parent(
+        ::open(folder.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::string name = folder.filename();
+    if (!parent || ::mkdirat(parent.get(), name.c_str(), 0700) != 0) {
+        error = failed();
+        // Another agent may have been faster; its folder keeps its mode.
+        struct stat status {};
+        return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? std::error_code() : error;
+    }
+    if (!isInHome(parent.get())) {
+        const Kvs::FileDescriptor made(
+            ::openat(parent.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        struct stat status {};
+        if (!made || ::fstat(made.get(), &status) != 0 || status.st_uid != ::geteuid() ||
+            ::fchmod(made.get(), 0777) != 0) { // whatever the umask is
+            return failed();
+        }
+    }
+    return {};
 }
 
 } // namespace
@@ -101,36 +168,37 @@ bool RemoteServiceSettings::booleanForKey(std::string_view key) {
     return number && std::visit([](auto value) { return static_cast<bool>(value); }, *number);
 }
 
-void RemoteServiceSettings::setTransferLogEnabled(bool enabled) {
-    if (canChangeTransferLog_) {
-        transferLogEnabled_ = enabled;
-        preferences_.setNumber(enabled, kTransferLogEnabled);
+bool RemoteServiceSettings::setTransferLogEnabled(bool enabled) {
+    if (!canChangeTransferLog_) {
+        return false;
     }
+    transferLogEnabled_ = enabled;
+    return preferences_.setNumber(enabled, kTransferLogEnabled);
 }
 
-void RemoteServiceSettings::setSessionLogEnabled(bool enabled, std::string_view path) {
-    if (canChangeSessionLog_) {
-        sessionLogEnabled_ = enabled;
-        sessionLogPath_ = verifySessionLogPath(path);
-        preferences_.setNumber(enabled, kSessionLogEnabled);
-        preferences_.setString(sessionLogPath_, kSessionLogPath);
+bool RemoteServiceSettings::setSessionLogEnabled(bool enabled, std::string_view path) {
+    if (!canChangeSessionLog_) {
+        return false;
     }
+    sessionLogEnabled_ = enabled;
+    sessionLogPath_ = verifySessionLogPath(path);
+    return preferences_.setNumber(enabled, kSessionLogEnabled) &&
+           preferences_.setString(sessionLogPath_, kSessionLogPath);
 }
 
-void RemoteServiceSettings::setRemoteAccessIntervalBegin(Date begin, Date end) {
-    if (canChangeAccessInterval_) {
-        preferences_.setString(Kvs::FTimeWithDate(begin).toCString().str(), kRemoteAccessIntervalBegin);
-        preferences_.setString(Kvs::FTimeWithDate(end).toCString().str(), kRemoteAccessIntervalEnd);
-    }
+bool RemoteServiceSettings::setRemoteAccessIntervalBegin(Date begin, Date end) {
+    return canChangeAccessInterval_ &&
+           preferences_.setString(Kvs::FTimeWithDate(begin).toCString().str(), kRemoteAccessIntervalBegin) &&
+           preferences_.setString(Kvs::FTimeWithDate(end).toCString().str(), kRemoteAccessIntervalEnd);
 }
 
-void RemoteServiceSettings::setShowStatusBarMenu(bool show) {
+bool RemoteServiceSettings::setShowStatusBarMenu(bool show) {
     showStatusBarMenu_ = show;
-    preferences_.setNumber(show, kShowStatusBarMenu);
+    return preferences_.setNumber(show, kShowStatusBarMenu);
 }
 
-void RemoteServiceSettings::setLastClientProcessInfo(std::string info) {
-    preferences_.setString(std::move(info), kLastClientProcessInfo);
+bool RemoteServiceSettings::setLastClientProcessInfo(std::string info) {
+    return preferences_.setString(std::move(info), kLastClientProcessInfo);
 }
 
 std::string RemoteServiceSettings::verifySessionLogPath(std::string_view path) {
@@ -143,11 +211,7 @@ std::string RemoteServiceSettings::verifySessionLogPath(std::string_view path) {
     }
     std::error_code error;
     if (!fs::exists(folder, error)) {
-        fs::create_directories(folder, error);
-        if (!error) {
-            // Set whatever the umask is, because every user's agent logs there.
-            fs::permissions(folder, fs::perms::all, error);
-        }
+        error = makeLogFolder(folder);
         if (error) {
             Kvs::OCNSLog("Failed to create directory for session logs: %@, error: %@", folder,
                          host::Error{"POSIX", error.value(), error.message()});

@@ -45,16 +45,18 @@ public:
     Date remoteAccessIntervalEnd() const { return accessIntervalEnd_; }
     bool showStatusBarMenu() const { return showStatusBarMenu_; }
 
-    void setTransferLogEnabled(bool enabled);
+    // These return false if the value cannot be stored, or the policy forbids to change it.
+    bool setTransferLogEnabled(bool enabled);
     /// An empty path selects the administrator's folder or the default one.
-    void setSessionLogEnabled(bool enabled, std::string_view path);
+    bool setSessionLogEnabled(bool enabled, std::string_view path);
     /// The times are stored with a resolution of one second. The getters change at the next `updateSettings`.
-    void setRemoteAccessIntervalBegin(Date begin, Date end);
-    void setShowStatusBarMenu(bool show);
-    void setLastClientProcessInfo(std::string info);
+    bool setRemoteAccessIntervalBegin(Date begin, Date end);
+    bool setShowStatusBarMenu(bool show);
+    bool setLastClientProcessInfo(std::string info);
 
     /// Returns the folder for session logs: the path, or the administrator's folder, or the default one. A
-    /// missing folder is created; a failure is logged, and the folder is returned all the same.
+    /// missing folder is created, for this user alone if it is in the user's home, otherwise for all; a
+    /// failure is logged, and the folder is returned all the same.
     std::string verifySessionLogPath(std::string_view path);
 
 private:

@@ -113,6 +113,44 @@ TEST_F(GUIController, KeepsWhatChangedWhenTheDialogCloses) {
     EXPECT_TRUE(env.settings.remoteAccessIntervalEnd() == dates[1].date + 24h);
 }
 
+TEST_F(GUIController, SavesTheSettingsWheneverTheyAreLeftAndShowsThatItCannot) {
+    GUIAgentController& controller = app.mainController();
+    const std::function<void()> leaves[] = {[&] { controller.showServiceStatus(); },
+                                            [&] { controller.showPreferences(); },
+                                            [&] { app.applicationWillTerminate(); }};
+    bool shown = false;
+    for (const auto& leave : leaves) {
+        controller.showPreferences();
+        ui.dialog.all<host::DialogCheckBox>().at(2).onChange(shown = !shown);
+        leave();
+        EXPECT_EQ(env.preferences.stringForKey("ShowStatusBarMenu"), shown ? "1" : "0");
+    }
+
+    const std::string registry =
+        Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/registry";
+    const auto tells = [&] { return ui.dialog.visible && ui.dialog.lines.back().text == "PrefsNotSaved"; };
+    fs::remove_all(registry);
+    for (const auto& leave : {leaves[0], leaves[1], std::function<void()>([&] { ui.dialog.close(); })}) {
+        controller.showPreferences();
+        ui.dialog.all<host::DialogCheckBox>().at(2).onChange(!shown);
+        EXPECT_FALSE(tells());
+        leave();
+        env.loop.runPending();
+        EXPECT_TRUE(tells());
+        EXPECT_EQ(ui.dialog.all<host::DialogCheckBox>().at(2).checked, !shown);
+        ui.dialog.close(); // gives the change up
+        env.loop.runPending();
+        EXPECT_FALSE(ui.dialog.visible);
+    }
+    controller.showPreferences();
+    ui.dialog.all<host::DialogCheckBox>().at(2).onChange(!shown);
+    ui.dialog.close();
+    env.loop.runPending();
+    fs::create_directories(registry);
+    ui.dialog.close();
+    EXPECT_EQ(env.preferences.stringForKey("ShowStatusBarMenu"), shown ? "0" : "1");
+}
+
 TEST_F(GUIController, LeavesNothingBehindWhenItSleepsAndWhenServicesEnd) {
     std::optional<FakeService> service;
     std::ptrdiff_t descriptors = 0;

@@ -10,7 +10,14 @@ namespace kvn::test {
 namespace {
 
 using Number = RemoteAppSuitePrefs::Number;
-using RemoteAppSuitePrefsTest = SettingsFixture;
+
+class RemoteAppSuitePrefsTest : public SettingsFixture {
+protected:
+    /// Returns the exit status of another program that shares the preferences.
+    int partner(const std::string& action, const std::string& count = "") const {
+        return std::system((KVN_PARTNER " " + action + " '" + prefsPath_ + "' " + count).c_str());
+    }
+};
 
 TEST_F(RemoteAppSuitePrefsTest, TheFirstWriteMakesAFileThatEveryUserMayWrite) {
     const CapturedLog log;
@@ -32,7 +39,7 @@ TEST_F(RemoteAppSuitePrefsTest, ConvertsBetweenTextsAndNumbers) {
     };
     for (const auto& [value, text, number] : cases) {
         writeFile(prefsPath_, "<plist><dict><key>k</key>" + value + "</dict></plist>");
-        RemoteAppSuitePrefs prefs("com.korvane.remote", lists_);
+        RemoteAppSuitePrefs prefs(kSuite, lists_);
         EXPECT_EQ(prefs.stringForKey("k"), text) << value;
         EXPECT_EQ(prefs.numberForKey("k"), number) << value;
     }
@@ -40,7 +47,7 @@ TEST_F(RemoteAppSuitePrefsTest, ConvertsBetweenTextsAndNumbers) {
 
 TEST_F(RemoteAppSuitePrefsTest, AReaderReadsAgainWhenTheSecondOfTheFilesTimeChanges) {
     prefs_.setString("old", "k");
-    RemoteAppSuitePrefs reader("com.korvane.remote", lists_);
+    RemoteAppSuitePrefs reader(kSuite, lists_);
     const auto stamped = fs::last_write_time(prefsPath_);
     prefs_.setString("new", "k");
     fs::last_write_time(prefsPath_, stamped);
@@ -51,7 +58,7 @@ TEST_F(RemoteAppSuitePrefsTest, AReaderReadsAgainWhenTheSecondOfTheFilesTimeChan
 
 TEST_F(RemoteAppSuitePrefsTest, AWriterKeepsTheKeysOfOthersWhateverTheFilesTime) {
     for (const auto shift : {0s, -3600s, 5s}) {
-        RemoteAppSuitePrefs other("com.korvane.remote", lists_);
+        RemoteAppSuitePrefs other(kSuite, lists_);
         prefs_.setNumber(1, "one");
         other.setNumber(2, "other");
         moveTime(prefsPath_, shift);
@@ -69,79 +76,173 @@ TEST_F(RemoteAppSuitePrefsTest, AWriterKeepsTheKeysOfOthersWhateverTheFilesTime)
 }
 
 TEST_F(RemoteAppSuitePrefsTest, ValuesOfOtherProgramsAreNotChanged) {
-    const auto partner = [&](const std::string& action) {
-        return std::system((KVN_PARTNER " " + action + " '" + prefsPath_ + "'").c_str());
-    };
-    ASSERT_EQ(partner("make"), 0);
-    prefs_.setNumber(0.5, "own");
-    prefs_.setString("a & b", "own text");
-    EXPECT_EQ(partner("check"), 0);
+    for (const char* form : {"xml", "binary"}) {
+        ASSERT_EQ(partner(form), 0);
+        prefs_.setNumber(0.5, "own");
+        prefs_.setString("a & b", "own text");
+        EXPECT_EQ(partner("check"), 0) << form;
+    }
 }
 
-// A write reads the file, so that every writer sees after it whether its write before is still there.
 TEST_F(RemoteAppSuitePrefsTest, ProgramsAndThreadsThatWriteAtOnceLoseNothing) {
-    constexpr int kWrites = 500;
-    const auto write = [this](const std::string& name) {
-        for (int i = 1; i <= kWrites; ++i) {
-            prefs_.setNumber(i, name + std::to_string(i % 10));
-            if (i > 1 && prefs_.stringForKey(name + std::to_string((i - 1) % 10)) != std::to_string(i - 1)) {
-                return false;
-            }
+    constexpr int kWrites = 100;
+    const auto write = [this](RemoteAppSuitePrefs& prefs, const std::string& name) {
+        bool whole = true;
+        for (int i = 0; i < kWrites; ++i) {
+            whole = prefs.setNumber(i, name + std::to_string(i)) && whole;
+            whole = prefs.stringForKey(name + std::to_string(i)) == std::to_string(i) && whole;
         }
-        return true;
+        return waitUntil([&] { return stored(name + std::to_string(kWrites - 1)).has_value(); }) && whole;
     };
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::_exit(write("child") ? 0 : 1);
+    prefs_.setNumber(1, "first");
+    std::vector<pid_t> programs;
+    for (const std::string name : {"a", "b", "c", "partner"}) {
+        const pid_t program = ::fork();
+        if (program == 0) {
+            const auto play = [&] {
+                return name == "partner"
+                           ? partner("write", std::to_string(kWrites)) == 0
+                           : write(*std::make_unique<RemoteAppSuitePrefs>(kSuite, lists_), name);
+            };
+            ::_exit(play() ? 0 : 1);
+        }
+        programs.push_back(program);
     }
-    std::thread thread([&] { EXPECT_TRUE(write("thread")); });
-    EXPECT_TRUE(write("main"));
-    thread.join();
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    for (const std::string name : {"main", "thread", "child"}) {
-        EXPECT_EQ(stored(name + "0"), std::to_string(kWrites)) << name;
-        EXPECT_EQ(stored(name + "1"), std::to_string(kWrites - 9)) << name;
+    {
+        RemoteAppSuitePrefs shared(kSuite, lists_);
+        std::thread thread([&] { EXPECT_TRUE(write(shared, "thread")); });
+        EXPECT_TRUE(write(shared, "main"));
+        thread.join();
+    }
+    for (const pid_t program : programs) {
+        int status = -1;
+        EXPECT_EQ(::waitpid(program, &status, 0), program);
+        EXPECT_EQ(status, 0);
+    }
+    RemoteAppSuitePrefs after(kSuite, lists_);
+    for (const std::string name : {"a", "b", "c", "partner", "thread", "main"}) {
+        for (int i = 0; i < kWrites; ++i) {
+            EXPECT_EQ(after.stringForKey(name + std::to_string(i)), std::to_string(i)) << name;
+        }
     }
 }
 
-TEST_F(RemoteAppSuitePrefsTest, ADamagedListIsLoggedAndCopiedBeforeItIsOverwritten) {
+TEST_F(RemoteAppSuitePrefsTest, AProgramThatIsKilledWhileItWritesLeavesAList) {
     prefs_.setString("kept", "known");
-    const auto failure = Contains(HasSubstr("Failed to deserialize prefs file, error: "));
+    const std::string before = readFile(prefsPath_);
+    const pid_t program = ::fork();
+    if (program == 0) {
+        const rlimit noDump{0, 0};
+        const rlimit tight{before.size() + 10, before.size() + 10};
+        std::signal(SIGXFSZ, SIG_DFL); // kills a process that writes on at the limit
+        if (::setrlimit(RLIMIT_CORE, &noDump) == 0 && ::setrlimit(RLIMIT_FSIZE, &tight) == 0) {
+            prefs_.setString(std::string(5000, 'x'), "large");
+        }
+        ::_exit(0);
+    }
+    int status = 0;
+    EXPECT_EQ(::waitpid(program, &status, 0), program);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ);
+    EXPECT_EQ(readFile(prefsPath_).size(), before.size() + 10);
+    EXPECT_EQ(stored("known"), "kept");
+    prefs_.setNumber(1, "new");
+    EXPECT_EQ(stored("known"), "kept");
+    EXPECT_FALSE(fs::exists(prefsPath_ + ".damaged"));
+}
+
+TEST_F(RemoteAppSuitePrefsTest, ChangesWaitForTheLockOfAnotherProgramAndNobodyElseDoes) {
+    prefs_.setString("kept", "known");
+    prefs_.setString("old", "gone");
+    const Kvs::FileDescriptor holder(::open(prefsPath_.c_str(), O_RDONLY));
+    ASSERT_EQ(::flock(holder.get(), LOCK_EX), 0);
+    const std::string before = readFile(prefsPath_);
+    const CapturedLog log;
+    for (const char* value : {"first", "second"}) {
+        EXPECT_TRUE(prefs_.setString(value, "new"));
+    }
+    EXPECT_TRUE(prefs_.removeValueForKey("gone"));
+    EXPECT_FALSE(prefs_.setString("\xFF", "not UTF-8")); // and the others are not lost
+    EXPECT_EQ(prefs_.stringForKey("new"), "second");
+    EXPECT_EQ(prefs_.stringForKey("gone"), std::nullopt);
+    EXPECT_EQ(stored("gone"), "old") << "a program that starts meanwhile reads without the lock";
+    EXPECT_EQ(readFile(prefsPath_), before);
+    ::flock(holder.get(), LOCK_UN);
+    EXPECT_TRUE(waitUntil([&] { return stored("new") == "second"; }));
+    EXPECT_EQ(stored("gone"), std::nullopt);
+    EXPECT_EQ(stored("known"), "kept");
+    EXPECT_THAT(log.lines(), SizeIs(1)) << "about the text that is not UTF-8";
+}
+
+TEST_F(RemoteAppSuitePrefsTest, AProgramThatWaitedForTheLockWritesTheFileThatReplacedTheLockedOne) {
+    prefs_.setString("kept", "known");
+    const Kvs::FileDescriptor holder(::open(prefsPath_.c_str(), O_RDONLY));
+    ASSERT_EQ(::flock(holder.get(), LOCK_EX), 0);
+    EXPECT_TRUE(prefs_.setNumber(1, "new"));
+    writeFile(prefsPath_ + "~", "<plist><dict><key>theirs</key><true/></dict></plist>");
+    fs::rename(prefsPath_ + "~", prefsPath_);
+    ::flock(holder.get(), LOCK_UN);
+    EXPECT_TRUE(waitUntil([&] { return stored("new") == "1"; }));
+    EXPECT_EQ(stored("theirs"), "1");
+}
+
+TEST_F(RemoteAppSuitePrefsTest, ADamagedListIsLoggedOnceAndCopiedBeforeItIsOverwritten) {
+    prefs_.setString("kept", "known");
+    const auto failure = ElementsAre(HasSubstr("Failed to deserialize prefs file, error: "));
     for (const std::string& content : {std::string("hello"), std::string("<plist><array/></plist>"),
                                        std::string("<plist><dict><key>a</key>")}) {
         writeFile(prefsPath_, content);
         moveTime(prefsPath_, 10s);
-        EXPECT_THAT(logOf([&] { EXPECT_EQ(prefs_.stringForKey("known"), "kept"); }), failure);
-        EXPECT_THAT(logOf([&] { prefs_.setNumber(1, "new"); }), failure);
+        EXPECT_THAT(logOf([&] {
+                        EXPECT_EQ(prefs_.stringForKey("known"), "kept");
+                        EXPECT_EQ(prefs_.stringForKey("new"), std::nullopt);
+                        EXPECT_TRUE(prefs_.setNumber(1, "new"));
+                    }),
+                    failure);
         EXPECT_EQ(readFile(prefsPath_ + ".damaged"), content);
         EXPECT_EQ(stored("known"), "kept");
-        EXPECT_EQ(stored("new"), "1");
+        prefs_.removeValueForKey("new");
         fs::remove(prefsPath_ + ".damaged");
     }
     writeFile(prefsPath_, ""); // no damage: a new file
     EXPECT_THAT(logOf([&] { prefs_.setNumber(2, "new"); }), IsEmpty());
     EXPECT_EQ(stored("known"), "kept");
+    writeFile(prefsPath_, "hello");
+    RemoteAppSuitePrefs unknowing(kSuite, lists_); // has no values to write in place of the damaged ones
+    EXPECT_FALSE(unknowing.setNumber(1, "new"));
+    EXPECT_EQ(readFile(prefsPath_), "hello");
 }
 
 TEST_F(RemoteAppSuitePrefsTest, AFailureIsLoggedAndLeavesTheCachedValues) {
     prefs_.setString("kept", "known");
-    const std::pair<const char*, std::function<void()>> places[] = {
-        {"File too large",
-         [&] { writeFile(prefsPath_, std::string(host::PropertyList::kMaxBytes + 1, ' ')); }},
-        {"Failed to ", [&] { ASSERT_EQ(::mkfifo(prefsPath_.c_str(), 0666), 0); }},
-        {"errno: 21", [&] { fs::create_directory(prefsPath_); }},
-        {"errno: 2", [&] { fs::remove_all(support_ + "/registry"); }},
+    const std::string other = support_ + "/other";
+    const auto number = [](int error) { return ", errno: " + std::to_string(error); };
+    const std::tuple<std::string, std::string, std::function<void()>> places[] = {
+        {"File too large", "left as it is",
+         [&] {
+             writeFile(prefsPath_, std::string(host::PropertyList::kMaxBytes + 1, ' '));
+             moveTime(prefsPath_, 10s);
+         }},
+        {number(EINVAL), number(EINVAL), [&] { ASSERT_EQ(::mkfifo(prefsPath_.c_str(), 0666), 0); }},
+        {number(EINVAL), number(EISDIR), [&] { fs::create_directory(prefsPath_); }},
+        {number(ELOOP), number(ELOOP), [&] { fs::create_symlink(other, prefsPath_); }},
+        {number(EMLINK), number(EMLINK), [&] { fs::create_hard_link(other, prefsPath_); }},
+        {"does not exist: " + support_ + "/registry", number(ENOENT),
+         [&] { fs::remove_all(support_ + "/registry"); }},
     };
-    for (const auto& [failure, place] : places) {
+    for (const auto& [unread, unwritten, place] : places) {
+        writeFile(other, "another file");
         fs::remove_all(prefsPath_);
         place();
-        std::error_code missing;
-        fs::last_write_time(prefsPath_, fs::file_time_type::clock::now() + 1h, missing);
-        EXPECT_EQ(prefs_.stringForKey("known"), "kept");
-        EXPECT_THAT(logOf([&] { prefs_.setNumber(1, "new"); }), Contains(HasSubstr(failure)));
+        EXPECT_THAT(logOf([&] {
+                        for (int i = 0; i < 3; ++i) {
+                            EXPECT_EQ(prefs_.stringForKey("known"), "kept");
+                        }
+                    }),
+                    ElementsAre(HasSubstr(unread)));
+        EXPECT_THAT(logOf([&] { EXPECT_FALSE(prefs_.setNumber(1, "new")); }),
+                    ElementsAre(HasSubstr(unwritten)));
         EXPECT_EQ(prefs_.stringForKey("new"), std::nullopt);
+        EXPECT_EQ(readFile(other), "another file");
     }
 }
 
@@ -164,22 +265,6 @@ TEST_F(RemoteAppSuitePrefsTest, AWriteThatFailsLeavesTheOldList) {
     prefs_.setString("small", "later");
     EXPECT_EQ(stored("known"), "kept");
     EXPECT_EQ(stored("later"), "small");
-}
-
-TEST_F(RemoteAppSuitePrefsTest, AWriterThatWaitedForTheLockWritesTheFileThatReplacedTheLockedOne) {
-    prefs_.setString("kept", "known");
-    const Kvs::FileDescriptor holder(::open(prefsPath_.c_str(), O_RDONLY));
-    ASSERT_EQ(::flock(holder.get(), LOCK_EX), 0);
-    const int next = ::dup(holder.get()); // the number that the writer's open will take
-    ::close(next);
-    std::thread writer([&] { prefs_.setNumber(1, "new"); });
-    EXPECT_TRUE(waitUntil([&] { return ::fcntl(next, F_GETFD) != -1; }));
-    writeFile(prefsPath_ + "~", "<plist><dict><key>theirs</key><true/></dict></plist>");
-    fs::rename(prefsPath_ + "~", prefsPath_);
-    ::flock(holder.get(), LOCK_UN);
-    writer.join();
-    EXPECT_EQ(stored("new"), "1");
-    EXPECT_EQ(stored("theirs"), "1");
 }
 
 } // namespace

@@ -13,6 +13,7 @@ protected:
     RemoteServiceSettingsTest() {
         fs::create_directories(fs::path(policyPath_).parent_path());
         ::chmod(fs::path(policyPath_).parent_path().c_str(), 0755);
+        setenv("HOME", home_.path().c_str(), 1);
     }
 
     /// Writes the policy with a later time than before.
@@ -26,6 +27,7 @@ protected:
     const std::string policyPath_ = support_ + "/config/KorvaneRemoteservice/settings.xml";
     fs::file_time_type policyTime_ = fs::file_time_type::clock::now();
     TemporaryFolder folder_;
+    TemporaryFolder home_;
 };
 
 /// Returns the letters of what the user may do: t(ransfer log), s(ession log), p(ause).
@@ -150,11 +152,20 @@ TEST_F(RemoteServiceSettingsTest, TheStoredEndDecidesWhetherTheIntervalMayBeChan
     EXPECT_TRUE(settings.remoteAccessIntervalBegin() != kMorning) << "changed before the next update";
 }
 
-TEST_F(RemoteServiceSettingsTest, TheSessionLogFolderIsMadeForEveryUser) {
+TEST_F(RemoteServiceSettingsTest, TheSessionLogFolderIsMadeForEveryUserExceptInTheOwnHome) {
     RemoteServiceSettings settings(prefs_);
     EXPECT_EQ(settings.sessionLogPath(), Kvs::FSysInfoPaths::underRoot("/var/log/com.korvane.remote"));
-    const std::string logs = folder_.file("a/b");
-    EXPECT_EQ(modeMadeBy([&] { EXPECT_EQ(settings.verifySessionLogPath(logs), logs); }, logs), mode_t{0777});
+    const std::string linked = folder_.file("linked");
+    fs::create_directory_symlink(home_.path(), linked);
+    for (const auto& [logs, mode] : {std::pair(folder_.file("a/b"), mode_t{0777}),
+                                     {folder_.file("a/c/"), mode_t{0777}},
+                                     {home_.file("a/b"), mode_t{0700}},
+                                     {linked + "/c", mode_t{0700}},
+                                     {home_.path() + "s", mode_t{0777}}}) {
+        const auto verify = [&, path = logs] { EXPECT_EQ(settings.verifySessionLogPath(path), path); };
+        EXPECT_EQ(modeMadeBy(verify, logs), mode) << logs;
+    }
+    fs::remove_all(home_.path() + "s");
 
     writeFile(folder_.file("file"), "");
     const std::string impossible = folder_.file("file/logs");

@@ -13,6 +13,8 @@ namespace kvn::test {
 
 class SettingsFixture : public testing::Test {
 protected:
+    static constexpr char kSuite[] = "com.korvane.remote";
+
     /// Runs the action and returns the lines that it logged.
     template <class Action>
     static std::vector<std::string> logOf(Action action) {
@@ -27,14 +29,14 @@ protected:
 
     /// The value as a program reads it that starts now.
     std::optional<std::string> stored(const std::string& key) {
-        return RemoteAppSuitePrefs("com.korvane.remote", lists_).stringForKey(key);
+        return RemoteAppSuitePrefs(kSuite, lists_).stringForKey(key);
     }
 
     TemporaryRoot root_;
     const std::string support_ = Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote";
     const std::string prefsPath_ = support_ + "/registry/com.korvane.remote.plist";
     host::XmlPropertyList lists_;
-    RemoteAppSuitePrefs prefs_{"com.korvane.remote", lists_};
+    RemoteAppSuitePrefs prefs_{kSuite, lists_};
 };
 
 /// Runs the action with a umask that denies others everything, and returns the path's mode afterwards.

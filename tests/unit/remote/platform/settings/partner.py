@@ -2,10 +2,13 @@
 
 """Another program that shares the preferences: Python's own property lists.
 
-    partner.py make FILE     writes one value of every kind
-    partner.py check FILE    exits with 0 if they are all there, unchanged
+    partner.py xml FILE             writes one value of every kind
+    partner.py binary FILE          the same in the binary form
+    partner.py check FILE           exits with 0 if they are all there, unchanged
+    partner.py write FILE COUNT     writes as many values, each under the file's lock
 """
 import datetime
+import fcntl
 import plistlib
 import sys
 
@@ -16,11 +19,26 @@ EVERYTHING = {
     "texts": ["", " a\n\tb ", "<&>\"'", "]]>", "Grüße \U0001F600", "\u0085\u2028"],
     "ключ <&>": {"": {}, "nested": {"array": [[], [[{"deep": [1]}]]]}},
 }
-action, path = sys.argv[1:]
+action, path, *count = sys.argv[1:]
+
+
+def write(index):
+    with open(path, "r+b") as file:
+        fcntl.flock(file, fcntl.LOCK_EX)
+        values = plistlib.load(file)
+        values[f"partner{index}"] = index
+        file.seek(0)
+        plistlib.dump(values, file)
+        file.truncate()
+
 
 if action == "check":
     with open(path, "rb") as file:
         values = plistlib.load(file)
     sys.exit(any(repr(values.get(key)) != repr(value) for key, value in EVERYTHING.items()))
-with open(path, "wb") as file:
-    plistlib.dump(EVERYTHING, file)
+if action == "write":
+    for index in range(int(*count)):
+        write(index)
+else:
+    with open(path, "wb") as file:
+        plistlib.dump(EVERYTHING, file, fmt=plistlib.FMT_BINARY if action == "binary" else plistlib.FMT_XML)
