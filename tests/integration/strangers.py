@@ -8,6 +8,8 @@ import signal
 import sys
 import traceback
 
+from programs import starting
+
 # Accounts that every system has, and that own no process.
 OWNER = 65534  # nobody; runs the agent
 STRANGER = 2  # bin
@@ -31,7 +33,8 @@ class Actor:
         self._results, theirs = _fork.Pipe(duplex=False)
         ready = _fork.Event()
         self._process = _fork.Process(target=self._run, args=(theirs, user, act, ready if server else None, arguments))
-        self._process.start()
+        with starting:  # else this process keeps open what another thread gives to its child
+            self._process.start()
         theirs.close()
         if server and not ready.wait(10):
             self.end()
