@@ -139,8 +139,14 @@ void AppDelegate::settingsUpdated() {
     }
 }
 
+std::string AppDelegate::logFolder() {
+    std::string folder = fNarrow(Kvs::FSysInfoPaths::getUserLogDirW());
+    folder.pop_back(); // the slash
+    return folder;
+}
+
 void AppDelegate::showLogFiles() {
-    const std::string folder = Kvs::FSysInfoPaths::underRoot(kLogDirectory);
+    const std::string folder = logFolder();
     environment_.userInterface.workspace().openFolder(
         folder, [folder](const std::optional<host::Error>& error) {
             if (error) {

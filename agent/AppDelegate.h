@@ -86,6 +86,10 @@ public:
     static void verifyKvnRemoteToolsLink();
 
 private:
+    /// Returns the folder that the log files are in, which is another than `kLogDirectory` if that cannot be
+    /// made.
+    static std::string logFolder();
+
     std::unique_ptr<StatusMenu> createMenu();
     void registerHotKey();
     ServiceState effectiveState(ServiceState serviceState);

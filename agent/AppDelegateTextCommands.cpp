@@ -71,7 +71,7 @@ host::Commands AppDelegate::commands() {
          {"opens the folder of the log files",
           [this](auto&) {
               showLogFiles();
-              return "log files: " + Kvs::FSysInfoPaths::underRoot(kLogDirectory);
+              return "log files: " + logFolder();
           }}},
         {"settings", {"shows the settings", [&](auto&) { return controller.showPreferences(), ""; }}},
         {"hide", {"hides the status item", [this](auto&) { return hideStatusItem(), kDone; }}},

@@ -53,7 +53,7 @@ bool SystemSleepMonitor::registerForIOKitNotifications() {
         power_.registerForSystemPower([this](std::uint32_t messageType, std::intptr_t messageArgument) {
             MySleepCallBack(messageType, messageArgument);
         });
-    CNSLog("%s", registered_ ? "IORegisterForSystemPower succeded\n" : "IORegisterForSystemPower failed\n");
+    CNSLog(registered_ ? "IORegisterForSystemPower succeded\n" : "IORegisterForSystemPower failed\n");
     return registered_;
 }
 
@@ -63,7 +63,7 @@ void SystemSleepMonitor::unregisterForIOKitNotifications() {
     }
     registered_ = false;
     const bool failed = power_.deregisterForSystemPower() != 0;
-    CNSLog("%s", failed ? "IODeregisterForSystemPower failed." : "IODeregisterForSystemPower succeded\n");
+    CNSLog(failed ? "IODeregisterForSystemPower failed." : "IODeregisterForSystemPower succeded\n");
 }
 
 std::int32_t SystemSleepMonitor::declareActivity(const char* name, PowerManagement::UserActivity kind) {

@@ -12,6 +12,23 @@ endif()
 install(CODE [[cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE)]])
 
 set(contents lib/KvnGUIAgent.app/Contents)
+# Installed folders have this mode whatever the umask is.
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+    WORLD_READ WORLD_EXECUTE)
+# CMake itself obeys that mode only for the contents of a folder that is installed whole.
+install(CODE "set(contents ${contents})")
+install(CODE [[
+    function(make_folder path)
+        if(NOT IS_DIRECTORY "${path}")
+            cmake_path(GET path PARENT_PATH parent)
+            make_folder("${parent}")
+            file(MAKE_DIRECTORY "${path}")
+            file(CHMOD "${path}" PERMISSIONS ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
+        endif()
+    endfunction()
+    foreach(folder bin ${contents}/MacOS ${contents}/Resources)
+        make_folder("$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${folder}")
+    endforeach()]])
 set(resources ${PROJECT_SOURCE_DIR}/resources)
 install(TARGETS KvnGUIAgent KvnHelperInstaller RUNTIME DESTINATION ${contents}/MacOS)
 install(FILES ${PROJECT_BINARY_DIR}/KvnGUIAgent.app/Contents/Info.plist DESTINATION ${contents})
@@ -26,7 +43,7 @@ file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/installed)
 file(CREATE_LINK ../${contents}/MacOS/KvnGUIAgent ${link} SYMBOLIC)
 install(FILES ${link} DESTINATION bin)
 
-install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/InstallAutostart.cmake)
+install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/InstallForSystem.cmake)
 
 add_custom_target(uninstall
     COMMAND ${CMAKE_COMMAND} -Dmanifest=${PROJECT_BINARY_DIR}/install_manifest.txt

@@ -6,13 +6,21 @@
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"
 #include "core/logging/LineFormat.h"
+#include "core/logging/LogLimit.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/PosixDifferences.h"
+#include "core/text/ControlCharacters.h"
+#include "core/threads/FThreadLock.h"
 #include "core/time/FTime.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
+#include <cstdio>
+#include <poll.h>
+#include <random>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -28,35 +36,88 @@ std::atomic<bool> debugLogging{false};
 std::atomic<bool> sysLogClientIsOpen{false};
 std::atomic<bool> sysLogSuppressed{false};
 
-/// Writes UTC time, facility, process and the text as one line to standard error.
-void writeToConsole(const std::string& text) {
-    copyConsoleToSystemLog(text);
-    std::string line = FTime(true).toCStringEx().str();
-    line.append(" ").append(theFacility.load()).append("[").append(std::to_string(getpid())).append("] ");
-    line.append(text).append("\n");
-    std::string_view rest = line;
-    while (!rest.empty()) {
-        const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
+/// Writes the text to standard error, as far as that takes it without waiting: a terminal may be stopped, and
+/// the reader of a pipe may not read. Returns true if the whole text was written.
+bool writeAtOnce(std::string_view text) {
+    while (!text.empty()) {
+        pollfd console{STDERR_FILENO, POLLOUT, 0};
+        if (::poll(&console, 1, 0) == 0) {
+            return false;
+        }
+        // A pipe that can be written takes at least so much without waiting.
+        const ssize_t written =
+            ::write(STDERR_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
         if (written > 0) {
-            rest.remove_prefix(static_cast<std::size_t>(written));
+            text.remove_prefix(static_cast<std::size_t>(written));
         } else if (written == 0 || errno != EINTR) {
-            return; // the failure cannot be reported anywhere
+            return false; // the failure cannot be reported anywhere
         }
     }
+    return true;
 }
 
-void logToSystem(const std::string& text) {
-    if (sysLogClientIsOpen) {
-        writeToSystemLog(text);
-    } else if (!sysLogSuppressed) {
-        writeToConsole(text);
+/// What takes the lines that no log book takes: the system log or the console.
+class SystemLog {
+public:
+    /// Writes UTC time, facility, process and the text as one line to standard error.
+    void writeToConsole(std::string_view text) {
+        FLockGuard guard(lock_);
+        writeConsoleLine(text);
     }
+
+    void write(std::string_view text) {
+        constexpr std::size_t kPrefix = 64; // roughly the size of what a line begins with
+        FLockGuard guard(lock_);
+        std::string notice;
+        const bool admitted = limit_.admits(text.size() + kPrefix, notice);
+        if (!notice.empty()) {
+            writeLine(notice);
+        }
+        if (admitted) {
+            writeLine(text);
+        }
+    }
+
+private:
+    void writeLine(std::string_view text) KVS_REQUIRES(lock_) {
+        if (sysLogClientIsOpen) {
+            writeToSystemLog(std::string(text));
+        } else if (!sysLogSuppressed) {
+            writeConsoleLine(text);
+        }
+    }
+
+    void writeConsoleLine(std::string_view text) KVS_REQUIRES(lock_) {
+        copyConsoleToSystemLog(std::string(text));
+        std::string line = lineIsOpen_ ? "\n" : "";
+        line += FTime(true).toCStringEx().token();
+        line.append(" ").append(theFacility.load()).append("[").append(std::to_string(getpid())).append("] ");
+        line.append(text).append("\n");
+        lineIsOpen_ = !writeAtOnce(line);
+    }
+
+    FThreadLock lock_;
+    LogLimit limit_ KVS_GUARDED_BY(lock_);
+    bool lineIsOpen_ KVS_GUARDED_BY(lock_) = false; // the last line may have been cut short
+};
+
+SystemLog& systemLog() {
+    static SystemLog* const instance = new SystemLog; // never destroyed: threads may log during exit
+    return *instance;
 }
 
 void logText(std::string_view text) {
     if (!FTransferLog::log(text)) {
-        logToSystem(std::string(text));
+        systemLog().write(text);
     }
+}
+
+/// Returns "_" and 16 hexadecimal digits.
+std::string randomEnding() {
+    std::random_device device;
+    char text[32];
+    std::snprintf(text, sizeof text, "_%08x%08x", device(), device());
+    return text;
 }
 
 } // namespace
@@ -74,7 +135,7 @@ void CNSInitLog(unsigned int mode, int sysLogMode, const char* facility, const c
         try {
             FSysInfoPaths::setUserLogDirW(fWiden(directory));
         } catch (const FException&) {
-            writeToConsole("Failed to set user log dir: " + std::string(directory));
+            systemLog().writeToConsole("Failed to set user log dir: " + fControlCharactersEscaped(directory));
         }
     }
     if ((mode & kLogModeNewLogBook) != 0) {
@@ -91,14 +152,20 @@ void CNSInitLog(unsigned int mode, int sysLogMode, const char* facility, const c
 FRef<FLogBook> CNSUseNewLogBook() {
     CNSCleanupLogDir(fNarrow(FSysInfoPaths::getUserLogDirW()).c_str(), kMaxLogAgeMinutes);
     const FGStr<wchar_t> prefix = fWiden(std::string(theFacility.load()) + "_");
-    try {
-        FRef<FLogBook> book(new FLogBookFile(FSysInfoPaths::getNewLogFileNameW(prefix.c_str(), L".txt")));
-        FTransferLog::useLogBook(book);
-        return book;
-    } catch (const FException&) {
-        writeToConsole("Failed to create LogBookFile.");
-        return {};
+    // In a folder that everybody can write, somebody may have taken the usual name. Nobody can guess the
+    // other one.
+    for (const std::string& extension : {std::string(".txt"), randomEnding() + ".txt"}) {
+        const auto name = FSysInfoPaths::getNewLogFileNameW(prefix.c_str(), fWiden(extension).c_str());
+        try {
+            FRef<FLogBook> book(new FLogBookFile(name));
+            FTransferLog::useLogBook(book);
+            return book;
+        } catch (const FException&) {
+            continue;
+        }
     }
+    systemLog().writeToConsole("Failed to create LogBookFile.");
+    return {};
 }
 
 void CNSLog(const char* format, ...) {
@@ -124,7 +191,7 @@ bool CNSDbgLogEnabled() { return debugLogging; }
 
 void CNSSysLogMsg(const char* text) {
     if (text) {
-        logToSystem(text);
+        systemLog().write(text);
     }
 }
 

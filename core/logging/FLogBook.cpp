@@ -2,6 +2,8 @@
 
 #include "core/logging/FLogBook.h"
 
+#include "core/text/ControlCharacters.h"
+
 #include <algorithm>
 
 namespace Kvs {
@@ -36,10 +38,11 @@ void FLogBook::setLastError(std::int32_t code, const char* text1, const char* te
         FLockGuard guard(lock_);
         lastErrors_.push_back(std::move(error));
     }
-    std::string text = "SetLastError(" + std::to_string(code) + "): [" + orEmpty(text1) + "] has invoked [" +
-                       orEmpty(text2) + "] which returned " + std::to_string(result);
+    const auto inserted = [](const char* value) { return fControlCharactersEscaped(orEmpty(value)); };
+    std::string text = "SetLastError(" + std::to_string(code) + "): [" + inserted(text1) + "] has invoked [" +
+                       inserted(text2) + "] which returned " + std::to_string(result);
     if (text3) {
-        text.append(" - ").append(text3);
+        text.append(" - ").append(inserted(text3));
     }
     addText(text);
 }

@@ -35,11 +35,13 @@ public:
     FLogBook(const FLogBook&) = delete;
     FLogBook& operator=(const FLogBook&) = delete;
 
-    /// Returns false if the record could not be kept, so that the caller can put it elsewhere. The base
-    /// class needs no record and returns true.
+    /// Adds a line with the record's items, whose control characters are escaped. Returns false if the line
+    /// could not be kept, so that the caller can put it elsewhere. The base class needs no record and returns
+    /// true.
     virtual bool add(const FLogRecord& record);
 
-    /// Adds a record with this one text, which is the usual line. A book may do so without making the record.
+    /// Adds a line with this one item, which is the usual line. The text is complete: values were escaped
+    /// when they were inserted, and line breaks that are left in it belong to its format.
     virtual bool addText(std::string_view text);
 
     /// Takes raw data of a channel. The base class ignores it.

@@ -55,10 +55,14 @@ std::string makeLine(AppendItems appendItems) {
     return line;
 }
 
+std::string makeTextLine(std::string_view text) {
+    return makeLine([&](std::string& line) { line.append("\t").append(text); });
+}
+
 } // namespace
 
-FLogBookFile::FLogBookFile(const FGStr<wchar_t>& path) {
-    if (file_.open(fNarrow(path).c_str(), kFileAppend) != kSuccess) {
+FLogBookFile::FLogBookFile(const FGStr<wchar_t>& path, LogLimit limit) : limit_(std::move(limit)) {
+    if (file_.open(fNarrow(path).c_str(), kFileAppendOwn) != kSuccess) {
         throw FException("Report file could not be opened", "FLogBookFile()");
     }
     // Each write gets a whole line. A buffer would split long lines into several writes, and would keep what
@@ -77,13 +81,20 @@ bool FLogBookFile::add(const FLogRecord& record) {
     }));
 }
 
-bool FLogBookFile::addText(std::string_view text) {
-    return put(makeLine([&](std::string& line) { line.append("\t").append(text); }));
-}
+bool FLogBookFile::addText(std::string_view text) { return put(makeTextLine(text)); }
 
 bool FLogBookFile::put(std::string_view line) {
     // Held during the write: if the line is cut short, its end must be pending before another thread writes.
     FLockGuard guard(lock_);
+    std::string notice;
+    const bool admitted = limit_.admits(line.size(), notice);
+    if (!notice.empty()) {
+        writeLine(makeTextLine(notice));
+    }
+    return !admitted || writeLine(line);
+}
+
+bool FLogBookFile::writeLine(std::string_view line) {
     if (!writePending()) {
         return false;
     }

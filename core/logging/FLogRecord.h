@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "core/text/ControlCharacters.h"
 #include "core/text/FGStr.h"
 
 #include <cstddef>
@@ -22,21 +23,15 @@ public:
     explicit TFValueBase(std::string value) : value_(std::move(value)) {}
 
     FGStr<char> toCString() const {
-        std::string text;
-        appendTo(text);
-        return FGStr<char>(std::move(text));
+        if (const auto* text = std::get_if<std::string>(&value_)) {
+            return FGStr<char>(*text);
+        }
+        const auto* number = std::get_if<std::uint32_t>(&value_);
+        return FGStr<char>(number ? std::to_string(*number) : std::to_string(std::get<std::int32_t>(value_)));
     }
 
-    /// Appends the text to a line that is being built.
-    void appendTo(std::string& line) const {
-        if (const auto* text = std::get_if<std::string>(&value_)) {
-            line += *text;
-        } else if (const auto* number = std::get_if<std::uint32_t>(&value_)) {
-            line += std::to_string(*number);
-        } else {
-            line += std::to_string(std::get<std::int32_t>(value_));
-        }
-    }
+    /// Appends the text, with its control characters escaped, to a line that is being built.
+    void appendTo(std::string& line) const { line += fControlCharactersEscaped(toCString().token()); }
 
 private:
     std::variant<std::uint32_t, std::int32_t, std::string> value_;

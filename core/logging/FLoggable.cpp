@@ -40,15 +40,20 @@ bool FLoggable::addLogRecord(const FLogRecord& record) {
     const FRef<FLogBook> book = logBook();
     const bool kept = book && book->add(record);
     if (CNSDbgLogEnabled()) {
-        std::string text = FTime(true).toCStringEx().str();
-        text.append(" ").append(getLogThreadId()).append(": ");
+        std::string items;
         for (const TFValueBase& item : record) {
-            item.appendTo(text);
-            text += '\t';
+            item.appendTo(items);
+            items += '\t';
         }
-        CNSSysLogMsg(text.c_str());
+        copyToSystemLog(items);
     }
     return kept;
+}
+
+void FLoggable::copyToSystemLog(std::string_view items) {
+    std::string text = FTime(true).toCStringEx().str();
+    text.append(" ").append(getLogThreadId()).append(": ").append(items);
+    CNSSysLogMsg(text.c_str());
 }
 
 void FLoggable::writeStream(std::uint8_t channel, std::int32_t kind, const void* data, std::int64_t size) {

@@ -33,6 +33,9 @@ public:
     static std::string_view getLogThreadId();
 
 protected:
+    /// Writes the items of a line, each with a tab behind it, to the system log.
+    static void copyToSystemLog(std::string_view items);
+
     virtual void onLogBookAttached(const FRef<FLogBook>& book);
     virtual void onLogBookDetached();
 

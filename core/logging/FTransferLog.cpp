@@ -52,12 +52,11 @@ bool FTransferLog::add(const FRef<FLogBook>& book, std::string_view text) {
     if (!book || book->isInactive()) {
         return false;
     }
+    const bool kept = book->addText(text);
     if (!CNSDbgLogEnabled()) {
-        return book->addText(text);
+        return kept;
     }
-    FLogRecord record;
-    record << text;
-    addLogRecord(record); // writes to the system log even if the book does not keep the record
+    copyToSystemLog(std::string(text) + "\t"); // even if the book does not keep the line
     return true;
 }
 

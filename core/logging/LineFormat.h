@@ -2,13 +2,17 @@
 
 #pragma once
 
+#include "core/logging/OCFormat.h"
+
 #include <cstdarg>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 
 namespace Kvs {
 
-/// The text of one printf-style line, cut where the buffer ends.
+/// The text of one printf-style line, cut where the buffer ends. The control characters of the format stay,
+/// those of the inserted values are escaped.
 class LineFormat {
 public:
     LineFormat(const char* format, va_list args) __attribute__((format(printf, 2, 0)));
@@ -18,8 +22,19 @@ public:
 private:
     static constexpr std::size_t kBufferSize = 4096; // the terminating NUL included
 
-    bool formatSimply(std::string_view format, va_list args);
+    struct Arguments {
+        va_list list;
+    };
+
+    void appendUsual(std::string_view format, va_list args);
+    void appendAny(std::string_view format, Arguments& args);
+    void appendPrinted(const char* format, va_list args) __attribute__((format(printf, 2, 0)));
+    static std::optional<FFormatValue> next(const FFormatSpec& spec, Arguments& args);
+    template <class Int>
+    static FFormatValue nextInteger(const FFormatSpec& spec, Arguments& args);
+
     void append(std::string_view text);
+    void appendValue(std::string_view text);
     template <class T>
     void appendNumber(T number);
 

@@ -6,7 +6,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <filesystem>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -17,11 +19,13 @@ namespace Kvs {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 bool isLogFileName(const std::string& fileName) {
     const std::string name = fLowerAscii(fileName);
     return name.ends_with(".txt") || name.ends_with(".log") || name.ends_with(".zip");
+}
+
+std::string pathIn(const std::string& dir, const char* name) {
+    return dir + (dir.ends_with('/') ? "" : "/") + name;
 }
 
 double ageInSeconds(const struct stat& status) {
@@ -30,26 +34,34 @@ double ageInSeconds(const struct stat& status) {
     return now.count() - static_cast<double>(modified.tv_sec) - static_cast<double>(modified.tv_nsec) / 1e9;
 }
 
-void cleanUpFile(const std::string& path, double maxAgeSeconds) {
+/// An entry is looked at and removed by its name in the open directory, so that nobody can put another
+/// directory there meanwhile.
+void cleanUpEntry(const std::string& dir, int directory, const char* name, double maxAgeSeconds) {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0) {
-        OCNSLog("cleanupLogDir: Failed to get attributes of cleanup directory: %@", path);
+    if (::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        OCNSLog("cleanupLogDir: Failed to get attributes of cleanup directory: %@", pathIn(dir, name));
         return;
     }
     // Folders are kept, even if they have the name of a log file. A symbolic link is removed itself, not its
     // target.
-    const bool isFile = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
-    if (isFile && ageInSeconds(status) > maxAgeSeconds && ::unlink(path.c_str()) != 0) {
-        OCNSLog("Failed to delete log file: %@, error: %@", path, std::generic_category().message(errno));
+    if (!S_ISDIR(status.st_mode) && ageInSeconds(status) > maxAgeSeconds &&
+        ::unlinkat(directory, name, 0) != 0) {
+        OCNSLog("Failed to delete log file: %@, error: %@", pathIn(dir, name),
+                std::generic_category().message(errno));
     }
 }
 
 void cleanUpDirectory(const std::string& dir, double maxAgeSeconds) {
-    std::error_code error;
-    for (fs::directory_iterator entry(dir, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        if (isLogFileName(entry->path().filename().string())) {
-            cleanUpFile(entry->path().string(), maxAgeSeconds);
+    constexpr std::chrono::milliseconds kLongest(50); // since the main thread waits
+    const auto end = std::chrono::steady_clock::now() + kLongest;
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(dir.c_str()), ::closedir);
+    while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
+        if (isLogFileName(entry->d_name)) {
+            cleanUpEntry(dir, ::dirfd(entries.get()), entry->d_name, maxAgeSeconds);
+        }
+        if (std::chrono::steady_clock::now() > end) {
+            OCNSLog("cleanupLogDir: %@ has too many entries, the next start goes on", dir);
+            return;
         }
     }
 }

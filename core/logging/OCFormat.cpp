@@ -2,6 +2,8 @@
 
 #include "core/logging/OCFormat.h"
 
+#include "core/text/ControlCharacters.h"
+
 #include <cstdio>
 
 namespace Kvs {
@@ -49,9 +51,10 @@ void appendInteger(std::string& out, const FFormatSpec& spec, const FFormatNumbe
     }
 }
 
-void appendConversion(std::string& out, const FFormatSpec& spec, const FFormatValue& value) {
+std::string printed(const FFormatSpec& spec, const FFormatValue& value) {
+    std::string out;
     if (spec.conversion == '@') {
-        out += fDescription(value);
+        out = fDescription(value);
     } else if (spec.isInteger()) {
         appendInteger(out, spec, std::get<FFormatNumber>(value));
     } else if (spec.isFloating()) {
@@ -59,9 +62,15 @@ void appendConversion(std::string& out, const FFormatSpec& spec, const FFormatVa
     } else {
         appendPrinted(out, printfFormat(spec, "s"), std::string(textOf(value)).c_str());
     }
+    return out;
 }
 
 } // namespace
+
+void fAppendConversion(std::string& out, const FFormatSpec& spec, const FFormatValue& value) {
+    const std::string text = printed(spec, value);
+    out += fHasControlCharacters(text) ? fControlCharactersEscaped(text) : text;
+}
 
 std::string fDescription(const FFormatValue& value) {
     if (const auto* number = std::get_if<FFormatNumber>(&value)) {
@@ -85,7 +94,7 @@ void fAppendFormatted(std::string& out, std::string_view format, const FFormatVa
         if (spec.conversion == '%') {
             out += '%';
         } else {
-            appendConversion(out, spec, *values++);
+            fAppendConversion(out, spec, *values++);
         }
     }
 }

@@ -40,7 +40,8 @@ struct FFormatNumber {
 /// One argument, ready to print; a text may point into the argument itself.
 using FFormatValue = std::variant<FFormatNumber, double, std::string_view, std::string>;
 
-/// Appends the format with its conversions filled in; they must fit the values.
+/// Appends the format with its conversions filled in; they must fit the values. The control characters of the
+/// format stay, those of the values are escaped.
 void fAppendFormatted(std::string& out, std::string_view format, const FFormatValue* values);
 
 /// Returns the text that "%@" gives for the value.
@@ -48,7 +49,8 @@ std::string fDescription(const FFormatValue& value);
 
 /// One conversion of a format, %[flags][width][.precision][l|ll|z]conversion.
 struct FFormatSpec {
-    std::string_view head; // flags, width and precision
+    std::string_view head;   // flags, width and precision
+    std::string_view length; // the length modifier
     char conversion = '\0';
 
     constexpr bool isInteger() const { return isOneOf(conversion, "diuxXc"); }
@@ -60,16 +62,18 @@ struct FFormatSpec {
         while (end < text.size() && isOneOf(text[end], "-+ #0123456789.")) {
             ++end;
         }
-        FFormatSpec spec{text.substr(0, end)};
+        FFormatSpec spec;
+        spec.head = text.substr(0, end);
         const std::size_t headEnd = end;
         while (end < text.size() && isOneOf(text[end], "lz")) {
             ++end;
         }
-        const bool sized = end > headEnd;
+        spec.length = text.substr(headEnd, end - headEnd);
         if (end < text.size()) {
             const char conversion = text[end++];
-            const bool plain = !sized && (isOneOf(conversion, "cs") || (conversion == '@' && headEnd == 0) ||
-                                          (conversion == '%' && headEnd == 0));
+            const bool plain =
+                spec.length.empty() && (isOneOf(conversion, "cs") || (conversion == '@' && headEnd == 0) ||
+                                        (conversion == '%' && headEnd == 0));
             if (plain || isOneOf(conversion, "diuxXfFeEgG")) {
                 spec.conversion = conversion;
             }
@@ -82,10 +86,14 @@ private:
     static constexpr bool isOneOf(char c, std::string_view set) { return set.find(c) != set.npos; }
 };
 
+/// Appends the value as the conversion, which must fit it and must not be "%%", prints it.
+void fAppendConversion(std::string& out, const FFormatSpec& spec, const FFormatValue& value);
+
 /// A log format that is checked against its arguments at compile time: a wrong count or kind of arguments
 /// does not compile. "%@" prints any text, number, list (as "(a, b)"), optional (an empty one as "(null)")
 /// or object with `description()`; "%s" prints any text. The integer conversions take every integer width
-/// and ignore the length modifiers. Everything else is as in printf.
+/// and ignore the length modifiers. Everything else is as in printf, but that the control characters of the
+/// arguments are escaped.
 template <class... Args>
 class OCFormat {
 public:

@@ -2,7 +2,10 @@
 
 #include "core/streams/FIOGFile.h"
 
+#include <cerrno>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Kvs {
 namespace {
@@ -18,10 +21,40 @@ const char* fopenModeOf(unsigned int mode) {
     case kFileReadWrite:
         return kExistingForWriting;
     case kFileAppend:
+    case kFileAppendOwn:
         return "a+e";
     default:
         return nullptr;
     }
+}
+
+/// Returns 0 if the open file is the user's alone, and makes sure that nobody else can open it; else an
+/// `errno` value.
+int claim(int file) {
+    struct stat status {};
+    if (::fstat(file, &status) != 0) {
+        return errno;
+    }
+    const bool own = S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink == 1;
+    return !own ? EPERM : ::fchmod(file, S_IRUSR | S_IWUSR) == 0 ? 0 : errno;
+}
+
+std::FILE* openOwn(const char* path) {
+    // O_NONBLOCK and O_NOCTTY are for a FIFO or a terminal that somebody has put there; it is refused then.
+    const int file =
+        ::open(path, O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
+               S_IRUSR | S_IWUSR);
+    if (file < 0) {
+        return nullptr;
+    }
+    errno = claim(file);
+    std::FILE* stream = errno == 0 ? ::fdopen(file, "a+") : nullptr;
+    if (!stream) {
+        const int error = errno;
+        ::close(file);
+        errno = error;
+    }
+    return stream;
 }
 
 } // namespace
@@ -38,7 +71,8 @@ FResult FIOGFile::openWith(const std::string& path, unsigned int mode, const cha
         if (!fopenMode) {
             return EINVAL;
         }
-        std::unique_ptr<std::FILE, Closer> file(std::fopen(path.c_str(), fopenMode));
+        std::unique_ptr<std::FILE, Closer> file(mode == kFileAppendOwn ? openOwn(path.c_str())
+                                                                       : std::fopen(path.c_str(), fopenMode));
         if (!file) {
             return errno;
         }

@@ -17,6 +17,10 @@ enum FFileMode : unsigned int {
     kFileWrite = 4,     ///< "w": makes or empties the file
     kFileReadWrite = 6, ///< "r+": the file must exist
     kFileAppend = 8,    ///< "a+": reads anywhere, writes at the end, makes a missing file
+    /// Like `kFileAppend`, but for a place where others may leave files: opens only a regular file of the own
+    /// user that has no other name, never through a symbolic link, and makes it accessible to this user
+    /// alone.
+    kFileAppendOwn = 16,
 };
 
 /// A file over the C library's `FILE`, buffered unless `setUnbuffered` says otherwise. Child processes do
@@ -26,7 +30,8 @@ public:
     FIOGFile() = default;
     ~FIOGFile() override;
 
-    /// Closes the previous file. Returns 0, the `errno` value of the failed open, or EINVAL for another mode.
+    /// Closes the previous file. Returns 0, the `errno` value of the failed open, EPERM for a file that is
+    /// refused, or EINVAL for another mode.
     FResult open(const char* path, unsigned int mode);
 
     /// Makes each write one write(2) that is done on return. Called after `open`, before any other operation.

@@ -3,11 +3,13 @@
 #include "core/system/FSysInfoPaths.h"
 
 #include "core/base/Errors.h"
+#include "core/system/FileDescriptor.h"
 #include "core/threads/FThreadLock.h"
 #include "core/time/FTime.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace Kvs {
@@ -36,6 +38,21 @@ bool isDirectory(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+/// Gives everybody access to the directory, unless the path names a symbolic link. An administrator's sticky
+/// bit stays: with it, users cannot remove each other's files. A directory of another user may refuse; it is
+/// then left as it is.
+void openToEveryone(std::string path) {
+    while (path.size() > 1 && path.ends_with('/')) {
+        path.pop_back(); // with a slash behind it, a link would be followed
+    }
+    const FileDescriptor directory(
+        ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (directory && ::fstat(directory.get(), &status) == 0) {
+        ::fchmod(directory.get(), 0777 | (status.st_mode & S_ISVTX));
+    }
+}
+
 } // namespace
 
 FGStr<char> FAppContext::getEnv(const char* name) { return FGStr<char>(std::getenv(name)); }
@@ -59,7 +76,8 @@ void FSysInfoPaths::setRoot(std::string_view root) {
 
 std::string FSysInfoPaths::underRoot(std::string_view path) {
     FLockGuard guard(paths().lock);
-    return paths().root + std::string(path);
+    const bool relative = !paths().root.empty() && !path.empty() && path.front() != '/';
+    return paths().root + (relative ? "/" : "") + std::string(path);
 }
 
 FGStr<char> FSysInfoPaths::getHomeFolder() {
@@ -76,8 +94,7 @@ FGStr<wchar_t> FSysInfoPaths::getUserLogDirW() {
             return paths().userLogDir;
         }
     }
-    FGStr<wchar_t> path = getHomeFolderW();
-    path.append(L"KvLogs");
+    const FGStr<wchar_t> path = fWiden(underRoot(getHomeFolder().str() + "KvLogs"));
     if (!TFSysFile::exists(path)) {
         TFSysFile::makeDirectory(path); // a failure shows when a file is opened in it
     }
@@ -92,8 +109,7 @@ void FSysInfoPaths::setUserLogDirW(const FGStr<wchar_t>& path) {
     if (!isDirectory(narrow)) {
         throw FException("Log directory could not be created", "FSysInfoPaths::setUserLogDirW()");
     }
-    // Every user's agent logs there. A directory of another user may refuse; it is then left as it is.
-    ::chmod(narrow.c_str(), 0777);
+    openToEveryone(narrow); // since every user's agent logs there
     FLockGuard guard(paths().lock);
     paths().userLogDir = withSlash(path);
 }

@@ -35,19 +35,21 @@ public:
     /// anything else.
     static void setRoot(std::string_view root);
 
-    /// Returns the path below the root, or the path itself if no root is set.
+    /// Returns the path below the root, where a relative one begins, too; or the path itself if no root is
+    /// set.
     static std::string underRoot(std::string_view path);
 
     /// Returns $HOME, or "." when it is empty; ends with "/".
     static FGStr<char> getHomeFolder();
     static FGStr<wchar_t> getHomeFolderW();
 
-    /// Returns the directory set by `setUserLogDirW`, else "KvLogs" in the home folder (created when
-    /// missing); ends with "/".
+    /// Returns the directory set by `setUserLogDirW`, else "KvLogs" in the home folder below the root
+    /// (created when missing); ends with "/".
     static FGStr<wchar_t> getUserLogDirW();
 
-    /// Creates the directory when it is missing, makes it accessible to all (0777) and stores it.
-    /// Throws FException when it can be neither found nor made.
+    /// Creates the directory when it is missing, makes it accessible to all (0777) and stores it. A directory
+    /// that is reached through a symbolic link keeps its mode. Throws FException when it can be neither found
+    /// nor made.
     static void setUserLogDirW(const FGStr<wchar_t>& path);
 
     /// Returns log directory + prefix + the current UTC time (with "-" for ":") + extension.

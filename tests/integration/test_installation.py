@@ -7,6 +7,7 @@ import contextlib
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 
@@ -27,7 +28,7 @@ def installed(box, prefix, staging=""):
 
     def cmake(*arguments):
         return subprocess.run(["cmake", *arguments], env=os.environ | {"DESTDIR": str(staging)},
-                              capture_output=True, text=True)
+                              capture_output=True, text=True, umask=0o077)
 
     try:
         done = cmake("--install", box.build, "--prefix", prefix)
@@ -40,6 +41,10 @@ def installed(box, prefix, staging=""):
 
 def content(folder):
     return {str(path.relative_to(folder)) for path in folder.rglob("*")}
+
+
+def modes_of_folders(folder):
+    return {path.stat().st_mode & 0o7777 for path in folder.rglob("*") if path.is_dir()}
 
 
 def read_entry(path):
@@ -63,6 +68,7 @@ def it_is_installed_and_runs_and_is_uninstalled(box):
         wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY}
         found = {name for name in content(prefix) if not (prefix / name).is_dir()}
         expect(found == wanted, f"installed differently: {found ^ wanted}")
+        expect(modes_of_folders(prefix) == {0o755}, f"the folders' modes are {modes_of_folders(prefix)}")
         bundle = box.build / "KvnGUIAgent.app/Contents"
         built = {name for name in content(bundle) if not (bundle / name).is_dir()}
         expect(built == set(inside), f"the built bundle differs from the installed one: {built ^ set(inside)}")
@@ -95,8 +101,12 @@ def it_is_installed_and_runs_and_is_uninstalled(box):
     with installed(box, "/usr", staging) as uninstall:
         expect(read_entry(staging / ENTRY)[1] == '"/usr/bin/KvnGUIAgent" --ui none', "the staging is in the entry")
         expect(uninstall().returncode == 0, "not uninstalled")
+        registry = staging / "Library/Application Support/com.korvane.remote/registry"
+        expect(registry.stat().st_mode & 0o7777 == 0o777, "not every user can write preferences")
+        shutil.rmtree(staging / "Library")
         wanted = {"etc", "etc/xdg", "etc/xdg/autostart", "usr", "usr/bin", "usr/lib"}
         expect(content(staging) == wanted, f"left are {content(staging)}")
+        expect(modes_of_folders(staging) == {0o755}, f"the folders' modes are {modes_of_folders(staging)}")
 
 
 main([it_is_installed_and_runs_and_is_uninstalled])

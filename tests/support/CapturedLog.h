@@ -37,8 +37,7 @@ private:
         bool add(const Kvs::FLogRecord& record) override {
             std::string line;
             for (const Kvs::TFValueBase& item : record) {
-                line.append(line.empty() ? "" : "\t");
-                item.appendTo(line);
+                line.append(line.empty() ? "" : "\t").append(item.toCString().token());
             }
             const std::lock_guard<std::mutex> guard(mutex_);
             lines_.push_back(std::move(line));

@@ -77,6 +77,8 @@ TEST(LineFormat, EqualsPrintfUpTo4095Characters) {
     const char* volatile null = nullptr; // keeps the compiler from checking the argument
     EXPECT_EQ(line("%d%s%u.", std::numeric_limits<int>::min(), "|", std::numeric_limits<unsigned>::max()),
               "-2147483648|4294967295.");
+    EXPECT_EQ(line("%ld %llu %zd %c|%-3d|%5s|%.*s|%%", -1L, ~0ULL, ssize_t{-2}, 'c', 1, "ab", 2, "abc"),
+              "-1 18446744073709551615 -2 c|1  |   ab|ab|%");
     EXPECT_EQ(line("%s", static_cast<const char*>(null)), "(null)");
     // The simple part comes first and is done again by the full formatter.
     EXPECT_EQ(line("%s %d %% %5.1f %lu %x", "a", 1, 2.25, 3UL, 255U), "a 1 %   2.2 3 ff");
@@ -86,6 +88,31 @@ TEST(LineFormat, EqualsPrintfUpTo4095Characters) {
     EXPECT_EQ(line("%6s", large.c_str()), std::string(4095, 'x'));
     EXPECT_EQ(line("%s%d", large.substr(0, 4093).c_str(), 12345), large.substr(0, 4093) + "12");
     EXPECT_EQ(line("%s%s", large.c_str(), large.c_str()), std::string(4095, 'x'));
+}
+
+TEST(Formats, EscapeTheControlCharactersOfValuesOnly) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"a\nb\r\tc", "a\\nb\\r\\tc"},
+        {"\x1B[2J\x7F", "\\x1b[2J\\x7f"},
+        {"\xC2\x9B"
+         "2J\xC2\x85",
+         "\\u009b2J\\u0085"},
+        {"\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\xAE\xE2\x81\xA6", "\\u2028\\u2029\\u202e\\u2066"},
+        // What is no UTF-8 could be one byte of Latin-1: a lone byte, an overlong form, a cut one.
+        {"\x9B[", "\\x9b["},
+        {"\xE0\x82\x9B", "\xE0\\x82\\x9b"},
+        {"\xE2\x80", "\xE2\\x80"},
+        {"a \\ ~ \xC4\x9B \xE2\x80\xA7 \xF0\x9D\x84\x9E \xFC",
+         "a \\ ~ \xC4\x9B \xE2\x80\xA7 \xF0\x9D\x84\x9E \xFC"},
+    };
+    for (const auto& [value, escaped] : cases) {
+        const std::string expected = "\t"s + escaped + "\n" + escaped + "\n";
+        EXPECT_EQ(line("\t%s\n%1s\n", value, value), expected);
+        EXPECT_EQ(text("\t%s\n%@\n", value, value), expected);
+    }
+    EXPECT_EQ(text("%@%c", std::vector<std::string>{"a\n", "\0"s}, '\n'), "(a\\n, \\x00)\\n");
+    EXPECT_EQ(line("%.3s\n%c", "a\nbc", '\n'), "a\\nb\\n\\n") << "a format that cannot be followed";
+    EXPECT_EQ(line("%s", std::string(4000, '\n').c_str()).size(), 4095U);
 }
 
 } // namespace

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 
+#include "core/base/Errors.h"
 #include "core/logging/FLogBookFile.h"
 #include "core/logging/FLoggable.h"
+#include "tests/support/FakeClock.h"
 #include "tests/support/Test.h"
 
 namespace {
@@ -45,16 +47,86 @@ TEST_F(FLogBookFileTest, WritesOneLineARecordAndSeparatesRuns) {
            << FGStr<char>("core") << "Sending Message: GetStatus";
     EXPECT_TRUE(book.add(record));
     EXPECT_TRUE(book.add(FLogRecord()));
-    EXPECT_TRUE(book.addText(std::string(1'000'000, 'x')));
-    EXPECT_EQ(items(), kHeader + "\tfirst\n\n\n\t4294967295\t-5\t\tcore\tSending Message: GetStatus\n\n\t" +
-                           std::string(1'000'000, 'x') + "\n");
+    EXPECT_TRUE(book.add(FLogRecord() << "a\nb\tc"));
+    EXPECT_TRUE(book.addText("the format's\nown break"));
+    EXPECT_TRUE(book.addText(std::string(500'000, 'x')));
+    EXPECT_EQ(items(),
+              kHeader +
+                  "\tfirst\n\n\n\t4294967295\t-5\t\tcore\tSending Message: GetStatus\n\n\ta\\nb\\tc\n"
+                  "\tthe format's\nown break\n\t" +
+                  std::string(500'000, 'x') + "\n");
+}
+
+TEST_F(FLogBookFileTest, TakesOnlyAFileThatNobodyElseCanHavePutThere) {
+    const std::string log = folder.file("log.txt"), other = folder.file("private");
+    const std::pair<const char*, std::function<bool()>> plants[] = {
+        {"link", [&] { return symlink(other.c_str(), log.c_str()) == 0; }},
+        {"dangling link", [&] { return symlink(folder.file("new").c_str(), log.c_str()) == 0; }},
+        {"second name", [&] { return link(other.c_str(), log.c_str()) == 0; }},
+        {"pipe", [&] { return mkfifo(log.c_str(), 0666) == 0; }},
+        {"folder", [&] { return fs::create_directory(log); }},
+        {"another user's", [&] { return writeFile(log, ""), chown(log.c_str(), 2, 2) == 0; }},
+    };
+    for (const auto& [name, plant] : plants) {
+        writeFile(other, "private");
+        fs::permissions(other, fs::perms(0640));
+        if (!plant()) {
+            EXPECT_NE(geteuid(), 0U) << name; // only root can do everything
+            fs::remove(log);
+            continue;
+        }
+        EXPECT_THROW(FLogBookFile{path}, FException) << name;
+        EXPECT_EQ(readFile(other), "private") << name;
+        EXPECT_EQ(fs::status(other).permissions(), fs::perms(0640)) << name;
+        EXPECT_FALSE(fs::exists(folder.file("new"))) << name;
+        fs::remove(log);
+    }
+    for (const char* state : {"new", "old"}) {
+        FLogBookFile book(path);
+        EXPECT_EQ(fs::status(log).permissions(), fs::perms(0600)) << state;
+        fs::permissions(log, fs::perms(0666));
+    }
+}
+
+TEST_F(FLogBookFileTest, GrowsByLessThan5MegabytesAMinuteAndCountsWhatItLeavesOut) {
+    FakeClock clock;
+    FLogBookFile book(path, LogLimit([&] { return clock.steadyNow(); }));
+    const std::string text(1000, 'x');
+    unsigned int written = 0, found = 0;
+    const auto write = [&](unsigned int count) {
+        for (unsigned int i = 0; i < count; ++i) {
+            EXPECT_TRUE(book.addText(text));
+        }
+        written += count;
+    };
+    clock.advance(1h);
+    write(1000);
+    EXPECT_EQ(FGStr<char>(content()).count(text), 1000U) << "a burst after a quiet time is all there";
+    for (int i = 0; i < 590; ++i) {
+        clock.advance(100ms);
+        write(20);
+    }
+    EXPECT_LT(content().size(), 5'000'000U);
+    clock.advance(10s);
+    write(1);
+
+    std::istringstream lines(items());
+    for (std::string line; std::getline(lines, line);) {
+        unsigned int leftOut = 0;
+        found += line == "\t" + text;
+        if (std::sscanf(line.c_str(), "\t%u lines were left out", &leftOut) == 1) {
+            found += leftOut;
+        }
+    }
+    EXPECT_EQ(found, written);
+    EXPECT_THAT(items(), HasSubstr("x\n\tToo many lines: the next ones are left out\n\t1"));
 }
 
 TEST_F(FLogBookFileTest, LogsErrorsAndKeepsThemUntilTheyAreCleared) {
     FLogBookFile book(path);
     std::thread([&] { book.setLastError(5, "openPipe", "connect", -1, "connection refused"); }).join();
     book.setLastError(5, "openPipe", "connect", -2, nullptr);
-    book.setLastError(6, "a", "b", 0, "text");
+    book.setLastError(6, "a", "b", 0, "te\nxt");
     EXPECT_EQ(
         items(),
         kHeader +
@@ -62,8 +134,8 @@ TEST_F(FLogBookFileTest, LogsErrorsAndKeepsThemUntilTheyAreCleared) {
             "\tSet LastError:\t4294967295\t5\topenPipe\tconnect\t-1\tconnection refused\n"
             "\tSetLastError(5): [openPipe] has invoked [connect] which returned -2\n"
             "\tSet LastError:\t4294967295\t5\topenPipe\tconnect\t-2\t\n"
-            "\tSetLastError(6): [a] has invoked [b] which returned 0 - text\n"
-            "\tSet LastError:\t4294967295\t6\ta\tb\t0\ttext\n");
+            "\tSetLastError(6): [a] has invoked [b] which returned 0 - te\\nxt\n"
+            "\tSet LastError:\t4294967295\t6\ta\tb\t0\tte\\nxt\n");
 
     const pthread_t self = pthread_self();
     const pthread_t any{};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "core/logging/CNSLog.h"
+#include "core/logging/FLogBookFile.h"
 #include "core/logging/FTransferLog.h"
 #include "core/system/FSysInfoPaths.h"
 #include "tests/support/Test.h"
@@ -89,6 +90,7 @@ TEST_F(CNSLogTest, LinesThatNoBookTakesAppearOnTheConsole) {
         FTransferLog::useLogBook(FRef<FLogBook>(book));
         EXPECT_THAT(logged(), onConsole);
     }
+    EXPECT_THAT(console([] { CNSLog("a%s\nb", "\n"); }), MatchesRegex(consoleLine + "a\\\\n\nb\n"));
     init(kLogModeDebugOn);
     EXPECT_THAT(console([] { CNSLog("lost %d", 3); }),
                 MatchesRegex(consoleLine + "[^ ]+ Thread\\[[0-9a-f]+\\]: lost 3\t\n"))
@@ -121,6 +123,19 @@ TEST_F(CNSLogTest, GoesOnWhenTheDirectoryOrTheFileCannotBeMade) {
     EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), folder.file("logs/"));
 }
 
+TEST_F(CNSLogTest, AConsoleThatIsNotReadHoldsNothingUp) {
+    const auto flood = [] { // in a process of its own: its lines are left out for a while
+        int ends[2];
+        ASSERT_EQ(::pipe(ends), 0);
+        ::dup2(ends[1], STDERR_FILENO);
+        for (int i = 0; i < 10'000; ++i) {
+            CNSLog("%01000d", i);
+        }
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(flood(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(CNSLogTest, AThreadMayLogUntilItsVeryEnd) {
     struct LastWords { // destroyed after what its thread makes later
         ~LastWords() { CNSLog("last words"); }
@@ -137,7 +152,14 @@ TEST_F(CNSLogTest, AThreadMayLogUntilItsVeryEnd) {
 }
 
 TEST_F(CNSLogTest, ThreadsLogWhileTheBookIsReplaced) {
-    init(kLogModeDebugOff | kLogModeNewLogBook);
+    fs::create_directory(folder.file("logs"));
+    const auto useBook = [&](int number) {
+        auto now = std::chrono::steady_clock::now(); // runs ahead, so that no line is left out
+        const LogLimit limit([now]() mutable { return now += LogLimit::kPeriod; });
+        const auto path = fWiden(folder.file("logs/" + std::to_string(number)));
+        FTransferLog::useLogBook(FRef<FLogBook>(new FLogBookFile(path, limit)));
+    };
+    useBook(0);
     const std::string line(10'000, 'x');
     std::atomic<bool> stop = false;
     std::atomic<std::size_t> written = 0;
@@ -150,8 +172,8 @@ TEST_F(CNSLogTest, ThreadsLogWhileTheBookIsReplaced) {
             }
         });
     }
-    for (int i = 0; i < 20; ++i) {
-        ASSERT_TRUE(CNSUseNewLogBook());
+    for (int i = 1; i <= 20; ++i) {
+        useBook(i);
         EXPECT_TRUE(waitUntil([&, begin = written.load()] { return written > begin + 10; }));
     }
     stop = true;

@@ -21,6 +21,7 @@ TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
     for (const auto& [root, path] : cases) {
         FSysInfoPaths::setRoot(root);
         EXPECT_EQ(FSysInfoPaths::underRoot("/bin/ps"), path) << root;
+        EXPECT_EQ(FSysInfoPaths::underRoot("") + "/bin/ps", path) << root;
     }
     FSysInfoPaths::setRoot("");
 }
@@ -36,6 +37,12 @@ TEST(FSysInfoPathsDeathTest, TheDefaultLogDirectoryIsMadeInTheHome) {
             const auto& config = FOSXSystemConfig::getInstance();
             EXPECT_EQ(fNarrow(config.getServiceLogDirectory(L"")), home.file("KvLogs/"));
             EXPECT_TRUE(fs::is_directory(home.file("KvLogs")));
+            FSysInfoPaths::setRoot(home.path());
+            for (const char* below : {"/a", "b"}) {
+                fs::create_directory(home.file(below));
+                setenv("HOME", below, 1);
+                EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), fs::path(home.file(below)) / "KvLogs/");
+            }
         }
         std::_Exit(HasFailure() ? 1 : 0);
     };
@@ -49,6 +56,15 @@ TEST(FSysInfoPaths, SetsTheLogDirectory) {
         EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), folder.file("x/"));
     }
     EXPECT_EQ(fs::status(folder.file("x")).permissions(), fs::perms(0777));
+    fs::create_directory(folder.file("closed"));
+    fs::permissions(folder.file("closed"), fs::perms(0700));
+    fs::create_directory_symlink("closed", folder.file("link"));
+    fs::permissions(folder.file("x"), fs::perms(01700));
+    for (const char* name : {"link/", "x"}) {
+        FSysInfoPaths::setUserLogDirW(fWiden(folder.file(name)));
+    }
+    EXPECT_EQ(fs::status(folder.file("closed")).permissions(), fs::perms(0700));
+    EXPECT_EQ(fs::status(folder.file("x")).permissions(), fs::perms(01777)) << "the sticky bit stays";
     EXPECT_THAT(fNarrow(FSysInfoPaths::getNewLogFileNameW(L"Agent_", L".txt")),
                 testing::MatchesRegex(folder.file("x/Agent_[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}-[0-9]{2}-"
                                                   "[0-9]{2}[.][0-9]{3}[.]txt")));

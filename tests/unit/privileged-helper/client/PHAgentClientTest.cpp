@@ -185,7 +185,7 @@ TEST_F(PHAgentClientTest, AsksForTheRightWithUserOrPrompt) {
         std::string user, password, prompt, creationFlags, flags, environment, logged;
     } cases[] = {
         {"ann", "pw", "?", "0", "18", " username=ann password=pw", "2, 3, ann"},
-        {"", "", "Allow?", "19", "19", " prompt=Allow?\n\n", "1, 8, Allow?\n\n"},
+        {"", "", "Allow?", "19", "19", " prompt=Allow?\n\n", "1, 8, Allow?\\n\\n"},
         {"", "", "", "19", "19", "", "0"},
     };
     const auto client = makeClient();
