@@ -14,8 +14,8 @@ public:
     std::variant<std::string, Error> write(const PropertyValue& value) const override;
 };
 
-/// Returns true if the bytes begin like a list in XML or in the binary form, and not in the old text form. The
-/// latter may begin with "<", too: with data in hexadecimal digits, <0fbd 77>.
+/// Returns true if the bytes begin like a list in XML or in the binary form, and not in the old text form.
+/// The latter may begin with "<", too: with data in hexadecimal digits, <0fbd 77>.
 bool readsPropertyListForm(std::string_view bytes);
 
 } // namespace kvn::host
