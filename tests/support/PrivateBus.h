@@ -20,10 +20,13 @@ namespace kvn::test {
 /// A message bus of the test, which serves as the session's and the system's.
 class PrivateBus {
 public:
-    PrivateBus() {
+    explicit PrivateBus(bool started = true) {
         const std::string address = "unix:path=" + folder_.file("bus");
         setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
         setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+        if (started) {
+            start();
+        }
     }
     ~PrivateBus() { stop(); }
     PrivateBus(const PrivateBus&) = delete;

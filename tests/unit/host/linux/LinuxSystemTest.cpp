@@ -183,7 +183,7 @@ private:
 
 TEST(LogindConsoleUser, FollowsTheForegroundSession) {
     const CapturedLog log;
-    PrivateBus bus;
+    PrivateBus bus(false);
     host::LogindConsoleUser console(bus.loop(), bus.connection());
     int changes = 0;
     const auto registration = console.onChange([&] { ++changes; });
