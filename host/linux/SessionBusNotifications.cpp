@@ -5,8 +5,6 @@
 #include "core/logging/CNSLog.h"
 #include "host/linux/NotificationMessage.h"
 
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
 namespace kvn::host {
@@ -45,11 +43,11 @@ bool SessionBusNotifications::post(const Notification& notification) {
     if (!message) {
         return false;
     }
-    const int result = appendNotification(*message, notification) ? bus_->send(message) : -EINVAL;
-    if (result < 0) {
-        Kvs::OCNSLog("Failed to post %@: %@", notification.name, std::strerror(-result));
+    if (!appendNotification(*message, notification)) {
+        Kvs::OCNSLog("Failed to post %@: its texts are not UTF-8", notification.name);
+        return false;
     }
-    return result >= 0;
+    return bus_->send(message) >= 0;
 }
 
 void SessionBusNotifications::take(sd_bus_message& message) {

@@ -18,32 +18,43 @@
 
 namespace kvn::test {
 
-/// Returns a D-Bus message. The fields are pairs of a code and a text; the body has the signature.
-inline std::string busMessage(char type, const std::vector<std::pair<char, std::string>>& fields,
-                              const std::string& signature, const std::string& body) {
+enum BusMessageType : char { kCall = 1, kAnswer = 2, kSignal = 4 };
+
+/// Returns a D-Bus message. The fields are pairs of a code and a text; the body has the signature; `answered`
+/// is the number of the call that an answer belongs to.
+inline std::string busMessage(BusMessageType type, const std::vector<std::pair<char, std::string>>& fields,
+                              const std::string& signature, const std::string& body,
+                              std::size_t answered = 0) {
     const auto number = [](std::size_t value) {
         const auto narrow = static_cast<std::uint32_t>(value);
         return std::string(reinterpret_cast<const char*>(&narrow), sizeof narrow);
     };
     const auto align = [](std::string& text) { text.resize((text.size() + 7) / 8 * 8); };
-    std::string array = "\x05\x01u"s + '\0' + number(1); // answers message 1
+    std::string array = answered == 0 ? "" : "\x05\x01u"s + '\0' + number(answered);
     for (const auto& [code, text] : fields) {
         align(array);
         array += code + "\x01"s + (code == 1 ? 'o' : 's') + '\0' + number(text.size()) + text + '\0';
     }
     align(array);
     array += "\x08\x01g"s + '\0' + static_cast<char>(signature.size()) + signature + '\0';
-    std::string message =
-        "l"s + type + '\0' + '\x01' + number(body.size()) + number(7) + number(array.size()) + array;
+    std::string message = "l"s + static_cast<char>(type) + '\0' + '\x01' + number(body.size()) + number(7) +
+                          number(array.size()) + array;
     align(message);
     return message + body;
 }
 
-/// The answers of a bus to the handshake of its library, up to the accepted identity, and to the first
-/// message.
+/// The answer of a bus to the proof of identity.
 inline const std::string kAccepted = "DATA\r\nOK 0123456789abcdef0123456789abcdef\r\nAGREE_UNIX_FD\r\n";
-inline const std::string kWelcome =
-    kAccepted + busMessage('\x02', {{'\x07', "org.freedesktop.DBus"}}, "s", "\x04\0\0\0:1.1\0"s);
+
+/// Also the answers to the first message, which asks for a name, and to the rules that follow.
+inline const std::string kWelcome = [] {
+    const std::vector<std::pair<char, std::string>> sender{{'\x07', "org.freedesktop.DBus"}};
+    std::string text = kAccepted + busMessage(kAnswer, sender, "s", "\x04\0\0\0:1.1\0"s, 1);
+    for (std::size_t rule = 2; rule <= 4; ++rule) {
+        text += busMessage(kAnswer, sender, "", "", rule);
+    }
+    return text;
+}();
 
 /// Serves as both buses and does not do what a bus does: it says a greeting, then the same text for ever, and
 /// reads nothing.
@@ -51,8 +62,8 @@ class HostileBus {
 public:
     struct Habits {
         std::string greeting = {};
-        std::string flood = {};  // not repeated when empty
-        bool hangsUp = false; // after the greeting
+        std::string flood = {}; // not repeated when empty
+        bool hangsUp = false;   // after the greeting
     };
 
     explicit HostileBus(Habits habits) : habits_(std::move(habits)) {
