@@ -98,12 +98,12 @@ private:
             pollfd waiting{listener_.get(), POLLIN, 0};
             if (poll(&waiting, 1, habits_.flood.empty() || guests_.empty() ? 1 : 0) == 1) {
                 guests_.push_back({Kvs::FileDescriptor(accept(listener_.get(), nullptr, nullptr))});
+                ++accepted_;
                 const auto& text = habits_.greeting;
                 send(guests_.back().socket.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
                 if (habits_.hangsUp) {
                     guests_.pop_back();
                 }
-                ++accepted_;
             }
             if (hangsUp_.exchange(false)) {
                 guests_.clear();
