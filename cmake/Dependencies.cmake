@@ -8,10 +8,13 @@ find_package(nlohmann_json 3.11 REQUIRED)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc>=2.5)
-    # Version 2 has other names for most of the functions that are used.
-    pkg_check_modules(SDBUS REQUIRED IMPORTED_TARGET sdbus-c++>=1.2 sdbus-c++<2)
+    pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=246) # for sd-bus
 endif()
 if(KVN_BUILD_TESTS)
+    if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+        # Version 2 has other names for most of the functions that are used.
+        pkg_check_modules(SDBUS REQUIRED IMPORTED_TARGET sdbus-c++>=1.2 sdbus-c++<2)
+    endif()
     if(CMAKE_CROSSCOMPILING)
         # No system has the libraries for another one, but Debian has GoogleTest's sources.
         set(INSTALL_GTEST OFF)

@@ -29,6 +29,8 @@ public:
     virtual MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object,
                                      std::function<void(const Notification&)> handler) = 0;
 
+    /// Returns false at once when the session's service is not connected, which takes a moment after this
+    /// object was made.
     virtual bool post(const Notification& notification) = 0;
 };
 

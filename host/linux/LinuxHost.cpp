@@ -3,6 +3,7 @@
 #include "host/Host.h"
 
 #include "core/system/FSysInfoPaths.h"
+#include "host/linux/BusConnection.h"
 #include "host/linux/LinuxPowerManagement.h"
 #include "host/linux/LinuxPrivilegedJobs.h"
 #include "host/linux/LinuxRunningApplications.h"
@@ -10,6 +11,7 @@
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/LinuxWorkspace.h"
 #include "host/linux/LogindConsoleUser.h"
+#include "host/linux/SessionBusNotifications.h"
 #include "host/linux/Unavailable.h"
 #include "host/none/NoInput.h"
 #include "host/plist/XmlPropertyList.h"
@@ -57,7 +59,9 @@ Host makeHost(FrontEnd) {
     host.propertyList = std::make_unique<XmlPropertyList>();
     host.bundle = std::make_unique<AppBundle>(ownBundlePath(), *host.propertyList,
                                               host.systemInfo->preferredLanguages());
-    host.powerManagement = std::make_unique<LinuxPowerManagement>(*host.mainLoop);
+    const auto sessionBus = std::make_shared<BusConnection>(*host.mainLoop, BusConnection::Bus::Session);
+    const auto systemBus = std::make_shared<BusConnection>(*host.mainLoop, BusConnection::Bus::System);
+    host.powerManagement = std::make_unique<LinuxPowerManagement>(*host.mainLoop, sessionBus, systemBus);
     host.pointer = std::make_unique<NoPointer>();
     auto sleeper = std::make_unique<InterruptibleSleeper>();
     auto jobs = std::make_unique<LinuxPrivilegedJobs>(*host.bundle, *runner, *host.propertyList);
@@ -77,9 +81,9 @@ Host makeHost(FrontEnd) {
     host.scriptRunner = std::make_unique<NoScriptRunner>();
     host.workQueue = std::move(queue);
     host.toolQueue = std::move(toolQueue);
-    host.consoleUser = std::make_unique<LogindConsoleUser>(*host.mainLoop);
-    host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner);
-    host.notifications = makeDistributedNotifications(*host.mainLoop);
+    host.consoleUser = std::make_unique<LogindConsoleUser>(*host.mainLoop, systemBus);
+    host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner, systemBus);
+    host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop, sessionBus);
     host.runningApplications =
         std::make_unique<LinuxRunningApplications>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
     host.hotKeys = std::make_unique<NoHotKeys>();

@@ -4,9 +4,13 @@
 
 #include "host/linux/LogindSleep.h"
 
+#include <utility>
+
 namespace kvn::host {
 
-LinuxPowerManagement::LinuxPowerManagement(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
+LinuxPowerManagement::LinuxPowerManagement(MainLoop& mainLoop, std::shared_ptr<BusConnection> sessionBus,
+                                           std::shared_ptr<BusConnection> systemBus)
+    : mainLoop_(mainLoop), systemBus_(std::move(systemBus)), screenSaver_(mainLoop, std::move(sessionBus)) {}
 LinuxPowerManagement::~LinuxPowerManagement() = default;
 
 std::int32_t LinuxPowerManagement::declareUserActivity(const std::string&, UserActivity, AssertionId& id) {
@@ -21,14 +25,15 @@ std::int32_t LinuxPowerManagement::preventIdleDisplaySleep(const std::string& na
 std::int32_t LinuxPowerManagement::releaseAssertion(AssertionId id) { return screenSaver_.unInhibit(id); }
 
 bool LinuxPowerManagement::registerForSystemPower(MessageHandler handler) {
-    sleep_ = LogindSleep::start(mainLoop_, [this, handler = std::move(handler)](bool goesToSleep) {
-        if (goesToSleep) {
-            handler(kSystemWillSleep, ++change_);
-        } else {
-            handler(kSystemHasPoweredOn, 0);
-        }
-    });
-    return sleep_ != nullptr;
+    sleep_ =
+        LogindSleep::start(mainLoop_, systemBus_, [this, handler = std::move(handler)](bool goesToSleep) {
+            if (goesToSleep) {
+                handler(kSystemWillSleep, ++change_);
+            } else {
+                handler(kSystemHasPoweredOn, 0);
+            }
+        });
+    return true;
 }
 
 std::int32_t LinuxPowerManagement::deregisterForSystemPower() {

@@ -12,12 +12,16 @@ namespace kvn::host {
 
 class LogindSleep;
 
-/// Uses the interfaces of the screen saver and of logind. Error codes are errno values, ENOTCONN without a
-/// bus. logind does not ask if the system may sleep, so `kCanSystemSleep` is never sent and
-/// `cancelPowerChange` does nothing. User activity creates no assertion.
+/// Uses the interfaces of the screen saver and of logind, for whose answers it does not wait: a result of 0
+/// means that the request is on its way, and a refusal is logged later. Error codes are errno values,
+/// ENOTCONN without a session bus. A registration for power messages always succeeds; they come as long as
+/// there is a system bus with a logind. logind does not ask if the system may sleep, so `kCanSystemSleep` is
+/// never sent and `cancelPowerChange` does nothing. User activity creates no assertion.
 class LinuxPowerManagement final : public PowerManagement {
 public:
-    explicit LinuxPowerManagement(MainLoop& mainLoop);
+    /// The main loop outlives this object.
+    LinuxPowerManagement(MainLoop& mainLoop, std::shared_ptr<BusConnection> sessionBus,
+                         std::shared_ptr<BusConnection> systemBus);
     ~LinuxPowerManagement() override;
 
     std::int32_t declareUserActivity(const std::string& name, UserActivity kind, AssertionId& id) override;
@@ -30,6 +34,7 @@ public:
 
 private:
     MainLoop& mainLoop_;
+    const std::shared_ptr<BusConnection> systemBus_;
     ScreenSaver screenSaver_;
     std::shared_ptr<LogindSleep> sleep_; // null while not registered
     std::intptr_t change_ = 0;           // names the latest sleep

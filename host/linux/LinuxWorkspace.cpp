@@ -36,13 +36,14 @@ std::optional<std::string> findInPath(const std::string& name) {
 
 } // namespace
 
-LinuxWorkspace::LinuxWorkspace(MainLoop& mainLoop, ProcessRunner& processRunner)
-    : mainLoop_(mainLoop), processRunner_(processRunner) {}
+LinuxWorkspace::LinuxWorkspace(MainLoop& mainLoop, ProcessRunner& processRunner,
+                               std::shared_ptr<BusConnection> systemBus)
+    : mainLoop_(mainLoop), processRunner_(processRunner), systemBus_(std::move(systemBus)) {}
 
 MainLoop::Handle LinuxWorkspace::observe(std::function<void(Event)> handler) {
     auto observer = std::make_shared<Observer>(Observer{std::move(handler), nullptr});
-    observer->sleep =
-        LogindSleep::start(mainLoop_, [weak = std::weak_ptr<Observer>(observer)](bool goesToSleep) {
+    observer->sleep = LogindSleep::start(
+        mainLoop_, systemBus_, [weak = std::weak_ptr<Observer>(observer)](bool goesToSleep) {
             const auto locked = weak.lock(); // kept alive if its handler ends the registration
             if (!locked) {
                 return;
@@ -52,9 +53,6 @@ MainLoop::Handle LinuxWorkspace::observe(std::function<void(Event)> handler) {
                 locked->sleep->letSleep();
             }
         });
-    if (!observer->sleep) {
-        Kvs::CNSLog("Sleep and wake are not announced: there is no system bus, or no logind on it");
-    }
     return keepAlive(std::move(observer));
 }
 

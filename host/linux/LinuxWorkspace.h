@@ -4,19 +4,23 @@
 
 #include "host/ProcessRunner.h"
 #include "host/Workspace.h"
+#include "host/linux/BusConnection.h"
+
+#include <memory>
 
 namespace kvn::host {
 
-/// Uses logind and xdg-open, which is found in $PATH. Without logind no event is announced; without xdg-open
-/// no link or folder can be opened. Both are logged once. A sleep is delayed until the observer returns, but
-/// no longer than logind allows (InhibitDelayMaxSec). Started programs get a process session of their own.
-/// Never sends `WillEndSession`: logind does not know of log-outs, and a shutdown sends SIGTERM.
+/// Uses logind and xdg-open, which is found in $PATH. Without a system bus with a logind no event is
+/// announced; without xdg-open no link or folder can be opened. Both are logged once. A sleep is delayed
+/// until the observer returns, but no longer than logind allows (InhibitDelayMaxSec). Started programs get a
+/// process session of their own. Never sends `WillEndSession`: logind does not know of log-outs, and a
+/// shutdown sends SIGTERM.
 class LinuxWorkspace final : public Workspace {
 public:
     /// `mainLoop` and `processRunner` outlive the workspace and its observer.
-    LinuxWorkspace(MainLoop& mainLoop, ProcessRunner& processRunner);
+    LinuxWorkspace(MainLoop& mainLoop, ProcessRunner& processRunner,
+                   std::shared_ptr<BusConnection> systemBus);
 
-    /// Takes a few times `kBusTimeLimit` at most.
     MainLoop::Handle observe(std::function<void(Event)> handler) override;
     void openUrl(const std::string& url, Completion completion) override;
     void openFolder(const std::string& path, Completion completion) override;
@@ -29,6 +33,7 @@ private:
 
     MainLoop& mainLoop_;
     ProcessRunner& processRunner_;
+    const std::shared_ptr<BusConnection> systemBus_;
     bool missingOpenerLogged_ = false;
 };
 

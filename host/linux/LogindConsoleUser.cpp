@@ -2,15 +2,8 @@
 
 #include "host/linux/LogindConsoleUser.h"
 
-#include "core/logging/CNSLog.h"
-#include "host/linux/BusConnection.h"
-#include "host/posix/Signals.h"
-
-#include <map>
-#include <sdbus-c++/IConnection.h>
-#include <sdbus-c++/IProxy.h>
+#include <string_view>
 #include <utility>
-#include <vector>
 
 namespace kvn::host {
 namespace {
@@ -20,121 +13,135 @@ constexpr const char* kSeatPath = "/org/freedesktop/login1/seat/seat0";
 constexpr const char* kSeatInterface = "org.freedesktop.login1.Seat";
 constexpr const char* kSessionInterface = "org.freedesktop.login1.Session";
 constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
-constexpr const char* kActiveSession = "ActiveSession";
-constexpr const char* kNoObject = "/";
+constexpr const char* kRule =
+    "type='signal',sender='org.freedesktop.login1',path='/org/freedesktop/login1/seat/seat0',"
+    "interface='org.freedesktop.DBus.Properties',member='PropertiesChanged',"
+    "arg0='org.freedesktop.login1.Seat'";
+constexpr std::string_view kActiveSession = "ActiveSession";
+constexpr std::string_view kNoObject = "/";
 
-using Properties = std::map<std::string, sdbus::Variant>;
-
-template <class T>
-T valueOf(const Properties& properties, const char* name) {
-    const auto found = properties.find(name);
-    if (found == properties.end()) {
-        throw sdbus::Error("org.freedesktop.DBus.Error.UnknownProperty", name);
+/// Calls `take` with the name of each property at which a message stands; `take` reads the value or not.
+/// Returns false when there is no dictionary of properties, or one that is damaged.
+template <class Take>
+bool readProperties(sd_bus_message& message, Take take) {
+    if (sd_bus_message_enter_container(&message, SD_BUS_TYPE_ARRAY, "{sv}") <= 0) {
+        return false;
     }
-    return found->second.get<T>();
+    int entered = 0;
+    while ((entered = sd_bus_message_enter_container(&message, SD_BUS_TYPE_DICT_ENTRY, "sv")) > 0) {
+        const char* name = nullptr;
+        if (sd_bus_message_read(&message, "s", &name) <= 0 || !take(std::string_view(name)) ||
+            sd_bus_message_exit_container(&message) < 0) {
+            return false;
+        }
+    }
+    return entered == 0 && sd_bus_message_exit_container(&message) >= 0;
 }
+
+bool skipValue(sd_bus_message& message) { return sd_bus_message_skip(&message, "v") > 0; }
 
 } // namespace
 
-LogindConsoleUser::LogindConsoleUser(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
-LogindConsoleUser::~LogindConsoleUser() = default;
+LogindConsoleUser::LogindConsoleUser(MainLoop& mainLoop, std::shared_ptr<BusConnection> systemBus)
+    : mainLoop_(mainLoop), bus_(std::move(systemBus)),
+      signals_(bus_->onSignal(kRule, [this](sd_bus_message& message) { takeChange(message); })),
+      state_(bus_->onState([this](bool connected) {
+          owner_ = {};
+          call_.reset();
+          if (connected) {
+              askForSession();
+          }
+      })) {
+    askForSession();
+}
 
 MainLoop::Handle LogindConsoleUser::onChange(MainLoop::Task task) {
     auto observer = std::make_shared<MainLoop::Task>(std::move(task));
     observer_ = observer;
-    connect();
     return keepAlive(std::move(observer));
 }
 
-ConsoleUser::Owner LogindConsoleUser::current() {
-    if (!connect()) {
-        return {};
+void LogindConsoleUser::takeChange(sd_bus_message& propertiesChanged) {
+    bool changed = false;
+    const char* interface = nullptr;
+    const char* name = nullptr;
+    bool read = sd_bus_message_read(&propertiesChanged, "s", &interface) > 0 &&
+                readProperties(propertiesChanged,
+                               [&](std::string_view property) {
+                                   changed = changed || property == kActiveSession;
+                                   return skipValue(propertiesChanged);
+                               }) &&
+                sd_bus_message_enter_container(&propertiesChanged, SD_BUS_TYPE_ARRAY, "s") > 0;
+    while (read && sd_bus_message_read(&propertiesChanged, "s", &name) > 0) {
+        changed = changed || name == kActiveSession; // without its value
     }
-    Owner owner;
-    try {
-        const SignalsBlocked blocked;
-        owner = askForOwner();
-        failureLogged_ = false;
-    } catch (const sdbus::Error& error) {
-        logFailure(error.getMessage());
+    if (!read) {
+        bus_->reportOnce("PropertiesChanged", "the signal has an unknown form");
+    } else if (changed) {
+        askForSession();
     }
-    receive(); // the library may have read a signal together with the answers
-    return owner;
 }
 
-bool LogindConsoleUser::connect() {
-    if (std::exchange(connectingTried_, true)) {
-        return watch_ != nullptr;
-    }
-    const SignalsBlocked blocked;
-    connection_ = connectToBus(Bus::System);
-    if (!connection_) {
-        logFailure("no system bus");
-        return false;
-    }
-    try {
-        seat_ = sdbus::createProxy(*connection_, kName, kSeatPath);
-        seat_->uponSignal("PropertiesChanged")
-            .onInterface(kPropertiesInterface)
-            .call([this](const std::string&, const Properties& changed, const std::vector<std::string>&) {
-                if (changed.count(kActiveSession) != 0) {
-                    postChange();
-                }
-            });
-        seat_->finishRegistration();
-    } catch (const sdbus::Error& error) {
-        logFailure(error.getMessage());
-        return false;
-    }
-    watch_ = mainLoop_.watchReadable(connection_->getEventLoopPollData().fd, [this] { receive(); });
-    return true;
+void LogindConsoleUser::askForSession() {
+    call_ = bus_->call(
+        {kName, kSeatPath, kPropertiesInterface, "Get"},
+        [this](sd_bus_message* answer) { takeSession(answer); }, "ss", kSeatInterface, kActiveSession.data());
 }
 
-ConsoleUser::Owner LogindConsoleUser::askForOwner() {
-    const sdbus::Variant active = seat_->getProperty(kActiveSession).onInterface(kSeatInterface);
-    const auto path = active.get<sdbus::Struct<std::string, sdbus::ObjectPath>>().get<1>();
-    if (path == kNoObject) {
-        return {};
-    }
-    const auto session = sdbus::createProxy(*connection_, kName, path);
-    Properties properties;
-    session->callMethod("GetAll")
-        .onInterface(kPropertiesInterface)
-        .withTimeout(kBusTimeLimit)
-        .withArguments(kSessionInterface)
-        .storeResultsTo(properties);
-    Owner owner;
-    owner.name = valueOf<std::string>(properties, "Class") == "greeter"
-                     ? "loginwindow"
-                     : valueOf<std::string>(properties, "Name");
-    owner.uid = valueOf<sdbus::Struct<std::uint32_t, sdbus::ObjectPath>>(properties, "User").get<0>();
-    return owner;
-}
-
-void LogindConsoleUser::receive() {
-    const SignalsBlocked blocked;
-    try {
-        while (connection_->processPendingRequest()) {
+void LogindConsoleUser::takeSession(sd_bus_message* answer) {
+    const char* session = nullptr;
+    if (answer && sd_bus_message_read(answer, "v", "(so)", nullptr, &session) > 0) {
+        if (session != kNoObject) {
+            askForOwner(session);
+            return;
         }
-    } catch (const sdbus::Error& error) {
-        watch_.reset();
-        logFailure(error.getMessage());
+    } else if (answer) {
+        bus_->reportOnce(kSeatInterface, "the active session has an unknown form");
     }
+    setOwner({});
 }
 
-void LogindConsoleUser::postChange() {
-    // Posted, because the observer asks for the owner over the connection, which is in use here.
+void LogindConsoleUser::askForOwner(const char* session) {
+    call_ = bus_->call(
+        {kName, session, kPropertiesInterface, "GetAll"},
+        [this](sd_bus_message* answer) { takeOwner(answer); }, "s", kSessionInterface);
+}
+
+void LogindConsoleUser::takeOwner(sd_bus_message* answer) {
+    const char* kind = nullptr;
+    const char* name = nullptr;
+    Owner owner;
+    const bool read = answer && readProperties(*answer, [&](std::string_view property) {
+                          if (property == "Class") {
+                              return sd_bus_message_read(answer, "v", "s", &kind) > 0;
+                          }
+                          if (property == "Name") {
+                              return sd_bus_message_read(answer, "v", "s", &name) > 0;
+                          }
+                          if (property == "User") {
+                              return sd_bus_message_read(answer, "v", "(uo)", &owner.uid, nullptr) > 0;
+                          }
+                          return skipValue(*answer);
+                      });
+    if (read && kind && name) {
+        owner.name = kind == std::string_view("greeter") ? "loginwindow" : name;
+    } else {
+        owner = {};
+        if (answer) {
+            bus_->reportOnce(kSessionInterface, "the session's properties have an unknown form");
+        }
+    }
+    setOwner(std::move(owner));
+}
+
+void LogindConsoleUser::setOwner(Owner owner) {
+    owner_ = std::move(owner);
+    // Posted, because the observer may end this object and the connection, which is in use here.
     mainLoop_.post([weak = observer_] {
         if (const auto task = weak.lock()) {
             (*task)();
         }
     });
-}
-
-void LogindConsoleUser::logFailure(const std::string& reason) {
-    if (!std::exchange(failureLogged_, true)) {
-        Kvs::OCNSLog("The console user is not known: %@", reason);
-    }
 }
 
 } // namespace kvn::host

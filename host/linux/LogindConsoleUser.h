@@ -3,45 +3,42 @@
 #pragma once
 
 #include "host/ConsoleUser.h"
+#include "host/linux/BusConnection.h"
 
 #include <memory>
 #include <string>
 
-namespace sdbus {
-class IConnection;
-class IProxy;
-} // namespace sdbus
-
 namespace kvn::host {
 
 /// Returns the user of the foreground session of the first seat (org.freedesktop.login1 on the system bus); a
-/// greeter's session counts as the login window. Connects when it is first used. Without a bus or logind, and
-/// once the bus is lost, there is no user and no change; this is logged once. Calls take a few times
-/// `kBusTimeLimit` at most.
+/// greeter's session counts as the login window. Follows logind's signals, so that `current` does not wait
+/// for an answer. The user is not known before the first answer, which is announced as a change, and without
+/// a bus or logind.
 class LogindConsoleUser final : public ConsoleUser {
 public:
-    explicit LogindConsoleUser(MainLoop& mainLoop);
-    ~LogindConsoleUser() override;
+    LogindConsoleUser(MainLoop& mainLoop, std::shared_ptr<BusConnection> systemBus);
+    ~LogindConsoleUser() override = default;
     LogindConsoleUser(const LogindConsoleUser&) = delete;
     LogindConsoleUser& operator=(const LogindConsoleUser&) = delete;
 
-    Owner current() override;
+    Owner current() override { return owner_; }
     [[nodiscard]] MainLoop::Handle onChange(MainLoop::Task task) override;
 
 private:
-    bool connect();
-    Owner askForOwner();
-    void receive();
-    void postChange();
-    void logFailure(const std::string& reason);
+    void takeChange(sd_bus_message& propertiesChanged);
+    void askForSession();
+    void takeSession(sd_bus_message* answer);
+    void askForOwner(const char* session);
+    void takeOwner(sd_bus_message* answer);
+    void setOwner(Owner owner);
 
     MainLoop& mainLoop_;
-    bool connectingTried_ = false;
-    bool failureLogged_ = false;
-    std::unique_ptr<sdbus::IConnection> connection_;
-    std::unique_ptr<sdbus::IProxy> seat_;
-    MainLoop::Handle watch_; // null without a working connection
+    const std::shared_ptr<BusConnection> bus_;
+    Owner owner_;
     std::weak_ptr<MainLoop::Task> observer_;
+    MainLoop::Handle call_; // for the session, then for its owner
+    MainLoop::Handle signals_;
+    MainLoop::Handle state_;
 };
 
 } // namespace kvn::host

@@ -2,89 +2,72 @@
 
 #include "host/linux/LogindSleep.h"
 
-#include "core/logging/CNSLog.h"
-#include "host/linux/BusConnection.h"
-#include "host/posix/Signals.h"
-
 #include <fcntl.h>
-#include <sdbus-c++/IConnection.h>
-#include <sdbus-c++/IProxy.h>
+#include <utility>
 
 namespace kvn::host {
 namespace {
 
-constexpr const char* kName = "org.freedesktop.login1";
-constexpr const char* kPath = "/org/freedesktop/login1";
-constexpr const char* kInterface = "org.freedesktop.login1.Manager";
+constexpr const char* kRule = "type='signal',sender='org.freedesktop.login1',path='/org/freedesktop/login1',"
+                              "interface='org.freedesktop.login1.Manager',member='PrepareForSleep'";
+constexpr BusMethod kInhibit{"org.freedesktop.login1", "/org/freedesktop/login1",
+                             "org.freedesktop.login1.Manager", "Inhibit"};
 
 } // namespace
 
-LogindSleep::LogindSleep(MainLoop& mainLoop, Handler handler)
-    : mainLoop_(mainLoop), handler_(std::move(handler)) {}
-LogindSleep::~LogindSleep() = default;
-
-std::shared_ptr<LogindSleep> LogindSleep::start(MainLoop& mainLoop, Handler handler) {
-    const std::shared_ptr<LogindSleep> sleep(new LogindSleep(mainLoop, std::move(handler)));
-    return sleep->connect() ? sleep : nullptr;
+LogindSleep::LogindSleep(MainLoop& mainLoop, std::shared_ptr<BusConnection> systemBus, Handler handler)
+    : mainLoop_(mainLoop), bus_(std::move(systemBus)), handler_(std::move(handler)),
+      signals_(bus_->onSignal(kRule, [this](sd_bus_message& message) { take(message); })),
+      state_(bus_->onState([this](bool connected) {
+          letSleep(); // a sleep is not announced to us without a connection
+          if (connected) {
+              takeInhibitor();
+          }
+      })) {
+    takeInhibitor();
 }
 
-bool LogindSleep::connect() {
-    const SignalsBlocked blocked;
-    connection_ = connectToBus(Bus::System);
-    if (!connection_) {
-        return false;
-    }
-    try {
-        proxy_ = sdbus::createProxy(*connection_, kName, kPath);
-        proxy_->uponSignal("PrepareForSleep").onInterface(kInterface).call([this](const bool& goesToSleep) {
-            // Posted, because the handler may destroy the connection, which is in use here.
-            mainLoop_.post([weak = weak_from_this(), goesToSleep] {
-                if (const auto self = weak.lock()) {
-                    self->announce(goesToSleep);
-                }
-            });
-        });
-        proxy_->finishRegistration();
-        takeInhibitor();
-        watch_ = mainLoop_.watchReadable(connection_->getEventLoopPollData().fd, [this] { receive(); });
-    } catch (const sdbus::Error&) {
-        return false;
-    }
-    receive(); // the library may have read a signal together with the answers
-    return true;
+std::shared_ptr<LogindSleep> LogindSleep::start(MainLoop& mainLoop, std::shared_ptr<BusConnection> systemBus,
+                                                Handler handler) {
+    return std::shared_ptr<LogindSleep>(new LogindSleep(mainLoop, std::move(systemBus), std::move(handler)));
+}
+
+void LogindSleep::letSleep() {
+    call_.reset(); // an inhibitor that is still to come would delay the sleep, too
+    inhibitor_.reset();
 }
 
 void LogindSleep::takeInhibitor() {
-    const SignalsBlocked blocked;
-    sdbus::UnixFd received;
-    proxy_->callMethod("Inhibit")
-        .onInterface(kInterface)
-        .withTimeout(kBusTimeLimit)
-        .withArguments("sleep", "KvnGUIAgent", "Remote desktop sessions are told of the sleep", "delay")
-        .storeResultsTo(received);
-    inhibitor_ = Kvs::FileDescriptor(received.release());
-    fcntl(inhibitor_.get(), F_SETFD, FD_CLOEXEC); // the library's copy lacks it
+    call_ = bus_->call(
+        kInhibit,
+        [this](sd_bus_message* answer) {
+            int descriptor = -1; // owned by the message
+            if (answer && sd_bus_message_read(answer, "h", &descriptor) > 0) {
+                inhibitor_ = Kvs::FileDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+            } else if (answer) {
+                bus_->reportOnce("Inhibit of logind", "the answer has an unknown form");
+            }
+        },
+        "ssss", "sleep", "KvnGUIAgent", "Remote desktop sessions are told of the sleep", "delay");
 }
 
-void LogindSleep::receive() {
-    const SignalsBlocked blocked;
-    try {
-        while (connection_->processPendingRequest()) {
-        }
-    } catch (const sdbus::Error& error) {
-        Kvs::OCNSLog("Lost the system bus, sleep is not announced any more: %@", error.getMessage());
-        watch_.reset();
+void LogindSleep::take(sd_bus_message& prepareForSleep) {
+    int goesToSleep = 0;
+    if (sd_bus_message_read(&prepareForSleep, "b", &goesToSleep) <= 0) {
+        bus_->reportOnce("PrepareForSleep", "the signal has an unknown form");
+        return;
     }
+    // Posted, because the handler may destroy the connection, which is in use here.
+    mainLoop_.post([weak = weak_from_this(), goesToSleep] {
+        if (const auto self = weak.lock()) {
+            self->announce(goesToSleep != 0);
+        }
+    });
 }
 
 void LogindSleep::announce(bool goesToSleep) {
-    if (!goesToSleep && watch_) {
-        try {
-            takeInhibitor();
-        } catch (const sdbus::Error& error) {
-            Kvs::OCNSLog("The next sleep is not delayed: %@", error.getMessage());
-        }
-        receive();
+    if (!goesToSleep) {
+        takeInhibitor();
     }
     handler_(goesToSleep);
 }

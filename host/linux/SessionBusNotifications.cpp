@@ -3,14 +3,8 @@
 #include "host/linux/SessionBusNotifications.h"
 
 #include "core/logging/CNSLog.h"
-#include "host/linux/BusConnection.h"
-#include "host/posix/Signals.h"
+#include "host/linux/NotificationMessage.h"
 
-#include <cerrno>
-#include <cstdint>
-#include <sdbus-c++/IConnection.h>
-#include <sdbus-c++/IObject.h>
-#include <sdbus-c++/Message.h>
 #include <utility>
 
 namespace kvn::host {
@@ -19,53 +13,8 @@ namespace {
 constexpr const char* kPath = "/com/korvane/DistributedNotifications";
 constexpr const char* kInterface = "com.korvane.DistributedNotifications";
 constexpr const char* kMember = "Posted";
-constexpr const char* kMatch = "type='signal',path='/com/korvane/DistributedNotifications',"
-                               "interface='com.korvane.DistributedNotifications',member='Posted'";
-
-/// The most messages that are taken at once, before the main loop runs its other tasks.
-constexpr int kMessagesAtOnce = 32;
-
-using Texts = std::map<std::string, std::string, std::less<>>;
-
-template <class... Numbers>
-std::optional<std::string> numberText(const sdbus::Variant& value) {
-    std::optional<std::string> text;
-    ((value.containsValueOfType<Numbers>() ? void(text = std::to_string(value.get<Numbers>())) : void()),
-     ...);
-    return text;
-}
-
-/// Returns the value as text; nullopt for other types.
-std::optional<std::string> textOf(const sdbus::Variant& value) {
-    if (value.containsValueOfType<std::string>()) {
-        return value.get<std::string>();
-    }
-    return numberText<bool, std::uint8_t, std::int16_t, std::uint16_t, std::int32_t, std::uint32_t,
-                      std::int64_t, std::uint64_t>(value);
-}
-
-/// Reads the message's arguments. Throws sdbus::Error when they have other types.
-Notification read(sdbus::Message& message) {
-    Notification notification;
-    message >> notification.name >> notification.object;
-    std::string type;
-    std::string contents;
-    message.peekType(type, contents);
-    if (contents == "{sv}") {
-        std::map<std::string, sdbus::Variant> values;
-        message >> values;
-        for (const auto& [key, value] : values) {
-            if (auto text = textOf(value)) {
-                notification.userInfo.emplace(key, std::move(*text));
-            }
-        }
-    } else {
-        std::map<std::string, std::string> texts;
-        message >> texts;
-        notification.userInfo = Texts(texts.begin(), texts.end());
-    }
-    return notification;
-}
+constexpr const char* kRule = "type='signal',path='/com/korvane/DistributedNotifications',"
+                              "interface='com.korvane.DistributedNotifications',member='Posted'";
 
 } // namespace
 
@@ -75,8 +24,10 @@ struct SessionBusNotifications::Observer {
     const std::function<void(const Notification&)> handler;
 };
 
-SessionBusNotifications::SessionBusNotifications(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
-SessionBusNotifications::~SessionBusNotifications() = default;
+SessionBusNotifications::SessionBusNotifications(MainLoop& mainLoop,
+                                                 std::shared_ptr<BusConnection> sessionBus)
+    : mainLoop_(mainLoop), bus_(std::move(sessionBus)),
+      signals_(bus_->onSignal(kRule, [this](sd_bus_message& message) { take(message); })) {}
 
 MainLoop::Handle SessionBusNotifications::observe(const std::string& name,
                                                   const std::optional<std::string>& object,
@@ -84,95 +35,33 @@ MainLoop::Handle SessionBusNotifications::observe(const std::string& name,
     auto observer = std::make_shared<Observer>(Observer{name, object, std::move(handler)});
     std::erase_if(*observers_, [](const auto& weak) { return weak.expired(); });
     observers_->push_back(observer);
-    if (!retry_) {
-        connect();
-    }
     return keepAlive(std::move(observer));
 }
 
 bool SessionBusNotifications::post(const Notification& notification) {
-    // The second attempt is made after a restart of the bus that was not noticed before.
-    for (int attempt = 0; attempt < 2 && connect(); ++attempt) {
-        const SignalsBlocked blocked;
-        try {
-            const std::map<std::string, std::string> userInfo(notification.userInfo.begin(),
-                                                              notification.userInfo.end());
-            sender_->emitSignal(kMember)
-                .onInterface(kInterface)
-                .withArguments(notification.name, notification.object, userInfo);
-            return true;
-        } catch (const sdbus::Error& error) {
-            if (busErrorCode(error) != ENOTCONN) {
-                Kvs::OCNSLog("Failed to post %@: %@", notification.name, error.getMessage());
-                return false;
-            }
-            giveUp(error.getMessage());
-        }
-    }
-    return false;
-}
-
-bool SessionBusNotifications::connect() {
-    if (watch_) {
-        return true;
-    }
-    try {
-        const SignalsBlocked blocked;
-        connection_ = connectToBus(Bus::Session);
-        if (!connection_) {
-            giveUp("no bus answers");
-            return false;
-        }
-        connection_->addMatch(
-            kMatch, [this](sdbus::Message& message) { take(message); }, sdbus::floating_slot);
-        sender_ = sdbus::createObject(*connection_, kPath);
-        watch_ = mainLoop_.watchReadable(connection_->getEventLoopPollData().fd, [this] { receive(); });
-    } catch (const sdbus::Error& error) {
-        giveUp(error.getMessage());
+    const auto message = bus_->newSignal(kPath, kInterface, kMember);
+    if (!message) {
         return false;
     }
-    retry_.reset();
-    if (std::exchange(failureLogged_, false)) {
-        Kvs::CNSLog("The session bus is there again");
+    if (!appendNotification(*message, notification)) {
+        Kvs::OCNSLog("Failed to post %@: its texts are not UTF-8", notification.name);
+        return false;
     }
-    receive(); // the library may have read a signal together with the answers
-    return true;
+    return bus_->send(message) >= 0;
 }
 
-void SessionBusNotifications::receive() {
-    if (!watch_) {
+void SessionBusNotifications::take(sd_bus_message& message) {
+    auto notification = readNotification(message);
+    if (!notification) {
+        bus_->reportOnce("A notification", "it is ignored because of its form or length");
         return;
     }
-    const SignalsBlocked blocked;
-    try {
-        for (int i = 0; i < kMessagesAtOnce; ++i) {
-            if (!connection_->processPendingRequest()) {
-                return;
-            }
-        }
-    } catch (const sdbus::Error& error) {
-        giveUp(error.getMessage());
-        return;
-    }
-    // The connection may hold messages that it has read already, which the watch does not see.
-    mainLoop_.post([this, alive = std::weak_ptr(observers_)] {
-        if (!alive.expired()) {
-            receive();
+    // Posted, because an observer may end this object and the connection, which is in use here.
+    mainLoop_.post([weak = std::weak_ptr(observers_), notification = std::move(*notification)] {
+        if (const auto observers = weak.lock()) {
+            notify(*observers, notification);
         }
     });
-}
-
-void SessionBusNotifications::take(sdbus::Message& message) {
-    try {
-        // Posted, because an observer may post in turn and so lose the connection, which is in use here.
-        mainLoop_.post([weak = std::weak_ptr(observers_), notification = read(message)] {
-            if (const auto observers = weak.lock()) {
-                notify(*observers, notification);
-            }
-        });
-    } catch (const sdbus::Error& error) {
-        Kvs::OCNSDbgLog("A notification has an unknown form: %@", error.getMessage());
-    }
 }
 
 void SessionBusNotifications::notify(const Observers& observers, const Notification& notification) {
@@ -185,20 +74,9 @@ void SessionBusNotifications::notify(const Observers& observers, const Notificat
     }
 }
 
-void SessionBusNotifications::giveUp(const std::string& reason) {
-    watch_.reset();
-    sender_.reset();
-    connection_.reset();
-    if (!retry_) {
-        retry_ = mainLoop_.startTimer(kRetryInterval, [this] { connect(); });
-    }
-    if (!std::exchange(failureLogged_, true)) {
-        Kvs::OCNSLog("No session bus, notifications are neither sent nor received: %@", reason);
-    }
-}
-
 std::unique_ptr<DistributedNotifications> makeDistributedNotifications(MainLoop& loop) {
-    return std::make_unique<SessionBusNotifications>(loop);
+    return std::make_unique<SessionBusNotifications>(
+        loop, std::make_shared<BusConnection>(loop, BusConnection::Bus::Session));
 }
 
 } // namespace kvn::host

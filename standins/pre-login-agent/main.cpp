@@ -7,6 +7,7 @@
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/SandboxPrivacy.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -16,6 +17,7 @@
 namespace {
 
 using namespace kvn;
+using namespace std::chrono_literals;
 
 constexpr char kProgram[] = "KvnPreLoginAgent";
 constexpr char kObject[] = "com.korvane.remote.KvnPreLoginAgent";
@@ -34,6 +36,25 @@ constexpr char kUsage[] =
 
 std::string number(bool value) { return value ? "1" : "0"; }
 
+/// Posts as soon as this program is connected to the session's notifications; returns false if that takes too
+/// long.
+bool post(const host::Notification& notification) {
+    host::PollMainLoop loop;
+    const auto notifications = host::makeDistributedNotifications(loop);
+    bool posted = notifications->post(notification);
+    if (!posted) {
+        const auto attempts = loop.startTimer(5ms, [&] {
+            posted = notifications->post(notification);
+            if (posted) {
+                loop.quit();
+            }
+        });
+        loop.postAfter(3s, [&loop] { loop.quit(); });
+        loop.run();
+    }
+    return posted;
+}
+
 int run(const Kvs::ProgramOptions& options) {
     if (options.has(kCheck) + options.has(kRequestAccessibility) + options.has(kRequestRecording) != 1) {
         throw std::invalid_argument("one of --check and the requests must be given");
@@ -48,12 +69,10 @@ int run(const Kvs::ProgramOptions& options) {
         privacy.requestScreenCapture();
     }
     const auto grants = privacy.grants();
-    host::PollMainLoop loop;
-    if (!host::makeDistributedNotifications(loop)->post(
-            {options.value("--notification-name").value_or("com.korvane.remote.Permissions"),
-             kObject,
-             {{"accessibility", number(grants.accessibility)},
-              {"recording", number(grants.screenRecording)}}})) {
+    if (!post({options.value("--notification-name").value_or("com.korvane.remote.Permissions"),
+               kObject,
+               {{"accessibility", number(grants.accessibility)},
+                {"recording", number(grants.screenRecording)}}})) {
         throw std::runtime_error("the notification cannot be posted: there is no session bus");
     }
     return 0;

@@ -13,16 +13,20 @@
 #include <initializer_list>
 #include <sdbus-c++/IConnection.h>
 #include <sdbus-c++/IObject.h>
+#include <sdbus-c++/IProxy.h>
 
 namespace kvn::test {
 
 /// A message bus of the test, which serves as the session's and the system's.
 class PrivateBus {
 public:
-    PrivateBus() {
+    explicit PrivateBus(bool started = true) {
         const std::string address = "unix:path=" + folder_.file("bus");
         setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
         setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+        if (started) {
+            start();
+        }
     }
     ~PrivateBus() { stop(); }
     PrivateBus(const PrivateBus&) = delete;
@@ -38,7 +42,14 @@ public:
             runner_.launch("/usr/bin/dbus-daemon", {"--nofork", "--config-file=" + folder_.file("bus.conf")});
         ASSERT_TRUE(std::holds_alternative<pid_t>(result)) << "the dbus package is missing";
         pid_ = std::get<pid_t>(result);
-        ASSERT_TRUE(pumpUntil(loop_, [] { return host::connectToBus(host::Bus::Session) != nullptr; }));
+        ASSERT_TRUE(pumpUntil(loop_, [] {
+            const host::SignalsBlocked blocked; // the library takes an interrupted call for a failed one
+            try {
+                return sdbus::createSessionBusConnection() != nullptr;
+            } catch (const sdbus::Error&) {
+                return false;
+            }
+        }));
     }
     void stop() {
         if (pid_ != 0) {
@@ -47,16 +58,42 @@ public:
             fs::remove(folder_.file("bus"));
         }
     }
-    void freeze() const { kill(pid_, SIGSTOP); }
 
     host::PollMainLoop& loop() { return loop_; }
+    const std::shared_ptr<host::BusConnection>& connection() const { return connection_; }
+    [[nodiscard]] bool isConnectedSoon() {
+        return pumpUntil(loop_, [this] { return connection_->isConnected(); });
+    }
 
 private:
     TemporaryFolder folder_;
     host::PollMainLoop loop_;
+    // Of the session; it serves for the system's as well.
+    std::shared_ptr<host::BusConnection> connection_ =
+        std::make_shared<host::BusConnection>(loop_, host::BusConnection::Bus::Session);
     host::PosixProcessRunner runner_{loop_};
     pid_t pid_ = 0;
 };
+
+/// Sends the signal to each program on the private bus alone, which gets it whatever it listens to.
+template <class... Arguments>
+void emitToEach(const std::string& path, const std::string& interface, const std::string& member,
+                const Arguments&... arguments) {
+    const host::SignalsBlocked blocked;
+    const auto connection = sdbus::createSessionBusConnection();
+    const auto object = sdbus::createObject(*connection, path);
+    std::vector<std::string> names;
+    sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+        ->callMethod("ListNames")
+        .onInterface("org.freedesktop.DBus")
+        .storeResultsTo(names);
+    for (const auto& name : names) {
+        auto signal = object->createSignal(interface, member);
+        static_cast<void>((static_cast<sdbus::Message&>(signal) << ... << arguments));
+        signal.setDestination(name);
+        object->emitSignal(signal);
+    }
+}
 
 /// Another program on the private bus, which answers on its own thread until it or the bus ends.
 class BusProgram {
