@@ -13,6 +13,9 @@ using host::Notification;
 /// Checks what the backend's notifications have to do, whichever service of the session carries them.
 class DistributedNotificationsContract : public testing::Test {
 protected:
+    void SetUp() override { // connecting may take a moment
+        ASSERT_TRUE(pumpUntil(session_.loop(), [&] { return post("ready", ""); }));
+    }
     /// Keeps what comes as "object: key=value key=value".
     host::MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object = {}) {
         return notifications_->observe(own_ + name, object, [this, name](const Notification& notification) {

@@ -21,7 +21,6 @@ std::unique_ptr<host::MainLoop> makeLoop() {
 /// A session whose programs can notify each other, and a main loop in it.
 class Session {
 public:
-    Session() { bus_.start(); }
     host::MainLoop& loop() { return bus_.loop(); }
 
 private:
