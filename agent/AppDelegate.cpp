@@ -102,6 +102,11 @@ void AppDelegate::applicationWillTerminate() {
     openPreferences_.reset();
 }
 
+void AppDelegate::terminate() {
+    hideStatusItem();
+    environment_.mainLoop.quit();
+}
+
 // MARK: Status item
 
 std::unique_ptr<StatusMenu> AppDelegate::createMenu() {
