@@ -63,6 +63,7 @@ typedef struct {
 @end
 @interface NSArray<T> : NSObject <NSFastEnumeration>
 @property(readonly) NSUInteger count;
+@property(readonly) T lastObject;
 - (T)objectAtIndexedSubscript:(NSUInteger)index;
 + (instancetype)arrayWithObjects:(const T[])objects count:(NSUInteger)count;
 @end
