@@ -109,9 +109,13 @@ typedef struct {
 typedef struct {
     NSInteger majorVersion, minorVersion, patchVersion;
 } NSOperatingSystemVersion;
+typedef uint64_t NSActivityOptions;
+enum : NSActivityOptions { NSActivityUserInitiatedAllowingIdleSystemSleep = 0xEFFFFF };
 @interface NSProcessInfo : NSObject
 @property(class, readonly) NSProcessInfo* processInfo;
 - (BOOL)isOperatingSystemAtLeastVersion:(NSOperatingSystemVersion)version API_AVAILABLE(macos(10.10));
+- (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)options
+                                  reason:(NSString*)reason API_AVAILABLE(macos(10.9));
 @end
 extern "C" NSString* NSUserName(void);
 typedef NSUInteger NSPropertyListMutabilityOptions;
