@@ -21,19 +21,23 @@ public:
             retry_ = loop_.startTimer(MacConsoleUser::kRetryInterval, [this] { retry(); });
         }
     }
-    ~ConsoleWatch() override { disconnect(); }
+    ~ConsoleWatch() override {
+        if (store_) {
+            SCDynamicStoreSetDispatchQueue(store_, nullptr);
+            CFRelease(store_);
+        }
+    }
     ConsoleWatch(const ConsoleWatch&) = delete;
     ConsoleWatch& operator=(const ConsoleWatch&) = delete;
 
 private:
     bool connect();
-    void disconnect();
     void retry();
 
     MainLoop& loop_;
     const std::shared_ptr<MainLoop::Task> task_;
-    MainLoop::Handle retry_; // null with a connection
-    SCDynamicStoreRef store_ = nullptr;
+    MainLoop::Handle retry_;            // null with a connection
+    SCDynamicStoreRef store_ = nullptr; // set if the queue is
 };
 
 bool ConsoleWatch::connect() {
@@ -49,24 +53,19 @@ bool ConsoleWatch::connect() {
       });
     };
     SCDynamicStoreContext context{0, (__bridge void*)changed, CFRetain, CFRelease, nullptr};
-    store_ = SCDynamicStoreCreate(
+    SCDynamicStoreRef const store = SCDynamicStoreCreate(
         nullptr, CFSTR("KvnGUIAgent"),
         [](SCDynamicStoreRef, CFArrayRef, void* block) { ((__bridge dispatch_block_t)block)(); }, &context);
     NSString* const key = CFBridgingRelease(SCDynamicStoreKeyCreateConsoleUser(nullptr));
-    if (store_ && SCDynamicStoreSetNotificationKeys(store_, (__bridge CFArrayRef) @[ key ], nullptr) &&
-        SCDynamicStoreSetDispatchQueue(store_, dispatch_get_main_queue())) {
+    if (store && SCDynamicStoreSetNotificationKeys(store, (__bridge CFArrayRef) @[ key ], nullptr) &&
+        SCDynamicStoreSetDispatchQueue(store, dispatch_get_main_queue())) {
+        store_ = store;
         return true;
     }
-    disconnect();
-    return false;
-}
-
-void ConsoleWatch::disconnect() {
-    if (store_) {
-        SCDynamicStoreSetDispatchQueue(store_, nullptr);
-        CFRelease(store_);
-        store_ = nullptr;
+    if (store) {
+        CFRelease(store); // leaves the error for the log, which the end of a queue would replace
     }
+    return false;
 }
 
 void ConsoleWatch::retry() {
