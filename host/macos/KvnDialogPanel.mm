@@ -102,8 +102,8 @@ constexpr CGFloat kHorizontalMargin = 20;
 }
 
 - (BOOL)windowShouldClose:(NSWindow*)__unused sender {
-    const auto closeRequested = _closeRequested;
-    closeRequested();
+    // An exception ends the process here, as in the actions of controls.
+    [closeRequested = _closeRequested]() noexcept { closeRequested(); }();
     return NO;
 }
 
