@@ -83,8 +83,10 @@ void MacStatusBar::updateItem(const StatusImage& image) {
 }
 
 void MacStatusBar::describe(const std::string& text) {
-    description_ = text;
-    showDescription();
+    // An equal text is not set again, which would hide the one under the pointer.
+    if (std::exchange(description_, text) != text) {
+        showDescription();
+    }
 }
 
 void MacStatusBar::showDescription() {
