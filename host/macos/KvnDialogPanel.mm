@@ -21,9 +21,6 @@ constexpr CGFloat kHorizontalMargin = 20;
 }
 @end
 
-@interface KvnDialogPanel () <NSWindowDelegate>
-@end
-
 @implementation KvnDialogPanel {
     std::function<void()> _closeRequested;
     KvnDialogRows* _rows;
