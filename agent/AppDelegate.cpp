@@ -106,6 +106,11 @@ void AppDelegate::applicationWillTerminate() {
     mainController_->closePreferences();
 }
 
+void AppDelegate::terminate() {
+    hideStatusItem();
+    environment_.mainLoop.quit();
+}
+
 // MARK: Status item
 
 std::unique_ptr<StatusMenu> AppDelegate::createMenu() {

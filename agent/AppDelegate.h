@@ -59,8 +59,8 @@ public:
     /// the application outlives the commands.
     host::Commands commands();
 
-    /// Ends the main loop's run.
-    void terminate() { environment_.mainLoop.quit(); }
+    /// Ends the main loop's run. The status item goes first, as a loop that shows its open menu may not end.
+    void terminate();
 
     void showStatusBarItem();
     void hideStatusItem();

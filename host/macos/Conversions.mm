@@ -8,15 +8,11 @@ using std::chrono::system_clock;
 using Seconds = std::chrono::duration<double>;
 
 NSString* nsString(std::string_view text) {
-    for (const NSStringEncoding encoding : {NSUTF8StringEncoding, NSISOLatin1StringEncoding}) {
-        NSString* const made = [[NSString alloc] initWithBytes:text.data()
-                                                        length:text.size()
-                                                      encoding:encoding];
-        if (made) {
-            return made;
-        }
-    }
-    return @"";
+    const auto read = [text](NSStringEncoding encoding) {
+        return [[NSString alloc] initWithBytes:text.data() length:text.size() encoding:encoding];
+    };
+    NSString* const made = read(NSUTF8StringEncoding);
+    return made ? made : read(NSISOLatin1StringEncoding);
 }
 
 std::string stdString(NSString* text) {

@@ -17,8 +17,12 @@
 }
 
 - (void)performKvnAction:(id)sender {
-    const auto action = _action; // the target may be released while it runs
-    action(sender);
+    // A copy, because the target may be released while it runs.
+    [action = _action, sender]() noexcept { action(sender); }();
+}
+
+- (void)performKvnAction:(NSAppleEventDescriptor*)event withReply:(NSAppleEventDescriptor*)__unused reply {
+    [self performKvnAction:event];
 }
 
 @end

@@ -7,7 +7,7 @@
 
 /// The window of a dialog: rows from top to bottom, which scroll when they are higher than the window. Escape
 /// closes it. Main thread.
-@interface KvnDialogPanel : NSPanel
+@interface KvnDialogPanel : NSPanel <NSWindowDelegate>
 
 /// `closeRequested` is called when the user wants to close the window, which stays open by itself.
 - (instancetype)initWithCloseRequest:(std::function<void()>)closeRequested;

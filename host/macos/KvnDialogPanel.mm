@@ -21,9 +21,6 @@ constexpr CGFloat kHorizontalMargin = 20;
 }
 @end
 
-@interface KvnDialogPanel () <NSWindowDelegate>
-@end
-
 @implementation KvnDialogPanel {
     std::function<void()> _closeRequested;
     KvnDialogRows* _rows;
@@ -102,8 +99,8 @@ constexpr CGFloat kHorizontalMargin = 20;
 }
 
 - (BOOL)windowShouldClose:(NSWindow*)__unused sender {
-    const auto closeRequested = _closeRequested;
-    closeRequested();
+    // An exception ends the process here, as in the actions of controls.
+    [closeRequested = _closeRequested]() noexcept { closeRequested(); }();
     return NO;
 }
 

@@ -4,16 +4,12 @@
 
 #include "host/ConsoleUser.h"
 
-#include <chrono>
-
 namespace kvn::host {
 
 /// Returns the user that the system's dynamic store names. If the store does not tell of changes, this is
-/// logged once and tried again every `kRetryInterval`.
+/// logged, and no task is run.
 class MacConsoleUser final : public ConsoleUser {
 public:
-    static constexpr std::chrono::seconds kRetryInterval{30};
-
     /// The loop outlives this object and its registrations.
     explicit MacConsoleUser(MainLoop& mainLoop) : mainLoop_(mainLoop) {}
 

@@ -14,37 +14,31 @@ namespace {
 /// A connection to the store that calls the task after each change.
 class ConsoleWatch final : public MainLoop::Registration {
 public:
-    ConsoleWatch(MainLoop& loop, MainLoop::Task task)
-        : loop_(loop), task_(std::make_shared<MainLoop::Task>(std::move(task))) {
-        if (!connect()) {
-            Kvs::CNSLog("Changes of the console user are not known: %s", SCErrorString(SCError()));
-            retry_ = loop_.startTimer(MacConsoleUser::kRetryInterval, [this] { retry(); });
+    ConsoleWatch(MainLoop& mainLoop, MainLoop::Task task);
+    ~ConsoleWatch() override {
+        if (store_) {
+            SCDynamicStoreSetDispatchQueue(store_, nullptr);
+            CFRelease(store_);
         }
     }
-    ~ConsoleWatch() override { disconnect(); }
     ConsoleWatch(const ConsoleWatch&) = delete;
     ConsoleWatch& operator=(const ConsoleWatch&) = delete;
 
 private:
-    bool connect();
-    void disconnect();
-    void retry();
-
-    MainLoop& loop_;
     const std::shared_ptr<MainLoop::Task> task_;
-    MainLoop::Handle retry_; // null with a connection
     SCDynamicStoreRef store_ = nullptr;
 };
 
-bool ConsoleWatch::connect() {
+ConsoleWatch::ConsoleWatch(MainLoop& mainLoop, MainLoop::Task task)
+    : task_(std::make_shared<MainLoop::Task>(std::move(task))) {
     // The store keeps the block, which keeps nothing of this object: a change may be on its way when the
     // registration ends.
-    MainLoop* const loop = &loop_;
+    MainLoop* const loop = &mainLoop;
     const std::weak_ptr<MainLoop::Task> weak = task_;
     const dispatch_block_t changed = ^{
       loop->post([weak] {
-          if (const auto task = weak.lock()) {
-              (*task)();
+          if (const auto alive = weak.lock()) {
+              (*alive)();
           }
       });
     };
@@ -53,27 +47,9 @@ bool ConsoleWatch::connect() {
         nullptr, CFSTR("KvnGUIAgent"),
         [](SCDynamicStoreRef, CFArrayRef, void* block) { ((__bridge dispatch_block_t)block)(); }, &context);
     NSString* const key = CFBridgingRelease(SCDynamicStoreKeyCreateConsoleUser(nullptr));
-    if (store_ && SCDynamicStoreSetNotificationKeys(store_, (__bridge CFArrayRef) @[ key ], nullptr) &&
-        SCDynamicStoreSetDispatchQueue(store_, dispatch_get_main_queue())) {
-        return true;
-    }
-    disconnect();
-    return false;
-}
-
-void ConsoleWatch::disconnect() {
-    if (store_) {
-        SCDynamicStoreSetDispatchQueue(store_, nullptr);
-        CFRelease(store_);
-        store_ = nullptr;
-    }
-}
-
-void ConsoleWatch::retry() {
-    if (connect()) {
-        retry_.reset();
-        const auto task = task_;
-        (*task)(); // for the changes that were missed; may destroy this object
+    if (!store_ || !SCDynamicStoreSetNotificationKeys(store_, (__bridge CFArrayRef) @[ key ], nullptr) ||
+        !SCDynamicStoreSetDispatchQueue(store_, dispatch_get_main_queue())) {
+        Kvs::CNSLog("Changes of the console user are not known: %s", SCErrorString(SCError()));
     }
 }
 

@@ -34,8 +34,8 @@ private:
         button_.enabled = folder.enabled;
         button_.accessibilityLabel = nsString(spokenName(line_));
     }
-    void take(const std::string& path) {
-        setText(field_, path);
+    void take() {
+        const std::string path = stdString(field_.stringValue);
         if (edited_.take(path)) {
             auto& folder = std::get<DialogFolder>(line_.control);
             folder.path = path;
@@ -48,18 +48,18 @@ private:
         panel.canChooseFiles = NO;
         panel.canCreateDirectories = YES;
         panel.directoryURL = [NSURL fileURLWithPath:field_.stringValue isDirectory:YES];
-        KvnActionTarget* __weak const row = choose_; // nil when the row is gone
+        KvnActionTarget* __weak const typed = typed_; // nil when the row is gone
         [panel beginSheetModalForWindow:view().window
                       completionHandler:^(NSModalResponse response) {
-                        if (response == NSModalResponseOK && row) {
+                        if (response == NSModalResponseOK && typed) {
                             [field_ abortEditing]; // the choice replaces a path that is half typed
-                            take(stdString(panel.URL.path));
+                            setText(field_, stdString(panel.URL.path));
+                            [typed performKvnAction:field_];
                         }
                       }];
     }
 
-    KvnActionTarget* const typed_ =
-        [[KvnActionTarget alloc] initWithAction:[this](id) { take(stdString(field_.stringValue)); }];
+    KvnActionTarget* const typed_ = [[KvnActionTarget alloc] initWithAction:[this](id) { take(); }];
     KvnActionTarget* const choose_ = [[KvnActionTarget alloc] initWithAction:[this](id) { choose(); }];
     NSTextField* const field_ = [NSTextField textFieldWithString:@""];
     NSButton* const button_ = [NSButton buttonWithTitle:@"…"

@@ -74,7 +74,8 @@ private:
     }
 
     void replaceColumns(const std::vector<std::string>& titles) {
-        for (NSTableColumn* column in table_.tableColumns) {
+        // Taken from the end: the array may be the table's own, which must not change while it is enumerated.
+        while (NSTableColumn* const column = table_.tableColumns.lastObject) {
             [table_ removeTableColumn:column];
         }
         for (const std::string& title : titles) {

@@ -2,21 +2,7 @@
 
 #include "host/DistributedNotifications.h"
 #include "host/macos/Conversions.h"
-
-#import <Foundation/Foundation.h>
-
-/// Receives one observer's notifications. Only for a target, not for a block, can an observer say when the
-/// centre is to deliver them.
-@interface KvnNotificationTarget : NSObject
-@property(copy) void (^receive)(NSNotification*);
-- (void)receiveNotification:(NSNotification*)notification;
-@end
-
-@implementation KvnNotificationTarget
-- (void)receiveNotification:(NSNotification*)notification {
-    self.receive(notification);
-}
-@end
+#include "host/macos/KvnActionTarget.h"
 
 namespace kvn::host {
 namespace {
@@ -39,14 +25,14 @@ using Handler = std::function<void(const Notification&)>;
 
 class Observation final : public MainLoop::Registration {
 public:
-    Observation(KvnNotificationTarget* target, std::shared_ptr<const Handler> handler)
+    Observation(KvnActionTarget* target, std::shared_ptr<const Handler> handler)
         : target_(target), handler_(std::move(handler)) {}
     ~Observation() override { [NSDistributedNotificationCenter.defaultCenter removeObserver:target_]; }
     Observation(const Observation&) = delete;
     Observation& operator=(const Observation&) = delete;
 
 private:
-    KvnNotificationTarget* const target_;
+    KvnActionTarget* const target_;
     const std::shared_ptr<const Handler> handler_;
 };
 
@@ -68,20 +54,20 @@ MainLoop::Handle MacDistributedNotifications::observe(const std::string& name,
                                                       Handler handler) {
     const auto shared = std::make_shared<const Handler>(std::move(handler));
     const std::weak_ptr<const Handler> weak = shared;
-    MainLoop* const loop = &mainLoop_;
-    KvnNotificationTarget* const target = [[KvnNotificationTarget alloc] init];
-    target.receive = ^(NSNotification* received) {
-      // Posted, because the handler may throw, and may end the registration that is in use here.
-      loop->post([weak, notification = notificationOf(received)] {
-          if (const auto alive = weak.lock()) {
-              (*alive)(notification);
-          }
-      });
-    };
-    // Delivered at once, or an application that is not active would get it only when it becomes active.
+    KvnActionTarget* const target =
+        [[KvnActionTarget alloc] initWithAction:[&loop = mainLoop_, weak](id received) {
+            // Posted, because the handler may throw, and may end the registration that is in use here.
+            loop.post([weak, notification = notificationOf(received)] {
+                if (const auto alive = weak.lock()) {
+                    (*alive)(notification);
+                }
+            });
+        }];
+    // Delivered at once, or an application that is not active would get it only when it becomes active. A
+    // block could not ask for that.
     [NSDistributedNotificationCenter.defaultCenter
                addObserver:target
-                  selector:@selector(receiveNotification:)
+                  selector:@selector(performKvnAction:)
                       name:nsString(name)
                     object:object ? nsString(*object) : nil
         suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];

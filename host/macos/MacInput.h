@@ -30,7 +30,8 @@ public:
     void unregisterHotKey(Reference reference) override;
 
 private:
-    static OSStatus receive(EventHandlerCallRef, EventRef event, void* self);
+    // An exception ends the process, because it may not pass through the system's code.
+    static OSStatus receive(EventHandlerCallRef, EventRef event, void* self) noexcept;
 
     Handler handler_;
     EventHandlerRef installed_ = nullptr;

@@ -38,7 +38,7 @@ MacHotKeys::~MacHotKeys() {
     }
 }
 
-OSStatus MacHotKeys::receive(EventHandlerCallRef, EventRef event, void* self) {
+OSStatus MacHotKeys::receive(EventHandlerCallRef, EventRef event, void* self) noexcept {
     return static_cast<MacHotKeys*>(self)->handler_(GetEventKind(event));
 }
 

@@ -69,6 +69,7 @@ struct MacMainLoop::State : std::enable_shared_from_this<State> {
     bool running KVS_GUARDED_BY(lock) = false; // the queue is not suspended
     bool quitting KVS_GUARDED_BY(lock) = false;
     std::exception_ptr failure; // main thread
+    id activity = nil;          // ends with the state
 };
 
 namespace {
@@ -168,6 +169,10 @@ void MacMainLoop::State::quit() {
 MacMainLoop::MacMainLoop(bool withApplication) : state_(std::make_shared<State>(withApplication)) {
     if (withApplication) {
         [NSApplication.sharedApplication setActivationPolicy:NSApplicationActivationPolicyAccessory];
+        // The system slows the timers of an application that shows no window, unless it says that it is busy.
+        state_->activity =
+            [NSProcessInfo.processInfo beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep
+                                                         reason:@"The remote service is watched"];
         finishLaunch();
     }
 }

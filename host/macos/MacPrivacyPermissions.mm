@@ -17,11 +17,10 @@ namespace {
 /// Begins to capture one pixel of the main display. Returns true if the system gave a stream.
 bool beginDisplayStream() {
     constexpr std::int32_t kPixelFormat = 'BGRA';
-    const id stream = CFBridgingRelease(CGDisplayStreamCreate(
-        CGMainDisplayID(), 1, 1, kPixelFormat, nullptr,
-        ^(CGDisplayStreamFrameStatus, std::uint64_t, IOSurfaceRef, CGDisplayStreamUpdateRef){
-        }));
-    return stream != nil;
+    return CFBridgingRelease(CGDisplayStreamCreate(
+               CGMainDisplayID(), 1, 1, kPixelFormat, nullptr,
+               ^(CGDisplayStreamFrameStatus, std::uint64_t, IOSurfaceRef, CGDisplayStreamUpdateRef){
+               })) != nil;
 }
 
 } // namespace

@@ -74,7 +74,8 @@ std::vector<pid_t> MacRunningApplications::instancesOf(const std::string& bundle
     }
     const std::string own = executableOf(::getpid());
     for (const pid_t process : processesOfUser()) {
-        if (executableOf(process) == own) {
+        // Another process whose file is gone is no instance, even if this one's file is gone as well.
+        if (!own.empty() && executableOf(process) == own) {
             instances.push_back(process);
         }
     }

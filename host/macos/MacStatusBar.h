@@ -27,6 +27,7 @@ public:
 
 private:
     void showDescription();
+    void showMenu();
 
     NSStatusItem* item_ = nil;
     KvnActionTarget* target_ = nil; // of the menu's items, whose tags are their places in `menu_`

@@ -10,23 +10,6 @@
 
 namespace kvn::host {
 
-namespace {
-
-NSMenuItem* menuItem(const Menu::value_type& entry, KvnActionTarget* target) {
-    const auto* item = std::get_if<MenuItem>(&entry);
-    if (!item) {
-        return [NSMenuItem separatorItem];
-    }
-    NSMenuItem* const shown = [[NSMenuItem alloc] initWithTitle:nsString(item->title)
-                                                         action:@selector(performKvnAction:)
-                                                  keyEquivalent:@""];
-    shown.target = target;
-    shown.enabled = item->enabled;
-    return shown;
-}
-
-} // namespace
-
 void MacStatusBar::showItem(const Menu& menu) {
     removeItem();
     menu_ = &menu;
@@ -39,13 +22,19 @@ void MacStatusBar::showItem(const Menu& menu) {
     shown.autoenablesItems = NO;
     NSInteger tag = 0;
     for (const auto& entry : menu) {
-        NSMenuItem* const item = menuItem(entry, target_);
+        NSMenuItem* const item = std::holds_alternative<MenuSeparator>(entry)
+                                     ? [NSMenuItem separatorItem]
+                                     : [[NSMenuItem alloc] initWithTitle:@""
+                                                                  action:@selector(performKvnAction:)
+                                                           keyEquivalent:@""];
+        item.target = target_;
         item.tag = tag++;
         [shown addItem:item];
     }
     item_ = [NSStatusBar.systemStatusBar statusItemWithLength:NSVariableStatusItemLength];
     item_.button.imagePosition = NSImageOnly;
     item_.menu = shown;
+    showMenu();
     showDescription();
 }
 
@@ -73,6 +62,10 @@ void MacStatusBar::updateItem(const StatusImage& image) {
     [picture setTemplate:image.meaning != Meaning::Controlled];
     item_.button.image = picture;
     item_.button.appearsDisabled = image.meaning == Meaning::NotConnected;
+    showMenu();
+}
+
+void MacStatusBar::showMenu() {
     for (std::size_t place = 0; place < menu_->size(); ++place) {
         if (const auto* item = std::get_if<MenuItem>(&(*menu_)[place])) {
             NSMenuItem* const shown = [item_.menu itemWithTag:static_cast<NSInteger>(place)];
@@ -83,8 +76,10 @@ void MacStatusBar::updateItem(const StatusImage& image) {
 }
 
 void MacStatusBar::describe(const std::string& text) {
-    description_ = text;
-    showDescription();
+    // An equal text is not set again, which would hide the one under the pointer.
+    if (std::exchange(description_, text) != text) {
+        showDescription();
+    }
 }
 
 void MacStatusBar::showDescription() {

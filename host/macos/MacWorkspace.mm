@@ -3,76 +3,9 @@
 #include "host/macos/MacWorkspace.h"
 
 #include "host/macos/Conversions.h"
+#include "host/macos/KvnActionTarget.h"
 #include "host/posix/AppBundle.h"
 #import <AppKit/AppKit.h>
-
-namespace {
-
-using SessionHandler = std::function<void(kvn::host::Workspace::Event)>;
-
-} // namespace
-
-/// Receives the session's notifications, and the request to quit.
-@interface KvnSessionObserver : NSObject
-- (instancetype)initWithHandler:(SessionHandler)handler;
-- (void)stop;
-@end
-
-@implementation KvnSessionObserver {
-    SessionHandler _handler;
-}
-
-- (instancetype)initWithHandler:(SessionHandler)handler {
-    self = [super init];
-    if (self) {
-        _handler = std::move(handler);
-        NSNotificationCenter* const center = NSWorkspace.sharedWorkspace.notificationCenter;
-        [center addObserver:self
-                   selector:@selector(willSleep:)
-                       name:NSWorkspaceWillSleepNotification
-                     object:nil];
-        [center addObserver:self selector:@selector(didWake:) name:NSWorkspaceDidWakeNotification object:nil];
-        [center addObserver:self
-                   selector:@selector(willEndSession:)
-                       name:NSWorkspaceWillPowerOffNotification
-                     object:nil];
-        [NSAppleEventManager.sharedAppleEventManager setEventHandler:self
-                                                         andSelector:@selector(quit:withReply:)
-                                                       forEventClass:kCoreEventClass
-                                                          andEventID:kAEQuitApplication];
-    }
-    return self;
-}
-
-- (void)stop {
-    [NSWorkspace.sharedWorkspace.notificationCenter removeObserver:self];
-    [NSAppleEventManager.sharedAppleEventManager removeEventHandlerForEventClass:kCoreEventClass
-                                                                      andEventID:kAEQuitApplication];
-}
-
-- (void)report:(kvn::host::Workspace::Event)event {
-    const auto handler = _handler; // the observer may be released while it runs
-    handler(event);
-}
-
-- (void)willSleep:(NSNotification*)__unused notification {
-    [self report:kvn::host::Workspace::Event::WillSleep];
-}
-
-- (void)didWake:(NSNotification*)__unused notification {
-    [self report:kvn::host::Workspace::Event::DidWake];
-}
-
-- (void)willEndSession:(NSNotification*)__unused notification {
-    [self report:kvn::host::Workspace::Event::WillEndSession];
-}
-
-/// The application's own handler would call exit() while other threads run.
-- (void)quit:(NSAppleEventDescriptor*)__unused event withReply:(NSAppleEventDescriptor*)__unused reply {
-    [self report:kvn::host::Workspace::Event::WillEndSession];
-}
-
-@end
 
 namespace kvn::host {
 
@@ -80,15 +13,49 @@ namespace {
 
 constexpr char kErrorDomain[] = "Workspace";
 
+/// Observes sleep and wake-up, and the quit event, which the system sends to every application when the
+/// session ends. The notification of a power-off is not needed beside it, and also precedes a log-out that is
+/// cancelled.
 class SessionObservation final : public MainLoop::Registration {
 public:
-    explicit SessionObservation(KvnSessionObserver* observer) : observer_(observer) {}
-    ~SessionObservation() override { [observer_ stop]; }
+    using Event = Workspace::Event;
+    using Handler = std::function<void(Event)>;
+
+    explicit SessionObservation(const Handler& handler)
+        : sleep_(reporter(handler, Event::WillSleep)), wake_(reporter(handler, Event::DidWake)),
+          quit_(reporter(handler, Event::WillEndSession)) {
+        NSNotificationCenter* const center = NSWorkspace.sharedWorkspace.notificationCenter;
+        [center addObserver:sleep_
+                   selector:@selector(performKvnAction:)
+                       name:NSWorkspaceWillSleepNotification
+                     object:nil];
+        [center addObserver:wake_
+                   selector:@selector(performKvnAction:)
+                       name:NSWorkspaceDidWakeNotification
+                     object:nil];
+        // The application's own handler would call exit() while other threads run.
+        [NSAppleEventManager.sharedAppleEventManager setEventHandler:quit_
+                                                         andSelector:@selector(performKvnAction:withReply:)
+                                                       forEventClass:kCoreEventClass
+                                                          andEventID:kAEQuitApplication];
+    }
+    ~SessionObservation() override {
+        [NSWorkspace.sharedWorkspace.notificationCenter removeObserver:sleep_];
+        [NSWorkspace.sharedWorkspace.notificationCenter removeObserver:wake_];
+        [NSAppleEventManager.sharedAppleEventManager removeEventHandlerForEventClass:kCoreEventClass
+                                                                          andEventID:kAEQuitApplication];
+    }
     SessionObservation(const SessionObservation&) = delete;
     SessionObservation& operator=(const SessionObservation&) = delete;
 
 private:
-    KvnSessionObserver* const observer_;
+    static KvnActionTarget* reporter(const Handler& handler, Event event) {
+        return [[KvnActionTarget alloc] initWithAction:[handler, event](id) { handler(event); }];
+    }
+
+    KvnActionTarget* const sleep_;
+    KvnActionTarget* const wake_;
+    KvnActionTarget* const quit_;
 };
 
 void complete(MainLoop& mainLoop, Workspace::Completion completion, std::optional<Error> error) {
@@ -114,8 +81,7 @@ auto answerHandler(std::weak_ptr<MainLoop> mainLoop, Workspace::Completion compl
 } // namespace
 
 MainLoop::Handle MacWorkspace::observe(std::function<void(Event)> handler) {
-    return std::make_unique<SessionObservation>(
-        [[KvnSessionObserver alloc] initWithHandler:std::move(handler)]);
+    return std::make_unique<SessionObservation>(handler);
 }
 
 void MacWorkspace::openUrl(const std::string& url, Completion completion) {

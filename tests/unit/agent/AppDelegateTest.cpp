@@ -142,6 +142,7 @@ TEST_F(AppDelegateTest, TheSystemEndsItAtTheEndOfTheSession) {
     env.loop.post([this] { ui.machine.announce(Event::WillEndSession); });
     env.loop.run();
     EXPECT_TRUE(env.log.contains("Terminating agent: com.korvane.remote.KvnGUIAgent"));
+    EXPECT_EQ(ui.bar.menu, nullptr) << "an open menu would keep the loop of macOS from ending";
 }
 
 TEST_F(AppDelegateTest, TheToolsLinkReplacesAFolderButNothingElse) {

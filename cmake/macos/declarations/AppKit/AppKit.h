@@ -350,7 +350,6 @@ API_AVAILABLE(macos(10.15))
 + (instancetype)configuration;
 @end
 extern "C" NSString *NSWorkspaceWillSleepNotification, *NSWorkspaceDidWakeNotification;
-extern "C" NSString* const NSWorkspaceWillPowerOffNotification;
 @interface NSWorkspace : NSObject
 @property(class, readonly, strong) NSWorkspace* sharedWorkspace;
 @property(readonly, strong) NSNotificationCenter* notificationCenter;

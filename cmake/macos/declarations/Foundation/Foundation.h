@@ -63,6 +63,7 @@ typedef struct {
 @end
 @interface NSArray<T> : NSObject <NSFastEnumeration>
 @property(readonly) NSUInteger count;
+@property(readonly) T lastObject;
 - (T)objectAtIndexedSubscript:(NSUInteger)index;
 + (instancetype)arrayWithObjects:(const T[])objects count:(NSUInteger)count;
 @end
@@ -108,9 +109,13 @@ typedef struct {
 typedef struct {
     NSInteger majorVersion, minorVersion, patchVersion;
 } NSOperatingSystemVersion;
+typedef uint64_t NSActivityOptions;
+enum : NSActivityOptions { NSActivityUserInitiatedAllowingIdleSystemSleep = 0xEFFFFF };
 @interface NSProcessInfo : NSObject
 @property(class, readonly) NSProcessInfo* processInfo;
 - (BOOL)isOperatingSystemAtLeastVersion:(NSOperatingSystemVersion)version API_AVAILABLE(macos(10.10));
+- (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)options
+                                  reason:(NSString*)reason API_AVAILABLE(macos(10.9));
 @end
 extern "C" NSString* NSUserName(void);
 typedef NSUInteger NSPropertyListMutabilityOptions;
