@@ -77,7 +77,12 @@ int runAgent(host::Host& host, host::UserInterfaceFactory makeUserInterface) {
     application.applicationDidFinishLaunching();
     loginSessions.systemMonitorStartedMonitoring();
     userInterface->start(application.commands(), terminate);
-    mainLoop.run();
+    try {
+        mainLoop.run();
+    } catch (...) {               // of a task
+        host.endBackgroundWork(); // jobs in progress use what is destroyed now
+        throw;
+    }
     application.applicationWillTerminate();
     host.endBackgroundWork();
     return 0;
