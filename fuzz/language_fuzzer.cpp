@@ -8,7 +8,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     kvn::fuzz::logNothing();
     const std::vector<std::string> preferred{"de-AT", "zh-Hans", "en"};
     kvn::LanguageMap texts;
-    kvn::LanguageFileParser(preferred, texts).parseLanguageData(kvn::fuzz::fileOf(data, size));
+    using Parser = kvn::LanguageFileParser;
+    Parser(preferred, texts).parseLanguageData(kvn::fuzz::fileOf(data, size), Parser::Origin::Bundle);
     std::size_t kept = 0;
     for (const auto& [language, map] : texts) {
         kvn::fuzz::require(!language.empty(), "texts without a language");

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 
+#include "core/system/FSysInfoPaths.h"
 #include "core/text/FGStr.h"
 #include "fuzz/Fuzz.h"
 #include "remote/FXmlConfigFile.h"
@@ -8,11 +9,16 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     kvn::fuzz::logNothing();
     const std::string& path = kvn::fuzz::fileOf(data, size);
+    Kvs::FSysInfoPaths::setRoot(path); // any root: the own user may then write the policy
     Kvs::FXmlConfigFile file;
-    if (file.loadFromFile(Kvs::FGStr<wchar_t>(std::wstring(path.begin(), path.end()).c_str()))) {
+    const bool loaded =
+        file.loadFromFile(Kvs::FGStr<wchar_t>(std::wstring(path.begin(), path.end()).c_str()));
+    const std::string_view text = kvn::fuzz::textOf(data, size);
+    kvn::fuzz::require(loaded || text != "<A>x</A>", "a good file is refused");
+    if (loaded) {
         file.getBool(L"RemoteAccess", true);
-        const auto text = file.getString(L"A", L"");
-        kvn::fuzz::require(text.token().size() <= size, "a text that is not in the file");
+        const auto value = file.getString(L"A", L"");
+        kvn::fuzz::require(value.token().size() <= size, "a text that is not in the file");
     }
     return 0;
 }
