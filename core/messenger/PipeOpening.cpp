@@ -39,9 +39,11 @@ FResult failed(const char* call) {
 
 FResult noSocket() { return failed("failed to create Unix domain socket, errno: "); }
 
-/// Every user can put a link in the place of what this process has just made; it is not followed.
+/// Every user can put a link in the place of what this process has just made; it is not followed. Fails for
+/// what another user has made, who decides its mode.
 void openForEveryone(const std::string& path) {
-    ::fchmodat(AT_FDCWD, path.c_str(), kForEveryone, AT_SYMLINK_NOFOLLOW);
+    [[maybe_unused]] const int ignored =
+        ::fchmodat(AT_FDCWD, path.c_str(), kForEveryone, AT_SYMLINK_NOFOLLOW);
 }
 
 void makeDirectories(const std::string& base, const std::string& pipes) {
