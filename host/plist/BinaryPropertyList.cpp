@@ -285,7 +285,8 @@ std::optional<PropertyValue> Reader::dictionary(std::string_view references, std
     if (!values) {
         return std::nullopt;
     }
-    PropertyValue::Dictionary whole;
+    std::optional<PropertyValue> result(std::in_place); // filled in place: GCC 12 warns of a move out of it
+    auto& whole = result->value.emplace<PropertyValue::Dictionary>();
     auto value = std::get<PropertyValue::Array>(values->value).begin();
     for (const PropertyValue& key : *keys->as<PropertyValue::Array>()) {
         const auto* text = key.as<std::string>();
@@ -294,7 +295,7 @@ std::optional<PropertyValue> Reader::dictionary(std::string_view references, std
         }
         whole.insert_or_assign(*text, std::move(*value++));
     }
-    return PropertyValue{std::move(whole)};
+    return result;
 }
 
 } // namespace
