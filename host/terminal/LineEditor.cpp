@@ -79,6 +79,17 @@ std::size_t lengthOfKey(std::string_view bytes) {
     return length <= bytes.size() ? length : bytes.size() >= kLongestKey ? 1 : 0;
 }
 
+/// Returns true for a sequence that is none of the arrows, Home, End and Delete. libedit has no command for it
+/// and would take its last characters for text.
+bool isUnknown(std::string_view key) {
+    constexpr std::string_view kLetters = "ABCDHF";
+    constexpr std::string_view kNumbers = "13478";
+    const bool sequence = key.starts_with("\033[") || key.starts_with("\033O");
+    const bool letter = key.size() == 3 && kLetters.find(key[2]) != key.npos;
+    const bool number = key.size() == 4 && kNumbers.find(key[2]) != key.npos && key[3] == '~';
+    return sequence && !letter && !number;
+}
+
 std::string commonBeginning(const std::vector<std::string>& texts) {
     std::string common = texts.front();
     for (const std::string& text : texts) {
@@ -250,7 +261,7 @@ void LineEditor::takeKeys() {
         key_ = bytes_.substr(0, length);
         bytes_.erase(0, length);
         const bool isText = static_cast<unsigned char>(key_[0]) >= ' ' && key_ != kBackspace;
-        if (isText && (key_ != harmless(key_) || lineLength() >= kLongestLine)) {
+        if (isUnknown(key_) || (isText && (key_ != harmless(key_) || lineLength() >= kLongestLine))) {
             continue;
         }
         show();

@@ -303,8 +303,8 @@ std::string Terminal::carryOut(const Choice& choice) {
 
 // MARK: Drawing
 
-/// Returns the state in harmless text: "status: TEXT | server: S | icon: connected". It is one line for a
-/// script, and for a person as many as the terminal's width asks for.
+/// Returns the state in harmless text: "status: TEXT | server: S | icon: connected", in as many lines as the
+/// width asks for.
 std::string Terminal::stateLine(const Style& style) const {
     std::string text;
     std::size_t width = 0;
@@ -313,7 +313,7 @@ std::string Terminal::stateLine(const Style& style) const {
             return;
         }
         const std::size_t own = displayWidth(name + ": " + value);
-        const bool fits = !editor_ || width + own + 3 <= style.width;
+        const bool fits = width + own <= style.width - 3;
         text += text.empty() ? "" : fits ? " | " : "\n  ";
         width = (text.empty() ? 0 : fits ? width + 3 : 2) + own;
         text += name + ": " + (colour ? inColour(value, *colour, style) : value);
@@ -343,8 +343,10 @@ void Terminal::drawSoon() {
 
 void Terminal::draw() {
     const Style style = this->style();
-    if (std::string line = stateLine(style); line != printedState_) {
-        printLine(line);
+    Style oneLine = style;
+    oneLine.width = std::string::npos;
+    if (std::string line = stateLine(oneLine); line != printedState_) {
+        printLine(editor_ ? stateLine(style) : line);
         printedState_ = std::move(line);
     }
     for (Dialog& dialog : dialogs_) {

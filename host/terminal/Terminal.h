@@ -115,7 +115,7 @@ private:
     StateDetails stateDetails_;
     std::string icon_ = "hidden";
     std::optional<Colour> iconColour_;
-    std::string printedState_ = stateLine({}); // so that the initial state is not printed
+    std::string printedState_ = stateLine({.width = std::string::npos}); // so that the initial state is not printed
     const TerminalPane* menu_ = nullptr;
     std::vector<Dialog> dialogs_; // in the order in which they were opened or turned to
     const TerminalPane* front_ = nullptr;
