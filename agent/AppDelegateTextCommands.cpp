@@ -62,7 +62,8 @@ host::Commands serviceCommands(GUIAgentController& controller, host::UserInterfa
          {"pauses the service, where the policy allows it",
           [&](auto&) { return askForPause(settings, "pause", [&] { return controller.pauseService(); }); }}},
         {"continue",
-         {"ends the pause", [&](auto&) {
+         {"ends the pause",
+          [&](auto&) {
               return askForPause(settings, "continue", [&] { return controller.continueService(); });
           }}},
         {"reboot",

@@ -42,7 +42,8 @@ Choice change(const DialogCheckBox& box, const std::string& label, const std::st
 Choice change(const DialogFolder& folder, const std::string& label, const std::string& value) {
     std::error_code ignored;
     const auto found = std::filesystem::status(value, ignored);
-    if (!value.starts_with('/') || (std::filesystem::exists(found) && !std::filesystem::is_directory(found))) {
+    if (!value.starts_with('/') ||
+        (std::filesystem::exists(found) && !std::filesystem::is_directory(found))) {
         return {answer("error", label, "set it to the whole path of a folder"), nullptr};
     }
     return changed(folder, label, value, value);

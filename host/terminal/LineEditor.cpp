@@ -2,6 +2,7 @@
 
 #include "host/terminal/LineEditor.h"
 
+#include "host/terminal/TerminalKeys.h"
 #include "host/terminal/TextLayout.h"
 
 #include <algorithm>
@@ -22,9 +23,7 @@ namespace {
 constexpr char kProgram[] = "KvnGUIAgent";
 constexpr char kPrompt[] = "> ";
 constexpr std::size_t kLongestLine = 4096;
-constexpr std::size_t kLongestKey = 32; // of a sequence that no terminal sends
 constexpr int kHistoryLength = 200;
-constexpr char kEscape = '\033';
 constexpr char kEndOfInput = '\004';
 constexpr std::string_view kBackspace = "\x7F";
 
@@ -53,43 +52,6 @@ bool inForeground() {
     return group == -1 || group == getpgrp();
 }
 
-std::size_t utf8Length(char first) {
-    const auto byte = static_cast<unsigned char>(first);
-    return byte < 0xC2 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : byte < 0xF5 ? 4 : 1;
-}
-
-/// Returns the length of the key that the bytes begin with: a character, or a sequence that begins with ESC.
-/// Returns 0 while the key is not complete.
-std::size_t lengthOfKey(std::string_view bytes) {
-    if (bytes.empty()) {
-        return 0;
-    }
-    std::size_t length = utf8Length(bytes[0]);
-    if (bytes[0] == kEscape) {
-        if (bytes.size() < 2) {
-            return 0;
-        }
-        if (bytes[1] == '[') {
-            const auto end = std::find_if(bytes.begin() + 2, bytes.end(), [](char c) { return c >= '@'; });
-            length = end == bytes.end() ? bytes.size() + 1 : static_cast<std::size_t>(end - bytes.begin()) + 1;
-        } else {
-            length = bytes[1] == 'O' ? 3 : 1 + utf8Length(bytes[1]);
-        }
-    }
-    return length <= bytes.size() ? length : bytes.size() >= kLongestKey ? 1 : 0;
-}
-
-/// Returns true for a sequence that is none of the arrows, Home, End and Delete. libedit has no command for it
-/// and would take its last characters for text.
-bool isUnknown(std::string_view key) {
-    constexpr std::string_view kLetters = "ABCDHF";
-    constexpr std::string_view kNumbers = "13478";
-    const bool sequence = key.starts_with("\033[") || key.starts_with("\033O");
-    const bool letter = key.size() == 3 && kLetters.find(key[2]) != key.npos;
-    const bool number = key.size() == 4 && kNumbers.find(key[2]) != key.npos && key[3] == '~';
-    return sequence && !letter && !number;
-}
-
 std::string commonBeginning(const std::vector<std::string>& texts) {
     std::string common = texts.front();
     for (const std::string& text : texts) {
@@ -112,8 +74,7 @@ LineEditor& ownerOf(EditLine* editor) {
 
 bool LineEditor::isPossible() {
     const char* type = std::getenv("TERM");
-    return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && type && *type &&
-           std::string_view(type) != "dumb";
+    return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && type && *type && std::string_view(type) != "dumb";
 }
 
 LineEditor::LineEditor(MainLoop& mainLoop, TerminalOutput& output, Handlers handlers)
@@ -150,11 +111,14 @@ void LineEditor::begin() {
     el_set(editor, EL_CLIENTDATA, this);
     el_set(editor, EL_EDITOR, "emacs");
     el_set(editor, EL_HIST, &history, history_.get());
-    el_set(editor, EL_PROMPT, +[](EditLine*) { return const_cast<char*>(kPrompt); });
-    el_set(editor, EL_GETCFN,
-           +[](EditLine* of, wchar_t* character) { return ownerOf(of).nextCharacter(*character); });
-    el_set(editor, EL_ADDFN, "complete-command", "Completes a command",
-           +[](EditLine* of, int) { return ownerOf(of).complete(); });
+    el_set(
+        editor, EL_PROMPT, +[](EditLine*) { return const_cast<char*>(kPrompt); });
+    el_set(
+        editor, EL_GETCFN,
+        +[](EditLine* of, wchar_t* character) { return ownerOf(of).nextCharacter(*character); });
+    el_set(
+        editor, EL_ADDFN, "complete-command", "Completes a command",
+        +[](EditLine* of, int) { return ownerOf(of).complete(); });
     el_set(editor, EL_BIND, "^I", "complete-command", nullptr);
     // These would read more keys before they return.
     el_set(editor, EL_BIND, "^R", "ed-search-prev-history", nullptr);

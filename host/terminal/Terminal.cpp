@@ -52,20 +52,18 @@ void Terminal::start(Commands commands, MainLoop::Task onEnd) {
         print(localized("TerminalHelpHint"));
     }
     if (LineEditor::isPossible()) {
-        editor_.emplace(mainLoop_, output_,
-                        LineEditor::Handlers{[this](std::string_view line) { runLine(line); },
-                                             std::move(onEnd),
-                                             [this](const std::string& beginning) {
-                                                 return completions(beginning);
-                                             },
-                                             [this](const std::vector<std::string>& choices) {
-                                                 std::string all;
-                                                 for (const std::string& choice : choices) {
-                                                     all += (all.empty() ? "" : ", ") + choice;
-                                                 }
-                                                 print(all);
-                                                 drawSoon();
-                                             }});
+        editor_.emplace(
+            mainLoop_, output_,
+            LineEditor::Handlers{[this](std::string_view line) { runLine(line); }, std::move(onEnd),
+                                 [this](const std::string& beginning) { return completions(beginning); },
+                                 [this](const std::vector<std::string>& choices) {
+                                     std::string all;
+                                     for (const std::string& choice : choices) {
+                                         all += (all.empty() ? "" : ", ") + choice;
+                                     }
+                                     print(all);
+                                     drawSoon();
+                                 }});
     } else {
         input_.emplace(mainLoop_, STDIN_FILENO,
                        LineReader::Handlers{[this](std::string_view line) { runLine(line); },
@@ -267,8 +265,9 @@ std::string Terminal::closeFront() {
     const auto last =
         std::find_if(dialogs_.rbegin(), dialogs_.rend(), [](const Dialog& open) { return !open.waits; });
     if (last == dialogs_.rend()) {
-        return dialogs_.empty() ? "error: no dialog is open"
-                                : "error: you have opened no dialog; \"dialog\" shows the one that has come up";
+        return dialogs_.empty()
+                   ? "error: no dialog is open"
+                   : "error: you have opened no dialog; \"dialog\" shows the one that has come up";
     }
     return carryOut({"ok", last->close});
 }
@@ -287,9 +286,8 @@ Choice Terminal::choiceOf(std::string_view number, const std::string* value) con
 std::optional<std::size_t> Terminal::numberOf(std::string_view name) const {
     const auto choices = front_ && !name.empty() ? front_->choices() : std::vector<std::string>();
     const auto found = std::find(choices.begin(), choices.end(), name);
-    return found == choices.end()
-               ? std::nullopt
-               : std::optional(static_cast<std::size_t>(found - choices.begin()) + 1);
+    return found == choices.end() ? std::nullopt
+                                  : std::optional(static_cast<std::size_t>(found - choices.begin()) + 1);
 }
 
 /// Prints the answer before it runs the action, so that the action's lines follow their reason.

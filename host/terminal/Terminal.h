@@ -26,8 +26,8 @@ namespace kvn::host {
 /// dialog that comes up by itself becomes the front pane only if there is none. Else it waits: one line
 /// announces it, and it has neither numbers nor the command `close` until the command `dialog` shows it.
 ///
-/// A change is printed by a task of the main loop, so that several changes in one task print once. Of a dialog,
-/// only the changed rows of the front pane are printed.
+/// A change is printed by a task of the main loop, so that several changes in one task print once. Of a
+/// dialog, only the changed rows of the front pane are printed.
 class Terminal {
 public:
     /// The bundle has the texts for the person.
@@ -35,9 +35,9 @@ public:
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
-    /// Begins to read commands: these, and `menu`, `dialog`, `set`, `close` and `help` where they are not among them.
-    /// `onEnd` is called at the end of the input if standard input is a terminal; the program keeps running
-    /// after the end of a script.
+    /// Begins to read commands: these, and `menu`, `dialog`, `set`, `close` and `help` where they are not
+    /// among them. `onEnd` is called at the end of the input if standard input is a terminal; the program
+    /// keeps running after the end of a script.
     void start(Commands commands, MainLoop::Task onEnd);
 
     /// Prints the state's line if it has changed.
@@ -107,15 +107,16 @@ private:
     MainLoop& mainLoop_;
     const Bundle& bundle_;
     TerminalOutput output_;
-    std::optional<LineReader> input_;   // of a script
-    std::optional<LineEditor> editor_;  // of a person
-    bool commanded_ = false;            // while a command runs
+    std::optional<LineReader> input_;  // of a script
+    std::optional<LineEditor> editor_; // of a person
+    bool commanded_ = false;           // while a command runs
     Commands commands_;
     std::string state_; // empty while it is not known
     StateDetails stateDetails_;
     std::string icon_ = "hidden";
     std::optional<Colour> iconColour_;
-    std::string printedState_ = stateLine({.width = std::string::npos}); // so that the initial state is not printed
+    std::string printedState_ =
+        stateLine({.width = std::string::npos}); // so that the initial state is not printed
     const TerminalPane* menu_ = nullptr;
     std::vector<Dialog> dialogs_; // in the order in which they were opened or turned to
     const TerminalPane* front_ = nullptr;

@@ -13,9 +13,9 @@
 
 namespace kvn::host {
 
-/// Standard output, which is never waited for: a terminal that Ctrl-S has stopped and a pipe whose reader does
-/// not read must not hold the main thread. What is not taken is kept up to 64 KiB; what comes on top of that
-/// is left out. Main thread.
+/// Standard output, which is never waited for: a terminal that Ctrl-S has stopped and a pipe whose reader
+/// does not read must not hold the main thread. What is not taken is kept up to 64 KiB; what comes on top of
+/// that is left out. Main thread.
 class TerminalOutput {
 public:
     /// Called once the output takes text again after some was left out, with the number of lines that were.

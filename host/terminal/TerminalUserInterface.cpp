@@ -26,7 +26,9 @@ public:
         // Called on the thread that asks for the rights. `endBackgroundWork` waits for that thread before
         // this object is destroyed, and the main loop does not run the posted task any more then.
         host.privilegedJobs->presentPromptsWith([this](const std::string& prompt) {
-            host_.mainLoop->post([this, prompt] { terminal_.message(terminal_.localized("TerminalAuthorization") + " " + prompt); });
+            host_.mainLoop->post([this, prompt] {
+                terminal_.message(terminal_.localized("TerminalAuthorization") + " " + prompt);
+            });
         });
         terminal_.showState(terminal_.localized("StatusPending"), {});
         // Sent when the terminal's window is closed. It is handled in the main loop, which runs after

@@ -94,7 +94,8 @@ TEST_F(GUIController, PausesTheServiceOnlyWhereThePolicyAllowsIt) {
     FakeService service([this](const auto& message) { return answerTo(message); });
     ASSERT_TRUE(becomes("StatusOnline"));
     for (const char* command : {"pause", "continue"}) {
-        EXPECT_EQ(app.commands().at(command).run(""), "error: " + std::string(command) + " is not allowed by the policy");
+        EXPECT_EQ(app.commands().at(command).run(""),
+                  "error: " + std::string(command) + " is not allowed by the policy");
     }
     writePolicy("<Settings><Pauseable>1</Pauseable></Settings>");
     for (const char* command : {"pause", "continue"}) {
