@@ -38,7 +38,7 @@ public:
     /// Writes bytes that may control the terminal.
     void write(std::string_view bytes);
 
-    /// Lets standard error, if it is a terminal, not be waited for either: what it does not take is lost.
+    /// Makes standard error, if it is a terminal, lose what the terminal does not take instead of waiting.
     void shareWithStandardError() const;
 
 private:
