@@ -56,7 +56,7 @@ host::Commands serviceCommands(GUIAgentController& controller, host::UserInterfa
         {"restart",
          {"restarts the service", [&](auto&) { return controller.restartService(), requested("restart"); }}},
         {"task",
-         {"PROGRAM ARGUMENT...: has the privileged helper run a program",
+         {"PROGRAM ARGUMENT...: has the helper run a program",
           [&](auto& commandLine) { return runTask(controller, userInterface, commandLine); }}},
         {"pause",
          {"pauses the service, where the policy allows it",

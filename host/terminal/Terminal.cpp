@@ -35,7 +35,8 @@ std::string withReplacement(std::string text, std::string_view placeholder, std:
 } // namespace
 
 Terminal::Terminal(MainLoop& mainLoop, const Bundle& bundle)
-    : mainLoop_(mainLoop), bundle_(bundle), output_(mainLoop, [this](std::size_t linesLeftOut) {
+    : mainLoop_(mainLoop), bundle_(bundle), wraps_(isatty(STDOUT_FILENO)),
+      output_(mainLoop, [this](std::size_t linesLeftOut) {
           if (linesLeftOut > 0) {
               message(withReplacement(localized("TerminalLinesLeftOut"), "#Count#",
                                       std::to_string(linesLeftOut)));
@@ -146,11 +147,10 @@ void Terminal::addOwnCommands() {
     commands_.merge(Commands{
         {"menu", {"prints the menu", [this](auto&) { return printMenu(); }}},
         {"set",
-         {"N VALUE: sets number N to on, off, a folder or YYYY-MM-DD HH:MM",
+         {"N VALUE: sets N to on, off, a folder or YYYY-MM-DD HH:MM",
           [this](auto& rest) { return set(rest); }}},
         {"dialog",
-         {"shows the dialog that has come up by itself, or the next one",
-          [this](auto&) { return showDialog(); }}},
+         {"shows the dialog that has come up, or the next one", [this](auto&) { return showDialog(); }}},
         {"close", {"closes the dialog that you opened last", [this](auto&) { return closeFront(); }}},
         {"help", {"prints this", [this](auto&) { return help(); }}},
     });
@@ -208,10 +208,10 @@ std::vector<std::string> Terminal::completions(const std::string& beginning) con
     return found;
 }
 
-/// Prints the lines of the text, if there are any. A person's terminal must not break them within words.
+/// Prints the lines of the text, if there are any. A terminal must not break them within words.
 void Terminal::print(std::string_view text) {
     if (!text.empty()) {
-        for (const std::string& line : wrapped(text, editor_ ? style().width : text.npos)) {
+        for (const std::string& line : wrapped(text, wraps_ ? style().width : text.npos)) {
             printLine(line);
         }
     }
@@ -344,7 +344,7 @@ void Terminal::draw() {
     Style oneLine = style;
     oneLine.width = std::string::npos;
     if (std::string line = stateLine(oneLine); line != printedState_) {
-        printLine(editor_ ? stateLine(style) : line);
+        printLine(wraps_ ? stateLine(style) : line);
         printedState_ = std::move(line);
     }
     for (Dialog& dialog : dialogs_) {

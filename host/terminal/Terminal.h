@@ -106,6 +106,7 @@ private:
 
     MainLoop& mainLoop_;
     const Bundle& bundle_;
+    const bool wraps_; // a terminal; a script gets whole lines
     TerminalOutput output_;
     std::optional<LineReader> input_;  // of a script
     std::optional<LineEditor> editor_; // of a person
