@@ -116,8 +116,9 @@ void LineEditor::begin() {
     el_set(
         editor, EL_GETCFN,
         +[](EditLine* of, wchar_t* character) { return ownerOf(of).nextCharacter(*character); });
-    el_set(
-        editor, EL_ADDFN, "complete-command", "Completes a command",
+    // This one keeps the texts; that of narrow characters copies them and never frees the copies.
+    el_wset(
+        editor, EL_ADDFN, L"complete-command", L"Completes a command",
         +[](EditLine* of, int) { return ownerOf(of).complete(); });
     el_set(editor, EL_BIND, "^I", "complete-command", nullptr);
     // These would read more keys before they return.
