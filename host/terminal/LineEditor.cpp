@@ -307,6 +307,9 @@ unsigned char LineEditor::complete() {
 }
 
 std::size_t LineEditor::lineLength() const {
+    if (!editor_) {
+        return 0;
+    }
     const InUtf8 utf8;
     const LineInfo* line = el_line(editor_.get());
     return static_cast<std::size_t>(line->lastchar - line->buffer);

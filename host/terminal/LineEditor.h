@@ -47,6 +47,9 @@ public:
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
+    /// Returns true if the line has been begun.
+    bool hasText() const { return lineLength() > 0 || !bytes_.empty(); }
+
     /// Removes prompt and line from the terminal, so that other text can be printed in their place.
     void hide();
 

@@ -108,7 +108,8 @@ void Terminal::setMenu(const TerminalPane* menu) {
 }
 
 void Terminal::open(const TerminalPane& dialog, MainLoop::Task close) {
-    const bool waits = !commanded_ && front_;
+    // What has been typed may be a number, too, of a menu further up.
+    const bool waits = !commanded_ && (front_ || (editor_ && editor_->hasText()));
     std::erase_if(dialogs_, [&](const Dialog& open) { return open.pane == &dialog; });
     dialogs_.push_back({.pane = &dialog, .close = std::move(close), .waits = waits, .printed = ""});
     if (!waits) {

@@ -23,8 +23,9 @@ namespace kvn::host {
 /// output. A person at a terminal edits the line; a script's lines are taken as they come. Main thread.
 ///
 /// A line that is a number chooses from the front pane: the menu or the dialog that the person opened last. A
-/// dialog that comes up by itself becomes the front pane only if there is none. Else it waits: one line
-/// announces it, and it has neither numbers nor the command `close` until the command `dialog` shows it.
+/// dialog that comes up by itself becomes the front pane only if there is none and nothing is typed. Else it
+/// waits: one line announces it, and it has neither numbers nor the command `close` until the command
+/// `dialog` shows it.
 ///
 /// A change is printed by a task of the main loop, so that several changes in one task print once. Of a
 /// dialog, only the changed rows of the front pane are printed.

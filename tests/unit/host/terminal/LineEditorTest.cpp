@@ -7,6 +7,7 @@
 #include "host/plist/XmlPropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/terminal/Terminal.h"
+#include "host/terminal/TerminalDialogWindow.h"
 #include "tests/support/ManualMainLoop.h"
 
 #include <fcntl.h>
@@ -114,6 +115,15 @@ TEST_F(LineEditorTest, KeepsTheTypedTextWhenOtherTextComes) {
     EXPECT_THAT(shownBy([&] { talk->message("note"); }),
                 testing::StartsWith("\r\033[1A\033[Jnote\r\n> say xyyy")); // the line had two rows
     EXPECT_THAT(typed("\r"), HasSubstr("\nsaid\r\nx" + std::string(29, 'y') + "\r\ny\r\n> "));
+}
+
+TEST_F(LineEditorTest, MakesADialogWaitWhileANumberIsTyped) {
+    host::TerminalDialogWindow window(*talk);
+    typed("1");
+    const auto open = [&] { window.show("T", {{"b", "", host::DialogButton{"Go", nullptr}}}, {}); };
+    EXPECT_THAT(shownBy(open), HasSubstr("\033[JTerminalDialogWaits\r\n> 1"));
+    EXPECT_THAT(typed("\r"), HasSubstr("error: nothing is shown to\r\n"));
+    EXPECT_THAT(typed("dialog\r1\r"), HasSubstr("ok: Go\r\n"));
 }
 
 TEST_F(LineEditorTest, IsNotHeldUpByAStoppedTerminal) {
