@@ -102,6 +102,9 @@ void AppDelegate::applicationWillTerminate() {
     if (mainController_) {
         mainController_->endHelperCommands();
     }
+    if (endedOtherAgent_) {
+        environment_.userInterface.message(environment_.bundle.localizedString("OtherAgentMissing"));
+    }
     openPreferences_.reset();
     mainController_->closePreferences();
 }
@@ -214,6 +217,8 @@ void AppDelegate::checkForRunningInstances() {
         if (process != getpid()) {
             CNSLog("Another running KvnGUIAgent instance found, sending terminate event");
             environment_.runningApplications.forceTerminate(process);
+            endedOtherAgent_ = true;
+            environment_.userInterface.message(environment_.bundle.localizedString("OtherAgentEnded"));
             return;
         }
     }

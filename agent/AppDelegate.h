@@ -104,6 +104,7 @@ private:
     std::chrono::steady_clock::time_point startupTime_;
     bool startAttemptDidFail_ = false; // of the last attempt, which the helper made
     bool runningInstancesChecked_ = false;
+    bool endedOtherAgent_ = false; // which nothing starts again when this one ends
     host::HotKeys::Reference myHotKeyRef_ = 0;
     host::MainLoop::Handle openPreferences_;
     host::MainLoop::Handle workspaceEvents_;

@@ -3,6 +3,7 @@
 #include "agent/AppDelegate.h"
 #include "core/system/FSysInfoPaths.h"
 
+#include <functional>
 #include <sstream>
 #include <vector>
 
@@ -19,6 +20,13 @@ std::string requested(const char* what) { return std::string("ok: ") + what + " 
 
 std::string sent(bool reached, const char* what) {
     return reached ? requested(what) : "error: the service cannot be reached";
+}
+
+/// Asks the service for a pause, or for its end, if the policy lets the user do that.
+std::string askForPause(const RemoteServiceSettings& settings, const char* what,
+                        const std::function<bool()>& request) {
+    return settings.pauseServiceAllowed() ? sent(request(), what)
+                                          : std::string("error: ") + what + " is not allowed by the policy";
 }
 
 std::string runTask(GUIAgentController& controller, host::UserInterface& userInterface,
@@ -39,7 +47,8 @@ std::string runTask(GUIAgentController& controller, host::UserInterface& userInt
     return requested("task");
 }
 
-host::Commands serviceCommands(GUIAgentController& controller, host::UserInterface& userInterface) {
+host::Commands serviceCommands(GUIAgentController& controller, host::UserInterface& userInterface,
+                               const RemoteServiceSettings& settings) {
     return {
         {"start",
          {"starts the service", [&](auto&) { return controller.startService(), requested("start"); }}},
@@ -47,11 +56,16 @@ host::Commands serviceCommands(GUIAgentController& controller, host::UserInterfa
         {"restart",
          {"restarts the service", [&](auto&) { return controller.restartService(), requested("restart"); }}},
         {"task",
-         {"PROGRAM ARGUMENT...: has the privileged helper run a program",
+         {"PROGRAM ARGUMENT...: has the helper run a program",
           [&](auto& commandLine) { return runTask(controller, userInterface, commandLine); }}},
-        {"pause", {"pauses the service", [&](auto&) { return sent(controller.pauseService(), "pause"); }}},
+        {"pause",
+         {"pauses the service, where the policy allows it",
+          [&](auto&) { return askForPause(settings, "pause", [&] { return controller.pauseService(); }); }}},
         {"continue",
-         {"ends the pause", [&](auto&) { return sent(controller.continueService(), "continue"); }}},
+         {"ends the pause",
+          [&](auto&) {
+              return askForPause(settings, "continue", [&] { return controller.continueService(); });
+          }}},
         {"reboot",
          {"has the service reboot the system",
           [&](auto&) { return sent(controller.requestSystemReboot(), "reboot"); }}},
@@ -82,7 +96,7 @@ host::Commands AppDelegate::commands() {
         commands["permissions"] = {"shows the permissions",
                                    [&](auto&) { return controller.showPermissions(), ""; }};
     }
-    commands.merge(serviceCommands(controller, userInterface));
+    commands.merge(serviceCommands(controller, userInterface, environment_.settings));
     return commands;
 }
 

@@ -200,7 +200,7 @@ void PermissionDialog::updateControlsForPermissions() {
 
 host::DialogLines PermissionDialog::lines() {
     const auto text = [&](const char* key) { return environment_.bundle.localizedString(key); };
-    return {
+    host::DialogLines lines{
         {"info", text("PermissionsMainInfo")},
         {"beforePreLogin", ""},
         {"preLogin", "KvnPreLoginAgent:"},
@@ -220,6 +220,10 @@ host::DialogLines PermissionDialog::lines() {
         {"recordingSettings", "",
          host::DialogButton{text("OpenRecordingSettings"), [this] { openScreenRecordingSettings(); }}},
     };
+    if (didOpenSystemPreferences_) {
+        lines.push_back({"closing", text("PermissionsClosingEndsAgent")});
+    }
+    return lines;
 }
 
 host::DialogLine PermissionDialog::permissionLine(const char* id, const char* statusKey, State state,
@@ -242,6 +246,7 @@ host::DialogLine PermissionDialog::permissionLine(const char* id, const char* st
 
 void PermissionDialog::windowWillClose() {
     if (didOpenSystemPreferences_) {
+        environment_.userInterface.message(environment_.bundle.localizedString("PermissionsAgentEnds"));
         environment_.mainLoop.post([this] {
             CNSLog("Terminating Agent after permissions might have changed in System Preferences dialog.");
             terminate_();
@@ -296,6 +301,7 @@ void PermissionDialog::openSettings(const char* pane) {
         }
     });
     didOpenSystemPreferences_ = true;
+    window_.update(lines()); // tells that closing it ends the agent from now on
     startUpdateTimer();
 }
 

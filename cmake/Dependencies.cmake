@@ -8,6 +8,7 @@ find_package(nlohmann_json 3.11 REQUIRED)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc>=2.5)
+    pkg_check_modules(LIBEDIT REQUIRED IMPORTED_TARGET libedit>=3.1)
     pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=246) # for sd-bus
 endif()
 if(KVN_BUILD_TESTS)

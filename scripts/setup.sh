@@ -8,7 +8,7 @@ set -euo pipefail
 # Each Debian package, and one thing that it contains: a header, a program, or a module of the system's Python.
 build="g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libexpat1-dev:expat.h
     nlohmann-json3-dev:nlohmann/json.hpp libsdbus-c++-dev:sdbus-c++/sdbus-c++.h libsystemd-dev:systemd/sd-bus.h
-    libutf8proc-dev:utf8proc.h python3:python3"
+    libutf8proc-dev:utf8proc.h libedit-dev:histedit.h python3:python3"
 sandbox="dbus-daemon:dbus-daemon python3-prompt-toolkit:module.prompt_toolkit"
 case "${1:-}" in
 run) needs="$build $sandbox" ;;

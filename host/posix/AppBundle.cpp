@@ -48,15 +48,13 @@ std::string AppBundle::tableOf(const std::string& language) const {
     return path_ + "/Contents/Resources/" + language + ".lproj/Localizable.strings";
 }
 
-/// Returns the first tag that has a table; tries each tag in full and then without its parts behind a "-".
+/// Returns the first tag, or else its primary language, if that has a table; the other tags do not count. The
+/// texts of language.xml are chosen by the same rule, so that both speak one language.
 std::string AppBundle::localization(const std::vector<std::string>& preferredLanguages) const {
-    for (std::string tag : preferredLanguages) {
-        while (!tag.empty()) {
-            if (isFile(tableOf(tag))) {
-                return tag;
-            }
-            const std::size_t end = tag.rfind('-');
-            tag.resize(end == tag.npos ? 0 : end);
+    const std::string tag = preferredLanguages.empty() ? "" : preferredLanguages.front();
+    for (const std::string& language : {tag, tag.substr(0, tag.find('-'))}) {
+        if (!language.empty() && isFile(tableOf(language))) {
+            return language;
         }
     }
     return kDefaultLanguage;

@@ -18,8 +18,8 @@ namespace kvn::host {
 std::optional<std::string> bundleOf(const std::string& executable);
 
 /// A bundle directory with Contents/Info.plist, Contents/MacOS/ and Contents/Resources/. The string tables
-/// are Contents/Resources/LANGUAGE.lproj/Localizable.strings: the table of the first preferred language that
-/// has one is read once, and the English table supplies missing texts.
+/// are Contents/Resources/LANGUAGE.lproj/Localizable.strings: the table of the first preferred language
+/// is read once, or English if that has none, and the English table supplies missing texts.
 class AppBundle final : public Bundle {
 public:
     /// `path` is the bundle of this process; the property lists outlive the bundle. The languages are

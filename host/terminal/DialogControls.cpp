@@ -19,7 +19,7 @@ constexpr bool kTakesValue = std::is_same_v<Control, DialogCheckBox> ||
                              std::is_same_v<Control, DialogFolder> || std::is_same_v<Control, DialogDate>;
 
 std::string answer(const char* result, const std::string& label, const std::string& text) {
-    return std::string(result) + ": " + label + (label.ends_with(':') ? " " : ": ") + text;
+    return std::string(result) + ": " + label + (endsInColon(label) ? " " : ": ") + text;
 }
 
 /// Returns the choice that changes the control to a value. Without a handler there is only the answer.
@@ -41,8 +41,10 @@ Choice change(const DialogCheckBox& box, const std::string& label, const std::st
 
 Choice change(const DialogFolder& folder, const std::string& label, const std::string& value) {
     std::error_code ignored;
-    if (!value.starts_with('/') || !std::filesystem::is_directory(value, ignored)) {
-        return {answer("error", label, "set it to the whole path of a folder that exists"), nullptr};
+    const auto found = std::filesystem::status(value, ignored);
+    if (!value.starts_with('/') ||
+        (std::filesystem::exists(found) && !std::filesystem::is_directory(found))) {
+        return {answer("error", label, "set it to the whole path of a folder"), nullptr};
     }
     return changed(folder, label, value, value);
 }
@@ -65,6 +67,18 @@ bool hasNumber(const DialogLine& line) {
         line.control);
 }
 
+std::string nameOf(const DialogLine& line) {
+    if (const auto* button = std::get_if<DialogButton>(&line.control)) {
+        return button->title;
+    }
+    const auto* box = std::get_if<DialogCheckBox>(&line.control);
+    return box ? box->label : line.text;
+}
+
+bool endsInColon(std::string_view label) {
+    return label.ends_with(':') || label.ends_with("\uFF1A"); // the full-width one
+}
+
 const DialogLine* numberedLine(const DialogLines& lines, std::size_t number) {
     for (const DialogLine& line : lines) {
         if (hasNumber(line) && --number == 0) {
@@ -76,7 +90,7 @@ const DialogLine* numberedLine(const DialogLines& lines, std::size_t number) {
 
 Choice press(const DialogLine& line) {
     if (const auto* button = std::get_if<DialogButton>(&line.control)) {
-        return {"ok: " + button->title, button->onPress};
+        return {"ok: " + nameOf(line), button->onPress};
     }
     if (const auto* box = std::get_if<DialogCheckBox>(&line.control)) {
         return setTo(line, box->checked ? "off" : "on");
@@ -85,8 +99,7 @@ Choice press(const DialogLine& line) {
 }
 
 Choice setTo(const DialogLine& line, const std::string& value) {
-    const auto* box = std::get_if<DialogCheckBox>(&line.control);
-    const std::string& label = box ? box->label : line.text;
+    const std::string label = nameOf(line);
     return std::visit(
         [&]<class Control>(const Control& control) -> Choice {
             if constexpr (!kTakesValue<Control>) {

@@ -21,7 +21,17 @@ bool isLabelled(const DialogLine& line) {
 
 std::string labelText(const std::string& label) {
     std::string text = harmless(label);
-    return text.empty() || text.ends_with(':') ? text : text + ":";
+    return text.empty() || endsInColon(text) ? text : text + ":";
+}
+
+std::vector<std::string_view> rowsOf(std::string_view text) {
+    std::vector<std::string_view> rows;
+    for (auto end = text.find('\n'); end != text.npos; end = text.find('\n')) {
+        rows.push_back(text.substr(0, end));
+        text.remove_prefix(end + 1);
+    }
+    rows.push_back(text);
+    return rows;
 }
 
 /// Builds the text of the dialog line by line.
@@ -91,7 +101,7 @@ private:
         const std::string number = std::string(1 + numberWidth_ - number_.size(), ' ') + number_;
         std::string before = padded(number, indentation()) + lead;
         for (const std::string& line :
-             wrapped(content + (enabled ? "" : " (disabled)"), style_.width - left)) {
+             wrapped(content + (enabled ? "" : " (" + style_.disabled + ")"), style_.width - left)) {
             addLine(std::exchange(before, std::string(left, ' ')) + line, enabled);
         }
         number_.clear();
@@ -169,6 +179,19 @@ std::string dialogText(const std::string& title, const DialogLines& lines, const
         drawing.draw(line);
     }
     return "== " + harmless(title) + " ==" + drawing.text;
+}
+
+std::string changedRows(const std::string& before, const std::string& after) {
+    const auto former = rowsOf(before);
+    const auto present = rowsOf(after);
+    if (former.size() != present.size()) {
+        return after;
+    }
+    std::string rows(present.front());
+    for (std::size_t row = 1; row < present.size(); ++row) {
+        rows += present[row] == former[row] ? "" : "\n" + std::string(present[row]);
+    }
+    return rows;
 }
 
 std::vector<std::string> tableLines(const DialogTable& table, std::size_t width) {

@@ -15,6 +15,10 @@ namespace kvn::host {
 /// column, and the controls are numbered from 1.
 std::string dialogText(const std::string& title, const DialogLines& lines, const Style& style);
 
+/// Returns the title and those rows of a dialog's text that differ from its text before; the whole text if it
+/// has more or fewer rows.
+std::string changedRows(const std::string& before, const std::string& after);
+
 /// Returns the table in lines of at most the width, unless its columns would be narrower than one character:
 /// the titles, a rule, the rows. Columns that are too wide share the remaining width; their texts are
 /// wrapped.

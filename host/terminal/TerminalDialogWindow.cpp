@@ -40,6 +40,16 @@ void TerminalDialogWindow::close() {
 
 std::string TerminalDialogWindow::text(const Style& style) const { return dialogText(title_, lines_, style); }
 
+std::vector<std::string> TerminalDialogWindow::choices() const {
+    std::vector<std::string> names;
+    for (const DialogLine& line : lines_) {
+        if (hasNumber(line)) {
+            names.push_back(nameOf(line));
+        }
+    }
+    return names;
+}
+
 Choice TerminalDialogWindow::choose(std::size_t number) const {
     const DialogLine* line = numberedLine(lines_, number);
     return line ? press(*line) : noSuchNumber();

@@ -24,7 +24,9 @@ public:
     void onClose(std::function<void()> handler) override { onClose_ = std::move(handler); }
 
 private:
+    std::string title() const override { return title_; }
     std::string text(const Style& style) const override;
+    std::vector<std::string> choices() const override;
     Choice choose(std::size_t number) const override;
     Choice set(std::size_t number, const std::string& value) const override;
 

@@ -3,6 +3,7 @@
 #include "host/terminal/TerminalStatusBar.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kvn::host {
 
@@ -40,10 +41,12 @@ void TerminalStatusBar::updateItem(const StatusImage& image) {
     }
 }
 
+std::string TerminalStatusBar::title() const { return terminal_.localized("TerminalMenu"); }
+
 std::string TerminalStatusBar::text(const Style& style) const {
     const auto items = std::count_if(menu_->begin(), menu_->end(), itemIn);
     const std::size_t numberWidth = std::to_string(items).size();
-    std::string text = "== Menu ==";
+    std::string text = "== " + harmless(title()) + " ==";
     std::size_t number = 0;
     for (const auto& entry : *menu_) {
         const MenuItem* item = itemIn(entry);
@@ -52,11 +55,24 @@ std::string TerminalStatusBar::text(const Style& style) const {
             continue;
         }
         const std::string digits = std::to_string(++number);
-        const std::string line = std::string(1 + numberWidth - digits.size(), ' ') + digits + "  " +
-                                 harmless(item->title) + (item->enabled ? "" : " (disabled)");
-        text += "\n" + (item->enabled ? line : inColour(line, Colour::Grey, style));
+        std::string before = std::string(1 + numberWidth - digits.size(), ' ') + digits + "  ";
+        const std::string title = item->title + (item->enabled ? "" : " (" + style.disabled + ")");
+        for (std::string& line : wrapped(title, style.width - before.size())) {
+            line.insert(0, std::exchange(before, std::string(before.size(), ' ')));
+            text += "\n" + (item->enabled ? line : inColour(line, Colour::Grey, style));
+        }
     }
     return text;
+}
+
+std::vector<std::string> TerminalStatusBar::choices() const {
+    std::vector<std::string> titles;
+    for (const auto& entry : *menu_) {
+        if (const MenuItem* item = itemIn(entry)) {
+            titles.push_back(item->title);
+        }
+    }
+    return titles;
 }
 
 Choice TerminalStatusBar::choose(std::size_t number) const {

@@ -22,7 +22,9 @@ public:
     void updateItem(const StatusImage& image) override;
 
 private:
+    std::string title() const override;
     std::string text(const Style& style) const override;
+    std::vector<std::string> choices() const override;
     Choice choose(std::size_t number) const override;
     Choice set(std::size_t number, const std::string& value) const override;
 

@@ -18,21 +18,24 @@ namespace {
 class TerminalUserInterface final : public UserInterface {
 public:
     /// From now on this object shows the prompts of the host's authorizations.
-    explicit TerminalUserInterface(Host& host) : host_(host), terminal_(*host.mainLoop) {
+    explicit TerminalUserInterface(Host& host) : host_(host), terminal_(*host.mainLoop, *host.bundle) {
+        terminal_.shareWithStandardError();
         if (!Kvs::FSysInfoPaths::underRoot("").empty()) {
             simulated_.emplace(*host.workspace);
         }
         // Called on the thread that asks for the rights. `endBackgroundWork` waits for that thread before
         // this object is destroyed, and the main loop does not run the posted task any more then.
         host.privilegedJobs->presentPromptsWith([this](const std::string& prompt) {
-            host_.mainLoop->post([this, prompt] { terminal_.message("Authorization: " + prompt); });
+            host_.mainLoop->post([this, prompt] {
+                terminal_.message(terminal_.localized("TerminalAuthorization") + " " + prompt);
+            });
         });
-        terminal_.showState(host.bundle->localizedString("StatusPending"), {});
+        terminal_.showState(terminal_.localized("StatusPending"), {});
         // Sent when the terminal's window is closed. It is handled in the main loop, which runs after
         // `start`.
         hangUp_ = host.mainLoop->onSignal(SIGHUP, [this] { terminate_(); });
     }
-    ~TerminalUserInterface() override { terminal_.message("The agent ends."); }
+    ~TerminalUserInterface() override { terminal_.message(terminal_.localized("TerminalAgentEnds")); }
 
     StatusBar& statusBar() override { return statusBar_; }
     DialogWindow& dialogWindow() override { return dialogWindow_; }

@@ -16,6 +16,7 @@ namespace kvn::host {
 struct Style {
     std::size_t width = 80; // columns
     bool colours = false;
+    std::string disabled = "disabled"; // the word behind what cannot be chosen
 };
 
 /// The colours' numbers in ECMA-48.

@@ -80,6 +80,7 @@ class Console:
         self._shows_log = shows_log
         self._polls = Polls()
         self._agent_commands = {}
+        self._learning = False  # while the last line of the agent was taken by `_learn_agent_command`
         self._daemon_commands = {}
         self._box = None
         self._ending = False
@@ -145,10 +146,12 @@ class Console:
         """Takes a line of the help that `_start` asks for, to complete its commands. Returns False for a line
         that must be shown; the help that a person asks for is, as its commands are known by then."""
         command = re.match(r"([a-z]+|1, 2, \.\.\.) {2,}\S", text)
-        if not command or command[1] in self._agent_commands:
-            return False
-        self._agent_commands[command[1]] = None
-        return True
+        if command:
+            self._learning = command[1] not in self._agent_commands
+            self._agent_commands[command[1]] = None
+        elif not text.startswith(" " * 13):  # not the rest of a purpose, in a narrow window
+            self._learning = False
+        return self._learning
 
     # What is typed
 

@@ -73,6 +73,9 @@ class Everything(AgentScenario):
         came = []
         for left in (1, 0):
             came.append(self._logged(f"{POPPED_UP}{left}").time)
+            if left:  # it waits, because the menu was opened last
+                self._printed("^Permissions: this dialog has come up")
+                self._say("dialog")
             self._printed("^== Permissions ==$")
             self._printed("<Open Screen Recording Settings>$")
             buttons = self._box.agent.record.find("<Request Permission>$", self._shown)
@@ -120,7 +123,6 @@ class Everything(AgentScenario):
         self._say("settings")
         self._printed(r"^ 1  \[ \] Keep a transfer log$")
         folder = box.root / "session logs"
-        folder.mkdir()
         for number, value in ((1, "on"), (2, "on"), (3, folder), (4, "on")):
             self._say(f"set {number} {value}")
             self._printed("^ok")
@@ -130,6 +132,7 @@ class Everything(AgentScenario):
         found = {key: self._preference(key) for key in
                  ("TransferLogEnabled", "SessionLogEnabled", "SessionLogPath", "ShowStatusBarMenu")}
         expect(list(found.values()) == [True, True, str(folder), True], f"saved is {found}")
+        expect(folder.is_dir(), "the folder of the session log was not made")
         return f"{len(found)} settings were saved when their dialog was closed"
 
     def obey_policy(self):

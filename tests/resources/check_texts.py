@@ -20,6 +20,7 @@ SAME_AS_ENGLISH = {
     **dict.fromkeys(("Version:", "Name"), "de"),
     "Proxies:": "es pt pt-BR",
     "No": "ca es it",
+    "Menu": "fr it nl pl pt pt-BR",
 }
 
 ENTRY = re.compile(r'\s*(?:/\*.*?\*/\s*)*"((?:[^"\\\n]|\\.)+)"\s*=\s*"((?:[^"\\\n]|\\.)+)"\s*;\s*', re.DOTALL)
@@ -117,7 +118,8 @@ def main():
         expected = set(SAME_AS_ENGLISH.get(text, "").split())
         for code in sorted(same.get(text, set()) ^ expected):
             fault(code, f"{text!r} is {'no longer' if code in expected else 'left in'} English")
-    words = {word for folder in ("agent", "basic", "remote/platform") for path in (ROOT / folder).glob("*.cpp")
+    folders = ("agent", "basic", "host/terminal", "remote/platform")
+    words = {word for folder in folders for path in (ROOT / folder).glob("*.cpp")
              for word in WORD.findall(path.read_text(encoding="utf-8"))}
     for name, keys in (("language.xml", menu["en"].keys()), ("Localizable.strings", tables["en"].keys())):
         families = {FAMILY.match(key)[0] for key in keys}

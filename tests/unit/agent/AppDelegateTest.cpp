@@ -122,6 +122,8 @@ TEST_F(AppDelegateTest, EndsOneOtherInstanceOnceTheServiceWasSeenOnline) {
     update(ServiceState::Online);
     env.loop.advance(1s);
     EXPECT_THAT(instances.terminated, ElementsAre(4711));
+    app.applicationWillTerminate();
+    EXPECT_THAT(ui.messages, ElementsAre("OtherAgentEnded", "OtherAgentMissing"));
 }
 
 TEST_F(AppDelegateTest, AFailedStartIsShownUntilAStopSucceeds) {

@@ -35,6 +35,13 @@ protected:
         const auto known = ui.states.size();
         return pollUntil([&] { return ui.states.size() > known && ui.states.back() == state; });
     }
+    void writePolicy(const std::string& document) {
+        const std::string folder = Kvs::FSysInfoPaths::applicationSupportDirectory() +
+                                   "/com.korvane.remote/config/KorvaneRemoteservice";
+        fs::create_directories(folder);
+        writeFile(folder + "/settings.xml", document);
+        env.settings.updateSettings();
+    }
     void tell(const std::string& attributes) {
         const std::lock_guard<std::mutex> guard(mutex_);
         attributes_ = attributes;
@@ -83,11 +90,22 @@ TEST_F(GUIController, ShowsEveryAnswerAndLogsAChangeOfStateOnce) {
     EXPECT_TRUE(waitUntil([&] { return service.count("<RebootSystem />") == 1; }));
 }
 
+TEST_F(GUIController, PausesTheServiceOnlyWhereThePolicyAllowsIt) {
+    FakeService service([this](const auto& message) { return answerTo(message); });
+    ASSERT_TRUE(becomes("StatusOnline"));
+    for (const char* command : {"pause", "continue"}) {
+        EXPECT_EQ(app.commands().at(command).run(""),
+                  "error: " + std::string(command) + " is not allowed by the policy");
+    }
+    writePolicy("<Settings><Pauseable>1</Pauseable></Settings>");
+    for (const char* command : {"pause", "continue"}) {
+        EXPECT_EQ(app.commands().at(command).run(""), "ok: " + std::string(command) + " requested");
+    }
+    EXPECT_TRUE(waitUntil([&] { return service.count("<Pause />") + service.count("<Continue />") == 2; }));
+}
+
 TEST_F(GUIController, KeepsWhatChangedWhenTheDialogCloses) {
-    const std::string policy =
-        Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/config/KorvaneRemoteservice";
-    fs::create_directories(policy);
-    writeFile(policy + "/settings.xml", "<Settings><EnableTransferLog>0</EnableTransferLog></Settings>");
+    writePolicy("<Settings><EnableTransferLog>0</EnableTransferLog></Settings>");
     env.preferences.setString("2026-07-23T10:00:00", "RemoteAccessIntervalBegin");
     env.preferences.setString("2026-07-24T10:00:00", "RemoteAccessIntervalEnd");
     env.settings.updateSettings();

@@ -138,9 +138,13 @@ TEST_F(PermissionDialogTest, EndsTheAgentWhenItClosesAfterTheSystemSettingsWereO
     env.loop.runPending();
     EXPECT_FALSE(terminated);
     panel.showPermissions();
+    EXPECT_NE(ui.permissions.lines.back().text, "PermissionsClosingEndsAgent");
+    EXPECT_THAT(ui.messages, IsEmpty());
     press("OpenRecordingSettings");
+    EXPECT_EQ(ui.permissions.lines.back().text, "PermissionsClosingEndsAgent");
     ui.permissions.close();
     EXPECT_FALSE(terminated);
+    EXPECT_THAT(ui.messages, ElementsAre("PermissionsAgentEnds"));
     env.loop.runPending();
     EXPECT_TRUE(terminated);
     EXPECT_THAT(ui.machine.opened,

@@ -69,6 +69,7 @@ TEST(DialogLayout, PutsLabelsValuesAndNumbersIntoColumns) {
         {"log", "", DialogCheckBox{"Log transfers", true, true, nullptr}},
         {"folder", "Folder", DialogFolder{false, "/var/log", nullptr}},
         {"from", "From", DialogDate{true, noon, nullptr}},
+        {"wide", "状態：", DialogValue{"x"}},
         {"gap", ""},
         {"table", "Proxies", DialogTable{{"Name"}, {{"one"}}}},
         {"button", "Beside", DialogButton{"Request", nullptr}},
@@ -85,6 +86,7 @@ TEST(DialogLayout, PutsLabelsValuesAndNumbersIntoColumns) {
  1  [x] Log transfers
  2  Folder: /var/log (disabled)
  3  From:   2026-07-23 12:00
+    状態：  x
 
     Proxies
     Name

@@ -13,8 +13,6 @@
 #include "tests/support/FakePrivilegedJobs.h"
 #include "tests/support/ManualMainLoop.h"
 
-#include <sys/ioctl.h>
-
 namespace kvn::test {
 namespace {
 
@@ -62,7 +60,9 @@ protected:
 
     FakeClock clock;
     ManualMainLoop loop{clock};
-    Terminal terminal{loop};
+    const XmlPropertyList propertyList;
+    const AppBundle bundle{"/none", propertyList}; // returns the key of each text
+    Terminal terminal{loop, bundle};
     TerminalStatusBar bar{terminal};
     TerminalDialogWindow dialog{terminal};
     TerminalDialogWindow permissions{terminal};
@@ -87,7 +87,8 @@ TEST_F(TerminalTest, TakesOneCommandALine) {
         {"1\n", "error: nothing is shown to choose from\n"},
         {"set 1\n", "error: set takes a number and a value\n"},
         {"close\n", "error: no dialog is open\n"},
-        {"menu\n", "error: there is no menu while the status item is hidden\n"},
+        {"menu\n", "error: there is no menu while the status item is hidden; \"show\" shows it\n"},
+        {"dialog\n", "error: no dialog is open\n"},
         {longest + "\n", "said " + std::string(4092, 'x') + "\n"},
         {longest + "x\nsay y\n", "error: line too long\nsaid y\n"},
         {std::string(20000, 'x'), "error: line too long\n"},
@@ -100,7 +101,6 @@ TEST_F(TerminalTest, TakesOneCommandALine) {
 }
 
 TEST_F(TerminalTest, UsesTheMachinesDevicesOutsideASandbox) {
-    const XmlPropertyList propertyList;
     Host host;
     host.mainLoop = std::make_unique<ManualMainLoop>(clock);
     host.bundle = std::make_unique<AppBundle>("/none", propertyList, std::vector<std::string>());
@@ -158,7 +158,7 @@ TEST_F(TerminalTest, ChoosesFromTheMenu) {
     start();
     bar.showItem(menu);
     loop.runPending();
-    expectAnswers({{"menu\n", "== Menu ==\n 1  \n ---\n 2  Start (disabled)\n 3  Hide\n"},
+    expectAnswers({{"menu\n", "== TerminalMenu ==\n 1  \n ---\n 2  Start (TerminalDisabled)\n 3  Hide\n"},
                    {"1\n2\n", "ok: \nerror: Start: is disabled\n"}});
     std::get<MenuItem>(menu[2]).enabled = true;
     expectAnswers({{"2\n", "ok: Start\n"},
@@ -166,8 +166,9 @@ TEST_F(TerminalTest, ChoosesFromTheMenu) {
                    {"4\n", "error: the menu has no such number\n"},
                    {"99999999999999999999\n", "error: the menu has no such number\n"},
                    {"set 1 on\n", "error: items of the menu take no value\n"},
+                   {"Start\n", "ok: Start\n"},
                    {"3\n3\n", "ok: Hide\nicon: hidden\nerror: nothing is shown to choose from\n"}});
-    EXPECT_EQ(chosen, "status start ");
+    EXPECT_EQ(chosen, "status start start ");
 }
 
 TEST_F(TerminalTest, ChangesTheControlsOfADialog) {
@@ -187,13 +188,14 @@ TEST_F(TerminalTest, ChangesTheControlsOfADialog) {
                  {"ask", "Beside", DialogButton{"Ask", nullptr}}},
                 {});
     printedBy([] {});
-    const std::string badFolder = "error: Folder: set it to the whole path of a folder that exists\n";
+    const std::string badFolder = "error: Folder: set it to the whole path of a folder\n";
     expectAnswers({
         {"2\n", "error: Share: is disabled\n"},
         {"set 2 on\n", "error: Share: is disabled\n"},
         {"3\n", badFolder},
         {"set 3 tmp\n", badFolder},
-        {"set 3 /no/such folder\n", badFolder},
+        {"set 3 /dev/null\n", badFolder},
+        {"set 3 /no/such folder\n", "ok: Folder: /no/such folder\n"},
         {"set 3 /usr/../tmp\n", "ok: Folder: /usr/../tmp\n"},
         {"set 4 tomorrow\n", "error: From: set it to a local time, YYYY-MM-DD HH:MM\n"},
         {"set 4  2026-07-23 18:30 \n", "ok: From: 2026-07-23 18:30\n"},
@@ -208,76 +210,97 @@ TEST_F(TerminalTest, ChangesTheControlsOfADialog) {
     EXPECT_GT(date.time_since_epoch().count(), 0);
 }
 
-TEST_F(TerminalTest, ShowsTheDialogInFront) {
-    start();
-    int closed = 0;
-    dialog.onClose([&] { ++closed; });
+TEST_F(TerminalTest, KeepsNumbersAndCloseForWhatThePersonLooksAt) {
+    Menu menu;
+    menu.emplace_back(MenuItem{"Go", nullptr});
     const auto button = [](const char* title) {
         return DialogLines{{"b", "", DialogButton{title, nullptr}}};
     };
-    const std::string printed = printedBy([&] {
-        dialog.update(button("x")); // is closed
-        loop.runPending();
-        permissions.show("Permissions", button("Ask"), {});
-        dialog.show("Settings", button("x"), {});
-        dialog.update(button("Log"));
-        loop.runPending();
-        dialog.update(button("Log"));
-        type("1\n");
-        permissions.update(button("Go"));
-        type("1\nclose\n1\nclose\n1\n");
-        dialog.show("Settings", button("Log"), {});
-        loop.runPending();
-        dialog.close();
-        dialog.close();
-    });
-    EXPECT_EQ(printed, "== Permissions ==\n 1  <Ask>\n== Settings ==\n 1  <Log>\n"
-                       "ok: Log\n== Permissions ==\n 1  <Go>\nok: Go\n"
-                       "ok\n== Permissions ==\n 1  <Go>\nok: Go\n"
-                       "ok\nerror: nothing is shown to choose from\n== Settings ==\n 1  <Log>\n");
-    EXPECT_EQ(closed, 2);
+    const auto open = [&](TerminalDialogWindow& window, const char* title) {
+        return printedBy([&] { window.show(title, button(title), {}); });
+    };
+    start();
+    bar.showItem(menu);
+    loop.runPending();
+    int closed = 0;
+    dialog.onClose([&] { ++closed; });
+    // Without anything to look at, the dialog that comes up is in front at once.
+    EXPECT_EQ(open(permissions, "Ask"), "== Ask ==\n 1  <Ask>\n");
+    expectAnswers({{"1\n", "ok: Ask\n"},
+                   {"close\n", "ok\n"},
+                   {"1\n", "error: nothing is shown to choose from\n"},
+                   {"menu\n", "== TerminalMenu ==\n 1  Go\n"}});
+    EXPECT_EQ(open(permissions, "Ask"), "TerminalDialogWaits\n");
+    EXPECT_EQ(printedBy([&] { permissions.update(button("Change")); }), "");
+    expectAnswers(
+        {{"1\n", "ok: Go\n"},
+         {"close\n", "error: you have opened no dialog; \"dialog\" shows the one that has come up\n"},
+         {"dialog\n", "== Ask ==\n 1  <Change>\n"},
+         {"1\n", "ok: Change\n"}});
+    EXPECT_EQ(open(dialog, "Settings"), "TerminalDialogWaits\n");
+    expectAnswers({{"dialog\n", "== Settings ==\n 1  <Settings>\n"},
+                   {"dialog\n", "== Ask ==\n 1  <Change>\n"},
+                   {"dialog\n", "== Settings ==\n 1  <Settings>\n"}});
+    // Another content in the same window must not take the numbers either.
+    EXPECT_EQ(open(dialog, "Status"), "TerminalDialogWaits\n");
+    expectAnswers({{"1\n", "error: nothing is shown to choose from\n"},
+                   {"dialog\n", "== Status ==\n 1  <Status>\n"},
+                   {"close\n", "ok\n== Ask ==\n 1  <Change>\n"},
+                   {"close\n", "ok\n"}});
+    dialog.close();
+    EXPECT_EQ(closed, 1);
 }
 
-TEST_F(TerminalTest, TalksToAPersonAtATerminal) {
-    Kvs::FileDescriptor person(posix_openpt(O_RDWR | O_NOCTTY));
-    ASSERT_TRUE(person && grantpt(person.get()) == 0 && unlockpt(person.get()) == 0);
-    const Kvs::FileDescriptor tty(open(ptsname(person.get()), O_RDWR | O_NOCTTY));
-    const winsize size{.ws_row = 20, .ws_col = 30, .ws_xpixel = 0, .ws_ypixel = 0};
-    ASSERT_EQ(ioctl(tty.get(), TIOCSWINSZ, &size), 0);
+TEST_F(TerminalTest, PrintsTheChangedRowsOfADialog) {
+    const auto lines = [](const char* time, bool more) {
+        DialogLines all{{"a", "Server:", DialogValue{"relay"}}, {"b", "Time:", DialogValue{time}}};
+        if (more) {
+            all.push_back({"c", "Error:", DialogValue{"none"}});
+        }
+        return all;
+    };
+    start();
+    EXPECT_EQ(printedBy([&] { dialog.show("T", lines("1", false), {}); }),
+              "== T ==\n  Server: relay\n  Time:   1\n");
+    EXPECT_EQ(printedBy([&] { dialog.update(lines("2", false)); }), "== T ==\n  Time:   2\n");
+    EXPECT_EQ(printedBy([&] { dialog.update(lines("2", false)); }), "");
+    EXPECT_EQ(printedBy([&] { dialog.update(lines("3", true)); }),
+              "== T ==\n  Server: relay\n  Time:   3\n  Error:  none\n");
+}
+
+TEST_F(TerminalTest, LeavesOutWhatIsNotTaken) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const Kvs::FileDescriptor reader(ends[0]);
     const Kvs::FileDescriptor realOutput(dup(STDOUT_FILENO));
-    dup2(tty.get(), STDIN_FILENO);
-    dup2(tty.get(), STDOUT_FILENO);
-    setenv("TERM", "xterm", 1);
-    unsetenv("NO_COLOR");
-    {
-        Terminal talk(loop);
-        TerminalStatusBar icon(talk);
-        TerminalDialogWindow window(talk);
-        const Menu menu;
-        icon.showItem(menu);
-        icon.updateItem({StatusImage::Meaning::Connected, ""});
-        talk.start({}, [this] { ++inputEnds; });
-        window.show("T", {{"words", "words that go on and on and on"}}, {});
-        loop.runPending();
-        talk.message("note");
-        loop.runPending();
-        EXPECT_EQ(write(person.get(), "close\n\x04", 7), 7);
-        loop.fireReadable(STDIN_FILENO);
-        loop.runPending();
-        loop.fireReadable(STDIN_FILENO); // at the end now
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[1]);
+    constexpr int kLines = 3000;
+    const std::string line(99, 'x');
+    for (int i = 0; i < kLines; ++i) {
+        terminal.message(line);
     }
-    dup2(realOutput.get(), STDOUT_FILENO);
     std::string seen;
-    char buffer[1024];
-    for (pollfd readable{person.get(), POLLIN, 0}; poll(&readable, 1, 0) == 1;) {
-        const ssize_t count = read(person.get(), buffer, sizeof buffer);
-        ASSERT_GT(count, 0);
-        seen.append(buffer, static_cast<std::size_t>(count));
+    char buffer[4096];
+    const auto readAll = [&] {
+        for (pollfd readable{reader.get(), POLLIN, 0}; poll(&readable, 1, 0) == 1;) {
+            const ssize_t count = read(reader.get(), buffer, sizeof buffer);
+            ASSERT_GT(count, 0);
+            seen.append(buffer, static_cast<std::size_t>(count));
+        }
+    };
+    for (int i = 0; i < 100 && !seen.ends_with("LeftOut\n"); ++i) {
+        readAll();
+        loop.advance(std::chrono::milliseconds(100));
     }
-    EXPECT_EQ(inputEnds, 1);
-    EXPECT_EQ(seen, "Type \"help\" for the commands.\r\n"
-                    "icon: \033[32mconnected\033[0m\r\n== T ==\r\n  words that go on and on and\r\n  on\r\n"
-                    "> \r\nnote\r\n> close\r\nok\r\n> ");
+    terminal.message("taken again");
+    readAll();
+    dup2(realOutput.get(), STDOUT_FILENO);
+    const auto shown = std::count(seen.begin(), seen.end(), 'x') / 99;
+    EXPECT_GE(shown, 655); // 64 KiB
+    EXPECT_LT(shown, kLines / 2);
+    EXPECT_TRUE(seen.ends_with(line + "\nTerminalLinesLeftOut\ntaken again\n"))
+        << seen.substr(seen.size() - 200);
 }
 
 } // namespace
