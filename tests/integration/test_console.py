@@ -43,6 +43,14 @@ class Console:
     def shows(self, pattern, start=0):
         expect(wait_until(lambda: re.search(pattern, self.text[start:]), 30), f"not shown: {pattern}: {self.text}")
 
+    def types(self, keys, succeeded):
+        """Types the keys, again and again until they succeed: keys that come while the prompt gives way to a line of a
+        program are lost."""
+        def typed():
+            os.write(self._ours, keys)
+            return wait_until(succeeded, 3)
+        expect(wait_until(typed, 30), f"typed in vain: {keys}: {self.text}")
+
     def ends(self, status):
         expect(self.process.wait(30) == status, f"the exit status is {self.process.returncode}")
         self._reader.join(1)
@@ -56,12 +64,14 @@ def a_terminal_has_a_prompt_and_is_left_as_it_was(box):
         console = Console(box, ours, stdin=theirs, stdout=theirs, stderr=theirs)
         console.shows("quit ends")
         console.shows("agent runs [|] daemon runs [|] polls [1-9]")
-        for typed, answer in ((b"\3", "Ctrl-D to end"), (b"daemon si\t", "lent"),
+        for typed, answer in ((b"\3", "Ctrl-D to end"), (b"\25daemon si\t", "lent"),
                               (b"\25agent menu\r", "Stop Service")):
             start = len(console.text)
-            os.write(ours, typed)
-            console.shows(answer, start)
-        os.write(ours, ending) if isinstance(ending, bytes) else console.process.send_signal(ending)
+            console.types(typed, lambda: re.search(answer, console.text[start:]))
+        if isinstance(ending, bytes):
+            console.types(ending, lambda: console.process.poll() is not None)
+        else:
+            console.process.send_signal(ending)
         expect(console.process.wait(30) == status, f"{ending}: the exit status is {console.process.returncode}")
         expect(termios.tcgetattr(theirs) == before, f"{ending}: the terminal was left in another mode")
         os.close(theirs)
