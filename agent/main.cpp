@@ -40,7 +40,7 @@ int fail(int status, const std::string& problem) {
 }
 
 /// Builds the agent on this host, and runs it until it is ended.
-int runAgent(host::Host& host, host::UserInterfaceFactory makeUserInterface) {
+int runAgent(host::Host& host) {
     host::MainLoop& mainLoop = *host.mainLoop;
     SystemSleepMonitor sleepMonitor(*host.powerManagement, *host.pointer, mainLoop);
     RemoteAppSuitePrefs preferences(kPreferencesSuite, *host.propertyList);
@@ -50,7 +50,7 @@ int runAgent(host::Host& host, host::UserInterfaceFactory makeUserInterface) {
     RemoteServiceSettings::setSharedSettings(&settings);
     FFLocalizedText::setSharedSources(host.bundle.get(), host.systemInfo.get());
 
-    const auto userInterface = makeUserInterface(host);
+    const auto userInterface = host.makeUserInterface(host);
     LaunchdController launchd(*host.processRunner, *host.scriptRunner, *host.sleeper, *host.systemInfo);
     LoginSessionMonitor loginSessions(*host.consoleUser, mainLoop, *host.toolQueue, launchd);
     AppDelegate application({.userInterface = *userInterface,
@@ -101,8 +101,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     const host::FrontEnd frontEnd = options.frontEnd.value_or(host::defaultFrontEnd());
-    const auto factory = host::frontEnds().find(frontEnd);
-    if (factory == host::frontEnds().end()) {
+    if (!host::hasFrontEnd(frontEnd)) {
         return fail(kExitUsage, "this system does not have the front end that --ui names");
     }
     if (!options.root.empty()) {
@@ -124,7 +123,7 @@ int main(int argc, char** argv) {
                     logDirectory.c_str());
     try {
         host::Host host = host::makeHost(frontEnd);
-        return runAgent(host, factory->second);
+        return runAgent(host);
     } catch (const std::exception& exception) {
         return fail(kExitFailure, exception.what());
     }

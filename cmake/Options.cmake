@@ -4,6 +4,7 @@
 # (own code only). The presets make warnings errors.
 
 option(KVN_BUILD_TESTS "Build the tests" ON)
+option(KVN_BUILD_DESKTOP "Build the desktop front end on Linux, where Qt 6 is installed" ON)
 option(KVN_BUILD_BENCH "Build the benchmarks against their peers" OFF)
 option(KVN_BUILD_FUZZ "Instrument everything for the fuzzers (clang only)" OFF)
 option(KVN_PRECOMPILE "Precompile the headers of libraries: builds faster, and hides missing includes" OFF)

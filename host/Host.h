@@ -24,7 +24,6 @@
 #include "host/Workspace.h"
 
 #include <functional>
-#include <map>
 #include <memory>
 
 namespace kvn::host {
@@ -57,21 +56,22 @@ struct Host {
     /// of the queues that have not begun and all later ones are dropped, and those in progress are waited
     /// for. Main thread; after the main loop's run, before anything is destroyed that jobs use.
     std::function<void()> endBackgroundWork;
-};
 
-using UserInterfaceFactory = std::unique_ptr<UserInterface> (*)(Host&);
+    /// Makes the front end that this host was built for. The host outlives it. Main thread.
+    std::function<std::unique_ptr<UserInterface>(Host&)> makeUserInterface;
+};
 
 // Each backend defines the following.
 
-/// Returns the factories of the front ends that this system has; there is always one for `FrontEnd::None`.
-const std::map<FrontEnd, UserInterfaceFactory>& frontEnds();
+/// Returns true if this system can have the front end. `makeHost` tells whether it works now.
+bool hasFrontEnd(FrontEnd frontEnd);
 
 /// Returns the front end that suits the session in which this process was started.
 FrontEnd defaultFrontEnd();
 
 /// Builds the host of this process for a front end. A backend does not touch the
-/// window system for a front end without windows. Throws FException when the process has no descriptors left.
-/// Main thread.
+/// window system for a front end without windows. Throws an exception whose text is for the user when the front
+/// end cannot be used now, and when the process has no descriptors left. Main thread.
 Host makeHost(FrontEnd frontEnd);
 
 } // namespace kvn::host

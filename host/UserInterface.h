@@ -64,7 +64,7 @@ public:
     virtual void message(const std::string& /*text*/) {}
 };
 
-// The factory of each front end, defined in its own folder. The host outlives the result. Main thread.
+// The factories of the front ends, each defined in its own folder. The host outlives the result. Main thread.
 std::unique_ptr<UserInterface> makeNoUserInterface(Host& host);
 std::unique_ptr<UserInterface> makeTerminalUserInterface(Host& host);
 std::unique_ptr<UserInterface> makeDesktopUserInterface(Host& host);

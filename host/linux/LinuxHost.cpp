@@ -4,6 +4,7 @@
 
 #include "core/system/FSysInfoPaths.h"
 #include "host/linux/BusConnection.h"
+#include "host/linux/DesktopModule.h"
 #include "host/linux/LinuxPowerManagement.h"
 #include "host/linux/LinuxPrivilegedJobs.h"
 #include "host/linux/LinuxRunningApplications.h"
@@ -39,19 +40,19 @@ std::string ownBundlePath() {
 
 } // namespace
 
-const std::map<FrontEnd, UserInterfaceFactory>& frontEnds() {
-    static const std::map<FrontEnd, UserInterfaceFactory> all{
-        {FrontEnd::None, makeNoUserInterface},
-        {FrontEnd::Terminal, makeTerminalUserInterface},
-    };
-    return all;
+bool hasFrontEnd(FrontEnd) { return true; }
+
+FrontEnd defaultFrontEnd() {
+    if (desktopCanBeUsed()) {
+        return FrontEnd::Desktop;
+    }
+    return isatty(STDIN_FILENO) ? FrontEnd::Terminal : FrontEnd::None;
 }
 
-FrontEnd defaultFrontEnd() { return isatty(STDIN_FILENO) ? FrontEnd::Terminal : FrontEnd::None; }
-
-Host makeHost(FrontEnd) {
+Host makeHost(FrontEnd frontEnd) {
     Host host;
-    host.mainLoop = std::make_unique<PollMainLoop>();
+    DesktopModule* const desktop = frontEnd == FrontEnd::Desktop ? &desktopModule() : nullptr;
+    host.mainLoop = desktop ? desktop->makeMainLoop() : std::make_unique<PollMainLoop>();
     host.clock = std::make_unique<SystemClock>();
     host.systemInfo = std::make_unique<LinuxSystemInfo>();
     host.sessionInfo = std::make_unique<LinuxSessionInfo>();
@@ -91,6 +92,14 @@ Host makeHost(FrontEnd) {
         host.privacyPermissions = std::make_unique<UnguardedPrivacy>();
     } else {
         host.privacyPermissions = std::make_unique<SandboxPrivacy>("KvnGUIAgent", *host.propertyList);
+    }
+    if (desktop) {
+        host.makeUserInterface = [desktop, sessionBus](Host& used) {
+            return desktop->makeUserInterface(used, sessionBus);
+        };
+    } else {
+        host.makeUserInterface =
+            frontEnd == FrontEnd::Terminal ? makeTerminalUserInterface : makeNoUserInterface;
     }
     return host;
 }

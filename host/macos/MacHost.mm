@@ -27,13 +27,7 @@
 
 namespace kvn::host {
 
-const std::map<FrontEnd, UserInterfaceFactory>& frontEnds() {
-    static const std::map<FrontEnd, UserInterfaceFactory> all{
-        {FrontEnd::None, makeNoUserInterface},
-        {FrontEnd::Desktop, makeDesktopUserInterface},
-    };
-    return all;
-}
+bool hasFrontEnd(FrontEnd frontEnd) { return frontEnd != FrontEnd::Terminal; }
 
 FrontEnd defaultFrontEnd() {
     // Without a session of the window server, as in a remote shell, there is no dictionary.
@@ -44,6 +38,7 @@ FrontEnd defaultFrontEnd() {
 Host makeHost(FrontEnd frontEnd) {
     const bool hasWindows = frontEnd == FrontEnd::Desktop;
     Host host;
+    host.makeUserInterface = hasWindows ? makeDesktopUserInterface : makeNoUserInterface;
     host.mainLoop = std::make_unique<MacMainLoop>(hasWindows);
     host.clock = std::make_unique<SystemClock>();
     host.systemInfo = std::make_unique<MacSystemInfo>();

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+
+#include "host/Host.h"
+#include "host/desktop/DesktopStatusBar.h"
+#include "host/desktop/QtDialogWindow.h"
+#include "host/desktop/QtMainLoop.h"
+#include "host/linux/BusConnection.h"
+#include "host/linux/DesktopModule.h"
+
+#include <utility>
+
+namespace kvn::host {
+namespace {
+
+/// Shows the agent in the desktop's panel and in windows.
+class DesktopUserInterface final : public UserInterface {
+public:
+    DesktopUserInterface(Host& host, std::shared_ptr<BusConnection> sessionBus)
+        : host_(host), statusBar_(host, std::move(sessionBus)) {
+        statusBar_.describe(host.bundle->localizedString("StatusPending"));
+    }
+
+    StatusBar& statusBar() override { return statusBar_; }
+    DialogWindow& dialogWindow() override { return dialogWindow_; }
+    DialogWindow& permissionWindow() override { return permissionWindow_; }
+    Workspace& workspace() override { return *host_.workspace; }
+    HotKeys& hotKeys() override { return *host_.hotKeys; }
+
+    void start(Commands, MainLoop::Task) override {}
+
+    /// The panel's picture needs words for users who do not see it.
+    void showState(const std::string& text, const StateDetails&) override { statusBar_.describe(text); }
+
+private:
+    Host& host_;
+    DesktopStatusBar statusBar_;
+    QtDialogWindow dialogWindow_;
+    QtDialogWindow permissionWindow_;
+};
+
+class Module final : public DesktopModule {
+public:
+    bool displayAnswers() override { return true; }
+    std::unique_ptr<MainLoop> makeMainLoop() override { return std::make_unique<QtMainLoop>(); }
+    std::unique_ptr<UserInterface> makeUserInterface(Host& host,
+                                                     std::shared_ptr<BusConnection> sessionBus) override {
+        return std::make_unique<DesktopUserInterface>(host, std::move(sessionBus));
+    }
+};
+
+} // namespace
+} // namespace kvn::host
+
+extern "C" [[gnu::visibility("default")]] kvn::host::DesktopModule* kvnDesktopModule() {
+    static kvn::host::Module module;
+    return &module;
+}
