@@ -13,12 +13,13 @@
 
 namespace kvn::host {
 
-/// Starts programs.
+/// Starts programs, each in a process session of its own: Ctrl-C and Ctrl-Z at the agent's terminal do not
+/// reach them.
 class ProcessRunner {
 public:
-    /// The process session of a launched program: the agent's, or its own. A program in its own session may
-    /// outlive the agent, so it gets "/" as its working directory, and its output goes to /dev/null.
-    enum class Session { Agent, Own };
+    /// The standard output and error of a launched program: the agent's, or /dev/null. With /dev/null it also
+    /// gets "/" as its working directory, so that it keeps nothing of an agent that it outlives.
+    enum class Output { Shared, None };
 
     /// The result of a program that has ended.
     struct Outcome {
@@ -34,13 +35,12 @@ public:
 
     virtual ~ProcessRunner() = default;
 
-    /// Starts the program with its arguments and does not wait. The child gets an empty standard input, in
-    /// the agent's session the agent's standard output and error, default signal handling and no other
-    /// descriptor; it is reaped when it ends. Returns the process id, or an error if the program could not be
-    /// started. Any thread.
+    /// Starts the program with its arguments and does not wait. The child gets an empty standard input,
+    /// default signal handling and no descriptor but 0 to 2; it is reaped when it ends. Returns the process
+    /// id, or an error if the program could not be started. Any thread.
     virtual std::variant<pid_t, Error> launch(const std::string& path,
                                               const std::vector<std::string>& arguments,
-                                              Session session = Session::Agent) = 0;
+                                              Output output = Output::Shared) = 0;
 
     /// Starts the program with a very large $COLUMNS and waits for its end. A program that exceeds the time
     /// limit, or still runs when the agent ends, is killed; this is an error. Any thread that may block.

@@ -44,7 +44,7 @@ std::int32_t ElevatedInstaller::start(const std::string& program) {
         Kvs::OCNSLog("Failed to make the pipes to %@: %@", pkexec, posixError(errno));
         return PrivilegedJobs::kInternal;
     }
-    SpawnPlan plan(SpawnPlan::Group::Inherited);
+    SpawnPlan plan(SpawnPlan::Session::Shared); // without a desktop, pkexec asks at the terminal
     plan.connect(requests->readEnd.get(), STDIN_FILENO);
     plan.connect(answers->writeEnd.get(), STDOUT_FILENO);
     if (const int error = plan.start(pkexec, {program}, process_); error != 0) {

@@ -66,7 +66,7 @@ void LinuxWorkspace::openFolder(const std::string& path, Completion completion) 
 
 void LinuxWorkspace::launchApplication(const std::string& executable,
                                        const std::vector<std::string>& arguments, Completion completion) {
-    const auto result = processRunner_.launch(executable, arguments, ProcessRunner::Session::Own);
+    const auto result = processRunner_.launch(executable, arguments, ProcessRunner::Output::None);
     const auto* error = std::get_if<Error>(&result);
     complete(std::move(completion), error ? std::optional(*error) : std::nullopt);
 }

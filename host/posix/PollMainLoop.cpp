@@ -15,6 +15,9 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+/// The most time for which due tasks keep the descriptors and signals waiting.
+constexpr milliseconds kTurn{10};
+
 } // namespace
 
 struct PollMainLoop::Timer {
@@ -141,7 +144,7 @@ MainLoop::Task PollMainLoop::takeDueBy(Instant limit) {
 void PollMainLoop::runDue() {
     // Tasks that these tasks post run in the next round, after the descriptors and signals.
     const Instant now = steady_clock::now();
-    while (!quit_) {
+    while (!quit_ && steady_clock::now() - now < kTurn) {
         const Task task = takeDueBy(now);
         if (!task) {
             return;

@@ -80,8 +80,8 @@ PosixProcessRunner::PosixProcessRunner(MainLoop& mainLoop)
 
 std::variant<pid_t, Error> PosixProcessRunner::launch(const std::string& path,
                                                       const std::vector<std::string>& arguments,
-                                                      Session session) {
-    SpawnPlan plan(session == Session::Own ? SpawnPlan::Group::OwnSession : SpawnPlan::Group::Inherited);
+                                                      Output output) {
+    SpawnPlan plan(output == Output::None ? SpawnPlan::Session::Detached : SpawnPlan::Session::Own);
     pid_t pid = 0;
     FLockGuard guard(lock_); // reap() must not run between the start of the child and its entry in the list
     if (const int error = plan.start(path, arguments, pid); error != 0) {
@@ -102,7 +102,7 @@ PosixProcessRunner::run(const std::string& path, const std::vector<std::string>&
     if (!errors) {
         return posixError(errno);
     }
-    SpawnPlan plan(SpawnPlan::Group::Own);
+    SpawnPlan plan(SpawnPlan::Session::Own);
     plan.connect(output->writeEnd.get(), STDOUT_FILENO);
     plan.connect(errors->writeEnd.get(), STDERR_FILENO);
     pid_t pid = 0;

@@ -21,10 +21,10 @@ public:
     explicit PosixProcessRunner(MainLoop& mainLoop);
 
     std::variant<pid_t, Error> launch(const std::string& path, const std::vector<std::string>& arguments,
-                                      Session session = Session::Agent) override;
+                                      Output output = Output::Shared) override;
 
-    /// The program runs in a process group of its own, which is killed as a whole. Processes that it leaves
-    /// behind are not waited for, even if they hold the standard output.
+    /// The program's process group is killed as a whole. Processes that it leaves behind are not waited for,
+    /// even if they hold the standard output.
     std::variant<Outcome, Error> run(const std::string& path, const std::vector<std::string>& arguments,
                                      Limits limits) override;
 

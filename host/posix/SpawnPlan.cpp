@@ -48,24 +48,32 @@ std::optional<Pipe> makePipe() {
     return pipe.readEnd && pipe.writeEnd ? std::optional(std::move(pipe)) : std::nullopt;
 }
 
-SpawnPlan::SpawnPlan(Group group) {
+SpawnPlan::SpawnPlan(Session session) {
     note(posix_spawn_file_actions_init(&actions_));
     note(posix_spawnattr_init(&attributes_));
     note(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
 
-    sigset_t none;
-    sigemptyset(&none);
-    note(posix_spawnattr_setsigmask(&attributes_, &none));
     sigset_t all;
     sigfillset(&all);
     sigdelset(&all, SIGKILL);
     sigdelset(&all, SIGSTOP);
     note(posix_spawnattr_setsigdefault(&attributes_, &all));
     int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
-    if (group == Group::Own) {
-        flags |= POSIX_SPAWN_SETPGROUP; // the attribute's group is 0, one of the child's own
-    } else if (group == Group::OwnSession) {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    // A stop signal of the terminal must not stop the child before it executes the program. The calling
+    // thread would stay in posix_spawn, in a wait that a stop does not end, so that this process would never
+    // finish its own stop and the shell would never get the terminal. In a session of its own the child is
+    // alone in an orphaned process group, where the system discards these signals, even one that came before.
+    if (session == Session::Shared) {
+        for (const int signal : {SIGTSTP, SIGTTIN, SIGTTOU}) {
+            sigaddset(&blocked, signal);
+        }
+    } else {
         flags |= POSIX_SPAWN_SETSID;
+    }
+    note(posix_spawnattr_setsigmask(&attributes_, &blocked));
+    if (session == Session::Detached) {
         note(posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0));
         note(posix_spawn_file_actions_adddup2(&actions_, STDOUT_FILENO, STDERR_FILENO));
         note(posix_spawn_file_actions_addchdir_np(&actions_, "/"));

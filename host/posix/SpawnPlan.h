@@ -25,15 +25,16 @@ struct Pipe {
 std::optional<Pipe> makePipe();
 
 /// The state in which a child process starts, instead of inheriting this process's: an empty standard input,
-/// this process's standard output and error and no other descriptor, default signal handling. A child in a
-/// session of its own may outlive this process; it gets /dev/null as its output and "/" as its working
-/// directory. Can start one child.
+/// this process's standard output and error and no other descriptor, default signal handling. Can start one
+/// child.
 class SpawnPlan {
 public:
-    /// The process group of the child: this process's, its own, or its own in a session of its own.
-    enum class Group { Inherited, Own, OwnSession };
+    /// The session of the child: its own, without a terminal; its own, and also /dev/null as its output and
+    /// "/" as its working directory; or this process's session and process group, where the child can use the
+    /// terminal and has the terminal's stop signals blocked.
+    enum class Session { Own, Detached, Shared };
 
-    explicit SpawnPlan(Group group);
+    explicit SpawnPlan(Session session);
     ~SpawnPlan();
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;

@@ -79,7 +79,7 @@ Outcome startService(host::ProcessRunner& runner) try {
     std::vector<std::string> arguments = programArguments();
     const std::string program = arguments.front();
     arguments.erase(arguments.begin());
-    const auto launched = runner.launch(program, arguments, host::ProcessRunner::Session::Own);
+    const auto launched = runner.launch(program, arguments, host::ProcessRunner::Output::None);
     if (const auto* error = std::get_if<host::Error>(&launched)) {
         return {kStartFailed, program + ": " + error->reason};
     }

@@ -212,13 +212,16 @@ class Machine:
         self.tool = self.folder / HELPER
         shutil.copy(build / "standins/KvnServiceController", self.source)
 
-    def installer(self, *options):
+    def start(self, program, *options, **variables):
         mounts = "".join(f"mount --rbind /{name} {self.root}/{name} && " for name in ("usr", "proc", "dev"))
-        run = f'{mounts} exec chroot {self.root} /opt/kvn/installer "$@"'
+        run = f'{mounts} exec chroot {self.root} {program} "$@"'
         with starting:
             return subprocess.Popen(["unshare", "--mount", "--propagation", "private", "sh", "-c", run, "sh", *options],
                                     stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                                    env={**os.environ, "PKEXEC_UID": str(STRANGER)})
+                                    env={**os.environ, **variables})
+
+    def installer(self, *options):
+        return self.start("/opt/kvn/installer", *options, PKEXEC_UID=str(STRANGER))
 
     def ask(self, source):
         """Returns an installer that is at work on its only command."""
@@ -237,15 +240,21 @@ class Machine:
         self.end_helpers()
         return answer[-1]
 
-    def end_helpers(self):
-        """An installer does not know the helpers of another one, which had a file system of its own."""
+    def processes(self):
+        """Yields the folders in /proc of the processes that run here."""
         for entry in pathlib.Path("/proc").glob("[0-9]*"):
             with contextlib.suppress(OSError):
                 if os.readlink(entry / "root") == str(self.root):
-                    process = os.pidfd_open(int(entry.name))
-                    signal.pidfd_send_signal(process, signal.SIGKILL)
-                    select.select([process], [], [], 10)  # until its socket is closed, too
-                    os.close(process)
+                    yield entry
+
+    def end_helpers(self):
+        """An installer does not know the helpers of another one, which had a file system of its own."""
+        for entry in self.processes():
+            with contextlib.suppress(OSError):
+                process = os.pidfd_open(int(entry.name))
+                signal.pidfd_send_signal(process, signal.SIGKILL)
+                select.select([process], [], [], 10)  # until its socket is closed, too
+                os.close(process)
 
     def __enter__(self):
         return self
@@ -256,9 +265,6 @@ class Machine:
 
 
 def the_installer_trusts_only_root(box):
-    if subprocess.run(["unshare", "--mount", "true"], stderr=subprocess.DEVNULL).returncode:
-        print("SKIPPED: the installer, which needs a file system of its own")
-        return
     with Machine(box.build) as machine:
         theirs = machine.root / "opt/theirs"
         theirs.mkdir()
@@ -330,6 +336,29 @@ def killed_in_the_middle(machine):
     expect(os.listdir(machine.folder) == [HELPER], f"left are {os.listdir(machine.folder)}")
 
 
+def an_inherited_root_is_not_passed_on(box):
+    with Machine(box.build) as machine:
+        shutil.copytree(box.bundle, machine.root / "opt/kvn/agent")
+        machine.pipes = machine.root / "var/tmp/com.korvane/pipes"
+        service = WireDaemon(machine)
+        agent = machine.start("/opt/kvn/agent/Contents/MacOS/KvnGUIAgent", "--ui", "none",
+                              KVN_REMOTE_ROOT="/tmp", HOME="/tmp")
+        expect(service.record.wait("<GetStatus", 20), "the agent does not come up below the machine's own root")
+        service.push(b'<ServiceCommand Command="ExecuteProcess" Executable="/usr/bin/sleep" Parameters="60"/>')
+        client = expect(wait_until(lambda: [process for process in machine.processes()
+                                            if b"sleep" in (process / "cmdline").read_bytes()], 20), "not launched")
+        variables = (client[0] / "environ").read_bytes().split(b"\0")
+        machine.end_helpers()
+        agent.wait()
+        service.die()
+        expect(b"HOME=/tmp" in variables, "the client does not have the agent's environment")
+        expect(b"KVN_REMOTE_ROOT=/tmp" not in variables, "the client was given a root")
+
+
+on_machines = [the_installer_trusts_only_root, an_inherited_root_is_not_passed_on]
 skip_unless_root()
+if subprocess.run(["unshare", "--mount", "true"], stderr=subprocess.DEVNULL).returncode:
+    print("SKIPPED: what needs a file system of its own")
+    on_machines.clear()
 main([a_strangers_socket_is_told_nothing, a_slow_handshake_ends, a_flood_is_bounded,
-      the_agent_ends_at_once_whatever_the_helper_does, an_older_helper_is_refused, the_installer_trusts_only_root])
+      the_agent_ends_at_once_whatever_the_helper_does, an_older_helper_is_refused, *on_machines])

@@ -16,7 +16,7 @@ import time
 from harness import expect, main
 from sandbox import wait_until
 
-CTRL_D, CTRL_Q, CTRL_S, CTRL_U, UP = b"\4", b"\x11", b"\x13", b"\x15", b"\033[A"
+CTRL_D, CTRL_Q, CTRL_S, CTRL_U, CTRL_Z, UP = b"\4", b"\x11", b"\x13", b"\x15", b"\x1a", b"\033[A"
 
 
 class Terminal:
@@ -119,6 +119,18 @@ def typed_text_survives_what_is_printed(box, terminal):
     expect(wait_until(lambda: terminal.settings == terminal.before, 5), "the terminal has other settings")
 
 
+@with_terminal
+def the_shell_gets_its_terminal_when_it_stops_the_agent(box, terminal):
+    terminal.types(b"abc", "abc")
+    terminal.types(CTRL_Z, r"Stopped[\s\S]*shell\$ $")
+    expect(terminal.settings == terminal.before, "the terminal has other settings")
+    terminal.types(b"fg\n", "> abc$")
+    terminal.types(b"\r", "unknown command: abc")
+    expect(terminal.settings != terminal.before, "the agent did not take the terminal again")
+    terminal.types(b"quit\r", r"The agent ends\.[\s\S]*shell\$ $")
+    expect(wait_until(lambda: terminal.settings == terminal.before, 5), "the terminal has other settings")
+
+
 def menu_and_dialogs_speak_one_language(box):
     box.start_daemon()
     for languages, menu, settings in (("de_AT", "Menü", "Einstellungen"), ("sv:de", "Menu", "Settings")):
@@ -131,4 +143,5 @@ def menu_and_dialogs_speak_one_language(box):
         box.agent.end()
 
 
-main([a_stopped_terminal_holds_nothing_up, typed_text_survives_what_is_printed, menu_and_dialogs_speak_one_language])
+main([a_stopped_terminal_holds_nothing_up, typed_text_survives_what_is_printed,
+      the_shell_gets_its_terminal_when_it_stops_the_agent, menu_and_dialogs_speak_one_language])

@@ -28,7 +28,7 @@ class FakeProcessRunner : public host::ProcessRunner {
 public:
     std::variant<pid_t, host::Error> launch(const std::string& path,
                                             const std::vector<std::string>& arguments,
-                                            Session = Session::Agent) override {
+                                            Output = Output::Shared) override {
         launched.emplace_back(path, arguments);
         if (fails) {
             return host::Error{"posix", 2, "No such file or directory"};

@@ -132,7 +132,7 @@ std::optional<Error> startHelper(const std::string& label, ProcessRunner& runner
     const SocketWatch socket(Kvs::FSysInfoPaths::underRoot("/var/run/" + label + ".socket"));
     const auto launched =
         hasUnit(label) ? startUnit(label, runner)
-                       : runner.launch(helperToolPath(label), helperArguments(), ProcessRunner::Session::Own);
+                       : runner.launch(helperToolPath(label), helperArguments(), ProcessRunner::Output::None);
     if (const auto* error = std::get_if<Error>(&launched)) {
         return *error;
     }

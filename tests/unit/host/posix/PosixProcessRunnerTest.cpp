@@ -3,6 +3,7 @@
 #include "host/posix/PosixProcessRunner.h"
 #include "core/system/WakePipe.h"
 #include "host/posix/PollMainLoop.h"
+#include "host/posix/SpawnPlan.h"
 #include "host/posix/ToolScriptRunner.h"
 #include "tests/support/ProcessFacts.h"
 #include "tests/support/PumpUntil.h"
@@ -91,20 +92,62 @@ TEST_F(PosixProcessRunner, ReapsWhatManyThreadsLaunch) {
     EXPECT_TRUE(pumpUntil(loop_, [] { return waitpid(-1, nullptr, WNOHANG) < 0; }));
 }
 
-TEST_F(PosixProcessRunner, LaunchesIntoTheSessionAskedForAndLeavesOtherChildrenAlone) {
+TEST_F(PosixProcessRunner, LaunchesIntoOwnSessionsAndLeavesOtherChildrenAlone) {
     const pid_t other = fork();
     if (other == 0) {
         _exit(7);
     }
-    for (const auto session : {host::ProcessRunner::Session::Agent, host::ProcessRunner::Session::Own}) {
-        const pid_t pid = std::get<pid_t>(runner_.launch("/bin/sleep", {"600"}, session));
-        EXPECT_EQ(getsid(pid), session == host::ProcessRunner::Session::Own ? pid : getsid(0));
+    for (const auto output : {host::ProcessRunner::Output::Shared, host::ProcessRunner::Output::None}) {
+        const pid_t pid = std::get<pid_t>(runner_.launch("/bin/sleep", {"600"}, output));
+        EXPECT_EQ(getsid(pid), pid);
         kill(pid, SIGKILL);
         EXPECT_TRUE(isGone(pid)); // the zombie, too
     }
     int status = 0;
     EXPECT_EQ(waitpid(other, &status, 0), other);
     EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(PosixProcessRunner, LetsATerminalStopTheProcessAtAnyMoment) {
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"run", [&] { runner_.run("/bin/sleep", {"0"}, kGenerous); }},
+        {"launch", [&] { runner_.launch("/bin/sleep", {"0"}); }},
+        {"shared session",
+         [&] {
+             pid_t pid = 0;
+             host::SpawnPlan(host::SpawnPlan::Session::Shared).start("/bin/sleep", {"0"}, pid);
+             host::reapChild(pid);
+         }},
+    };
+    for (const auto& [name, start] : cases) {
+        auto progress = host::makePipe();
+        ASSERT_TRUE(progress);
+        const pid_t process = fork(); // a job of this one, as of a shell
+        if (process == 0) {
+            setpgid(0, 0);
+            progress->readEnd.reset();
+            do {
+                start();
+            } while (write(progress->writeEnd.get(), "", 1) == 1);
+            _exit(0);
+        }
+        setpgid(process, process);
+        progress->writeEnd.reset();
+        pollfd polled{progress->readEnd.get(), POLLIN, 0};
+        bool stopped = true;
+        for (int i = 0; i < 100 && stopped; ++i) {
+            char bytes[4096];
+            ASSERT_EQ(poll(&polled, 1, 20'000), 1) << name << ": not continued after " << i << " stops";
+            ASSERT_GT(read(polled.fd, bytes, sizeof bytes), 0);
+            kill(-process, SIGTSTP);
+            int status = 0;
+            stopped = waitUntil([&] { return waitpid(process, &status, WUNTRACED | WNOHANG) == process; });
+            EXPECT_TRUE(stopped && WIFSTOPPED(status)) << name << ": no stop is told after " << i;
+            kill(-process, SIGCONT);
+        }
+        kill(process, SIGKILL);
+        EXPECT_EQ(waitpid(process, nullptr, 0), process);
+    }
 }
 
 TEST_F(PosixProcessRunner, RunsAndCollects) {

@@ -24,7 +24,7 @@ struct FakeMachine : host::ProcessRunner, host::ScriptRunner, host::Sleeper {
     using Answer = std::variant<Outcome, host::Error>;
 
     std::variant<pid_t, host::Error> launch(const std::string& path, const std::vector<std::string>&,
-                                            Session) override {
+                                            Output) override {
         return host::Error{"test", 1, "nobody launches " + path};
     }
     Answer run(const std::string& path, const std::vector<std::string>& arguments, Limits) override {
