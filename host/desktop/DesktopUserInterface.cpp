@@ -8,6 +8,7 @@
 #include "host/linux/BusConnection.h"
 #include "host/linux/DesktopModule.h"
 
+#include <optional>
 #include <stdexcept>
 #include <utility>
 #include <variant>
@@ -48,18 +49,20 @@ private:
 class Module final : public DesktopModule {
 public:
     std::string displayProblem() override {
-        const auto found = findDisplay();
+        auto found = findDisplay();
         if (const auto* problem = std::get_if<DisplayProblem>(&found)) {
             return problem->text;
         }
-        platform_ = std::get<std::string>(found);
+        display_ = std::get<Display>(std::move(found));
         return "";
     }
     std::unique_ptr<MainLoop> makeMainLoop() override {
-        if (const auto problem = platform_.empty() ? displayProblem() : ""; !problem.empty()) {
+        if (const auto problem = display_ ? "" : displayProblem(); !problem.empty()) {
             throw std::runtime_error("the desktop front end cannot be used: " + problem);
         }
-        return std::make_unique<QtMainLoop>(platform_);
+        auto loop = std::make_unique<QtMainLoop>(display_->platform);
+        display_.reset();
+        return loop;
     }
     std::unique_ptr<UserInterface> makeUserInterface(Host& host,
                                                      std::shared_ptr<BusConnection> sessionBus) override {
@@ -67,7 +70,7 @@ public:
     }
 
 private:
-    std::string platform_; // of the display that has answered
+    std::optional<Display> display_; // which has answered
 };
 
 } // namespace

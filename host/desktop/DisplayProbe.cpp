@@ -3,7 +3,6 @@
 #include "host/desktop/DisplayProbe.h"
 
 #include "core/system/FileDescriptor.h"
-#include "core/system/PosixDifferences.h"
 #include "host/posix/PollUntil.h"
 
 #include <QCoreApplication>
@@ -14,6 +13,7 @@
 #include <QStringList>
 #include <csignal>
 #include <cstdint>
+#include <fcntl.h>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -26,27 +26,55 @@ namespace {
 
 constexpr std::chrono::seconds kAnswerLimit(5);
 
-/// Connects in a process of its own, because the library waits for the server without a limit.
-bool x11Answers() {
-    const pid_t child = fork();
-    if (child == 0) {
+/// A connection to the X server in a process of its own, because the library waits for the server without a
+/// limit.
+class X11Client {
+public:
+    X11Client() {
+        int ends[2];
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+            return;
+        }
+        child_ = fork();
+        if (child_ == 0) {
+            close(ends[0]);
+            connectAndWait(ends[1]);
+        }
+        close(ends[1]);
+        end_ = Kvs::FileDescriptor(ends[0]);
+    }
+    ~X11Client() {
+        if (child_ > 0) {
+            kill(child_, SIGKILL);
+            waitpid(child_, nullptr, 0);
+        }
+    }
+    X11Client(const X11Client&) = delete;
+    X11Client& operator=(const X11Client&) = delete;
+
+    bool isConnected() const {
+        pollfd polled{end_.get(), POLLIN, 0};
+        char byte = 0;
+        return pollUntil({&polled, 1}, deadlineIn(kAnswerLimit)) == 1 &&
+               recv(end_.get(), &byte, 1, MSG_DONTWAIT) == 1;
+    }
+
+private:
+    [[noreturn]] static void connectAndWait(int end) {
         std::signal(SIGALRM, SIG_DFL);
-        alarm(2 * kAnswerLimit.count()); // in case that nobody is left to kill it
-        _exit(xcb_connection_has_error(xcb_connect(nullptr, nullptr)) == 0 ? 0 : 1);
+        alarm(2 * kAnswerLimit.count()); // in case that nobody is left to kill this process
+        dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO); // the library has its own words
+        char byte = 0;
+        if (xcb_connection_has_error(xcb_connect(nullptr, nullptr)) == 0 && write(end, &byte, 1) == 1) {
+            alarm(0);
+            read(end, &byte, 1); // until the other end is closed
+        }
+        _exit(0);
     }
-    if (child < 0) {
-        return false;
-    }
-    const auto end = Kvs::watchProcessEnd(child);
-    pollfd polled{end.get(), POLLIN, 0};
-    if (pollUntil({&polled, 1}, deadlineIn(kAnswerLimit)) != 1) {
-        kill(child, SIGKILL);
-    }
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
+
+    pid_t child_ = -1;
+    Kvs::FileDescriptor end_;
+};
 
 /// Asks the compositor for the answer that it owes to every client.
 bool waylandAnswers() {
@@ -105,23 +133,25 @@ QStringList candidates() {
 
 } // namespace
 
-std::variant<std::string, DisplayProblem> findDisplay() {
+std::variant<Display, DisplayProblem> findDisplay() {
     std::string problem;
     const auto add = [&problem](const std::string& text) { problem += (problem.empty() ? "" : "; ") + text; };
     for (const QString& candidate : candidates()) {
         const QString name = candidate.section(u':', 0, 0); // options follow
         const bool x11 = name == QStringLiteral("xcb");
         const bool wayland = name.startsWith(QStringLiteral("wayland"));
-        if ((x11 && !x11Answers()) || (wayland && !waylandAnswers())) {
+        const auto client = x11 ? std::make_shared<const X11Client>() : nullptr;
+        if ((x11 && !client->isConnected()) || (wayland && !waylandAnswers())) {
             const char* const variable = x11 ? "DISPLAY" : "WAYLAND_DISPLAY";
-            add("no display answers at " + std::string(variable) + "=" + qgetenv(variable).toStdString());
+            add("no display takes connections at " + std::string(variable) + "=" +
+                qgetenv(variable).toStdString());
         } else if (!canBeLoaded(name)) {
             add("Qt's plug-in \"" + name.toStdString() + "\" is missing" +
                 (wayland ? " (package qt6-wayland)"
-                 : x11   ? " (package qt6-qpa-plugins)"
+                 : x11   ? " (package libqt6gui6)"
                          : ""));
         } else {
-            return candidate.toStdString();
+            return Display{candidate.toStdString(), client};
         }
     }
     return DisplayProblem{problem.empty() ? "neither DISPLAY nor WAYLAND_DISPLAY is set" : problem};
