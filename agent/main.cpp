@@ -72,6 +72,10 @@ int runAgent(host::Host& host) {
                             kProgram,
                             host.bundle->infoValue("CFBundleIdentifier").value_or(kBundleIdentifier));
 
+    host.endApplication = [&] {
+        application.applicationWillTerminate();
+        host.endBackgroundWork();
+    };
     const auto terminate = [&] { application.terminate(); };
     const auto onInterrupt = mainLoop.onSignal(SIGINT, terminate);
     application.applicationDidFinishLaunching();
@@ -83,8 +87,7 @@ int runAgent(host::Host& host) {
         host.endBackgroundWork(); // jobs in progress use what is destroyed now
         throw;
     }
-    application.applicationWillTerminate();
-    host.endBackgroundWork();
+    host.endApplication();
     return 0;
 }
 
@@ -100,8 +103,7 @@ int main(int argc, char** argv) {
         std::printf("%s", options.help ? kUsage : "KvnGUIAgent " KVN_VERSION "\n");
         return 0;
     }
-    const host::FrontEnd frontEnd = options.frontEnd.value_or(host::defaultFrontEnd());
-    if (!host::hasFrontEnd(frontEnd)) {
+    if (options.frontEnd && !host::hasFrontEnd(*options.frontEnd)) {
         return fail(kExitUsage, "this system does not have the front end that --ui names");
     }
     if (!options.root.empty()) {
@@ -122,7 +124,7 @@ int main(int argc, char** argv) {
     Kvs::CNSInitLog(Kvs::kLogModeNewLogBook | Kvs::kLogModeDebugOff, Kvs::kSysLogConsole, kProgram,
                     logDirectory.c_str());
     try {
-        host::Host host = host::makeHost(frontEnd);
+        host::Host host = host::makeHost(options.frontEnd ? *options.frontEnd : host::defaultFrontEnd());
         return runAgent(host);
     } catch (const std::exception& exception) {
         return fail(kExitFailure, exception.what());

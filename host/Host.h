@@ -28,7 +28,7 @@
 
 namespace kvn::host {
 
-/// Holds the objects that a backend provides. No member is null. A member may use those above it, and all are
+/// Holds the objects that a backend provides. No member but `endApplication` is null. A member may use those above it, and all are
 /// destroyed before the main loop.
 struct Host {
     std::unique_ptr<MainLoop> mainLoop;
@@ -56,6 +56,11 @@ struct Host {
     /// of the queues that have not begun and all later ones are dropped, and those in progress are waited
     /// for. Main thread; after the main loop's run, before anything is destroyed that jobs use.
     std::function<void()> endBackgroundWork;
+
+    /// Does what has to be done when the main loop has run; nothing of the application works afterwards. Set by
+    /// the application before the loop runs. Also called by a front end whose toolkit ends the process from
+    /// inside the loop. Main thread.
+    std::function<void()> endApplication;
 
     /// Makes the front end that this host was built for. The host outlives it. Main thread.
     std::function<std::unique_ptr<UserInterface>(Host&)> makeUserInterface;

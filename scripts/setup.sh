@@ -5,16 +5,18 @@
 # scripts/setup.sh run|test|bench|macos
 set -euo pipefail
 
-# Each Debian package, and one thing that it contains: a header, a program, or a module of the system's Python.
+# Each Debian package, and one thing that it contains: a header, a program, a library that pkg-config knows, or a module of
+# the system's Python.
 build="g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libexpat1-dev:expat.h
     nlohmann-json3-dev:nlohmann/json.hpp libsdbus-c++-dev:sdbus-c++/sdbus-c++.h libsystemd-dev:systemd/sd-bus.h
-    libutf8proc-dev:utf8proc.h libedit-dev:histedit.h python3:python3"
+    libutf8proc-dev:utf8proc.h libedit-dev:histedit.h python3:python3
+    qt6-base-dev:pkg.Qt6Widgets qt6-svg-dev:pkg.Qt6Svg libxcb1-dev:xcb/xcb.h"
 sandbox="dbus-daemon:dbus-daemon python3-prompt-toolkit:module.prompt_toolkit"
 case "${1:-}" in
 run) needs="$build $sandbox" ;;
 test) needs="$build $sandbox libgtest-dev:gtest/gtest.h libgmock-dev:gmock/gmock.h clang:clang++
     clang-format:clang-format clang-tidy:clang-tidy libclang-rt-14-dev:fuzzer/FuzzedDataProvider.h lld:lld
-    llvm:llvm-symbolizer cloc:cloc git:git" ;;
+    llvm:llvm-symbolizer cloc:cloc git:git xvfb:Xvfb xauth:xauth" ;;
 bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugixml.hpp
     librapidxml-dev:rapidxml/rapidxml.hpp libboost-dev:boost/version.hpp libspdlog-dev:spdlog/spdlog.h
     libzmq3-dev:zmq.h libfmt-dev:fmt/format.h" ;;
@@ -41,6 +43,7 @@ fi
 # is_there FILE: looks for the header, program or module itself, because distributions name their packages differently.
 is_there() {
     case $1 in
+    pkg.*) pkg-config --exists "${1#pkg.}" ;;
     module.*) /usr/bin/python3 -c "import ${1#module.}" ;;
     fuzzer/*) echo "#include <$1>" | clang++ -E -x c++ - ;;
     *.h | *.hpp) echo "#include <$1>" | g++ -std=c++20 -I/opt/homebrew/include -E -x c++ - ;;
@@ -56,7 +59,7 @@ if ! { command -v apt-get && command -v dpkg-query; } >/dev/null; then
     done
     if [[ -n $missing ]]; then
         printf 'setup: This system has no apt-get, so nothing can be installed from here. Missing are these\n%s' \
-            "headers, programs and Python modules:"$'\n'"${missing//module./}" >&2
+            "headers, programs and Python modules:"$'\n'"$(sed -E "s/(module|pkg)\.//" <<<"$missing")" >&2
         echo "Install them with the tools of this system, then start again." >&2
         exit 1
     fi

@@ -2,12 +2,16 @@
 
 #include "host/Host.h"
 #include "host/desktop/DesktopStatusBar.h"
+#include "host/desktop/DisplayProbe.h"
 #include "host/desktop/QtDialogWindow.h"
 #include "host/desktop/QtMainLoop.h"
 #include "host/linux/BusConnection.h"
 #include "host/linux/DesktopModule.h"
 
+#include <optional>
+#include <stdexcept>
 #include <utility>
+#include <variant>
 
 namespace kvn::host {
 namespace {
@@ -26,7 +30,11 @@ public:
     Workspace& workspace() override { return *host_.workspace; }
     HotKeys& hotKeys() override { return *host_.hotKeys; }
 
-    void start(Commands, MainLoop::Task) override {}
+    void start(Commands, MainLoop::Task terminate) override {
+        auto& loop = static_cast<QtMainLoop&>(*host_.mainLoop); // the one of `makeMainLoop`
+        loop.onSessionEnd(std::move(terminate));
+        loop.onDisplayLost([this] { host_.endApplication(); });
+    }
 
     /// The panel's picture needs words for users who do not see it.
     void showState(const std::string& text, const StateDetails&) override { statusBar_.describe(text); }
@@ -40,12 +48,29 @@ private:
 
 class Module final : public DesktopModule {
 public:
-    bool displayAnswers() override { return true; }
-    std::unique_ptr<MainLoop> makeMainLoop() override { return std::make_unique<QtMainLoop>(); }
+    std::string displayProblem() override {
+        auto found = findDisplay();
+        if (const auto* problem = std::get_if<DisplayProblem>(&found)) {
+            return problem->text;
+        }
+        display_ = std::get<Display>(std::move(found));
+        return "";
+    }
+    std::unique_ptr<MainLoop> makeMainLoop() override {
+        if (const auto problem = display_ ? "" : displayProblem(); !problem.empty()) {
+            throw std::runtime_error("the desktop front end cannot be used: " + problem);
+        }
+        auto loop = std::make_unique<QtMainLoop>(display_->platform);
+        display_.reset();
+        return loop;
+    }
     std::unique_ptr<UserInterface> makeUserInterface(Host& host,
                                                      std::shared_ptr<BusConnection> sessionBus) override {
         return std::make_unique<DesktopUserInterface>(host, std::move(sessionBus));
     }
+
+private:
+    std::optional<Display> display_; // which has answered
 };
 
 } // namespace

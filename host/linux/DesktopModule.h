@@ -6,6 +6,7 @@
 #include "host/UserInterface.h"
 
 #include <memory>
+#include <string>
 
 namespace kvn::host {
 
@@ -17,11 +18,11 @@ class DesktopModule {
 public:
     virtual ~DesktopModule() = default;
 
-    /// Returns true if there is a display that takes connections.
-    virtual bool displayAnswers() = 0;
+    /// Returns why no display can be used, in words for the user; an empty text when one answers.
+    virtual std::string displayProblem() = 0;
 
     /// Returns the loop that serves the display, too. One may exist at a time. Throws an exception whose text
-    /// is for the user when there is no display.
+    /// is for the user when no display can be used.
     virtual std::unique_ptr<MainLoop> makeMainLoop() = 0;
 
     /// The host and its main loop, which is one of `makeMainLoop`, outlive the result.
@@ -33,7 +34,8 @@ public:
 /// whose text is for the user when the module is missing or cannot be loaded.
 DesktopModule& desktopModule();
 
-/// Returns true if the session has a display that answers and the module can be loaded.
+/// Returns true if the module can be loaded and a display answers. If the session names a display, the log
+/// tells why it cannot be used.
 bool desktopCanBeUsed();
 
 /// The function by which the program gets the module's only object.

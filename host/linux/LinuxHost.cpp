@@ -83,7 +83,7 @@ Host makeHost(FrontEnd frontEnd) {
     host.workQueue = std::move(queue);
     host.toolQueue = std::move(toolQueue);
     host.consoleUser = std::make_unique<LogindConsoleUser>(*host.mainLoop, systemBus);
-    host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner, systemBus);
+    host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner, sessionBus, systemBus);
     host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop, sessionBus);
     host.runningApplications =
         std::make_unique<LinuxRunningApplications>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));

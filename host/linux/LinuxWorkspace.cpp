@@ -4,6 +4,7 @@
 
 #include "core/logging/CNSLog.h"
 #include "host/linux/LogindSleep.h"
+#include "host/linux/SessionEnd.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -20,7 +21,16 @@ constexpr const char* kOpener = "xdg-open";
 struct Observer {
     std::function<void(Workspace::Event)> handler;
     std::shared_ptr<LogindSleep> sleep;
+    std::shared_ptr<SessionEnd> sessionEnd;
 };
+
+/// Removes the variable from the environment, which launched programs inherit.
+std::string takeVariable(const char* name) {
+    const char* const value = std::getenv(name);
+    std::string taken = value ? value : "";
+    unsetenv(name);
+    return taken;
+}
 
 std::optional<std::string> findInPath(const std::string& name) {
     const char* path = std::getenv("PATH");
@@ -37,11 +47,13 @@ std::optional<std::string> findInPath(const std::string& name) {
 } // namespace
 
 LinuxWorkspace::LinuxWorkspace(MainLoop& mainLoop, ProcessRunner& processRunner,
+                               std::shared_ptr<BusConnection> sessionBus,
                                std::shared_ptr<BusConnection> systemBus)
-    : mainLoop_(mainLoop), processRunner_(processRunner), systemBus_(std::move(systemBus)) {}
+    : mainLoop_(mainLoop), processRunner_(processRunner), sessionBus_(std::move(sessionBus)),
+      systemBus_(std::move(systemBus)), startupId_(takeVariable("DESKTOP_AUTOSTART_ID")) {}
 
 MainLoop::Handle LinuxWorkspace::observe(std::function<void(Event)> handler) {
-    auto observer = std::make_shared<Observer>(Observer{std::move(handler), nullptr});
+    auto observer = std::make_shared<Observer>(Observer{std::move(handler), nullptr, nullptr});
     observer->sleep = LogindSleep::start(
         mainLoop_, systemBus_, [weak = std::weak_ptr<Observer>(observer)](bool goesToSleep) {
             const auto locked = weak.lock(); // kept alive if its handler ends the registration
@@ -53,6 +65,12 @@ MainLoop::Handle LinuxWorkspace::observe(std::function<void(Event)> handler) {
                 locked->sleep->letSleep();
             }
         });
+    observer->sessionEnd = SessionEnd::start(mainLoop_, sessionBus_, systemBus_, startupId_,
+                                             [weak = std::weak_ptr<Observer>(observer)] {
+                                                 if (const auto locked = weak.lock()) {
+                                                     locked->handler(Event::WillEndSession);
+                                                 }
+                                             });
     return keepAlive(std::move(observer));
 }
 

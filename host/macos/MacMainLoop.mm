@@ -3,7 +3,6 @@
 #include "host/macos/MacMainLoop.h"
 
 #include "core/base/Errors.h"
-#include "core/system/WakePipe.h"
 #include "host/posix/Signals.h"
 
 #import <AppKit/AppKit.h>
@@ -97,25 +96,6 @@ public:
 private:
     const dispatch_source_t source_;
     const std::shared_ptr<MainLoop::Task> task_;
-};
-
-/// Not a dispatch source of signals: the main queue takes up such a source only while it runs, and misses
-/// earlier signals; and it wants the signal ignored, with which the system would reap the children itself.
-class SignalRegistration final : public MainLoop::Registration {
-public:
-    SignalRegistration(MainLoop& loop, int signal, MainLoop::Task task)
-        : inbox_(signal, pipe_),
-          watch_(loop.watchReadable(pipe_.descriptor(), [this, task = std::move(task)] {
-              pipe_.drain();
-              if (inbox_.take()) {
-                  task(); // may destroy this object
-              }
-          })) {}
-
-private:
-    Kvs::WakePipe pipe_;
-    SignalInbox inbox_;
-    const MainLoop::Handle watch_;
 };
 
 } // namespace
@@ -218,7 +198,9 @@ MainLoop::Handle MacMainLoop::startTimer(milliseconds interval, Task task) {
 }
 
 MainLoop::Handle MacMainLoop::onSignal(int signal, Task task) {
-    return std::make_unique<SignalRegistration>(*this, signal, std::move(task));
+    // Not a dispatch source of signals: the main queue takes up such a source only while it runs, and misses
+    // earlier signals; and it wants the signal ignored, with which the system would reap the children itself.
+    return watchSignal(*this, signal, std::move(task));
 }
 
 MainLoop::Handle MacMainLoop::watchReadable(int descriptor, Task task) {

@@ -2,10 +2,13 @@
 
 #include "host/posix/Signals.h"
 
+#include "core/system/WakePipe.h"
+
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <thread>
+#include <utility>
 
 namespace kvn::host {
 namespace {
@@ -31,31 +34,48 @@ extern "C" void recordSignal(int signal) {
     errno = savedErrno;
 }
 
-Slot& slotOf(int signal) { return slots.at(static_cast<std::size_t>(signal)); }
+/// Catches the signal; the destructor restores its former action. The handler only sets a flag and wakes the
+/// loop.
+class SignalRegistration final : public MainLoop::Registration {
+public:
+    SignalRegistration(MainLoop& loop, int signal, MainLoop::Task task)
+        : signal_(signal), slot_(slots.at(static_cast<std::size_t>(signal))),
+          watch_(loop.watchReadable(pipe_.descriptor(), [this, task = std::move(task)] {
+              pipe_.drain();
+              if (slot_.received.exchange(false)) {
+                  task(); // may destroy this object
+              }
+          })) {
+        slot_.received = false;
+        slot_.wakePipe = &pipe_;
+        struct sigaction action {};
+        action.sa_handler = recordSignal;
+        action.sa_flags = SA_RESTART | SA_NOCLDSTOP; // a child that only stops has not ended
+        sigemptyset(&action.sa_mask);
+        sigaction(signal, &action, &former_);
+    }
+    ~SignalRegistration() override {
+        sigaction(signal_, &former_, nullptr);
+        slot_.wakePipe = nullptr;
+        // The handler may be running on another thread and still write into the pipe, which is destroyed
+        // next.
+        while (slot_.running != 0) {
+            std::this_thread::yield();
+        }
+    }
+
+private:
+    const int signal_;
+    Slot& slot_;
+    struct sigaction former_ {};
+    Kvs::WakePipe pipe_;
+    const MainLoop::Handle watch_;
+};
 
 } // namespace
 
-SignalInbox::SignalInbox(int signal, Kvs::WakePipe& wakePipe) : signal_(signal) {
-    slotOf(signal).received = false;
-    slotOf(signal).wakePipe = &wakePipe;
-    struct sigaction action {};
-    action.sa_handler = recordSignal;
-    action.sa_flags = SA_RESTART | SA_NOCLDSTOP; // a child that only stops has not ended
-    sigemptyset(&action.sa_mask);
-    sigaction(signal, &action, &previous_);
+MainLoop::Handle watchSignal(MainLoop& loop, int signal, MainLoop::Task task) {
+    return std::make_unique<SignalRegistration>(loop, signal, std::move(task));
 }
-
-SignalInbox::~SignalInbox() {
-    sigaction(signal_, &previous_, nullptr);
-    Slot& slot = slotOf(signal_);
-    slot.wakePipe = nullptr;
-    // The handler may be running on another thread and still write into the pipe, which the owner destroys
-    // next.
-    while (slot.running != 0) {
-        std::this_thread::yield();
-    }
-}
-
-bool SignalInbox::take() { return slotOf(signal_).received.exchange(false); }
 
 } // namespace kvn::host

@@ -2,28 +2,15 @@
 
 #pragma once
 
-#include "core/system/WakePipe.h"
+#include "host/MainLoop.h"
 
 #include <csignal>
 
 namespace kvn::host {
 
-/// Catches one signal; the destructor restores its former action. The handler only sets a flag and wakes the
-/// pipe's reader. Only one inbox may exist for a signal. One thread.
-class SignalInbox {
-public:
-    SignalInbox(int signal, Kvs::WakePipe& wakePipe);
-    ~SignalInbox();
-    SignalInbox(const SignalInbox&) = delete;
-    SignalInbox& operator=(const SignalInbox&) = delete;
-
-    /// Returns true if the signal came since the last call.
-    bool take();
-
-private:
-    const int signal_;
-    struct sigaction previous_ {};
-};
+/// Implements `MainLoop::onSignal` by the loop's `watchReadable`. Throws FException when the process has no
+/// descriptors left.
+MainLoop::Handle watchSignal(MainLoop& loop, int signal, MainLoop::Task task);
 
 /// Blocks all signals on this thread for a scope, for libraries that fail when a signal interrupts them. A
 /// thread that is started in the scope keeps them blocked. The signals go to other threads, or are delivered

@@ -120,8 +120,10 @@ class Sandbox:
         self.daemon = self._start("daemon", self.build / "standins/service-daemon", user=user)
 
     def start_agent(self, ui, bundle=None, environment=None, columns=None):
+        """Starts the agent with a front end; with its own choice if `ui` is None."""
         program = (bundle or self.bundle) / "Contents/MacOS/KvnGUIAgent"
-        self.agent = self._start("agent", program, "--ui", ui, environment=environment, columns=columns)
+        options = [] if ui is None else ["--ui", ui]
+        self.agent = self._start("agent", program, *options, environment=environment, columns=columns)
 
     def run_pre_login_agent(self, *options):
         """Runs the agent of the login window. Returns its exit status, or None when it does not end."""

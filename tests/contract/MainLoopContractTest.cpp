@@ -131,6 +131,22 @@ TYPED_TEST(MainLoopContract, QuitEndsTheRunAfterTheTaskInProgress) {
     this->loop_->run(); // would not return without the call before it
 }
 
+TYPED_TEST(MainLoopContract, ThrowsWhatATaskThrowsAndCanRunAgain) {
+    Kvs::WakePipe pipe;
+    const auto watch = this->loop_->watchReadable(pipe.descriptor(), [&] {
+        pipe.drain();
+        throw std::runtime_error("of a descriptor");
+    });
+    this->loop_->post([] { throw std::runtime_error("of a post"); });
+    bool ran = false;
+    this->loop_->post([&] { ran = true; });
+    EXPECT_THROW(this->loop_->run(), std::runtime_error);
+    EXPECT_FALSE(ran);
+    EXPECT_TRUE(pumpUntil(*this->loop_, [&] { return ran; }));
+    pipe.wake();
+    EXPECT_THROW(this->loop_->run(), std::runtime_error);
+}
+
 TYPED_TEST(MainLoopContract, RunsAReadableDescriptorsTaskUntilTheHandleGoes) {
     Kvs::WakePipe lastingPipe;
     Kvs::WakePipe endingPipe;

@@ -47,7 +47,7 @@ private:
     std::shared_ptr<host::BusConnection> system_ = std::make_shared<host::BusConnection>(loop_, Bus::System);
     host::LinuxPowerManagement power_{loop_, session_, system_};
     host::LogindConsoleUser console_{loop_, system_};
-    host::LinuxWorkspace workspace_{loop_, runner_, system_};
+    host::LinuxWorkspace workspace_{loop_, runner_, session_, system_};
     host::SessionBusNotifications notifications_{loop_, session_};
     host::MainLoop::Handle events_ = workspace_.observe([](host::Workspace::Event) {});
     bool registered_ = power_.registerForSystemPower([](std::uint32_t, std::intptr_t) {});

@@ -241,7 +241,7 @@ TEST(LinuxWorkspace, DelaysASleepUntilItsObserverReturns) {
     FakeServices services;
     host::PollMainLoop unused;
     host::PosixProcessRunner runner(unused);
-    host::LinuxWorkspace workspace(bus.loop(), runner, bus.connection());
+    host::LinuxWorkspace workspace(bus.loop(), runner, bus.connection(), bus.connection());
     std::vector<Event> events;
     host::MainLoop::Handle observer;
     observer = workspace.observe([&](Event event) {
@@ -271,8 +271,8 @@ TEST(LinuxWorkspace, OpensLinksAndFoldersWithTheOpenerInThePath) {
     CapturedLog log;
     host::PollMainLoop loop;
     host::PosixProcessRunner runner(loop);
-    host::LinuxWorkspace workspace(
-        loop, runner, std::make_shared<host::BusConnection>(loop, host::BusConnection::Bus::System));
+    const auto bus = std::make_shared<host::BusConnection>(loop, host::BusConnection::Bus::System);
+    host::LinuxWorkspace workspace(loop, runner, bus, bus);
     const auto codeOf = [&](const auto& attempt) { // 0 on success
         std::optional<int> code;
         attempt([&](const std::optional<host::Error>& error) { code = error ? error->code : 0; });
