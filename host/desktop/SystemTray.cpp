@@ -11,8 +11,14 @@
 namespace kvn::host {
 namespace {
 
-constexpr std::uint32_t kRequestDock = 0;             // of the tray's protocol
-constexpr std::uint32_t kVersionAndMapped[] = {0, 1}; // of the protocol for windows in windows
+constexpr std::uint32_t kRequestDock = 0; // of the tray's protocol
+// Of the protocol for windows in windows:
+constexpr std::uint32_t kEmbeddedNotify = 0;
+constexpr std::uint32_t kVersionAndMapped[] = {0, 1};
+
+int typeOf(const xcb_generic_event_t& event) {
+    return event.response_type & 0x7F; // without the mark of events that a program has sent
+}
 
 struct Free {
     void operator()(void* reply) const { std::free(reply); }
@@ -45,6 +51,7 @@ SystemTray::SystemTray(std::function<void()> changed) : changed_(std::move(chang
     screen_ = screens.data;
     selection_ = atom(("_NET_SYSTEM_TRAY_S" + std::to_string(number)).c_str());
     manager_ = atom("MANAGER");
+    embed_ = atom("_XEMBED");
     // The toolkit selects events of the root window, too, in the same mask.
     const Owned<xcb_get_window_attributes_reply_t> root(xcb_get_window_attributes_reply(
         connection_, xcb_get_window_attributes(connection_, screen_->root), nullptr));
@@ -89,13 +96,12 @@ bool SystemTray::nativeEventFilter(const QByteArray& type, void* message, qintpt
         return false;
     }
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
-    const int code = event->response_type & 0x7F; // without the mark of events that a program has sent
-    if (code == XCB_CLIENT_MESSAGE) {
+    if (typeOf(*event) == XCB_CLIENT_MESSAGE) {
         const auto* told = reinterpret_cast<const xcb_client_message_event_t*>(event);
         if (told->type == manager_ && told->data.data32[1] == selection_) {
             find();
         }
-    } else if (code == XCB_DESTROY_NOTIFY && owner_ != XCB_NONE &&
+    } else if (typeOf(*event) == XCB_DESTROY_NOTIFY && owner_ != XCB_NONE &&
                reinterpret_cast<const xcb_destroy_notify_event_t*>(event)->window == owner_) {
         change(XCB_NONE);
     }
@@ -137,6 +143,12 @@ void SystemTray::dock(WId window) const {
     // A tray that has gone meanwhile announces it, too.
     succeeds(connection_, xcb_send_event_checked(connection_, 0, owner_, XCB_EVENT_MASK_NO_EVENT,
                                                  reinterpret_cast<const char*>(&event)));
+}
+
+bool SystemTray::tellsOfDocking(const void* event) const {
+    const auto* told = static_cast<const xcb_client_message_event_t*>(event);
+    return typeOf(*static_cast<const xcb_generic_event_t*>(event)) == XCB_CLIENT_MESSAGE &&
+           told->type == embed_ && told->data.data32[1] == kEmbeddedNotify;
 }
 
 QImage SystemTray::backgroundOf(WId window) const {

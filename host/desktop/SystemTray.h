@@ -29,6 +29,9 @@ public:
     /// Asks the tray, which is there, to take the window and to show it.
     void dock(WId window) const;
 
+    /// Returns true if this event of a window, of the toolkit's native kind, says that the tray has taken it.
+    bool tellsOfDocking(const void* event) const;
+
     /// Returns the tray's background of a window, which lacks an alpha channel, in pixels of the screen; null
     /// while the window is not shown. Clears the window.
     QImage backgroundOf(WId window) const;
@@ -44,6 +47,7 @@ private:
     xcb_screen_t* screen_ = nullptr;
     xcb_atom_t selection_ = XCB_NONE;
     xcb_atom_t manager_ = XCB_NONE;
+    xcb_atom_t embed_ = XCB_NONE;
     xcb_window_t owner_ = XCB_NONE;
 };
 

@@ -4,6 +4,7 @@
 
 #include <QContextMenuEvent>
 #include <QPainter>
+#include <QWindow>
 #include <algorithm>
 
 namespace kvn::host {
@@ -14,18 +15,27 @@ TrayIcon::TrayIcon(const SystemTray& tray, StatusItem& item) : tray_(tray), item
     setAttribute(Qt::WA_ShowWithoutActivating);
     setFocusPolicy(Qt::NoFocus);
     setWindowTitle(QStringLiteral("KvnGUIAgent"));
-    setMinimumSize(16, 16);
-    setGeometry(QRect(QPoint(-100, -100), sizeHint())); // seen by nobody until the tray has taken it
+    resize(sizeHint());
     QObject::connect(this, &QAbstractButton::clicked, this, [this] { item_.activate(); });
     showDescription();
-    tray_.dock(winId());
-    show();
+    const WId window = winId();
+    windowHandle()->setMinimumSize(sizeHint()); // which the tray reads
+    tray_.dock(window);
 }
 
 void TrayIcon::showDescription() {
     const auto text = QString::fromStdString(item_.description);
     setToolTip(text);
     setAccessibleName(text);
+}
+
+/// Shows the window only when it has its place in the tray: trays do not give a window its size if it becomes
+/// visible while they take it.
+bool TrayIcon::nativeEvent(const QByteArray& type, void* message, qintptr* result) {
+    if (tray_.tellsOfDocking(message)) {
+        show();
+    }
+    return QAbstractButton::nativeEvent(type, message, result);
 }
 
 /// Paints the largest picture that there is room for, without scaling it.

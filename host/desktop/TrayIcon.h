@@ -22,6 +22,7 @@ public:
 
 private:
     QSize sizeHint() const override { return {22, 22}; }
+    bool nativeEvent(const QByteArray& type, void* message, qintptr* result) override;
     void paintEvent(QPaintEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
