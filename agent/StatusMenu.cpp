@@ -8,7 +8,8 @@ namespace kvn {
 
 StatusMenu::StatusMenu(const Actions& actions, const Text& text,
                        const std::optional<std::string>& permissionsTitle) {
-    add(text("TRAY_STATUS_FRM_SERVICE"), actions.getServiceStatus);
+    const auto status = add(text("TRAY_STATUS_FRM_SERVICE"), actions.getServiceStatus);
+    std::get<host::MenuItem>(items_[status]).isDefault = true;
     add(text("TRAY_STATUS_MNU_LOGFILES"), actions.showLogFiles);
     addSeparator();
     add(text("COMBO_SETTINGS"), actions.showSettings);

@@ -14,6 +14,7 @@ struct MenuItem {
     std::string title;
     std::function<void()> action;
     bool enabled = true;
+    bool isDefault = false; // chosen by a click on the status item, where one does not open the menu
 };
 struct MenuSeparator {};
 using Menu = std::vector<std::variant<MenuItem, MenuSeparator>>;

@@ -3,31 +3,46 @@
 #pragma once
 
 #include "host/StatusBar.h"
+#include "host/desktop/StatusItem.h"
+#include "host/desktop/StatusNotifierWatch.h"
+#include "host/desktop/SystemTray.h"
 
 #include <memory>
 #include <string>
 
 namespace kvn::host {
 
-class BusConnection;
 struct Host;
 
-/// The agent's item in the desktop's panel.
+/// The agent's item in the desktop's panel. It is shown in the way that the panel has, and again when a panel
+/// comes, ends or is replaced.
 class DesktopStatusBar final : public StatusBar {
 public:
     /// The host outlives this object.
     DesktopStatusBar(Host& host, std::shared_ptr<BusConnection> sessionBus);
-    ~DesktopStatusBar() override;
+    ~DesktopStatusBar() override { removeItem(); }
+    DesktopStatusBar(const DesktopStatusBar&) = delete;
+    DesktopStatusBar& operator=(const DesktopStatusBar&) = delete;
 
     void showItem(const Menu& menu) override;
     void removeItem() override;
     void updateItem(const StatusImage& image) override;
 
-    /// Sets the words that describe the state: the tool tip, and what a screen reader says.
-    void describe(const std::string& text);
+    /// Sets the words for the state: the tool tip, and what a screen reader says.
+    void describe(const std::string& state);
 
 private:
-    std::shared_ptr<BusConnection> sessionBus_;
+    void choose();
+
+    Host& host_;
+    std::string description_;
+    std::string pictureName_; // with the next, of the pictures of the item
+    StatusImage::Meaning meaning_{};
+    std::shared_ptr<StatusItem> item_; // null while there is none
+    Panel panel_ = Panel::Nowhere;     // that shows it
+    StatusNotifierWatch watch_;
+    SystemTray tray_;
+    std::unique_ptr<ShownItem> shown_;
 };
 
 } // namespace kvn::host

@@ -65,6 +65,14 @@ struct BusConnection::Signal : std::enable_shared_from_this<Signal> {
     BusSlot slot; // of the present connection
 };
 
+struct BusConnection::Served {
+    const char* const path;
+    const char* const interface;
+    const sd_bus_vtable* const table;
+    void* const object;
+    BusSlot slot; // of the present connection
+};
+
 struct BusConnection::Call : std::enable_shared_from_this<Call> {
     Call(BusConnection& c, const char* m, AnswerHandler h)
         : connection(c), method(m), handler(std::move(h)) {}
@@ -102,6 +110,17 @@ MainLoop::Handle BusConnection::onSignal(std::string rule, SignalHandler handler
     }
     open();
     return keepAlive(std::move(signal));
+}
+
+MainLoop::Handle BusConnection::serve(const char* path, const char* interface, const sd_bus_vtable* table,
+                                      void* object) {
+    auto served = std::make_shared<Served>(Served{path, interface, table, object, nullptr});
+    served_.push_back(served);
+    if (connection_) {
+        addObject(*served);
+    }
+    open();
+    return keepAlive(std::move(served));
 }
 
 BusMessage BusConnection::newSignal(const char* path, const char* interface, const char* name) {
@@ -166,6 +185,7 @@ void BusConnection::connect() {
     connection_.reset(connection);
     sd_bus_set_method_call_timeout(connection, microseconds(kCallTimeLimit).count());
     forEachLiving(signals_, [this](Signal& signal) { addMatch(signal); });
+    forEachLiving(served_, [this](Served& served) { addObject(served); });
     watch_ = mainLoop_.watchReadable(sd_bus_get_fd(connection), [this] { receive(); });
     nextChange_ = mainLoop_.startTimer(kConnectTimeLimit, [this] { giveUp("it does not answer"); });
     planReceive(false);
@@ -176,6 +196,13 @@ void BusConnection::addMatch(Signal& signal) {
     // Without a handler of the bus's answer, the library ends the connection when the bus refuses the rule.
     sd_bus_add_match_async(connection_.get(), &slot, signal.rule.c_str(), Signal::take, nullptr, &signal);
     signal.slot.reset(slot);
+}
+
+void BusConnection::addObject(Served& served) {
+    sd_bus_slot* slot = nullptr;
+    sd_bus_add_object_vtable(connection_.get(), &slot, served.path, served.interface, served.table,
+                             served.object);
+    served.slot.reset(slot);
 }
 
 void BusConnection::receive() {
@@ -235,6 +262,7 @@ void BusConnection::giveUp(const std::string& reason) {
     nextTurn_.reset();
     watch_.reset();
     forEachLiving(signals_, [](Signal& signal) { signal.slot.reset(); });
+    forEachLiving(served_, [](Served& served) { served.slot.reset(); });
     connection_.reset();
     nextChange_ = mainLoop_.startTimer(std::max(pause_, kSoon), [this] { connect(); });
     pause_ = std::clamp<milliseconds>(2 * pause_, 1s, kLongestPause);

@@ -80,6 +80,11 @@ public:
     [[nodiscard]] MainLoop::Handle onSignal(std::string rule, SignalHandler handler,
                                             Signals signals = Signals::Broadcast);
 
+    /// Serves an interface of an object to the other programs; sd_bus_add_object_vtable(3) describes the
+    /// table, whose functions get `object`. All arguments outlive the registration.
+    [[nodiscard]] MainLoop::Handle serve(const char* path, const char* interface, const sd_bus_vtable* table,
+                                         void* object);
+
     /// Calls the method; `types` and `arguments` are those of sd_bus_message_append(3). Returns null when the
     /// call cannot be sent. Destroying the handle drops the answer.
     template <class... Arguments>
@@ -104,6 +109,7 @@ public:
 
 private:
     struct Signal;
+    struct Served;
     struct Call;
     using Connection = std::unique_ptr<sd_bus, BusRelease<sd_bus_close_unref>>;
 
@@ -117,6 +123,7 @@ private:
     void planReceive(bool more);
     void tell(bool connected);
     void addMatch(Signal& signal);
+    void addObject(Served& served);
     bool canSend() const;
     BusMessage newCall(const BusMethod& method);
     MainLoop::Handle send(const BusMethod& method, BusMessage message, AnswerHandler handler);
@@ -129,6 +136,7 @@ private:
     std::chrono::milliseconds pause_{1000}; // before the next attempt to connect
     std::vector<std::weak_ptr<StateHandler>> states_;
     std::vector<std::weak_ptr<Signal>> signals_;
+    std::vector<std::weak_ptr<Served>> served_;
     Connection connection_;       // null between two attempts
     MainLoop::Handle watch_;      // of the connection's descriptor
     MainLoop::Handle nextTurn_;   // for what the descriptor does not announce
