@@ -14,6 +14,9 @@
 namespace kvn::host {
 namespace {
 
+constexpr int kSpaceAboveHeading = 6;
+constexpr int kGap = 2; // of a line without text, besides the space between lines
+
 class TextRow final : public QtDialogRow {
 public:
     TextRow(const DialogLine& line, const QtRowMaker& maker)
@@ -26,8 +29,8 @@ private:
         QFont font; // the label takes the rest of its font from the application
         font.setBold(isHeading(line_));
         text().setFont(font);
-        const bool isGap = line_.text.empty();
-        text().setMaximumHeight(isGap ? text().fontMetrics().height() / 2 : QWIDGETSIZE_MAX);
+        text().setContentsMargins(0, font.bold() ? kSpaceAboveHeading : 0, 0, 0);
+        text().setMaximumHeight(line_.text.empty() ? kGap : QWIDGETSIZE_MAX);
     }
 };
 
@@ -53,23 +56,29 @@ class CheckBoxRow final : public QtDialogRow {
 public:
     CheckBoxRow(const DialogLine& line, const QtRowMaker& maker)
         : QtDialogRow(line, maker, Arrangement::Beside), box_(new QCheckBox(&maker.parent)) {
-        connect(box_, &QCheckBox::clicked, [this](bool checked) { later([this, checked] { take(checked); }); });
+        connect(box_, &QCheckBox::clicked, [this] { finishLater(); });
         setControl(box_, {box_});
         show();
+    }
+
+    void finish() override {
+        setFinished();
+        auto& box = std::get<DialogCheckBox>(line_.control);
+        if (box.checked != box_->isChecked()) {
+            box.checked = box_->isChecked();
+            callCopy(box.onChange, box.checked);
+        }
     }
 
 private:
     void showControl() override {
         const auto& box = std::get<DialogCheckBox>(line_.control);
         box_->setText(qtTitle(box.label));
-        box_->setChecked(box.checked);
+        if (isFinished()) {
+            box_->setChecked(box.checked);
+        }
         box_->setEnabled(box.enabled);
         box_->setAccessibleName(qtText(spokenName(line_)));
-    }
-    void take(bool checked) {
-        auto& box = std::get<DialogCheckBox>(line_.control);
-        box.checked = checked;
-        callCopy(box.onChange, checked);
     }
 
     QCheckBox* const box_;

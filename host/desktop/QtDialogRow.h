@@ -37,7 +37,7 @@ public:
     /// Shows a line with the same id and the same kind of control.
     void update(const DialogLine& line);
 
-    /// Gives a value that the user has not finished typing to the line's handler, at once.
+    /// Gives a value that the user has changed, or has not finished typing, to the line's handler at once.
     virtual void finish() {}
 
     Arrangement arrangement() const { return arrangement_; }
@@ -65,6 +65,17 @@ protected:
 
     /// Runs the task in the main loop if the row still exists then.
     void later(MainLoop::Task task);
+    void finishLater() {
+        isFinished_ = false;
+        later([this] { finish(); });
+    }
+
+    /// Called by `finish` before it calls a handler.
+    void setFinished() { isFinished_ = true; }
+
+    /// Returns false if the control has a value that the user has chosen and `finish` has not yet taken. An
+    /// update must not replace it.
+    bool isFinished() const { return isFinished_; }
 
     DialogLine line_; // also has what the user has changed since the last update
 
@@ -74,6 +85,7 @@ private:
     QLabel* const text_;
     QWidget* control_ = nullptr;
     std::vector<QWidget*> tabStops_;
+    bool isFinished_ = true; // false while a task is to call `finish`
     std::unique_ptr<QObject> signals_ = std::make_unique<QObject>();
 };
 

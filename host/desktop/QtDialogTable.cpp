@@ -13,6 +13,7 @@ namespace kvn::host {
 namespace {
 
 constexpr int kWidest = 640; // a wider table scrolls from side to side
+constexpr int kColumnGap = 12;
 
 /// A table that is as high as its rows, and as wide as its columns: the window scrolls, not the table.
 class WholeTable final : public QTableWidget {
@@ -30,19 +31,31 @@ public:
         verticalHeader()->hide();
         horizontalHeader()->setHighlightSections(false);
         horizontalHeader()->setDefaultAlignment(Qt::AlignLeading | Qt::AlignVCenter);
-        horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
         horizontalHeader()->setStretchLastSection(true);
+    }
+
+    /// Makes the columns as wide as their texts, and the table as large as its columns and rows.
+    void fit() {
+        for (int column = 0; column < columnCount(); ++column) {
+            setColumnWidth(column, columnWidthFor(column));
+        }
+        updateGeometry();
     }
 
     QSize sizeHint() const override { return minimumSizeHint(); }
     QSize minimumSizeHint() const override {
         int width = 0;
         for (int column = 0; column < columnCount(); ++column) {
-            width += std::max(sizeHintForColumn(column), horizontalHeader()->sectionSizeHint(column));
+            width += columnWidthFor(column);
         }
         const int scroller = width > kWidest ? horizontalScrollBar()->sizeHint().height() : 0;
         const int height = horizontalHeader()->sizeHint().height() + verticalHeader()->length() + scroller;
         return QSize(std::min(width, kWidest), height) + 2 * QSize(frameWidth(), frameWidth());
+    }
+
+private:
+    int columnWidthFor(int column) const {
+        return std::max(sizeHintForColumn(column), horizontalHeader()->sectionSizeHint(column)) + kColumnGap;
     }
 };
 
@@ -59,38 +72,28 @@ private:
     void showControl() override {
         const auto& content = std::get<DialogTable>(line_.control);
         table_->setAccessibleName(qtText(spokenName(line_)));
+        if (content.titles == shown_.titles && content.rows == shown_.rows) {
+            return; // a screen reader would hear of a change
+        }
+        shown_ = content;
         const int columns = static_cast<int>(content.titles.size());
         const int rows = static_cast<int>(content.rows.size());
         table_->setColumnCount(columns);
         table_->setRowCount(rows);
         for (int column = 0; column < columns; ++column) {
             const auto place = static_cast<std::size_t>(column);
-            setTitle(column, qtText(content.titles[place]));
+            table_->setHorizontalHeaderItem(column, new QTableWidgetItem(qtText(content.titles[place])));
             for (int row = 0; row < rows; ++row) {
                 const auto& cells = content.rows[static_cast<std::size_t>(row)];
-                setCell(row, column, place < cells.size() ? qtText(cells[place]) : QString());
+                const QString text = place < cells.size() ? qtText(cells[place]) : QString();
+                table_->setItem(row, column, new QTableWidgetItem(text));
             }
         }
-        table_->updateGeometry();
-    }
-
-    // An equal text is not set again: a screen reader would hear of a change.
-    void setTitle(int column, const QString& text) {
-        if (QTableWidgetItem* const item = table_->horizontalHeaderItem(column); !item) {
-            table_->setHorizontalHeaderItem(column, new QTableWidgetItem(text));
-        } else if (item->text() != text) {
-            item->setText(text);
-        }
-    }
-    void setCell(int row, int column, const QString& text) {
-        if (QTableWidgetItem* const item = table_->item(row, column); !item) {
-            table_->setItem(row, column, new QTableWidgetItem(text));
-        } else if (item->text() != text) {
-            item->setText(text);
-        }
+        table_->fit();
     }
 
     WholeTable* const table_;
+    DialogTable shown_;
 };
 
 } // namespace
