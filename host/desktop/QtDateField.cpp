@@ -12,7 +12,8 @@
 namespace kvn::host {
 namespace {
 
-/// Returns the locale's short form with all digits of the year: two would stand for a year of the last century.
+/// Returns the locale's short form with all digits of the year: two would stand for a year of the last
+/// century.
 QString longYearFormat(const QLocale& locale) {
     QString date = locale.dateFormat(QLocale::ShortFormat);
     if (!date.contains(QLatin1String("yyyy"))) {
@@ -37,6 +38,7 @@ void openMonthsWithoutLoop(QCalendarWidget& calendar) {
 
 QtDateField::QtDateField(QWidget& parent) : QDateTimeEdit(&parent) {
     setDisplayFormat(longYearFormat(locale()));
+    setLayoutDirection(Qt::LeftToRight); // else the order of the numbers would be turned around
     setKeyboardTracking(false);
     setFocusPolicy(Qt::StrongFocus);
     setContextMenuPolicy(Qt::NoContextMenu); // the field's own runs a nested event loop

@@ -8,8 +8,8 @@
 
 namespace kvn::host {
 
-/// A field for a date and a time to the minute, in the form of the user's locale, with a calendar. A date that
-/// is being typed becomes the field's date when the user has finished it.
+/// A field for a date and a time to the minute, in the form of the user's locale, with a calendar. A date
+/// that is being typed becomes the field's date when the user has finished it.
 class QtDateField final : public QDateTimeEdit {
 public:
     explicit QtDateField(QWidget& parent);

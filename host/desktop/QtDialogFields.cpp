@@ -58,6 +58,7 @@ private:
             edited_.textFor(folder.path, field_->text().toStdString(), !isFinished() || field_->hasFocus()));
         if (field_->text() != text) { // an equal text would end its selection
             field_->setText(text);
+            field_->setCursorPosition(0); // the beginning of a long path tells more than its end
         }
         for (QWidget* const part : {static_cast<QWidget*>(field_), static_cast<QWidget*>(button_)}) {
             part->setEnabled(folder.enabled);
@@ -112,8 +113,7 @@ private:
         const QSignalBlocker blocked(field_);
         const std::string present = field_->text().toStdString();
         const QDateTime shown = field_->shownFor(date.date);
-        if (edited_.textFor(field_->textOf(shown), present,
-                            !isFinished() || field_->hasFocus()) != present) {
+        if (edited_.textFor(field_->textOf(shown), present, !isFinished() || field_->hasFocus()) != present) {
             field_->setDateTime(shown);
         }
         field_->setEnabled(date.enabled);

@@ -29,14 +29,13 @@ DialogRect upwards(const QRect& rect) {
     return {double(rect.x()), -double(rect.y() + rect.height()), double(rect.width()), double(rect.height())};
 }
 
-QPoint topLeft(const DialogRect& rect) {
-    return QPointF(rect.x, -rect.top()).toPoint();
-}
+QPoint topLeft(const DialogRect& rect) { return QPointF(rect.x, -rect.top()).toPoint(); }
 
 } // namespace
 
 QtDialogPanel::QtDialogPanel(std::function<void()> closeRequested)
-    : QDialog(nullptr, Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
+    : QDialog(nullptr,
+              Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
       closeRequested_(std::move(closeRequested)), scroller_(new QScrollArea(this)), content_(new QWidget) {
     scroller_->setFrameStyle(QFrame::NoFrame);
     scroller_->setFocusPolicy(Qt::NoFocus);
@@ -91,8 +90,8 @@ void QtDialogPanel::placeRows(const Rows& rows) {
     alignTexts(width());
 }
 
-/// Makes the texts beside controls one column. It is as wide as the longest of them, or else leaves the controls
-/// the room that they need: then the texts are wrapped.
+/// Makes the texts beside controls one column. It is as wide as the longest of them, or else leaves the
+/// controls the room that they need: then the texts are wrapped.
 void QtDialogPanel::alignTexts(int width) {
     if (!layout_) {
         return;
@@ -161,8 +160,8 @@ QSize QtDialogPanel::wantedSize(const QScreen& screen) {
         size.setWidth(std::max(size.width(), layout_->minimumSize().width()));
     }
     size.setWidth(std::min(size.width(), room.width()));
-    const int rows = layout_->hasHeightForWidth() ? layout_->heightForWidth(size.width())
-                                                  : layout_->sizeHint().height();
+    const int rows =
+        layout_->hasHeightForWidth() ? layout_->heightForWidth(size.width()) : layout_->sizeHint().height();
     size.setHeight(std::max(size.height(), rows));
     if (size.height() > room.height()) {
         size = {std::min(size.width() + scroller_->verticalScrollBar()->sizeHint().width(), room.width()),

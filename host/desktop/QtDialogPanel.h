@@ -16,8 +16,8 @@ class QScrollArea;
 
 namespace kvn::host {
 
-/// The window of a dialog: places rows from top to bottom, with their texts in one column and their controls in
-/// another. Grows with its rows as far as the screen allows, and scrolls beyond that. Main thread.
+/// The window of a dialog: places rows from top to bottom, with their texts in one column and their controls
+/// in another. Grows with its rows as far as the screen allows, and scrolls beyond that. Main thread.
 class QtDialogPanel final : public QDialog {
 public:
     using Rows = std::vector<std::unique_ptr<QtDialogRow>>;

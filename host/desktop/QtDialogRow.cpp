@@ -38,7 +38,7 @@ class ValueRow final : public QtDialogRow {
 public:
     ValueRow(const DialogLine& line, const QtRowMaker& maker)
         : QtDialogRow(line, maker, Arrangement::Beside), value_(new QtValueText(maker.parent)) {
-        text().setAlignment(Qt::AlignLeading | Qt::AlignTop); // the value may have several lines
+        alignText(Qt::AlignTop); // the value may have several lines
         setControl(value_, {value_});
         show();
     }
@@ -115,6 +115,7 @@ QtDialogRow::QtDialogRow(const DialogLine& line, const QtRowMaker& maker, Arrang
     : line_(line), arrangement_(arrangement), mainLoop_(maker.mainLoop), text_(new QLabel(&maker.parent)) {
     text_->setTextFormat(Qt::PlainText);
     text_->setWordWrap(true);
+    alignText(Qt::AlignVCenter);
 }
 
 // A field that has the focus loses it while it is deleted. That no longer counts as a change of its value.
@@ -132,6 +133,13 @@ void QtDialogRow::update(const DialogLine& line) {
 void QtDialogRow::setControl(QWidget* control, std::vector<QWidget*> tabStops) {
     control_ = control;
     tabStops_ = std::move(tabStops);
+}
+
+/// By default a label aligns a text as its letters are written: the name of a program would stand on the
+/// wrong side of a window for a language from right to left.
+void QtDialogRow::alignText(Qt::Alignment vertical) {
+    text_->setAlignment(vertical | Qt::AlignAbsolute |
+                        (text_->isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft));
 }
 
 void QtDialogRow::show() {

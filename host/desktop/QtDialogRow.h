@@ -54,6 +54,8 @@ protected:
     void setControl(QWidget* control, std::vector<QWidget*> tabStops);
     void show();
 
+    void alignText(Qt::Alignment vertical);
+
     /// Shows the control of `line_`.
     virtual void showControl() = 0;
 

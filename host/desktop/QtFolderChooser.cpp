@@ -28,7 +28,8 @@ QString nearestFolder(QString path) {
 
 } // namespace
 
-QtFolderChooser::QtFolderChooser(QWidget* parent, const QString& title, const Bundle& bundle, const QString& path)
+QtFolderChooser::QtFolderChooser(QWidget* parent, const QString& title, const Bundle& bundle,
+                                 const QString& path)
     : QDialog(parent), files_(new QFileSystemModel(this)), tree_(new QTreeView(this)),
       choose_(new QPushButton(qtTitle(bundle.localizedString("FolderChoose")), this)) {
     setWindowTitle(title);
@@ -55,7 +56,9 @@ QtFolderChooser::QtFolderChooser(QWidget* parent, const QString& title, const Bu
     const int unit = fontMetrics().height();
     resize(28 * unit, 22 * unit);
 
-    const auto showChosen = [this] { tree_->scrollTo(tree_->currentIndex(), QAbstractItemView::PositionAtCenter); };
+    const auto showChosen = [this] {
+        tree_->scrollTo(tree_->currentIndex(), QAbstractItemView::PositionAtCenter);
+    };
     tree_->setCurrentIndex(files_->index(nearestFolder(path)));
     tree_->expand(tree_->currentIndex());
     connect(files_, &QFileSystemModel::directoryLoaded, this, showChosen); // which comes in several parts

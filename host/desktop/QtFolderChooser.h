@@ -12,8 +12,8 @@ class QTreeView;
 
 namespace kvn::host {
 
-/// Lets the user choose a folder that exists. The toolkit's own chooser has no texts in the user's language, and
-/// runs nested event loops for its messages.
+/// Lets the user choose a folder that exists. The toolkit's own chooser has no texts in the user's language,
+/// and runs nested event loops for its messages.
 class QtFolderChooser final : public QDialog {
 public:
     /// Begins at the nearest folder of the path that exists, or else at the user's home.

@@ -108,7 +108,8 @@ void QtMainLoop::run() {
 
 void QtMainLoop::quit() {
     quit_ = true;
-    QMetaObject::invokeMethod(application_.get(), [] { QApplication::quit(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        application_.get(), [] { QApplication::quit(); }, Qt::QueuedConnection);
 }
 
 } // namespace kvn::host

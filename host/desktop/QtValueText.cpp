@@ -77,8 +77,8 @@ void QtValueText::changeEvent(QEvent* event) {
     }
 }
 
-/// A press in the selection ends it. Otherwise the toolkit would begin to drag the text in an event loop of its
-/// own, in which a task could destroy this widget.
+/// A press in the selection ends it. Otherwise the toolkit would begin to drag the text in an event loop of
+/// its own, in which a task could destroy this widget.
 void QtValueText::mousePressEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton && !(event->modifiers() & Qt::ShiftModifier)) {
         QTextCursor cursor = textCursor();

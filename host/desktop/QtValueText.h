@@ -6,8 +6,8 @@
 
 namespace kvn::host {
 
-/// A text to read, which the user can select and copy, by keyboard, too. It is as high as its lines, and breaks
-/// a word that is longer than a line: names of servers and paths have no spaces.
+/// A text to read, which the user can select and copy, by keyboard, too. It is as high as its lines, and
+/// breaks a word that is longer than a line: names of servers and paths have no spaces.
 class QtValueText final : public QTextEdit {
 public:
     explicit QtValueText(QWidget& parent);

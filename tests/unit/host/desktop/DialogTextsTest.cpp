@@ -46,7 +46,8 @@ std::vector<std::string> cutTexts(QWidget& window) {
     std::vector<std::string> cut;
     const auto* const scroller = window.findChild<QScrollArea*>();
     const QRect room = scroller->viewport()->rect();
-    const auto check = [&](const QWidget& widget, const QString& text, const QSize& needed, const QSize& given) {
+    const auto check = [&](const QWidget& widget, const QString& text, const QSize& needed,
+                           const QSize& given) {
         const QRect place(widget.mapTo(scroller->viewport(), QPoint(0, 0)), widget.size());
         if (needed.width() > given.width() || needed.height() > given.height() || !room.contains(place)) {
             cut.push_back(text.toStdString());
@@ -59,11 +60,14 @@ std::vector<std::string> cutTexts(QWidget& window) {
         const QFontMetrics metrics = widget->fontMetrics();
         if (const auto* label = qobject_cast<const QLabel*>(widget); label && !label->text().isEmpty()) {
             const QRect wide(0, 0, label->contentsRect().width(), QWIDGETSIZE_MAX);
-            check(*label, label->text(), metrics.boundingRect(wide, Qt::TextWordWrap, label->text()).size(), label->contentsRect().size());
-        } else if (const auto* button = qobject_cast<const QAbstractButton*>(widget); button && !button->text().isEmpty()) {
+            check(*label, label->text(), metrics.boundingRect(wide, Qt::TextWordWrap, label->text()).size(),
+                  label->contentsRect().size());
+        } else if (const auto* button = qobject_cast<const QAbstractButton*>(widget);
+                   button && !button->text().isEmpty()) {
             check(*button, button->text(), button->sizeHint(), button->size());
         } else if (const auto* value = qobject_cast<const QTextEdit*>(widget)) {
-            check(*value, value->toPlainText(), value->document()->size().toSize(), value->viewport()->size());
+            check(*value, value->toPlainText(), value->document()->size().toSize(),
+                  value->viewport()->size());
         } else if (const auto* date = qobject_cast<const QDateTimeEdit*>(widget)) {
             const auto* const field = date->findChild<QLineEdit*>();
             check(*date, date->text(), metrics.size(0, date->text()), field->size() - QSize(2, 0));
@@ -72,8 +76,11 @@ std::vector<std::string> cutTexts(QWidget& window) {
                 const QHeaderView& header = *table->horizontalHeader();
                 const int end = header.sectionViewportPosition(column) + header.sectionSize(column);
                 const QString title = table->horizontalHeaderItem(column)->text();
-                const int needed = std::max(header.fontMetrics().horizontalAdvance(title) + 2, static_cast<const QAbstractItemView*>(table)->sizeHintForColumn(column));
-                check(*table, title, QSize(needed, 0), QSize(end > header.viewport()->width() ? 0 : header.sectionSize(column), 0));
+                const int needed =
+                    std::max(header.fontMetrics().horizontalAdvance(title) + 2,
+                             static_cast<const QAbstractItemView*>(table)->sizeHintForColumn(column));
+                check(*table, title, QSize(needed, 0),
+                      QSize(end > header.viewport()->width() ? 0 : header.sectionSize(column), 0));
             }
         }
     }
@@ -87,7 +94,8 @@ protected:
         const host::AppBundle bundle(BUNDLE, env.propertyList, {language});
         std::vector<Dialog> dialogs;
         const auto addView = [&](const char* title, DialogContentView& view) {
-            dialogs.push_back({bundle.localizedString(title), view.lines(),
+            dialogs.push_back({bundle.localizedString(title),
+                               view.lines(),
                                {host::DialogPlace::Anchor::TopCentre, 32, view.width(), view.height()}});
         };
         ServiceStatusView status(bundle);
@@ -97,7 +105,8 @@ protected:
         details.server = "relay.example.org:5938";
         details.registration = "Office of Alice";
         details.version = "2.0.0";
-        details.lastError = "The server has closed the connection: /var/log/com.korvane.remote/a-name-without-any-space-in-it.log";
+        details.lastError = "The server has closed the connection: "
+                            "/var/log/com.korvane.remote/a-name-without-any-space-in-it.log";
         details.proxyInfos = {{"office", "proxy.example.org:8080", "2024-05-17 12:00:07", "1", true},
                               {"home", "192.0.2.7", "2024-05-17 12:00:07", "20", false}};
         status.showStatus(bundle.localizedString("StatusOnline"), &details);
@@ -105,14 +114,16 @@ protected:
         allowAll();
         PreferencesView settings(env.settings, bundle);
         settings.updateControls();
-        EXPECT_TRUE(env.settings.changeRemoteAccessIntervalAllowed() && env.settings.changeSessionLogAllowed());
+        EXPECT_TRUE(env.settings.changeRemoteAccessIntervalAllowed() &&
+                    env.settings.changeSessionLogAllowed());
         addView("SettingsDialogTitle", settings);
 
         const ApplicationEnvironment& e = environment;
-        PermissionDialog permissions({e.userInterface, e.mainLoop, e.clock, bundle, e.systemInfo, e.sessionInfo,
-                                      e.processRunner, e.sleeper, e.privilegedJobs, e.privacyPermissions,
-                                      e.notifications, e.runningApplications, e.workQueue, e.toolQueue,
-                                      e.sleepMonitor, e.settings}, nullptr);
+        PermissionDialog permissions({e.userInterface, e.mainLoop, e.clock, bundle, e.systemInfo,
+                                      e.sessionInfo, e.processRunner, e.sleeper, e.privilegedJobs,
+                                      e.privacyPermissions, e.notifications, e.runningApplications,
+                                      e.workQueue, e.toolQueue, e.sleepMonitor, e.settings},
+                                     nullptr);
         permissions.showPermissions();
         ui.permissions.all<host::DialogButton>().back().onPress();
         dialogs.push_back({ui.permissions.title, ui.permissions.lines, ui.permissions.place});

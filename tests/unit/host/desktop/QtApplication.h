@@ -18,7 +18,8 @@ class QtApplication {
 public:
     explicit QtApplication(int scale = 1) {
         const std::string screen = folder_.file("screens.json");
-        std::ofstream(screen) << R"({"screens": [{"name": "test", "x": 0, "y": 0, "width": 1920, "height": 1200,
+        std::ofstream(screen)
+            << R"({"screens": [{"name": "test", "x": 0, "y": 0, "width": 1920, "height": 1200,
             "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})";
         setenv("QT_QPA_PLATFORM", ("offscreen:configfile=" + screen).c_str(), 1);
         setenv("QT_SCALE_FACTOR", std::to_string(scale).c_str(), 1);

@@ -35,9 +35,12 @@ protected:
             {"heading", "Period:"},
             {"value", "Server:", host::DialogValue{"relay & co"}},
             {"table", "Proxies:", host::DialogTable{{"Name", "Server"}, {{"a", "b"}, {"c", "d"}}}},
-            {"box", "", host::DialogCheckBox{"Logs & more", true, false, [this](bool on) { say("box", on); }}},
-            {"folder", "Folder:", host::DialogFolder{true, path, [this](const std::string& to) { say("folder", to); }}},
-            {"date", "From:", host::DialogDate{true, noon + 17s, [this](auto to) { say("date", minutesSinceNoon(to)); }}},
+            {"box", "",
+             host::DialogCheckBox{"Logs & more", true, false, [this](bool on) { say("box", on); }}},
+            {"folder",
+             "Folder:", host::DialogFolder{true, path, [this](const std::string& to) { say("folder", to); }}},
+            {"date", "From:",
+             host::DialogDate{true, noon + 17s, [this](auto to) { say("date", minutesSinceNoon(to)); }}},
             {"button", "Unknown", host::DialogButton{"Request", [this] { said.push_back("button"); }}},
         };
     }
@@ -78,12 +81,12 @@ protected:
     }
     void type(QWidget& widget, const char* text) {
         widget.setFocus();
+        QTest::keyClick(&widget, Qt::Key_End);
         QTest::keyClicks(&widget, QLatin1String(text));
     }
 
-    const system_clock::time_point noon =
-        system_clock::time_point(std::chrono::milliseconds(
-            QDateTime(QDate(2024, 5, 17), QTime(12, 0)).toMSecsSinceEpoch()));
+    const system_clock::time_point noon = system_clock::time_point(
+        std::chrono::milliseconds(QDateTime(QDate(2024, 5, 17), QTime(12, 0)).toMSecsSinceEpoch()));
     QtApplication application;
     FakeClock clock;
     ManualMainLoop loop{clock};
@@ -153,10 +156,11 @@ TEST_F(QtDialogWindowTest, KeepsFocusAndHalfTypedValuesAndHandsThemOverWhenItClo
 }
 
 TEST_F(QtDialogWindowTest, ShowsADateThatItDoesNotChange) {
-    const system_clock::time_point dates[] = {noon + 17s, {}, system_clock::time_point::min(),
-                                              system_clock::time_point::max()};
+    const system_clock::time_point dates[] = {
+        noon + 17s, {}, system_clock::time_point::min(), system_clock::time_point::max()};
     for (const auto date : dates) {
-        window.show("Title", {{"date", "", host::DialogDate{true, date, [this](auto) { say("date", 0); }}}}, place());
+        window.show("Title", {{"date", "", host::DialogDate{true, date, [this](auto) { say("date", 0); }}}},
+                    place());
         only<QDateTimeEdit>().setFocus();
         window.close();
         loop.runPending();
@@ -175,8 +179,8 @@ TEST_F(QtDialogWindowTest, IsUsedByKeyboardFromTopToBottom) {
         }
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     }
-    EXPECT_THAT(order, ElementsAre("QTableWidget", "QCheckBox", "QLineEdit", "QToolButton", "QDateTimeEdit", "QPushButton",
-                                   "QTextEdit", "QTableWidget"));
+    EXPECT_THAT(order, ElementsAre("QTableWidget", "QCheckBox", "QLineEdit", "QToolButton", "QDateTimeEdit",
+                                   "QPushButton", "QTextEdit", "QTableWidget"));
 }
 
 TEST_F(QtDialogWindowTest, SpeaksThroughTheAccessibilityTree) {
@@ -185,31 +189,38 @@ TEST_F(QtDialogWindowTest, SpeaksThroughTheAccessibilityTree) {
     const std::function<void(QAccessibleInterface*)> visit = [&](QAccessibleInterface* item) {
         const auto role = item->role();
         const auto text = [&](QAccessible::Text kind) { return item->text(kind).toStdString(); };
-        const QAccessible::Role spoken[] = {QAccessible::Dialog, QAccessible::StaticText, QAccessible::EditableText, QAccessible::Table, QAccessible::ColumnHeader,
-                                QAccessible::Cell, QAccessible::CheckBox, QAccessible::Button, QAccessible::SpinBox};
+        const QAccessible::Role spoken[] = {
+            QAccessible::Dialog,   QAccessible::StaticText,   QAccessible::EditableText,
+            QAccessible::Table,    QAccessible::ColumnHeader, QAccessible::Cell,
+            QAccessible::CheckBox, QAccessible::Button,       QAccessible::SpinBox};
         if (item->state().invisible) {
             return;
         }
         if (std::find(std::begin(spoken), std::end(spoken), role) != std::end(spoken)) {
-            tree.push_back(std::to_string(role) + " " + text(QAccessible::Name) + "|" + text(QAccessible::Value));
+            tree.push_back(std::to_string(role) + " " + text(QAccessible::Name) + "|" +
+                           text(QAccessible::Value));
         }
         for (int i = 0; i < item->childCount(); ++i) {
             visit(item->child(i));
         }
     };
     visit(QAccessible::queryAccessibleInterface(top()));
-    EXPECT_THAT(tree, ElementsAre("18 Title|", "41 Period:|", "41 Server:|", "42 Server:|relay & co", "41 Proxies:|",
-                                  "24 Proxies:|Proxies:", "25 Name|", "25 Server|", "29 a|", "29 b|", "29 c|", "29 d|",
-                                  "44 Logs & more|", "41 Folder:|", "42 Folder:|/logs", "43 Folder:|", "41 From:|",
-                                  "52 From:|2024/5/17 12:00", "41 Unknown|", "43 Request, Unknown|"));
+    EXPECT_THAT(tree, ElementsAre("18 Title|", "41 Period:|", "41 Server:|", "42 Server:|relay & co",
+                                  "41 Proxies:|", "24 Proxies:|Proxies:", "25 Name|", "25 Server|", "29 a|",
+                                  "29 b|", "29 c|", "29 d|", "44 Logs & more|", "41 Folder:|",
+                                  "42 Folder:|/logs", "43 Folder:|", "41 From:|", "52 From:|2024/5/17 12:00",
+                                  "41 Unknown|", "43 Request, Unknown|"));
 }
 
 TEST_F(QtDialogWindowTest, IsMirroredForLanguagesFromRightToLeft) {
     QGuiApplication::setLayoutDirection(Qt::RightToLeft);
     show();
-    const auto right = [](const QWidget& widget) { return widget.mapTo(top(), QPoint(widget.width(), 0)).x(); };
+    const auto right = [](const QWidget& widget) {
+        return widget.mapTo(top(), QPoint(widget.width(), 0)).x();
+    };
     for (QLabel* const label : top()->findChildren<QLabel*>()) {
-        EXPECT_TRUE(label->text().isEmpty() || right(*label) == top()->width() - 20) << label->text().toStdString();
+        EXPECT_TRUE(label->text().isEmpty() || right(*label) == top()->width() - 20)
+            << label->text().toStdString();
     }
     EXPECT_LT(right(only<QTextEdit>()), top()->width() - 40);
     EXPECT_EQ(right(only<QCheckBox>()), top()->width() - 20);
