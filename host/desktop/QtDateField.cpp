@@ -3,8 +3,11 @@
 #include "host/desktop/QtDateField.h"
 
 #include <QCalendarWidget>
+#include <QKeyEvent>
 #include <QLocale>
 #include <QMenu>
+#include <QStyle>
+#include <QStyleOptionComboBox>
 #include <QToolButton>
 #include <QWheelEvent>
 #include <algorithm>
@@ -57,6 +60,27 @@ std::string QtDateField::textOf(const QDateTime& date) const { return textFromDa
 std::chrono::system_clock::time_point QtDateField::timePoint(const QDateTime& date) {
     const std::chrono::milliseconds since(date.toMSecsSinceEpoch());
     return std::chrono::system_clock::time_point(std::chrono::floor<std::chrono::minutes>(since));
+}
+
+/// The keys that open a list open the calendar: the toolkit has none for it.
+void QtDateField::keyPressEvent(QKeyEvent* event) {
+    const bool opens =
+        event->key() == Qt::Key_F4 || (event->key() == Qt::Key_Down && event->modifiers() == Qt::AltModifier);
+    if (opens) {
+        openCalendar();
+    } else {
+        QDateTimeEdit::keyPressEvent(event);
+    }
+}
+
+/// Presses the arrow, which is the toolkit's only way.
+void QtDateField::openCalendar() {
+    QStyleOptionComboBox option;
+    option.initFrom(this);
+    const QRect arrow = style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxArrow, this);
+    QMouseEvent press(QEvent::MouseButtonPress, arrow.center(), mapToGlobal(arrow.center()), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    mousePressEvent(&press);
 }
 
 /// The wheel scrolls the dialog: it must not change a date that it passes over.

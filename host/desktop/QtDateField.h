@@ -24,6 +24,8 @@ public:
     static std::chrono::system_clock::time_point timePoint(const QDateTime& date);
 
 private:
+    void keyPressEvent(QKeyEvent* event) override;
+    void openCalendar();
     void wheelEvent(QWheelEvent* event) override;
 };
 

@@ -72,6 +72,7 @@ private:
             field_->setText(chooser_->folder()); // also in place of a path that is half typed
             finishLater();
         });
+        chooser_->setAttribute(Qt::WA_DeleteOnClose); // it watches the folders that it shows
         chooser_->open();
     }
 

@@ -32,7 +32,12 @@ QtFolderChooser::QtFolderChooser(QWidget* parent, const QString& title, const Bu
                                  const QString& path)
     : QDialog(parent), files_(new QFileSystemModel(this)), tree_(new QTreeView(this)),
       choose_(new QPushButton(qtTitle(bundle.localizedString("FolderChoose")), this)) {
-    setWindowTitle(title);
+    QString name = title;
+    while (name.endsWith(QLatin1Char(':')) || name.endsWith(QChar(0xFF1A)) ||
+           name.endsWith(QLatin1Char(' '))) {
+        name.chop(1);
+    }
+    setWindowTitle(name);
     files_->setFilter(QDir::Dirs | QDir::NoDotAndDotDot);
     files_->setOption(QFileSystemModel::DontUseCustomDirectoryIcons);
     files_->setRootPath(QDir::rootPath());
