@@ -187,7 +187,9 @@ void PermissionDialog::showPermissions(bool reset) {
     didOpenSystemPreferences_ = false;
     maxAutoPopupCount_ = reset ? kAutoPopups : maxAutoPopupCount_ - 1;
     CNSLog("Show permission dialog: reset count=%d, remaining=%d", reset, maxAutoPopupCount_);
-    window_.show(environment_.bundle.localizedString("PermissionsPanelTitle"), lines(), kPlace);
+    host::DialogPlace place = kPlace;
+    place.takesKeyboard = reset;
+    window_.show(environment_.bundle.localizedString("PermissionsPanelTitle"), lines(), place);
     lastPreLoginPermissionCheck_.reset();
     resetPermissions();
     updateStatus();

@@ -11,7 +11,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     pkg_check_modules(LIBEDIT REQUIRED IMPORTED_TARGET libedit>=3.1)
     pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd>=246) # for sd-bus
     if(KVN_BUILD_DESKTOP)
-        find_package(Qt6 6.4 COMPONENTS Widgets Svg)
+        find_package(Qt6 6.4 COMPONENTS Widgets Svg Test)
         if(NOT Qt6_FOUND)
             message(STATUS "Qt 6 is missing: the desktop front end is not built")
         else()

@@ -73,6 +73,7 @@ struct DialogPlace {
     double margin = 0;
     double width = 0;
     double height = 0;
+    bool takesKeyboard = true; // false for a window that comes up by itself
 };
 
 /// A window of the agent. Renders the lines that it is given and contains no logic. Main thread.

@@ -20,7 +20,8 @@ namespace {
 class DesktopUserInterface final : public UserInterface {
 public:
     DesktopUserInterface(Host& host, std::shared_ptr<BusConnection> sessionBus)
-        : host_(host), statusBar_(host, std::move(sessionBus)) {
+        : host_(host), statusBar_(host, std::move(sessionBus)), dialogWindow_(*host.mainLoop, *host.bundle),
+          permissionWindow_(*host.mainLoop, *host.bundle) {
         statusBar_.describe(host.bundle->localizedString("StatusPending"));
     }
 

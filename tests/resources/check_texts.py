@@ -118,7 +118,7 @@ def main():
         expected = set(SAME_AS_ENGLISH.get(text, "").split())
         for code in sorted(same.get(text, set()) ^ expected):
             fault(code, f"{text!r} is {'no longer' if code in expected else 'left in'} English")
-    folders = ("agent", "basic", "host/terminal", "remote/platform")
+    folders = ("agent", "basic", "host/desktop", "host/terminal", "remote/platform")
     words = {word for folder in folders for path in (ROOT / folder).glob("*.cpp")
              for word in WORD.findall(path.read_text(encoding="utf-8"))}
     for name, keys in (("language.xml", menu["en"].keys()), ("Localizable.strings", tables["en"].keys())):

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QString>
+#include <string>
+
+namespace kvn::host {
+
+/// Bytes that are not UTF-8 become U+FFFD.
+inline QString qtText(const std::string& text) { return QString::fromStdString(text); }
+
+/// Returns a text for a control that takes "&" for the mark of a keyboard shortcut: here it is a character.
+inline QString qtTitle(const std::string& text) {
+    return qtText(text).replace(QLatin1Char('&'), QLatin1String("&&"));
+}
+
+} // namespace kvn::host
