@@ -48,18 +48,20 @@ void forEachLiving(std::vector<std::weak_ptr<T>>& objects, Function function) {
 } // namespace
 
 struct BusConnection::Signal : std::enable_shared_from_this<Signal> {
-    Signal(const char* r, SignalHandler h) : rule(r), handler(std::move(h)) {}
+    Signal(std::string r, SignalHandler h, Signals s)
+        : rule(std::move(r)), handler(std::move(h)), signals(s) {}
 
     static int take(sd_bus_message* message, void* signal, sd_bus_error*) {
         const auto self = static_cast<Signal*>(signal)->shared_from_this(); // the handler may end it
-        if (!sd_bus_message_get_destination(message)) {
+        if (self->signals == Signals::BroadcastAndDirect || !sd_bus_message_get_destination(message)) {
             self->handler(*message);
         }
         return 0;
     }
 
-    const char* const rule;
+    const std::string rule;
     const SignalHandler handler;
+    const Signals signals;
     BusSlot slot; // of the present connection
 };
 
@@ -92,8 +94,8 @@ MainLoop::Handle BusConnection::onState(StateHandler handler) {
     return keepAlive(std::move(state));
 }
 
-MainLoop::Handle BusConnection::onSignal(const char* rule, SignalHandler handler) {
-    auto signal = std::make_shared<Signal>(rule, std::move(handler));
+MainLoop::Handle BusConnection::onSignal(std::string rule, SignalHandler handler, Signals signals) {
+    auto signal = std::make_shared<Signal>(std::move(rule), std::move(handler), signals);
     signals_.push_back(signal);
     if (connection_) {
         addMatch(*signal);
@@ -172,7 +174,7 @@ void BusConnection::connect() {
 void BusConnection::addMatch(Signal& signal) {
     sd_bus_slot* slot = nullptr;
     // Without a handler of the bus's answer, the library ends the connection when the bus refuses the rule.
-    sd_bus_add_match_async(connection_.get(), &slot, signal.rule, Signal::take, nullptr, &signal);
+    sd_bus_add_match_async(connection_.get(), &slot, signal.rule.c_str(), Signal::take, nullptr, &signal);
     signal.slot.reset(slot);
 }
 

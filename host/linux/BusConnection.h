@@ -68,10 +68,17 @@ public:
 
     [[nodiscard]] MainLoop::Handle onState(StateHandler handler);
 
-    /// Calls the handler for the broadcast signals that the rule matches. The bus compares the sender with
-    /// the rule. Signals to this connection alone are ignored, because the bus delivers them whatever the
-    /// rules say.
-    [[nodiscard]] MainLoop::Handle onSignal(const char* rule, SignalHandler handler);
+    enum class Signals {
+        Broadcast,
+        /// Those to this connection alone, too. The bus delivers them whatever the rules say, so the rule
+        /// must name the sender by its unique name: the library compares nothing else.
+        BroadcastAndDirect,
+    };
+
+    /// Calls the handler for the signals that the rule matches. The bus compares the sender of broadcast
+    /// signals with the rule.
+    [[nodiscard]] MainLoop::Handle onSignal(std::string rule, SignalHandler handler,
+                                            Signals signals = Signals::Broadcast);
 
     /// Calls the method; `types` and `arguments` are those of sd_bus_message_append(3). Returns null when the
     /// call cannot be sent. Destroying the handle drops the answer.
