@@ -1,22 +1,35 @@
 // SPDX-License-Identifier: MIT
 
 #include "host/Host.h"
+#include "host/desktop/DesktopNotifications.h"
 #include "host/desktop/DesktopStatusBar.h"
+#include "host/desktop/PortalShortcuts.h"
 #include "host/desktop/QtDialogWindow.h"
 #include "host/desktop/QtMainLoop.h"
+#include "host/desktop/X11HotKeys.h"
 #include "host/linux/BusConnection.h"
 #include "host/linux/DesktopModule.h"
 
+#include <cstdlib>
 #include <utility>
 
 namespace kvn::host {
 namespace {
 
+std::unique_ptr<HotKeys> makeHotKeys(Host& host, std::shared_ptr<BusConnection> sessionBus) {
+    if (std::getenv("WAYLAND_DISPLAY")) { // X11 sees the keys of its own windows only
+        return std::make_unique<PortalShortcuts>(std::move(sessionBus),
+                                                 host.bundle->localizedString("HotKeyPurpose"));
+    }
+    return std::make_unique<X11HotKeys>(*host.mainLoop);
+}
+
 /// Shows the agent in the desktop's panel and in windows.
 class DesktopUserInterface final : public UserInterface {
 public:
     DesktopUserInterface(Host& host, std::shared_ptr<BusConnection> sessionBus)
-        : host_(host), statusBar_(host, std::move(sessionBus)) {
+        : host_(host), statusBar_(host, sessionBus), hotKeys_(makeHotKeys(host, sessionBus)),
+          notifications_(std::move(sessionBus)) {
         statusBar_.describe(host.bundle->localizedString("StatusPending"));
     }
 
@@ -24,9 +37,13 @@ public:
     DialogWindow& dialogWindow() override { return dialogWindow_; }
     DialogWindow& permissionWindow() override { return permissionWindow_; }
     Workspace& workspace() override { return *host_.workspace; }
-    HotKeys& hotKeys() override { return *host_.hotKeys; }
+    HotKeys& hotKeys() override { return *hotKeys_; }
 
     void start(Commands, MainLoop::Task) override {}
+
+    void notify(const std::string& title, const std::string& text) override {
+        notifications_.show(title, text);
+    }
 
     /// The panel's picture needs words for users who do not see it.
     void showState(const std::string& text, const StateDetails&) override { statusBar_.describe(text); }
@@ -36,6 +53,8 @@ private:
     DesktopStatusBar statusBar_;
     QtDialogWindow dialogWindow_;
     QtDialogWindow permissionWindow_;
+    const std::unique_ptr<HotKeys> hotKeys_;
+    DesktopNotifications notifications_;
 };
 
 class Module final : public DesktopModule {
