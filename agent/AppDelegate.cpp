@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -23,8 +24,6 @@ using Kvs::OCNSLog;
 using namespace std::chrono_literals;
 
 constexpr char kLanguageFile[] = "/com.korvane.remote/config/language.xml";
-constexpr char kOpenPreferences[] = "com.korvane.remote.ShowGUIAgentSettings";
-constexpr char kOpenPreferencesObject[] = "com.korvane.remote.GUIAgentSettings";
 
 /// The time after start-up or wake-up in which a service that is not online counts as starting.
 constexpr auto kStartGrace = 15s;
@@ -66,7 +65,8 @@ void AgentExitHandler::terminateAgent() const {
 AppDelegate::AppDelegate(const ApplicationEnvironment& environment, std::string program,
                          std::string bundleIdentifier)
     : environment_(environment), program_(std::move(program)), bundleIdentifier_(std::move(bundleIdentifier)),
-      exitHandler_(bundleIdentifier_, [this] { terminate(); }) {}
+      exitHandler_(bundleIdentifier_, [this] { terminate(); }),
+      notices_(environment_.clock, [this](ServiceNotices::Notice notice) { tell(notice); }) {}
 
 AppDelegate::~AppDelegate() {
     environment_.userInterface.hotKeys().unregisterHotKey(myHotKeyRef_);
@@ -83,9 +83,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     verifyKvnRemoteToolsLink();
     FFLocalizedText::useLanguageFile(Kvs::FSysInfoPaths::applicationSupportDirectory() + kLanguageFile);
     mainController_ = std::make_unique<GUIAgentController>(environment_, *this);
-    openPreferences_ =
-        environment_.notifications.observe(kOpenPreferences, kOpenPreferencesObject,
-                                           [this](const auto&) { mainController_->showPreferences(); });
+    dialogRequests_.emplace(environment_.notifications,
+                            [this](RequestedDialog dialog) { return show(dialog); });
     registerHotKey();
     barMenu_ = createMenu();
     settingsUpdated();
@@ -105,7 +104,7 @@ void AppDelegate::applicationWillTerminate() {
     if (endedOtherAgent_) {
         environment_.userInterface.message(environment_.bundle.localizedString("OtherAgentMissing"));
     }
-    openPreferences_.reset();
+    dialogRequests_.reset();
     mainController_->closePreferences();
 }
 
@@ -163,6 +162,18 @@ void AppDelegate::showLogFiles() {
         });
 }
 
+bool AppDelegate::show(RequestedDialog dialog) {
+    switch (dialog) {
+    case RequestedDialog::Settings:
+        mainController_->showPreferences();
+        break;
+    case RequestedDialog::Status:
+        mainController_->showServiceStatus();
+        break;
+    }
+    return environment_.userInterface.dialogWindow().isVisible();
+}
+
 void AppDelegate::registerHotKey() {
     host::HotKeys& hotKeys = environment_.userInterface.hotKeys();
     const std::int32_t installed = hotKeys.installHandler([this](std::uint32_t kind) {
@@ -171,6 +182,12 @@ void AppDelegate::registerHotKey() {
             return 0;
         case host::HotKeys::kPressed:
             showStatusBarItem();
+            return 0;
+        case host::HotKeys::kRefused:
+            explainMissingHotKey();
+            return 0;
+        case host::HotKeys::kGranted:
+            mainController_->setServiceRemark("");
             return 0;
         default:
             return host::HotKeys::kNotHandled;
@@ -181,7 +198,19 @@ void AppDelegate::registerHotKey() {
     }
     if (const std::int32_t result = hotKeys.registerHotKey(kShowItemKey, myHotKeyRef_)) {
         CNSLog("RegisterEventHotKey failed: %d", result);
+        if (result == host::HotKeys::kTaken) {
+            explainMissingHotKey();
+        }
     }
+}
+
+void AppDelegate::explainMissingHotKey() {
+    constexpr std::string_view kPlaceholder = "#Command#";
+    std::string text = environment_.bundle.localizedString("HotKeyMissing");
+    if (const auto at = text.find(kPlaceholder); at != text.npos) {
+        text.replace(at, kPlaceholder.size(), environment_.userInterface.hotKeys().commandKey());
+    }
+    mainController_->setServiceRemark(text);
 }
 
 // MARK: State
@@ -190,7 +219,26 @@ ServiceState AppDelegate::updateAppState(AppState appState, ServiceState service
     const ServiceState state = effectiveState(serviceState);
     barMenu_->enableFor(state, startAttemptDidFail_);
     environment_.userInterface.statusBar().updateItem(statusImage(appState));
+    notices_.update(appState != AppState::NotOnline, appState == AppState::Controlled);
     return state;
+}
+
+void AppDelegate::tell(ServiceNotices::Notice notice) {
+    using Notice = ServiceNotices::Notice;
+    const auto show = [this](const char* title, const char* text) {
+        const host::Bundle& bundle = environment_.bundle;
+        environment_.userInterface.notify(bundle.localizedString(title), bundle.localizedString(text));
+    };
+    switch (notice) {
+    case Notice::SessionBegan:
+        return show("NoticeSession", "NoticeSessionBegan");
+    case Notice::SessionEnded:
+        return show("NoticeSession", "NoticeSessionEnded");
+    case Notice::ServiceAway:
+        return show("NoticeService", "NoticeServiceAway");
+    case Notice::ServiceBack:
+        return show("NoticeService", "NoticeServiceBack");
+    }
 }
 
 ServiceState AppDelegate::effectiveState(ServiceState serviceState) {
@@ -230,6 +278,7 @@ void AppDelegate::workspaceNotification(host::Workspace::Event event) {
     case host::Workspace::Event::WillSleep:
         CNSLog("System will sleep, stopping controller");
         updateAppState(AppState::NotOnline, ServiceState::Offline);
+        notices_.reset();
         mainController_->stop();
         break;
     case host::Workspace::Event::DidWake:
@@ -261,6 +310,7 @@ void AppDelegate::stopServiceCompletedWithStatus(std::int32_t status) {
     CNSLog("stop service completed: %d", status);
     if (status == 0) {
         startAttemptDidFail_ = false;
+        notices_.reset();
     }
     mainController_->requestServiceStatus();
 }

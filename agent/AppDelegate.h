@@ -3,12 +3,15 @@
 #pragma once
 
 #include "agent/ApplicationEnvironment.h"
+#include "agent/DialogRequests.h"
 #include "agent/GUIAgentController.h"
+#include "agent/ServiceNotices.h"
 #include "agent/StatusMenu.h"
 
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace kvn {
@@ -66,6 +69,9 @@ public:
     void hideStatusItem();
     void showLogFiles();
 
+    /// Returns false if the front end does not show it. Called after `applicationDidFinishLaunching`.
+    bool show(RequestedDialog dialog);
+
     /// Reads the settings again, and shows or hides the status item as they say.
     void settingsUpdated();
 
@@ -92,6 +98,8 @@ private:
 
     std::unique_ptr<StatusMenu> createMenu();
     void registerHotKey();
+    void explainMissingHotKey();
+    void tell(ServiceNotices::Notice notice);
     ServiceState effectiveState(ServiceState serviceState);
     void checkForRunningInstances();
 
@@ -106,7 +114,8 @@ private:
     bool runningInstancesChecked_ = false;
     bool endedOtherAgent_ = false; // which nothing starts again when this one ends
     host::HotKeys::Reference myHotKeyRef_ = 0;
-    host::MainLoop::Handle openPreferences_;
+    ServiceNotices notices_;
+    std::optional<DialogRequests> dialogRequests_;
     host::MainLoop::Handle workspaceEvents_;
 };
 

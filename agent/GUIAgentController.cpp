@@ -32,7 +32,7 @@ GUIAgentController::GUIAgentController(const ApplicationEnvironment& environment
     : AgentController({environment.mainLoop, environment.clock, environment.toolQueue,
                        environment.processRunner, environment.bundle, environment.systemInfo,
                        environment.sessionInfo, environment.sleepMonitor, environment.settings}),
-      environment_(environment), appDelegate_(application) {
+      environment_(environment), appDelegate_(application), statusView_(environment.bundle) {
     setControllerDelegate(this);
     environment_.userInterface.dialogWindow().onClose([this] { windowWillClose(); });
     if (environment_.privacyPermissions.isGuarded()) {
@@ -57,9 +57,7 @@ void GUIAgentController::notifyServiceStatus(const OFRServiceInfo* info) {
         appState = info->subProcessRunning ? AppState::Controlled : AppState::Online;
     }
     lastStateText_ = stateText(appDelegate_.updateAppState(appState, state));
-    if (statusView_) {
-        statusView_->showStatus(lastStateText_, info);
-    }
+    statusView_.showStatus(lastStateText_, info);
     // Without a previous state "online" is assumed, so that a first "online" is not logged.
     const ServiceState previous = lastServiceState_ ? lastServiceState_->status : ServiceState::Online;
     if (state != previous && info) {
@@ -94,14 +92,13 @@ void GUIAgentController::showServiceStatus() {
     }
     requestServiceStatus();
     const host::Bundle& bundle = environment_.bundle;
-    if (!statusView_) {
-        statusView_ = std::make_unique<ServiceStatusView>(bundle);
-    }
     const OFRServiceInfo* details = lastServiceState_ ? &*lastServiceState_ : nullptr;
-    statusView_->showStatus(lastStateText_.empty() ? bundle.localizedString("StatusPending") : lastStateText_,
-                            details);
-    showContentView(*statusView_, "StatusDialogTitle");
+    statusView_.showStatus(lastStateText_.empty() ? bundle.localizedString("StatusPending") : lastStateText_,
+                           details);
+    showContentView(statusView_, "StatusDialogTitle");
 }
+
+void GUIAgentController::setServiceRemark(const std::string& remark) { statusView_.setRemark(remark); }
 
 void GUIAgentController::showPreferences() {
     if (!closePreferences()) {

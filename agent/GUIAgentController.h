@@ -38,6 +38,8 @@ public:
     // The dialog window.
     void showServiceStatus();
     void showPreferences();
+    /// Shows the sentence with the service's status, in place of an earlier one; an empty one is none.
+    void setServiceRemark(const std::string& remark);
     /// Closes the settings if they are shown, which saves them. Returns false if they will be shown again,
     /// because they could not be saved.
     bool closePreferences();
@@ -89,7 +91,7 @@ private:
     const ApplicationEnvironment environment_;
     AppDelegate& appDelegate_;
 
-    std::unique_ptr<ServiceStatusView> statusView_; // null until first shown
+    ServiceStatusView statusView_;
     std::unique_ptr<PreferencesView> prefsView_;
     std::optional<PermissionDialog> permissionDialog_; // where the system guards privacy
     DialogContentView* contentView_ = nullptr;         // in the dialog window

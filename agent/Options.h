@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "agent/DialogRequests.h"
 #include "host/UserInterface.h"
 
 #include <optional>
@@ -14,6 +15,7 @@ namespace kvn {
 struct Options {
     std::string root;                       // empty without a root: the paths are used as they are
     std::optional<host::FrontEnd> frontEnd; // empty: the system's default
+    std::optional<RequestedDialog> show;
     bool version = false;
     bool help = false;
 };

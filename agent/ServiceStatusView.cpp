@@ -20,6 +20,11 @@ void ServiceStatusView::showStatus(const std::string& text, const OFRServiceInfo
     changed();
 }
 
+void ServiceStatusView::setRemark(const std::string& remark) {
+    remark_ = remark;
+    changed();
+}
+
 host::DialogLines ServiceStatusView::lines() {
     host::DialogLines lines;
     const auto addValue = [&](const char* label, const std::string& value) {
@@ -28,15 +33,17 @@ host::DialogLines ServiceStatusView::lines() {
         }
     };
     addValue("StatusStateLabel", text_);
-    if (!details_) {
-        return lines;
+    if (details_) {
+        addValue("StatusServerLabel", details_->server);
+        addValue("StatusRegistrationLabel", details_->registration);
+        addValue("StatusVersionLabel", details_->version);
+        addValue("StatusLastErrorLabel", details_->lastError);
+        if (!details_->proxyInfos.empty()) {
+            lines.push_back({"proxies", bundle_.localizedString("StatusProxiesLabel"), proxyTable()});
+        }
     }
-    addValue("StatusServerLabel", details_->server);
-    addValue("StatusRegistrationLabel", details_->registration);
-    addValue("StatusVersionLabel", details_->version);
-    addValue("StatusLastErrorLabel", details_->lastError);
-    if (!details_->proxyInfos.empty()) {
-        lines.push_back({"proxies", bundle_.localizedString("StatusProxiesLabel"), proxyTable()});
+    if (!remark_.empty()) {
+        lines.push_back({"remark", remark_});
     }
     return lines;
 }

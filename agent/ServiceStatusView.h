@@ -19,6 +19,9 @@ public:
     /// `details` may be null.
     void showStatus(const std::string& text, const OFRServiceInfo* details);
 
+    /// Shows the sentence below the details; an empty one is none.
+    void setRemark(const std::string& remark);
+
     host::DialogLines lines() override;
 
 private:
@@ -26,6 +29,7 @@ private:
 
     const host::Bundle& bundle_;
     std::string text_;
+    std::string remark_;
     std::optional<OFRServiceInfo> details_;
 };
 

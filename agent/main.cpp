@@ -14,11 +14,14 @@
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
 #include "remote/platform/settings/RemoteServiceSettings.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
+#include <unistd.h>
 #include <variant>
 
 // Reads the options, builds the agent from a host and a front end, and runs it.
@@ -39,8 +42,20 @@ int fail(int status, const std::string& problem) {
     return status;
 }
 
-/// Builds the agent on this host, and runs it until it is ended.
-int runAgent(host::Host& host) {
+std::string identifierOf(const host::Bundle& bundle) {
+    return bundle.infoValue("CFBundleIdentifier").value_or(kBundleIdentifier);
+}
+
+/// Returns true if another agent of this user has shown the dialog.
+bool shownByRunningAgent(RequestedDialog dialog) {
+    const host::Host host = host::makeHost(host::FrontEnd::None);
+    const auto agents = host.runningApplications->instancesOf(identifierOf(*host.bundle));
+    return std::any_of(agents.begin(), agents.end(), [](pid_t process) { return process != getpid(); }) &&
+           requestDialog(dialog, *host.mainLoop, *host.notifications);
+}
+
+/// Builds the agent on this host, and runs it until it is ended. Shows the dialog at the start, if any.
+int runAgent(host::Host& host, std::optional<RequestedDialog> dialog) {
     host::MainLoop& mainLoop = *host.mainLoop;
     SystemSleepMonitor sleepMonitor(*host.powerManagement, *host.pointer, mainLoop);
     RemoteAppSuitePrefs preferences(kPreferencesSuite, *host.propertyList);
@@ -69,8 +84,7 @@ int runAgent(host::Host& host) {
                              .toolQueue = *host.toolQueue,
                              .sleepMonitor = sleepMonitor,
                              .settings = settings},
-                            kProgram,
-                            host.bundle->infoValue("CFBundleIdentifier").value_or(kBundleIdentifier));
+                            kProgram, identifierOf(*host.bundle));
 
     host.endApplication = [&] {
         application.applicationWillTerminate();
@@ -81,6 +95,9 @@ int runAgent(host::Host& host) {
     application.applicationDidFinishLaunching();
     loginSessions.systemMonitorStartedMonitoring();
     userInterface->start(application.commands(), terminate);
+    if (dialog) {
+        application.show(*dialog);
+    }
     try {
         mainLoop.run();
     } catch (...) {               // of a task
@@ -120,12 +137,15 @@ int main(int argc, char** argv) {
 
     // A write to a closed socket must fail instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
+    if (options.show && shownByRunningAgent(*options.show)) {
+        return 0;
+    }
     const std::string logDirectory = Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
     Kvs::CNSInitLog(Kvs::kLogModeNewLogBook | Kvs::kLogModeDebugOff, Kvs::kSysLogConsole, kProgram,
                     logDirectory.c_str());
     try {
         host::Host host = host::makeHost(options.frontEnd ? *options.frontEnd : host::defaultFrontEnd());
-        return runAgent(host);
+        return runAgent(host, options.show);
     } catch (const std::exception& exception) {
         return fail(kExitFailure, exception.what());
     }

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 
-# Installation on Linux: the application bundle, a link to its program, and the entry that starts it in every graphical
-# session. The stand-ins are not installed: they simulate other programs, and the one for the helper would run any
+# Installation on Linux: the application bundle, a link to its program, and what starts it in every graphical session.
+# The stand-ins are not installed: they simulate other programs, and the one for the helper would run any
 # user's commands as root. The packager puts the product's helper into the bundle.
 
 if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
@@ -51,6 +51,21 @@ file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/installed)
 file(CREATE_LINK ../${contents}/MacOS/KvnGUIAgent ${link} SYMBOLIC)
 install(FILES ${link} DESTINATION bin)
 
+set(front_end none)
+set(launcher "")
+if(TARGET KvnDesktop)
+    set(front_end desktop)
+    set(launcher ${PROJECT_BINARY_DIR}/installed/launcher.desktop.in)
+    include(${PROJECT_SOURCE_DIR}/cmake/Launcher.cmake)
+    kvs_translate_launcher(${launcher})
+    install(CODE "make_folder(\"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/share/icons/hicolor/scalable/apps\")
+        make_folder(\"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${contents}/PlugIns\")")
+    install(FILES ${resources}/AppIcon.svg DESTINATION share/icons/hicolor/scalable/apps
+        RENAME com.korvane.remote.KvnGUIAgent.svg)
+    install(TARGETS KvnDesktop LIBRARY DESTINATION ${contents}/PlugIns)
+endif()
+install(CODE "set(front_end ${front_end})\nset(launcher \"${launcher}\")")
+install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/InstallForSession.cmake)
 install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/InstallForSystem.cmake)
 
 add_custom_target(uninstall

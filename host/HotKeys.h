@@ -12,7 +12,17 @@ namespace kvn::host {
 class HotKeys {
 public:
     /// The values are those of the system's keyboard events (Carbon, kEventHotKeyPressed and -Released).
-    enum Kind : std::uint32_t { kPressed = 5, kReleased = 6 };
+    enum Kind : std::uint32_t {
+        kPressed = 5,
+        kReleased = 6,
+        // Not the system's: after the registration, the system has taken or refused the key, or given it
+        // back.
+        kRefused = 0,
+        kGranted = 1,
+    };
+
+    /// The result for a key that another program has (Carbon, eventHotKeyExistsErr).
+    static constexpr std::int32_t kTaken = -9878;
 
     /// The result of a handler that does not know the kind of event (Carbon, eventNotHandledErr).
     static constexpr std::int32_t kNotHandled = -9874;
@@ -29,6 +39,10 @@ public:
     using Reference = std::uint64_t; // 0 is none
 
     virtual ~HotKeys() = default;
+
+    /// Returns the name that the Command key has on this system's keyboards.
+    virtual const char* commandKey() const { return "Command"; }
+
     virtual std::int32_t installHandler(Handler handler) = 0;
     virtual std::int32_t registerHotKey(const Key& key, Reference& reference) = 0;
     virtual void unregisterHotKey(Reference reference) = 0;

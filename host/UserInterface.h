@@ -52,6 +52,10 @@ public:
     /// it when the user quits.
     virtual void start(Commands commands, MainLoop::Task terminate) = 0;
 
+    /// Tells the user of an event outside all windows, where the desktop has a place for that. Takes the
+    /// place of an earlier notice with this title.
+    virtual void notify(const std::string& /*title*/, const std::string& /*text*/) {}
+
     // A text front end shows the following; a graphical one may ignore it.
 
     /// Called with the service's state after each answer of the service, and each failure to get one.

@@ -14,7 +14,7 @@ build="g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libexpat1-dev
 sandbox="dbus-daemon:dbus-daemon python3-prompt-toolkit:module.prompt_toolkit"
 case "${1:-}" in
 run) needs="$build $sandbox" ;;
-test) needs="$build $sandbox libgtest-dev:gtest/gtest.h libgmock-dev:gmock/gmock.h clang:clang++
+test) needs="$build $sandbox xvfb:Xvfb xdotool:xdotool libgtest-dev:gtest/gtest.h libgmock-dev:gmock/gmock.h clang:clang++
     clang-format:clang-format clang-tidy:clang-tidy libclang-rt-14-dev:fuzzer/FuzzedDataProvider.h lld:lld
     llvm:llvm-symbolizer cloc:cloc git:git xvfb:Xvfb xauth:xauth" ;;
 bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugixml.hpp

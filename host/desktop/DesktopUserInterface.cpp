@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
 
 #include "host/Host.h"
+#include "host/desktop/DesktopNotifications.h"
 #include "host/desktop/DesktopStatusBar.h"
 #include "host/desktop/DisplayProbe.h"
+#include "host/desktop/PortalShortcuts.h"
 #include "host/desktop/QtDialogWindow.h"
 #include "host/desktop/QtMainLoop.h"
+#include "host/desktop/X11HotKeys.h"
 #include "host/linux/BusConnection.h"
 #include "host/linux/DesktopModule.h"
 
+#include <cstdlib>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -16,12 +20,21 @@
 namespace kvn::host {
 namespace {
 
+std::unique_ptr<HotKeys> makeHotKeys(Host& host, std::shared_ptr<BusConnection> sessionBus) {
+    if (std::getenv("WAYLAND_DISPLAY")) { // X11 sees the keys of its own windows only
+        return std::make_unique<PortalShortcuts>(std::move(sessionBus),
+                                                 host.bundle->localizedString("HotKeyPurpose"));
+    }
+    return std::make_unique<X11HotKeys>(*host.mainLoop);
+}
+
 /// Shows the agent in the desktop's panel and in windows.
 class DesktopUserInterface final : public UserInterface {
 public:
     DesktopUserInterface(Host& host, std::shared_ptr<BusConnection> sessionBus)
-        : host_(host), statusBar_(host, std::move(sessionBus)), dialogWindow_(*host.mainLoop, *host.bundle),
-          permissionWindow_(*host.mainLoop, *host.bundle) {
+        : host_(host), statusBar_(host, sessionBus), dialogWindow_(*host.mainLoop, *host.bundle),
+          permissionWindow_(*host.mainLoop, *host.bundle), hotKeys_(makeHotKeys(host, sessionBus)),
+          notifications_(std::move(sessionBus)) {
         statusBar_.describe(host.bundle->localizedString("StatusPending"));
     }
 
@@ -29,12 +42,16 @@ public:
     DialogWindow& dialogWindow() override { return dialogWindow_; }
     DialogWindow& permissionWindow() override { return permissionWindow_; }
     Workspace& workspace() override { return *host_.workspace; }
-    HotKeys& hotKeys() override { return *host_.hotKeys; }
+    HotKeys& hotKeys() override { return *hotKeys_; }
 
     void start(Commands, MainLoop::Task terminate) override {
         auto& loop = static_cast<QtMainLoop&>(*host_.mainLoop); // the one of `makeMainLoop`
         loop.onSessionEnd(std::move(terminate));
         loop.onDisplayLost([this] { host_.endApplication(); });
+    }
+
+    void notify(const std::string& title, const std::string& text) override {
+        notifications_.show(title, text);
     }
 
     /// The panel's picture needs words for users who do not see it.
@@ -45,6 +62,8 @@ private:
     DesktopStatusBar statusBar_;
     QtDialogWindow dialogWindow_;
     QtDialogWindow permissionWindow_;
+    const std::unique_ptr<HotKeys> hotKeys_;
+    DesktopNotifications notifications_;
 };
 
 class Module final : public DesktopModule {

@@ -7,6 +7,7 @@ import contextlib
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import signal
 import subprocess
@@ -16,6 +17,11 @@ from programs import Program
 
 SOURCES = pathlib.Path(__file__).resolve().parents[2]
 ENTRY = "etc/xdg/autostart/com.korvane.remote.KvnGUIAgent.desktop"
+LAUNCHER = "share/applications/com.korvane.remote.KvnGUIAgent.desktop"
+ICON = "share/icons/hicolor/scalable/apps/com.korvane.remote.KvnGUIAgent.svg"
+UNIT = "lib/systemd/user/app-com.korvane.remote.KvnGUIAgent.service"
+UNIT_FIRST = "lib/systemd/user/app-com.korvane.remote.KvnGUIAgent@autostart.service.d/unit.conf"
+MODULE = "PlugIns/KvnDesktop.so"
 CONTENTS = "lib/KvnGUIAgent.app/Contents"
 SCRIPT = "Resources/verifyPermissions.sh"
 
@@ -47,25 +53,43 @@ def modes_of_folders(folder):
     return {path.stat().st_mode & 0o7777 for path in folder.rglob("*") if path.is_dir()}
 
 
-def read_entry(path):
+def read_entry(path, group="Desktop Entry"):
     """The values of an entry, and its command as a shell understands it."""
     entries = configparser.ConfigParser(interpolation=None, delimiters="=")
     entries.optionxform = str
     entries.read_string(path.read_text())
-    expect(entries.sections() == ["Desktop Entry"], f"the groups are {entries.sections()}")
-    values = {key: re.sub(r"\\(.)", r"\1", value) for key, value in entries["Desktop Entry"].items()}
+    values = {key: re.sub(r"\\(.)", r"\1", value) for key, value in entries[group].items()}
     fields = set(re.findall("%.", values["Exec"])) - {"%%"}
     expect(not fields, f"the command has the fields {fields}")
     return values, values["Exec"].replace("%%", "%")
 
 
+def check_launcher(prefix):
+    path = prefix / LAUNCHER
+    for group, dialog in (("Desktop Entry", "status"), ("Desktop Action Status", "status"),
+                          ("Desktop Action Settings", "settings")):
+        values, command = read_entry(path, group)
+        arguments = subprocess.run(["/bin/sh", "-c", f"printf '%s\\n' {command}"], capture_output=True, text=True).stdout
+        expect(arguments.splitlines() == [f"{prefix}/bin/KvnGUIAgent", "--ui", "desktop", "--show", dialog],
+               f"{group} has the command {command}")
+        languages = [key for key in values if key.startswith("Name")]
+        expect(len(languages) == len(list(SOURCES.glob("resources/*.lproj"))) and values["Name[pt_BR]"],
+               f"{group} has the names {languages}")
+    for entry in (path, prefix / ENTRY) if shutil.which("desktop-file-validate") else ():
+        done = subprocess.run(["desktop-file-validate", entry], capture_output=True, text=True)
+        expect(not done.stdout + done.stderr, done.stdout + done.stderr)
+
+
 def it_is_installed_and_runs_and_is_uninstalled(box):
     prefix = box.root / 'in $1 "100%" `x`'
+    has_desktop = (box.build / "KvnGUIAgent.app/Contents" / MODULE).exists()
+    front_end = "desktop" if has_desktop else "none"
     with installed(box, prefix) as uninstall:
         tables = [path.relative_to(SOURCES) for path in SOURCES.glob("resources/*.lproj/Localizable.strings")]
         inside = ["Info.plist", "MacOS/KvnGUIAgent", "MacOS/KvnHelperInstaller", "Resources/language.xml", SCRIPT,
-                  *(str(table).replace("resources", "Resources") for table in tables)]
-        wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY}
+                  *(str(table).replace("resources", "Resources") for table in tables), *([MODULE] if has_desktop else [])]
+        wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY, UNIT, UNIT_FIRST}
+        wanted |= {LAUNCHER, ICON} if has_desktop else set()
         found = {name for name in content(prefix) if not (prefix / name).is_dir()}
         expect(found == wanted, f"installed differently: {found ^ wanted}")
         expect(modes_of_folders(prefix) == {0o755}, f"the folders' modes are {modes_of_folders(prefix)}")
@@ -77,14 +101,19 @@ def it_is_installed_and_runs_and_is_uninstalled(box):
         values, command = read_entry(prefix / ENTRY)
         expect(values["TryExec"] == f"{prefix}/bin/KvnGUIAgent", f"TryExec is {values['TryExec']}")
 
+        expect(f"--ui {front_end}" in command, f"the command is {command}")
+        start = re.search("^ExecStart=(.*)", (prefix / UNIT).read_text(), re.M)[1]  # systemd doubles two characters
+        words = shlex.split(start.replace("%%", "%").replace("$$", "$"))
+        expect(words == [f"{prefix}/bin/KvnGUIAgent", "--ui", front_end], f"the unit's command is {start}")
+        if has_desktop:
+            check_launcher(prefix)
+
         box.language_file.unlink()  # the bundle has one, too
         box.start_daemon()
         expect(box.wait_for_daemon(), "the daemon does not come up")
-        box.agent = Program(["/bin/sh", "-c", f'exec {command} --root "$0"', box.root])
+        box.agent = Program(["/bin/sh", "-c", f'exec {command} --ui none --root "$0"', box.root])
         log = box.log.record
         expect(log.wait("\tService agent registered", 20), "the installed agent does not register")
-        words = pathlib.Path(f"/proc/{box.agent.pid}/cmdline").read_bytes().split(b"\0")
-        expect(words[1:3] == [b"--ui", b"none"], f"it was started with {words}")
         expect(log.find(r"Launched: KvnGUIAgent version: \d"), "it does not find its bundle")
         expect(log.find("Loading system text resources for: 'en'"), "it did not load texts")
         expect(not log.find("Could not read|Cannot load|not found!"), "it does not find its texts")
@@ -99,12 +128,13 @@ def it_is_installed_and_runs_and_is_uninstalled(box):
 
     staging = box.root / "staging"  # of a package, which finds the folders of the system
     with installed(box, "/usr", staging) as uninstall:
-        expect(read_entry(staging / ENTRY)[1] == '"/usr/bin/KvnGUIAgent" --ui none', "the staging is in the entry")
+        expect(read_entry(staging / ENTRY)[1] == f'"/usr/bin/KvnGUIAgent" --ui {front_end}', "the staging is in the entry")
         expect(uninstall().returncode == 0, "not uninstalled")
         registry = staging / "Library/Application Support/com.korvane.remote/registry"
         expect(registry.stat().st_mode & 0o7777 == 0o777, "not every user can write preferences")
         shutil.rmtree(staging / "Library")
         wanted = {"etc", "etc/xdg", "etc/xdg/autostart", "usr", "usr/bin", "usr/lib"}
+        wanted |= {"usr/share"} if has_desktop else set()
         expect(content(staging) == wanted, f"left are {content(staging)}")
         expect(modes_of_folders(staging) == {0o755}, f"the folders' modes are {modes_of_folders(staging)}")
 

@@ -110,11 +110,12 @@ public:
     std::int32_t installHandler(Handler installed) override { return handler = std::move(installed), 0; }
     std::int32_t registerHotKey(const Key& asked, Reference& reference) override {
         key = asked;
-        reference = 7;
-        return 0;
+        reference = result == 0 ? 7 : 0;
+        return result;
     }
     void unregisterHotKey(Reference) override {}
 
+    std::int32_t result = 0;
     Handler handler;
     Key key{};
 };
@@ -130,6 +131,9 @@ public:
     void start(host::Commands, host::MainLoop::Task) override {}
     void showState(const std::string& text, const host::StateDetails&) override { states.push_back(text); }
     void message(const std::string& text) override { messages.push_back(text); }
+    void notify(const std::string& title, const std::string& text) override {
+        notices.push_back(title + ": " + text);
+    }
 
     FakeStatusBar bar;
     FakeWindow dialog;
@@ -138,6 +142,7 @@ public:
     FakeHotKeys keys;
     std::vector<std::string> states;
     std::vector<std::string> messages;
+    std::vector<std::string> notices;
 };
 
 class FakeNotifications : public host::DistributedNotifications {
@@ -147,7 +152,19 @@ public:
         observers.push_back({name, object, std::move(handler)});
         return nullptr;
     }
-    bool post(const host::Notification&) override { return false; }
+    bool post(const host::Notification& notification) override {
+        return posted.push_back(notification), true;
+    }
+
+    /// Delivers a notification of another program.
+    void deliver(const host::Notification& notification) const {
+        for (const Observer& observer : observers) {
+            if (observer.name == notification.name &&
+                observer.object.value_or(notification.object) == notification.object) {
+                observer.handler(notification);
+            }
+        }
+    }
 
     struct Observer {
         std::string name;
@@ -155,6 +172,7 @@ public:
         std::function<void(const host::Notification&)> handler;
     };
     std::vector<Observer> observers;
+    std::vector<host::Notification> posted;
 };
 
 class FakeRunningApplications : public host::RunningApplications {

@@ -58,12 +58,55 @@ TEST_F(AppDelegateTest, TheMenuIsHiddenUntilTheHotKeyOrTheUserShowsIt) {
     EXPECT_EQ(ui.keys.handler(host::HotKeys::kPressed), 0);
     EXPECT_NE(ui.bar.menu, nullptr);
     EXPECT_EQ(ui.keys.handler(4), -9874);
+}
 
-    const auto& openPreferences = notifications.observers.back();
-    EXPECT_EQ(openPreferences.name, "com.korvane.remote.ShowGUIAgentSettings");
-    EXPECT_EQ(openPreferences.object, "com.korvane.remote.GUIAgentSettings");
-    openPreferences.handler({});
-    EXPECT_EQ(ui.dialog.title, "SettingsDialogTitle");
+TEST_F(AppDelegateTest, OtherProgramsOpenItsDialogs) {
+    launch();
+    for (const auto& [dialog, title] :
+         {std::pair("Settings", "SettingsDialogTitle"), {"Status", "StatusDialogTitle"}}) {
+        notifications.deliver(
+            {"com.korvane.remote.ShowGUIAgent"s + dialog, "com.korvane.remote.GUIAgent"s + dialog, {}});
+        EXPECT_EQ(ui.dialog.title, title);
+    }
+    EXPECT_THAT(notifications.posted, IsEmpty()) << "nobody wants an answer";
+}
+
+TEST_F(AppDelegateTest, AMissingHotKeyIsToldInTheStatus) {
+    ui.keys.result = host::HotKeys::kTaken;
+    launch();
+    EXPECT_TRUE(env.log.contains("RegisterEventHotKey failed: -9878"));
+    app.mainController().showServiceStatus();
+    EXPECT_EQ(ui.dialog.lines.back().text, "HotKeyMissing");
+}
+
+TEST_F(AppDelegateTest, AHotKeyThatIsRefusedLaterIsToldInTheStatus) {
+    launch();
+    app.mainController().showServiceStatus();
+    EXPECT_EQ(ui.dialog.lines.back().id, "StatusStateLabel");
+    EXPECT_EQ(ui.keys.handler(host::HotKeys::kRefused), 0);
+    EXPECT_EQ(ui.dialog.lines.back().text, "HotKeyMissing");
+    EXPECT_EQ(ui.keys.handler(host::HotKeys::kGranted), 0);
+    EXPECT_EQ(ui.dialog.lines.back().id, "StatusStateLabel");
+}
+
+TEST_F(AppDelegateTest, NoticesAreAboutTheSessionAndTheService) {
+    using State = AppDelegate::AppState;
+    launch();
+    app.updateAppState(State::Online, ServiceState::Online);
+    app.updateAppState(State::Controlled, ServiceState::Online);
+    for (int i = 0; i < 2; ++i) { // the second time without a notice
+        update(ServiceState::Offline);
+        env.clock.advance(61s);
+        update(ServiceState::Offline);
+        app.updateAppState(State::Online, ServiceState::Online);
+        update(ServiceState::Offline);
+        app.stopServiceCompletedWithStatus(0);
+        ui.machine.announce(Event::WillSleep);
+        ui.machine.announce(Event::DidWake);
+    }
+    EXPECT_THAT(ui.notices,
+                ElementsAre("NoticeSession: NoticeSessionBegan", "NoticeService: NoticeServiceAway",
+                            "NoticeService: NoticeServiceBack", "NoticeSession: NoticeSessionEnded"));
 }
 
 TEST_F(AppDelegateTest, AnOldSystemHasNoPermissionsItem) {

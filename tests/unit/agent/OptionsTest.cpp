@@ -16,6 +16,9 @@ TEST(Options, AreUnderstoodInAnyOrder) {
     EXPECT_EQ(options.root, "/tmp/x");
     EXPECT_EQ(options.frontEnd, host::FrontEnd::None);
     EXPECT_FALSE(std::get<Options>(parse({})).frontEnd);
+    EXPECT_FALSE(std::get<Options>(parse({})).show);
+    EXPECT_EQ(std::get<Options>(parse({"--show", "settings"})).show, RequestedDialog::Settings);
+    EXPECT_EQ(std::get<Options>(parse({"--show", "status"})).show, RequestedDialog::Status);
 }
 
 TEST(Options, MistakesAreNamed) {
@@ -24,6 +27,7 @@ TEST(Options, MistakesAreNamed) {
         {{"x"}, "unknown option: x"},
         {{"--root", ""}, "--root needs a folder"},
         {{"--ui", "gtk"}, "--ui takes desktop, terminal or none, not gtk"},
+        {{"--show", "Status"}, "--show takes settings or status, not Status"},
         {{"--root", "/x", "--ui"}, "--ui needs a value"},
     };
     for (const auto& [arguments, problem] : cases) {
