@@ -26,8 +26,9 @@ class Console:
         self.text = ""
         self._ours = ours
         # The system's Python, which has the module for the prompt.
-        self.process = subprocess.Popen(["/usr/bin/python3", SANDBOX, "--build", box.build], **streams,
-                                        env={**os.environ, "XDG_CACHE_HOME": str(box.root), "TERM": "xterm"})
+        self.process = subprocess.Popen(
+            ["/usr/bin/python3", SANDBOX, "--build", box.build, "--ui", "terminal"], **streams,
+            env={**os.environ, "XDG_CACHE_HOME": str(box.root), "TERM": "xterm"})
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
 
