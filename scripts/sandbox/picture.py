@@ -32,8 +32,8 @@ class Picture:
     @classmethod
     def take(cls, box):
         pixels = subprocess.run(
-            ["import", "-silent", "-window", "root", "-crop", f"{box.width}x{box.height}+{box.x}+{box.y}", "-depth", "8",
-             "rgb:-"], stdout=subprocess.PIPE, check=True, timeout=30).stdout
+            ["import", "-silent", "-window", "root", "-crop", f"{box.width}x{box.height}+{box.x}+{box.y}",
+             "-depth", "8", "rgb:-"], stdout=subprocess.PIPE, check=True, timeout=30).stdout
         assert len(pixels) == 3 * box.width * box.height, len(pixels)
         return cls(box, pixels)
 
