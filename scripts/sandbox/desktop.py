@@ -9,7 +9,7 @@ import time
 
 import person
 import picture
-from desktop_session import WATCHER
+from desktop_session import BAR, WATCHER, WIDTH
 from sandbox import wait_until
 from scenario import PATIENCE, AgentScenario, Differs, expect
 
@@ -18,6 +18,7 @@ MENU = "com.canonical.dbusmenu"
 TITLES = ["Service Status", "Show Log Files", "-", "Settings", "-", "Permissions", "-", "Start Service", "Stop Service",
           "-", "Hide"]
 STATUS, SETTINGS, PERMISSIONS = "Service Status", "Settings", "Permissions"  # also the titles of the dialogs
+MENU_FRAME = 4  # pixels, around the lines of a menu
 COMES_BACK = 5  # seconds for the item after a change of the panel
 HOT_KEY = "ctrl+super+Up"
 
@@ -65,7 +66,8 @@ class Desktop(AgentScenario):
         tip = self._property("ToolTip")
         words = " ".join(tip[2:])
         expect("Online" in words, f"the tool tip is {tip}")
-        self._seen_by_reader("tool tip", None, "no tool tip is shown")
+        below = picture.Box(icon.x - 200, BAR + 2, 200, 60)
+        self._until(lambda: picture.Picture.take(below).drawn(), "no tool tip is shown")
         self._picture("tool-tip")
         self._leave()
         return f'the tool tip says "{words.strip()}"'
@@ -306,13 +308,24 @@ class Desktop(AgentScenario):
                  properties.get("enabled", True)) for _, properties, _ in entries]
 
     def _choose(self, title, picture_name=None):
-        """Opens the menu by a click of the other button, and clicks at an item."""
-        person.click(self._icon_comes().centre, 3)
-        entry = self._seen_by_reader("menu item", title, f"{title} is not in the menu that is shown")
-        person.point_at(entry.place.centre)
+        """Opens the menu by a click of the other button, and clicks at an item, which is found by counting lines."""
+        icon = self._icon_comes()
+        around = picture.Box(max(0, min(icon.x - 200, WIDTH - 400)), BAR + 2, 400, 300)
+        before = picture.Picture.take(around)
+        person.click(icon.centre, 3)
+
+        def lines():
+            menu = picture.Picture.take(around).changed(before)
+            if not menu:
+                return None
+            found = picture.Picture.take(menu.within(MENU_FRAME)).lines()
+            return (menu, found) if len(found) == len(TITLES) else None
+        menu, found = self._until(lines, "no menu of that many lines is shown")
+        entry = menu.centre[0], found[TITLES.index(title)]
+        person.point_at(entry)
         if picture_name:
             self._picture(picture_name)
-        person.click(entry.place.centre)
+        person.click(entry)
         self._leave()
 
     # Dialogs

@@ -23,21 +23,20 @@ from scenario import PATIENCE, expect
 
 WIDTH, HEIGHT = 1024, 640
 BAR = 30  # the height of the panel and of the tray
-CLOCK = 60  # the width of the panel's right end, which shows the clock
 TRAY = 200  # the width of the tray
 WATCHER = "org.kde.StatusNotifierWatcher"
 LOGIND = "org.freedesktop.login1"
 
-# A bar at the top: an empty space that grows, the items, and a clock whose text is always the same.
+# A bar at the top: a clock whose text is always the same, an empty space that grows, and the items.
 PANEL_SETTINGS = (
     ("/configver", "int", 2), ("/panels", "array", [1]),
     ("/panels/panel-1/position", "string", "p=6;x=0;y=0"), ("/panels/panel-1/position-locked", "bool", "true"),
     ("/panels/panel-1/length", "uint", 100), ("/panels/panel-1/size", "uint", BAR),
     ("/panels/panel-1/plugin-ids", "array", [1, 2, 3]),
-    ("/plugins/plugin-1", "string", "separator"), ("/plugins/plugin-1/expand", "bool", "true"),
-    ("/plugins/plugin-1/style", "uint", 0), ("/plugins/plugin-2", "string", "systray"),
-    ("/plugins/plugin-3", "string", "clock"), ("/plugins/plugin-3/mode", "uint", 2),
-    ("/plugins/plugin-3/digital-layout", "uint", 3), ("/plugins/plugin-3/digital-time-format", "string", "9:41"))
+    ("/plugins/plugin-1", "string", "clock"), ("/plugins/plugin-1/mode", "uint", 2),
+    ("/plugins/plugin-1/digital-layout", "uint", 3), ("/plugins/plugin-1/digital-time-format", "string", "9:41"),
+    ("/plugins/plugin-2", "string", "separator"), ("/plugins/plugin-2/expand", "bool", "true"),
+    ("/plugins/plugin-2/style", "uint", 0), ("/plugins/plugin-3", "string", "systray"))
 
 # Variables that would lead programs to the desktop of the person who runs the scenario, or change their looks.
 FOREIGN = re.compile("WAYLAND_|XDG_|DBUS_|GTK|GDK_|QT_|XAUTHORITY$|SESSION_MANAGER$|DESKTOP_|AT_SPI|NO_AT_BRIDGE$|LC_|"
@@ -132,7 +131,7 @@ class DesktopSession:
 
     def _notices_settings(self):
         file = self.folder / "dunstrc"
-        file.write_text('[global]\n    offset = 20x50\n    font = Sans 10\n    icon_path = ""\n'
+        file.write_text('[global]\n    origin = bottom-right\n    offset = 20x20\n    font = Sans 10\n    icon_path = ""\n'
                         '[urgency_normal]\n    timeout = 0\n[urgency_low]\n    timeout = 0\n')
         return file
 
@@ -145,7 +144,7 @@ class DesktopSession:
             subprocess.run(["xfconf-query", "-c", "xfce4-panel", "-n", "-p", name,
                             *(["-a"] if kind == "array" else []), *values], check=True, timeout=PATIENCE)
         self._bar = self._start("panel", None, "xfce4-panel", "--disable-wm-check", "--sm-client-disable")
-        self.bar_box = Box(WIDTH // 2, 2, WIDTH // 2 - CLOCK, BAR - 4)
+        self.bar_box = Box(WIDTH // 2, 2, WIDTH // 2, BAR - 4)
         expect(wait_until(lambda: self.bus.owner(WATCHER), PATIENCE), "the panel has no watcher of items")
 
     def start_tray(self):

@@ -7,6 +7,7 @@ import subprocess
 from typing import NamedTuple
 
 TOLERANCE = 24  # of each colour channel, for edges that are smoothed
+GAP = 3  # the rows that two lines of a menu have at least between them
 
 
 class Box(NamedTuple):
@@ -16,6 +17,9 @@ class Box(NamedTuple):
     y: int
     width: int
     height: int
+
+    def within(self, margin):
+        return Box(self.x + margin, self.y + margin, self.width - 2 * margin, self.height - 2 * margin)
 
     @property
     def centre(self):
@@ -51,19 +55,37 @@ class Picture:
         """Returns the box, on the screen, of all pixels that do not have the most frequent colour; None when there are
         no such pixels."""
         background = self.colours().most_common(1)[0][0]
-        marked = [(x, y) for y, row in enumerate(self._rows()) for x, colour in enumerate(row)
-                  if differ(colour, background)]
-        if not marked:
-            return None
-        left, right = min(x for x, _ in marked), max(x for x, _ in marked)
-        top, bottom = min(y for _, y in marked), max(y for _, y in marked)
-        return Box(self.box.x + left, self.box.y + top, right - left + 1, bottom - top + 1)
+        return self._box_of((x, y) for y, row in enumerate(self._rows()) for x, colour in enumerate(row)
+                            if differ(colour, background))
+
+    def changed(self, former):
+        """Returns the box, on the screen, of all pixels that differ from an earlier picture; None when none does."""
+        return self._box_of(self._differing(former))
 
     def difference(self, other):
         """Returns how many pixels differ from another picture of the same size."""
+        return sum(1 for _ in self._differing(other))
+
+    def lines(self):
+        """Returns the heights, on the screen, of the middles of what is drawn with empty rows between."""
+        background = self.colours().most_common(1)[0][0]
+        drawn = [y for y, row in enumerate(self._rows()) if any(differ(colour, background) for colour in row)]
+        starts = [at for at, y in enumerate(drawn) if at == 0 or y - drawn[at - 1] > GAP]
+        ends = [*(start - 1 for start in starts[1:]), len(drawn) - 1]
+        return [self.box.y + (drawn[start] + drawn[end]) // 2 for start, end in zip(starts, ends)]
+
+    def _differing(self, other):
         assert self.box[2:] == other.box[2:]
-        return sum(differ(ours, theirs) for our_row, their_row in zip(self._rows(), other._rows())
-                   for ours, theirs in zip(our_row, their_row))
+        return ((x, y) for y, (our_row, their_row) in enumerate(zip(self._rows(), other._rows())) if our_row != their_row
+                for x, (ours, theirs) in enumerate(zip(our_row, their_row)) if differ(ours, theirs))
+
+    def _box_of(self, points):
+        points = list(points)
+        if not points:
+            return None
+        left, right = min(x for x, _ in points), max(x for x, _ in points)
+        top, bottom = min(y for _, y in points), max(y for _, y in points)
+        return Box(self.box.x + left, self.box.y + top, right - left + 1, bottom - top + 1)
 
 
 def differ(one, other):
