@@ -18,6 +18,8 @@ MENU = "com.canonical.dbusmenu"
 TITLES = ["Service Status", "Show Log Files", "-", "Settings", "-", "Permissions", "-", "Start Service", "Stop Service",
           "-", "Hide"]
 STATUS, SETTINGS, PERMISSIONS = "Service Status", "Settings", "Permissions"  # also the titles of the dialogs
+DETAILS = ["Status: Online", "Server: relay01", "Registered as: Sandbox", "Version: 5.0.1",
+           "default", "relay01", "12:00:00", "1", "Yes"]  # as the stand-in daemon tells them
 MENU_FRAME = 4  # pixels, around the lines of a menu
 COMES_BACK = 5  # seconds for the item after a change of the panel
 HOT_KEY = "ctrl+super+Up"
@@ -86,13 +88,13 @@ class Desktop(AgentScenario):
     def click_icon(self):
         person.click(self._icon_comes().centre)
         window = self._window(STATUS)
-        texts = self._texts(STATUS, "Online")
+        self._reads(STATUS, DETAILS)
         self._until(lambda: person.active_window() == window, "the dialog does not take the keys")
         self._leave()
         self._picture("status")
         person.press("Escape")
         self._closed(STATUS)
-        return f"a click at the icon opened the service's status: {', '.join(texts)}"
+        return f"a click at the icon opened the service's status: {', '.join(DETAILS[:4])}, and a table"
 
     def open_menu(self):
         items = self._menu()
@@ -259,7 +261,11 @@ class Desktop(AgentScenario):
 
     def failed(self, step):
         """Returns lines that tell what was on the screen when a step failed."""
-        return [f"picture | {self._picture('FAILED-' + step)}"]
+        agent = self._box.agent
+        lines = [f"picture| {self._picture('FAILED-' + step)}"]
+        if agent and not agent.running:
+            lines.append(f"run    | the agent ended with status {agent.wait(0)}")
+        return lines
 
     # The panel
 
@@ -342,13 +348,15 @@ class Desktop(AgentScenario):
     def _control(self, role, name):
         return self._seen_by_reader(role, name, f"no {role} has the name {name}")
 
-    def _texts(self, title, wanted):
-        """Returns the texts of a dialog, once the wanted one is there."""
+    def _reads(self, title, wanted):
+        """Waits until a dialog has these texts, each behind its label, and the cells of a table."""
         def read():
             dialog = next(each for each in self._session.programs().descendants() if each.name == title)
-            texts = [each.name for each in dialog.descendants() if each.name and each.name != title]
-            return texts if wanted in texts else None
-        return self._until(read, f"{title} does not say {wanted}")
+            seen[:] = [f"{each.name} {each.text}" if each.role == "text" else each.name for each in dialog.descendants()
+                       if each.role in ("text", "cell")]
+            return seen == wanted
+        seen = []
+        expect(wait_until(lambda: _quietly(read), PATIENCE), f"{title} says {seen}")
 
     def _preference(self, key):
         return plistlib.loads(self._box.preferences.read_bytes()).get(key)
