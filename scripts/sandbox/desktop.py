@@ -20,6 +20,7 @@ TITLES = ["Service Status", "Show Log Files", "-", "Settings", "-", "Permissions
 STATUS, SETTINGS, PERMISSIONS = "Service Status", "Settings", "Permissions"  # also the titles of the dialogs
 DETAILS = ["Status: Online", "Server: relay01", "Registered as: Sandbox", "Version: 5.0.1",
            "default", "relay01", "12:00:00", "1", "Yes"]  # as the stand-in daemon tells them
+ICON_PART = 40  # pixels, of an icon that is another
 MENU_FRAME = 4  # pixels, around the lines of a menu
 COMES_BACK = 5  # seconds for the item after a change of the panel
 HOT_KEY = "ctrl+super+Up"
@@ -139,13 +140,14 @@ class Desktop(AgentScenario):
     def be_controlled(self):
         own = re.search(r"\bsession=(\d+)", self._box.tell_daemon("agents"))[1]
         self._push(f"sessions 4711,{own}|user")
-        self._icon_becomes(lambda icon: icon.difference(self._connected) > 40, "the icon does not show the session")
+        self._icon_becomes(lambda icon: icon.coloured() > ICON_PART, "the icon does not show the session")
         begun = self._noticed()
         self._picture("controlled")
         self._push("sessions")
-        self._icon_becomes(lambda icon: icon.difference(self._connected) == 0, "the usual icon does not come back")
+        self._icon_becomes(self._is_usual, "the usual icon does not come back")
         ended = self._noticed()
-        return f'during a remote session the icon was another; notices said "{begun}", then "{ended}"'
+        expect(begun != ended, f"both notices say {begun}")
+        return f'during a remote session the icon was coloured; notices said "{begun}", then "{ended}"'
 
     def hide_and_show(self):
         self._choose("Hide")
@@ -160,13 +162,14 @@ class Desktop(AgentScenario):
         self._mark()
         self._session.announce_sleep(True)
         self._logged("System will sleep, stopping controller")
-        self._icon_becomes(lambda icon: icon.difference(self._connected) > 20, "the icon is not greyed")
+        self._icon_becomes(lambda icon: icon.difference(self._connected) > ICON_PART and not icon.coloured(),
+                           "the icon is not greyed")
         self._picture("asleep")
         self._session.announce_sleep(False)
         self._logged("System did wake up, starting controller")
         self._logged("Service agent registered.")
         self._tells("Online")
-        self._icon_becomes(lambda icon: icon.difference(self._connected) == 0, "the usual icon does not come back")
+        self._icon_becomes(self._is_usual, "the usual icon does not come back")
         return "logind announced a sleep, which greyed the icon; after waking the agent registered again"
 
     def lose_panel(self):
@@ -244,9 +247,11 @@ class Desktop(AgentScenario):
         expect(self._box.tell_daemon("status") is not None, "the daemon pushes no status")
 
     def _noticed(self):
-        """Returns the title of the notice that came after the last `_push`."""
-        line = self._session.notices.record.wait(r"^\tsummary: '", PATIENCE, self._noted)
-        return re.search("'(.*)'", expect(line, "no notice came").text)[1]
+        """Waits until the notice that came after the last `_push` is shown. Returns its text."""
+        line = self._session.notices.record.wait(r"^\tbody: '", PATIENCE, self._noted)
+        text = re.search("'(.*)'", expect(line, "no notice came").text)[1]
+        self._until(lambda: picture.Picture.take(self._session.notices_box).drawn(), "the notice is not shown")
+        return text
 
     def _until(self, condition, difference, seconds=PATIENCE):
         """Waits for a condition, for which a program may not be ready yet."""
@@ -285,8 +290,14 @@ class Desktop(AgentScenario):
         return picture.Picture.take(self._icon_comes())
 
     def _icon_becomes(self, right, difference):
-        box = self._connected.box
-        self._until(lambda: right(picture.Picture.take(box)), difference)
+        """Waits for the right picture in the usual icon's place, which the panel empties for a moment."""
+        def seen():
+            icon = picture.Picture.take(self._connected.box)
+            return icon.drawn() and right(icon)
+        self._until(seen, difference)
+
+    def _is_usual(self, icon):
+        return icon.difference(self._connected) == 0
 
     def _leave(self):
         """Moves the pointer away from the panel, for what it highlights there."""
@@ -314,25 +325,35 @@ class Desktop(AgentScenario):
                  properties.get("enabled", True)) for _, properties, _ in entries]
 
     def _choose(self, title, picture_name=None):
-        """Opens the menu by a click of the other button, and clicks at an item, which is found by counting lines."""
+        """Opens the menu by a click of the other button, and clicks at an item."""
+        place = self._menu_line(title) if self._session.bus.owner(WATCHER) else self._menu_item(title)
+        person.point_at(place)
+        if picture_name:
+            self._picture(picture_name)
+        person.click(place)
+        self._leave()
+
+    def _menu_item(self, title):
+        """Opens the menu that the agent draws, and returns the place of an item."""
+        person.click(self._icon_comes().centre, 3)
+        return self._control("menu item", title).place.centre
+
+    def _menu_line(self, title):
+        """Opens the menu that the panel draws, and returns the place of an item. The panel's menu is not among its
+        accessible objects, so the item is found by counting the lines."""
         icon = self._icon_comes()
         around = picture.Box(max(0, min(icon.x - 200, WIDTH - 400)), BAR + 2, 400, 300)
         before = picture.Picture.take(around)
         person.click(icon.centre, 3)
 
-        def lines():
+        def counted():
             menu = picture.Picture.take(around).changed(before)
             if not menu:
                 return None
             found = picture.Picture.take(menu.within(MENU_FRAME)).lines()
             return (menu, found) if len(found) == len(TITLES) else None
-        menu, found = self._until(lines, "no menu of that many lines is shown")
-        entry = menu.centre[0], found[TITLES.index(title)]
-        person.point_at(entry)
-        if picture_name:
-            self._picture(picture_name)
-        person.click(entry)
-        self._leave()
+        menu, found = self._until(counted, f"no menu of {len(TITLES)} lines is shown")
+        return menu.centre[0], found[TITLES.index(title)]
 
     # Dialogs
 

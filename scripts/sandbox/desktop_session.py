@@ -55,6 +55,7 @@ class DesktopSession:
         self._bar = None  # the panel or the tray
         self.bar_box = None
         self.notices = None
+        self.notices_box = Box(WIDTH - 300, HEIGHT - 100, 300, 100)
 
     def __enter__(self):
         with contextlib.ExitStack() as stack:

@@ -7,6 +7,7 @@ import subprocess
 from typing import NamedTuple
 
 TOLERANCE = 24  # of each colour channel, for edges that are smoothed
+COLOURFUL = 64  # the least difference between two channels of a colour that is not grey
 GAP = 3  # the rows that two lines of a menu have at least between them
 
 
@@ -50,6 +51,10 @@ class Picture:
     def colours(self):
         """Returns how many pixels have each colour."""
         return collections.Counter(colour for row in self._rows() for colour in row)
+
+    def coloured(self):
+        """Returns how many pixels are neither black, white nor grey."""
+        return sum(count for colour, count in self.colours().items() if max(colour) - min(colour) > COLOURFUL)
 
     def drawn(self):
         """Returns the box, on the screen, of all pixels that do not have the most frequent colour; None when there are
