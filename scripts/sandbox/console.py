@@ -15,6 +15,7 @@ agent menu            prints the agent's menu; agent 6 chooses item 6
 agent stop            stops the service; installs a helper first
 daemon state paused   makes the service report that it is paused
 help lists all commands, Tab completes; log on shows the log; quit ends"""
+ON_DESKTOP = "The agent's item is in the panel: click it to see the service's status; its menu has the rest."
 HELP = """\
 agent menu           prints the agent's menu; agent 6 chooses item 6
 agent stop           stops the service; agent start starts it again
@@ -112,8 +113,13 @@ class Console:
         self._screen.show("run", *texts)
 
     def _greet(self):
-        lines = GREETING.format(root=self._box.root).splitlines()
-        self._say(*(line for line in lines if self._ui == "terminal" or not line.startswith("agent ")))
+        self._say(*self._possible(GREETING.format(root=self._box.root)))
+        if self._ui == "desktop":
+            self._say(ON_DESKTOP)
+
+    def _possible(self, text):
+        """Returns the lines of a help, without the commands that only an agent in a terminal takes."""
+        return [line for line in text.splitlines() if self._ui == "terminal" or not line.startswith("agent ")]
 
     # What is heard
 
@@ -177,7 +183,7 @@ class Console:
         elif verb == "status":
             self._say(self._status())
         elif verb == "help":
-            self._say(*HELP.splitlines())
+            self._say(*self._possible(HELP))
         elif verb in USAGE:
             self._say("usage: " + USAGE[verb])
         elif verb:
@@ -223,7 +229,7 @@ class Console:
             box.start_daemon()
         else:
             box.start_agent(self._ui, columns=self._screen.columns)
-            if not self._agent_commands:
+            if self._ui == "terminal" and not self._agent_commands:
                 box.agent.say("help")
         program = box.daemon if name == "daemon" else box.agent
         threading.Thread(target=self._await_end, args=(name, program), daemon=True).start()

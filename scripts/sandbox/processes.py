@@ -36,6 +36,17 @@ def command_lines():
         yield int(entry.parent.name), words
 
 
+def environments():
+    """Yields the id and the variables of every process that this user may look at; of Linux alone. The variables are
+    those that it was started with."""
+    for entry in pathlib.Path("/proc").glob("[0-9]*/environ"):
+        try:
+            variables = entry.read_bytes().decode(errors="replace").split("\0")
+        except OSError:
+            continue
+        yield int(entry.parent.name), dict(each.partition("=")[::2] for each in variables)
+
+
 def resources_of(pid):
     """Returns the numbers of a process's open descriptors and of its threads."""
     if ON_MACOS:

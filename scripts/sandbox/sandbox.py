@@ -35,12 +35,15 @@ def ask(path, command, seconds=5):
 class Sandbox:
     """Owns the folder, the programs that use it and the threads that follow their logs, and ends them all at
     the end of its scope. `listener(name)` returns the function that is called with each line of a program, or
-    None. `user` is the id of the user who runs the programs and owns the folder, if it is another one."""
+    None. `user` is the id of the user who runs the programs and owns the folder, if it is another one. The programs
+    have a session bus for themselves, so that their notifications stay in the sandbox; with `joins_session`, they have
+    that of the desktop, where panels look for items."""
 
-    def __init__(self, build, listener=lambda name: None, user=None):
+    def __init__(self, build, listener=lambda name: None, user=None, joins_session=False):
         self.build = pathlib.Path(build).resolve()
         self._listener = listener
         self._user = user
+        self._joins_session = joins_session
         self.daemon = None
         self.agent = None
         self.log = None
@@ -74,7 +77,8 @@ class Sandbox:
             raise
         if self._user is not None:
             self._give_away()
-        self._start_bus()
+        if not self._joins_session:
+            self._start_bus()
         return self
 
     def _give_away(self):
@@ -92,7 +96,7 @@ class Sandbox:
         shutil.rmtree(self.root, ignore_errors=True)
 
     def _start_bus(self):
-        """Starts a session bus for the sandbox alone, so that notifications stay in it."""
+        """Starts a session bus for the sandbox alone."""
         address = f"unix:path={self.root}/bus"
         try:
             self._bus = Program(["dbus-daemon", "--session", "--nofork", "--print-address", "--address", address],

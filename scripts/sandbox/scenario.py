@@ -22,6 +22,8 @@ def expect(condition, difference):
 class AgentScenario:
     """Gives the agent commands, and waits for what its log and its terminal say after the last one."""
 
+    ui = "terminal"  # the agent's front end
+
     def __init__(self, box):
         self._box = box
         self._said = 0.0  # when the last command was given
@@ -30,7 +32,7 @@ class AgentScenario:
 
     def _start_agent(self, bundle=None, environment=None):
         self._seen, self._shown = len(self._box.log.record), 0
-        self._box.start_agent("terminal", bundle, environment)
+        self._box.start_agent(self.ui, bundle, environment)
         self._logged("Registering service agent")
 
     def _end_agent(self):
@@ -61,6 +63,10 @@ class AgentScenario:
     def _shows(self, state):
         return self._printed(rf"(?i)^status: {state}\b")
 
+    def failed(self, _step):
+        """Called after the step that failed. Returns lines that tell more."""
+        return []
+
     def _daemon(self):
         """Returns the id of the daemon's process, or None."""
         return next(iter(self._box.serving("service-daemon")), None)
@@ -74,7 +80,7 @@ def play(kind, box):
             print("ok  ", step(scenario), flush=True)
         except Differs as difference:
             print("FAIL", f"{step.__name__}: {difference}", flush=True)
-            for line in box.last_lines(15):
+            for line in [*scenario.failed(step.__name__), *box.last_lines(15)]:
                 print("    ", line)
             return 1
     return 0

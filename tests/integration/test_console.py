@@ -25,9 +25,11 @@ class Console:
     def __init__(self, box, ours, **streams):
         self.text = ""
         self._ours = ours
-        # The system's Python, which has the module for the prompt.
-        self.process = subprocess.Popen(["/usr/bin/python3", SANDBOX, "--build", box.build], **streams,
-                                        env={**os.environ, "XDG_CACHE_HOME": str(box.root), "TERM": "xterm"})
+        # The system's Python, which has the module for the prompt. A display that does not answer is not used.
+        self.process = subprocess.Popen(
+            ["/usr/bin/python3", SANDBOX, "--build", box.build], **streams,
+            env={**os.environ, "XDG_CACHE_HOME": str(box.root), "TERM": "xterm", "DISPLAY": ":4711",
+                 "WAYLAND_DISPLAY": "none"})
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
 
