@@ -4,7 +4,7 @@
 
 #include "basic/SystemSleepMonitor.h"
 #include "core/system/FSysInfoPaths.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "remote/platform/RemoteServiceConnector.h"
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
 #include "remote/platform/settings/RemoteServiceSettings.h"
@@ -171,7 +171,7 @@ struct AgentEnvironment {
     NoPointer pointer;
     SystemSleepMonitor sleepMonitor{power, pointer, loop};
     ManualWorkQueue toolQueue;
-    host::XmlPropertyList propertyList;
+    host::PortablePropertyList propertyList;
     RemoteAppSuitePrefs preferences{"com.korvane.remote", propertyList};
     RemoteServiceSettings settings{preferences};
     RemoteServiceConnector::Environment connector{loop,   clock,   toolQueue,    runner,  bundle,

@@ -3,7 +3,7 @@
 #include "host/linux/LinuxPrivilegedJobs.h"
 #include "core/system/FSysInfoPaths.h"
 #include "host/linux/helper-installer/HelperProcess.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
@@ -73,7 +73,7 @@ protected:
     CapturedLog log_;
     host::PollMainLoop loop_;
     host::PosixProcessRunner runner_{loop_};
-    host::XmlPropertyList propertyLists_;
+    host::PortablePropertyList propertyLists_;
     host::AppBundle bundle_{folder_.file("Agent.app"), propertyLists_};
     host::LinuxPrivilegedJobs jobs_{bundle_, runner_, propertyLists_};
     std::unique_ptr<PrivilegedJobs::Authorization> authorization_;

@@ -5,7 +5,7 @@
 #include "host/linux/LinuxSessionInfo.h"
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/LogindConsoleUser.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/LanguageTag.h"
 #include "host/posix/SandboxPrivacy.h"
 #include "tests/support/PrivateBus.h"
@@ -65,7 +65,7 @@ TEST(SandboxPrivacy, GrantsWhatItsFileDoesNotRefuse) {
     const TemporaryFolder root;
     Kvs::FSysInfoPaths::setRoot(root.path());
     fs::create_directories(root.file("var/db"));
-    const host::XmlPropertyList propertyLists;
+    const host::PortablePropertyList propertyLists;
     host::SandboxPrivacy privacy("KvnGUIAgent", propertyLists);
     const std::string own = "<dict><key>KvnGUIAgent</key>";
     const struct {
