@@ -132,15 +132,6 @@ TEST_F(RemoteServiceConnectorTest, LaunchesTheClientAfterADelayAndReportsIt) {
     EXPECT_THAT(env.runner.launched, ElementsAre(std::pair("/opt/fails", arguments)));
 }
 
-TEST_F(RemoteServiceConnectorTest, AScheduledLaunchHappensAfterTheConnectorIsDropped) {
-    FakeService service;
-    execute("/opt/client");
-    connector->close();
-    connector = std::make_shared<RemoteServiceConnector>(env.connector, delegate, limit);
-    env.loop.advance(1s);
-    EXPECT_TRUE(waitUntil([&] { return service.count("<ClientLauched") == 1; }));
-}
-
 TEST_F(RemoteServiceConnectorTest, CarriesOutAtMostThirtyTwoLaunchesInTenMinutes) {
     FakeService service;
     connector->requestServiceStatus({});
