@@ -59,6 +59,7 @@ TEST(FIOGFile, MovesAndMixesReadsWithWrites) {
     EXPECT_EQ(read(100), "AB456789");
     EXPECT_TRUE(file.EOS());
     EXPECT_EQ(file.write("+", 1, done), 0);
+    EXPECT_EQ(file.Size(), 11);
     EXPECT_EQ(file.moveTo(-1), EINVAL);
     EXPECT_EQ(file.Position(), 11);
     EXPECT_EQ(file.moveBegin(), 0);
