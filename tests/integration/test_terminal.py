@@ -22,7 +22,7 @@ CTRL_Q, CTRL_S = b"\x11", b"\x13"
 class Terminal:
     """A terminal of 80 columns with a shell, which starts the agent."""
 
-    def __init__(self, box, environment=None):
+    def __init__(self, box):
         self.text = ""
         self._ours, self._theirs = pty.openpty()
         fcntl.ioctl(self._theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 80, 0, 0))
@@ -31,7 +31,7 @@ class Terminal:
         self._shell = subprocess.Popen(
             ["/bin/bash", "--norc", "--noprofile", "--noediting", "-i"], stdin=self._theirs, stdout=self._theirs,
             stderr=self._theirs, start_new_session=True, preexec_fn=self._take_terminal,
-            env={**os.environ, **box._environment, "TERM": "xterm", "PS1": "shell$ ", **(environment or {})})
+            env={**os.environ, **box._environment, "TERM": "xterm", "PS1": "shell$ "})
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
         self.types(f"{agent}; echo status=$?\n".encode(), "> $", 30)
