@@ -134,8 +134,11 @@ TEST(LinuxRunningApplications, KnowsTheInstancesOfItsProgramAndRoot) {
     const pid_t relative = start(program, {"--root", fs::relative(root).string() + "/", "wait"});
     const pid_t elsewhere = start(program, {"--root", folder.path(), "wait"});
     const pid_t stranger = start(INSTANCE_SAMPLE, {"wait"}); // another file
-    EXPECT_EQ(instances({"list"}), (Pids{0, old, current}));
-    EXPECT_EQ(instances({"--root", root, "list"}), (Pids{0, absolute, relative}));
+    // A program that is being started has no arguments yet.
+    EXPECT_TRUE(waitUntil([&] {
+        return instances({"--root", root, "list"}) == Pids{0, absolute, relative};
+    }));
+    EXPECT_TRUE(waitUntil([&] { return instances({"list"}) == Pids{0, old, current}; }));
 
     for (const pid_t other : {absolute, elsewhere, stranger, getpid(), pid_t{0}, pid_t{-1}}) {
         EXPECT_EQ(end(other), 1) << other;
