@@ -61,6 +61,20 @@ TEST_F(KvnRemoteServiceCtrlTest, CanOpenAPipeForEveryRequestAndCloseItAfterOneDe
     EXPECT_EQ(env.log.count("event: status 3"), 2U);
 }
 
+TEST_F(KvnRemoteServiceCtrlTest, RequestsShareAPipeUntilItFails) {
+    {
+        FakeService service(answerAsOnlineService);
+        EXPECT_EQ(client.requestServiceStatus(1), kSuccess);
+        EXPECT_EQ(client.requestServiceStatus(2), kSuccess);
+        ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 2; }));
+        EXPECT_EQ(env.log.count("connection accepted"), 1U);
+    }
+    ASSERT_TRUE(waitForLines("event: error 54"));
+    FakeService service(answerAsOnlineService);
+    EXPECT_EQ(client.requestServiceStatus(3), kSuccess);
+    EXPECT_TRUE(waitForLines("event: status 3"));
+}
+
 TEST_F(KvnRemoteServiceCtrlTest, ClosingWaitsForTheHandlerOfAnError) {
     struct SlowHandler {
         void take(KvnRemoteServiceCtrl*, Kvs::_FRConnectionError&) {
