@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/PollMainLoop.h"
 #include "tests/support/PrivateBus.h"
 
@@ -11,7 +11,7 @@
 namespace kvn::test {
 
 using Loops = testing::Types<host::PollMainLoop>;
-using PropertyLists = testing::Types<host::XmlPropertyList>;
+using PropertyLists = testing::Types<host::PortablePropertyList>;
 
 template <class Loop>
 std::unique_ptr<host::MainLoop> makeLoop() {
