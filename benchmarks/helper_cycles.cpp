@@ -10,7 +10,7 @@
 #include "core/system/FSysInfoPaths.h"
 #include "host/linux/LinuxPrivilegedJobs.h"
 #include "host/linux/helper-installer/HelperProcess.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
@@ -191,7 +191,7 @@ private:
     const std::string tool_ = root_ + "/Library/PrivilegedHelperTools/" + kLabel;
     host::PollMainLoop loop_;
     host::PosixProcessRunner runner_{loop_};
-    host::XmlPropertyList propertyLists_;
+    host::PortablePropertyList propertyLists_;
     test::FakeSleeper sleeper_;
     Agent older_{*this, makeBundle(folder_.file("Older.app"), kOlder)};
     Agent newer_{*this, makeBundle(folder_.file("Newer.app"), VERSION)};

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 
 #include "fuzz/Fuzz.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 
 using kvn::fuzz::require;
 
 /// Takes the bytes as a property list.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace kvn::host;
-    const XmlPropertyList lists;
+    const PortablePropertyList lists;
     const auto read = lists.parse(kvn::fuzz::textOf(data, size));
     if (const auto* error = std::get_if<Error>(&read)) {
         require(!error->reason.empty(), "an error without a reason");

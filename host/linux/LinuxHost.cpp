@@ -15,13 +15,13 @@
 #include "host/linux/SessionBusNotifications.h"
 #include "host/linux/Unavailable.h"
 #include "host/none/NoInput.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
+#include "host/posix/BackgroundWork.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
 #include "host/posix/SandboxPrivacy.h"
 #include "host/posix/SystemTime.h"
-#include "host/posix/ThreadWorkQueue.h"
 
 #include <filesystem>
 #include <system_error>
@@ -57,31 +57,16 @@ Host makeHost(FrontEnd frontEnd) {
     host.systemInfo = std::make_unique<LinuxSystemInfo>();
     host.sessionInfo = std::make_unique<LinuxSessionInfo>();
     auto runner = std::make_unique<PosixProcessRunner>(*host.mainLoop);
-    host.propertyList = std::make_unique<XmlPropertyList>();
+    host.propertyList = std::make_unique<PortablePropertyList>();
     host.bundle = std::make_unique<AppBundle>(ownBundlePath(), *host.propertyList,
                                               host.systemInfo->preferredLanguages());
     const auto sessionBus = std::make_shared<BusConnection>(*host.mainLoop, BusConnection::Bus::Session);
     const auto systemBus = std::make_shared<BusConnection>(*host.mainLoop, BusConnection::Bus::System);
     host.powerManagement = std::make_unique<LinuxPowerManagement>(*host.mainLoop, sessionBus, systemBus);
     host.pointer = std::make_unique<NoPointer>();
-    auto sleeper = std::make_unique<InterruptibleSleeper>();
     auto jobs = std::make_unique<LinuxPrivilegedJobs>(*host.bundle, *runner, *host.propertyList);
-    auto queue = std::make_unique<ThreadWorkQueue>();
-    auto toolQueue = std::make_unique<ThreadWorkQueue>();
-    host.endBackgroundWork = [runner = runner.get(), sleeper = sleeper.get(), jobs = jobs.get(),
-                              queue = queue.get(), toolQueue = toolQueue.get()] {
-        runner->endRuns();
-        sleeper->interrupt();
-        jobs->interrupt();
-        queue->end();
-        toolQueue->end();
-    };
-    host.processRunner = std::move(runner);
-    host.sleeper = std::move(sleeper);
-    host.privilegedJobs = std::move(jobs);
+    addBackgroundWork(host, std::move(runner), std::move(jobs));
     host.scriptRunner = std::make_unique<NoScriptRunner>();
-    host.workQueue = std::move(queue);
-    host.toolQueue = std::move(toolQueue);
     host.consoleUser = std::make_unique<LogindConsoleUser>(*host.mainLoop, systemBus);
     host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner, sessionBus, systemBus);
     host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop, sessionBus);

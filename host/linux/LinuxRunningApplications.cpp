@@ -55,11 +55,12 @@ bool isOwnChild(const fs::path& entry) {
 }
 
 /// Returns the root that the process uses, from its arguments; an empty one for the real file system. Returns
-/// nullopt when the arguments cannot be read.
+/// nullopt when the arguments cannot be read, and while there are none: the system sets them up last when it
+/// starts a program.
 std::optional<fs::path> rootOf(const fs::path& entry) {
     constexpr std::size_t kLongestArguments = std::size_t{2} << 20; // the system's default limit
     const auto arguments = Kvs::fReadFile((entry / "cmdline").string(), kLongestArguments);
-    if (!arguments) {
+    if (!arguments || arguments->empty()) {
         return std::nullopt;
     }
     std::error_code ignored;

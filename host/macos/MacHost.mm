@@ -16,10 +16,10 @@
 #include "host/macos/MacWorkspace.h"
 #include "host/none/NoInput.h"
 #include "host/posix/AppBundle.h"
+#include "host/posix/BackgroundWork.h"
 #include "host/posix/PosixProcessRunner.h"
 #include "host/posix/SandboxPrivacy.h"
 #include "host/posix/SystemTime.h"
-#include "host/posix/ThreadWorkQueue.h"
 #include "host/posix/ToolScriptRunner.h"
 
 #import <ApplicationServices/ApplicationServices.h>
@@ -48,24 +48,8 @@ Host makeHost(FrontEnd frontEnd) {
     host.bundle = std::make_unique<AppBundle>(stdString(NSBundle.mainBundle.bundlePath), *host.propertyList,
                                               host.systemInfo->preferredLanguages());
     host.powerManagement = std::make_unique<MacPowerManagement>(*host.mainLoop);
-    auto sleeper = std::make_unique<InterruptibleSleeper>();
-    auto jobs = std::make_unique<MacPrivilegedJobs>();
-    auto queue = std::make_unique<ThreadWorkQueue>();
-    auto toolQueue = std::make_unique<ThreadWorkQueue>();
-    host.endBackgroundWork = [runner = runner.get(), sleeper = sleeper.get(), jobs = jobs.get(),
-                              queue = queue.get(), toolQueue = toolQueue.get()] {
-        runner->endRuns();
-        sleeper->interrupt();
-        jobs->interrupt();
-        queue->end();
-        toolQueue->end();
-    };
-    host.processRunner = std::move(runner);
-    host.sleeper = std::move(sleeper);
-    host.privilegedJobs = std::move(jobs);
+    addBackgroundWork(host, std::move(runner), std::make_unique<MacPrivilegedJobs>());
     host.scriptRunner = std::make_unique<ToolScriptRunner>(*host.processRunner, "/usr/bin/osascript");
-    host.workQueue = std::move(queue);
-    host.toolQueue = std::move(toolQueue);
     host.consoleUser = std::make_unique<MacConsoleUser>(*host.mainLoop);
     host.workspace = std::make_unique<MacWorkspace>(*host.mainLoop);
     host.notifications = makeDistributedNotifications(*host.mainLoop);

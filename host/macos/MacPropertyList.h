@@ -2,24 +2,24 @@
 
 #pragma once
 
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 
 #import <Foundation/Foundation.h>
 
 namespace kvn::host {
 
 /// Reads the XML, the binary and the old text form; writes XML. The system turns the other forms into XML,
-/// which `XmlPropertyList` reads and writes: the system's own reader takes control characters, and would
+/// which `PortablePropertyList` reads and writes: the system's own reader takes control characters, and would
 /// stop at no depth that the interface names.
 class MacPropertyList final : public PropertyList {
 public:
     std::variant<PropertyValue, Error> parse(std::string_view bytes) const override;
     std::variant<std::string, Error> write(const PropertyValue& value) const override {
-        return xml_.write(value);
+        return portable_.write(value);
     }
 
 private:
-    const XmlPropertyList xml_;
+    const PortablePropertyList portable_;
 };
 
 /// Converts a property list that the system returned. Any thread.

@@ -13,7 +13,7 @@ constexpr const char* kDomain = "PropertyList";
 
 std::variant<PropertyValue, Error> MacPropertyList::parse(std::string_view bytes) const {
     if (bytes.size() > kMaxBytes || readsPropertyListForm(bytes)) {
-        return xml_.parse(bytes);
+        return portable_.parse(bytes);
     }
     @autoreleasepool {
         NSError* error = nil;
@@ -39,7 +39,7 @@ std::variant<PropertyValue, Error> propertyValueOf(id propertyList) {
         if (!data) {
             return errorOf(error, kDomain);
         }
-        return XmlPropertyList().parse({static_cast<const char*>(data.bytes), data.length});
+        return PortablePropertyList().parse({static_cast<const char*>(data.bytes), data.length});
     }
 }
 

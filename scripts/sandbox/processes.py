@@ -1,15 +1,13 @@
 # SPDX-License-Identifier: MIT
 
-"""What Linux and macOS know about processes and sockets, each in its own way."""
+"""What Linux and macOS know about processes, each in its own way."""
 
 import ctypes
-import fcntl
 import os
 import pathlib
 import struct
 import subprocess
 import sys
-import termios
 
 ON_MACOS = sys.platform == "darwin"
 NO_AUDIT_SESSION = 0xFFFFFFFF
@@ -66,9 +64,3 @@ def login_session_of(pid):
     audit = pathlib.Path(f"/proc/{pid}/sessionid")
     number = int(audit.read_text()) if audit.exists() else NO_AUDIT_SESSION
     return os.getsid(pid) if number == NO_AUDIT_SESSION else number
-
-
-def unread(connection):
-    """Returns how many bytes were sent to the peer that it has not read. macOS does not tell: there, all but what the
-    peer's buffer holds has been read when a send returns."""
-    return 0 if ON_MACOS else struct.unpack("i", fcntl.ioctl(connection, termios.TIOCOUTQ, bytes(4)))[0]

@@ -3,7 +3,7 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/ProgramOptions.h"
 #include "host/DistributedNotifications.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/SandboxPrivacy.h"
 
@@ -61,7 +61,7 @@ int run(const Kvs::ProgramOptions& options) {
     }
     const char* root = std::getenv("KVN_REMOTE_ROOT");
     Kvs::FSysInfoPaths::setRoot(options.value("--root").value_or(root ? root : ""));
-    const host::XmlPropertyList propertyLists;
+    const host::PortablePropertyList propertyLists;
     host::SandboxPrivacy privacy(kProgram, propertyLists);
     if (options.has(kRequestAccessibility)) {
         privacy.isAccessibilityTrusted(true);

@@ -5,7 +5,7 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/PosixDifferences.h"
 #include "core/system/ReadFile.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/PollUntil.h"
 #include "standins/LocalSocket.h"
 
@@ -39,7 +39,7 @@ std::vector<std::string> programArguments() {
     if (!content) {
         throw std::system_error(errno, std::generic_category(), path);
     }
-    const auto list = host::XmlPropertyList().parse(*content);
+    const auto list = host::PortablePropertyList().parse(*content);
     if (const auto* error = std::get_if<host::Error>(&list)) {
         throw std::runtime_error(path + ": " + error->reason);
     }

@@ -4,7 +4,7 @@
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/ProgramOptions.h"
 #include "host/executable/EmbeddedInfoList.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/PollMainLoop.h"
 #include "standins/privileged-helper/Helper.h"
 
@@ -34,7 +34,7 @@ std::string versionOf(const std::string& executable) {
     if (const auto* error = std::get_if<host::Error>(&text)) {
         throw std::runtime_error(executable + ": " + error->reason);
     }
-    const auto list = host::XmlPropertyList().parse(std::get<std::string>(text));
+    const auto list = host::PortablePropertyList().parse(std::get<std::string>(text));
     if (const auto* value = std::get_if<host::PropertyValue>(&list)) {
         const auto* entries = value->as<host::PropertyValue::Dictionary>();
         const auto entry = entries ? entries->find("CFBundleVersion") : decltype(entries->end()){};

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/PollMainLoop.h"
 #include "tests/support/PrivateBus.h"
 
@@ -19,7 +19,7 @@ using Loops = testing::Types<host::PollMainLoop, host::QtMainLoop>;
 #else
 using Loops = testing::Types<host::PollMainLoop>;
 #endif
-using PropertyLists = testing::Types<host::XmlPropertyList>;
+using PropertyLists = testing::Types<host::PortablePropertyList>;
 
 template <class Loop>
 std::unique_ptr<host::MainLoop> makeLoop() {

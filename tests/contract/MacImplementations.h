@@ -14,7 +14,7 @@ namespace kvn::test {
 
 struct MacApplicationLoop {}; // a MacMainLoop with an application
 using Loops = testing::Types<host::PollMainLoop, host::MacMainLoop, MacApplicationLoop>;
-using PropertyLists = testing::Types<host::XmlPropertyList, host::MacPropertyList>;
+using PropertyLists = testing::Types<host::PortablePropertyList, host::MacPropertyList>;
 
 /// Returns null for a loop with an application if no window server answers, or if this process has had one:
 /// an application is launched once.

@@ -16,13 +16,13 @@ import time
 from harness import expect, main
 from sandbox import wait_until
 
-CTRL_D, CTRL_Q, CTRL_S, CTRL_U, CTRL_Z, UP = b"\4", b"\x11", b"\x13", b"\x15", b"\x1a", b"\033[A"
+CTRL_Q, CTRL_S, CTRL_Z = b"\x11", b"\x13", b"\x1a"
 
 
 class Terminal:
     """A terminal of 80 columns with a shell, which starts the agent."""
 
-    def __init__(self, box, environment=None):
+    def __init__(self, box):
         self.text = ""
         self._ours, self._theirs = pty.openpty()
         fcntl.ioctl(self._theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 80, 0, 0))
@@ -31,7 +31,7 @@ class Terminal:
         self._shell = subprocess.Popen(
             ["/bin/bash", "--norc", "--noprofile", "--noediting", "-i"], stdin=self._theirs, stdout=self._theirs,
             stderr=self._theirs, start_new_session=True, preexec_fn=self._take_terminal,
-            env={**os.environ, **box._environment, "TERM": "xterm", "PS1": "shell$ ", **(environment or {})})
+            env={**os.environ, **box._environment, "TERM": "xterm", "PS1": "shell$ "})
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
         self.types(f"{agent}; echo status=$?\n".encode(), "> $", 30)
@@ -106,20 +106,6 @@ def a_stopped_terminal_holds_nothing_up(box, terminal):
 
 
 @with_terminal
-def typed_text_survives_what_is_printed(box, terminal):
-    terminal.types(b"men", "men")
-    start = len(terminal.text)
-    box.tell_daemon("state paused")
-    terminal.shows(r"\r\033\[Jstatus: Paused [^>]*\r\n> men", start)
-    terminal.types(b"\t\r", "== Menu ==")
-    terminal.types(b"Show\t", "> Show Log Files$|ow Log Files$")
-    terminal.types(CTRL_U + UP + b"\r", "== Menu ==")
-    terminal.types(b"s\t", r"set, settings, show, sleep, start, status, stop\r\n> s$")
-    terminal.types(CTRL_U + CTRL_D, "status=0")
-    expect(wait_until(lambda: terminal.settings == terminal.before, 5), "the terminal has other settings")
-
-
-@with_terminal
 def the_shell_gets_its_terminal_when_it_stops_the_agent(box, terminal):
     terminal.types(b"abc", "abc")
     terminal.types(CTRL_Z, r"Stopped[\s\S]*shell\$ $")
@@ -131,17 +117,4 @@ def the_shell_gets_its_terminal_when_it_stops_the_agent(box, terminal):
     expect(wait_until(lambda: terminal.settings == terminal.before, 5), "the terminal has other settings")
 
 
-def menu_and_dialogs_speak_one_language(box):
-    box.start_daemon()
-    for languages, menu, settings in (("de_AT", "Menü", "Einstellungen"), ("sv:de", "Menu", "Settings")):
-        box.start_agent("terminal", environment={"LC_ALL": "de_DE.UTF-8", "LANGUAGE": languages})
-        expect(box.agent.record.wait("^status: Online ", 20), "the service is not online")
-        for command, pattern in (("menu", f"^== {menu} ==$"), ("3", f"^ok: {settings}$"), ("", f"^== {settings} ==$"),
-                                 ("close", "^ok$"), ("bad", "^error: unknown command: bad")):
-            box.agent.say(command)
-            expect(box.agent.record.wait(pattern, 20), f"{languages}: not shown: {pattern}")
-        box.agent.end()
-
-
-main([a_stopped_terminal_holds_nothing_up, typed_text_survives_what_is_printed,
-      the_shell_gets_its_terminal_when_it_stops_the_agent, menu_and_dialogs_speak_one_language])
+main([a_stopped_terminal_holds_nothing_up, the_shell_gets_its_terminal_when_it_stops_the_agent])

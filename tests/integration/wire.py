@@ -7,7 +7,6 @@ import selectors
 import socket
 import threading
 
-from processes import unread
 from record import Record
 
 CLIENT = "Kvn30RemoteClient"
@@ -44,11 +43,6 @@ class WireServer:
         with self._lock:
             for peer in list(self._peers):
                 self._send(peer, [data])
-
-    def all_taken(self):
-        """Returns true if the peers have read everything that was sent to them."""
-        with self._lock:
-            return not any(unread(peer) for peer in self._peers)
 
     @property
     def connected(self):

@@ -4,7 +4,8 @@
 
 #include "basic/SystemSleepMonitor.h"
 #include "core/system/FSysInfoPaths.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/none/NoInput.h"
+#include "host/plist/PortablePropertyList.h"
 #include "remote/platform/RemoteServiceConnector.h"
 #include "remote/platform/settings/RemoteAppSuitePrefs.h"
 #include "remote/platform/settings/RemoteServiceSettings.h"
@@ -131,13 +132,6 @@ public:
     void cancelPowerChange(std::intptr_t) override {}
 };
 
-class NoPointer : public host::Pointer {
-public:
-    host::Point location() const override { return {}; }
-    double mainScreenHeight() const override { return 0; }
-    void postMove(host::Point) override {}
-};
-
 /// A folder that replaces "/" in every fixed path during its scope.
 class TemporaryRoot {
 public:
@@ -168,10 +162,10 @@ struct AgentEnvironment {
     FakeSystemInfo system;
     FakeSessionInfo session;
     NoPowerManagement power;
-    NoPointer pointer;
+    host::NoPointer pointer;
     SystemSleepMonitor sleepMonitor{power, pointer, loop};
     ManualWorkQueue toolQueue;
-    host::XmlPropertyList propertyList;
+    host::PortablePropertyList propertyList;
     RemoteAppSuitePrefs preferences{"com.korvane.remote", propertyList};
     RemoteServiceSettings settings{preferences};
     RemoteServiceConnector::Environment connector{loop,   clock,   toolQueue,    runner,  bundle,

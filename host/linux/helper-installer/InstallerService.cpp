@@ -5,7 +5,7 @@
 #include "core/system/FileDescriptor.h"
 #include "host/linux/helper-installer/HelperInstallation.h"
 #include "host/linux/helper-installer/LinePipe.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
 
@@ -59,7 +59,7 @@ bool serveInstaller(Trust trust) {
     dup2(STDERR_FILENO, STDOUT_FILENO); // no program may write into the pipe of answers
     PollMainLoop mainLoop;
     PosixProcessRunner runner(mainLoop);
-    const XmlPropertyList propertyLists;
+    const PortablePropertyList propertyLists;
     const HelperInstallation installation(runner, propertyLists, agentEnds);
     return agent.write({"ready"}) == 0 && serve(agent, installation, trust);
 }

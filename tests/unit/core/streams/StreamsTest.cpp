@@ -66,42 +66,28 @@ TEST(FIOGFile, MovesAndMixesReadsWithWrites) {
     EXPECT_TRUE(file.BOS());
     EXPECT_EQ(file.moveEnd(), 0);
     EXPECT_EQ(file.Position(), 11);
-    file.close();
-    EXPECT_EQ(file.moveEnd(), EBADF);
-    EXPECT_EQ(file.read(nullptr, 0, done), EBADF);
-}
 
-/// Asks for a file's size, asks again in the report, and destroys the file in the second one.
-struct Asking {
-    void ask() {
-        using Report = FDelegator<Asking, void, FStream*, FResult, std::int64_t, void*>;
-        EXPECT_EQ(file->SizeAsync(std::make_unique<Report>(this, &Asking::report), this), kSuccess);
-    }
-    void report(FStream* stream, FResult result, std::int64_t size, void* context) {
-        EXPECT_TRUE(stream == file.get() && context == this);
-        answers.emplace_back(result, size);
-        if (result == kSuccess) {
-            file->close();
-            ask();
-        } else {
-            file.reset();
+    struct Report {
+        void take(FStream* stream, FResult result, std::int64_t size, void* context) {
+            EXPECT_EQ(stream, context);
+            answer = {result, size};
             finished = true;
         }
+        std::pair<FResult, std::int64_t> answer;
+        std::atomic<bool> finished = false;
+    };
+    using Delegator = FDelegator<Report, void, FStream*, FResult, std::int64_t, void*>;
+    for (const auto& expected : {std::pair(kSuccess, std::int64_t{11}), {EBADF, -1}}) {
+        Report report;
+        EXPECT_EQ(
+            file.SizeAsync(std::make_unique<Delegator>(&report, &Report::take), static_cast<FStream*>(&file)),
+            kSuccess);
+        ASSERT_TRUE(waitUntil([&] { return report.finished.load(); }));
+        EXPECT_EQ(report.answer, expected);
+        file.close();
     }
-
-    std::unique_ptr<FIOGFile> file = std::make_unique<FIOGFile>();
-    std::vector<std::pair<FResult, std::int64_t>> answers;
-    std::atomic<bool> finished = false;
-};
-
-TEST(FIOGFile, ReportsAsynchronousOperations) {
-    const TemporaryFolder folder;
-    writeFile(folder.file("f"), "hello");
-    Asking asking;
-    ASSERT_EQ(asking.file->open(folder.file("f").c_str(), kFileRead), 0);
-    asking.ask();
-    ASSERT_TRUE(waitUntil([&] { return asking.finished.load(); }));
-    EXPECT_THAT(asking.answers, ElementsAre(std::pair(kSuccess, 5), std::pair(EBADF, -1)));
+    EXPECT_EQ(file.moveEnd(), EBADF);
+    EXPECT_EQ(file.read(nullptr, 0, done), EBADF);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "host/executable/EmbeddedInfoList.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "tests/support/Test.h"
 
@@ -145,7 +145,7 @@ TEST_F(EmbeddedInfoList, RefusesOtherFiles) {
 }
 
 TEST_F(EmbeddedInfoList, IsADictionaryOfTheBundlesProgram) {
-    const host::XmlPropertyList propertyLists;
+    const host::PortablePropertyList propertyLists;
     const host::AppBundle bundle(folder_.file("Own.app"), propertyLists);
     fs::create_directories(folder_.file("Own.app/Contents/Library"));
     const std::string program = folder_.file("Own.app/Contents/Library/helper");

@@ -3,7 +3,7 @@
 #include "host/linux/LinuxPrivilegedJobs.h"
 #include "core/system/FSysInfoPaths.h"
 #include "host/linux/helper-installer/HelperProcess.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/PosixProcessRunner.h"
@@ -73,7 +73,7 @@ protected:
     CapturedLog log_;
     host::PollMainLoop loop_;
     host::PosixProcessRunner runner_{loop_};
-    host::XmlPropertyList propertyLists_;
+    host::PortablePropertyList propertyLists_;
     host::AppBundle bundle_{folder_.file("Agent.app"), propertyLists_};
     host::LinuxPrivilegedJobs jobs_{bundle_, runner_, propertyLists_};
     std::unique_ptr<PrivilegedJobs::Authorization> authorization_;
@@ -166,28 +166,7 @@ TEST_F(LinuxPrivilegedJobs, RefusesOtherPrograms) {
     EXPECT_EQ(installedFiles(), 0);
 }
 
-TEST_F(LinuxPrivilegedJobs, KeepsTheFormerHelperWhenTheNewOneDoesNotStart) {
-    ASSERT_EQ(copyRights(), 0);
-    writeFile(root_ + "/helper.mode", "ends");
-    EXPECT_EQ(bless().code, ECHILD);
-    EXPECT_EQ(installedFiles(), 0);
-
-    writeFile(root_ + "/helper.mode", "");
-    ASSERT_EQ(bless().reason, "");
-    const std::string former = readFile(tool_);
-    const pid_t first = helper();
-    writeFile(source_, former + "another");
-    writeFile(root_ + "/helper.mode", "ends-once");
-    const Error error = bless();
-    EXPECT_EQ(error.code, ECHILD);
-    EXPECT_THAT(error.reason, HasSubstr("the former helper runs again"));
-    EXPECT_EQ(readFile(tool_), former);
-    EXPECT_EQ(installedFiles(), 2);
-    EXPECT_TRUE(isGone(first));
-    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(helper()) + "/exe"), tool_);
-}
-
-TEST_F(LinuxPrivilegedJobs, HasSystemdStartTheHelperWhereItRuns) {
+TEST_F(LinuxPrivilegedJobs, HasSystemdStartTheHelperWhereItRunsOrTheFormerOne) {
     fs::create_directories(root_ + "/run/systemd/system");
     makeProgram("systemctl",
                 "echo \"$@\" >>calls\n"
@@ -207,19 +186,26 @@ TEST_F(LinuxPrivilegedJobs, HasSystemdStartTheHelperWhereItRuns) {
     const pid_t first = helper();
     EXPECT_FALSE(log_.contains("has no systemd"));
 
+    const std::string former = readFile(tool_);
+    writeFile(source_, former + "another");
     writeFile(root_ + "/helper.mode", "ends-once");
     fs::remove(root_ + "/calls");
-    EXPECT_EQ(bless().code, ECHILD);
+    const Error error = bless();
+    EXPECT_EQ(error.code, ECHILD);
+    EXPECT_THAT(error.reason, HasSubstr("the former helper runs again"));
+    EXPECT_EQ(readFile(tool_), former);
     EXPECT_EQ(readFile(root_ + "/calls"),
               "stop " + name + "\n" + started + "disable --now " + name + "\n" + started);
     EXPECT_TRUE(isGone(first));
     EXPECT_TRUE(waitUntil([&] { return helper() != first; }));
 
     writeFile(root_ + "/helper.mode", "ends");
-    fs::remove(tool_);
-    fs::remove(unit);
+    for (const std::string& file : {tool_, job_, unit}) {
+        fs::remove(file);
+    }
     EXPECT_EQ(bless().code, ECHILD);
     EXPECT_FALSE(fs::exists(unit));
+    EXPECT_EQ(installedFiles(), 0);
     fs::remove_all(root_ + "/run/systemd");
     host::endHelper(tool_);
 }

@@ -5,7 +5,7 @@
 #include "host/linux/LinuxSessionInfo.h"
 #include "host/linux/LinuxSystemInfo.h"
 #include "host/linux/LogindConsoleUser.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/LanguageTag.h"
 #include "host/posix/SandboxPrivacy.h"
 #include "tests/support/PrivateBus.h"
@@ -65,7 +65,7 @@ TEST(SandboxPrivacy, GrantsWhatItsFileDoesNotRefuse) {
     const TemporaryFolder root;
     Kvs::FSysInfoPaths::setRoot(root.path());
     fs::create_directories(root.file("var/db"));
-    const host::XmlPropertyList propertyLists;
+    const host::PortablePropertyList propertyLists;
     host::SandboxPrivacy privacy("KvnGUIAgent", propertyLists);
     const std::string own = "<dict><key>KvnGUIAgent</key>";
     const struct {
@@ -134,8 +134,11 @@ TEST(LinuxRunningApplications, KnowsTheInstancesOfItsProgramAndRoot) {
     const pid_t relative = start(program, {"--root", fs::relative(root).string() + "/", "wait"});
     const pid_t elsewhere = start(program, {"--root", folder.path(), "wait"});
     const pid_t stranger = start(INSTANCE_SAMPLE, {"wait"}); // another file
-    EXPECT_EQ(instances({"list"}), (Pids{0, old, current}));
-    EXPECT_EQ(instances({"--root", root, "list"}), (Pids{0, absolute, relative}));
+    // A program that is being started has no arguments yet.
+    EXPECT_TRUE(waitUntil([&] {
+        return instances({"--root", root, "list"}) == Pids{0, absolute, relative};
+    }));
+    EXPECT_TRUE(waitUntil([&] { return instances({"list"}) == Pids{0, old, current}; }));
 
     for (const pid_t other : {absolute, elsewhere, stranger, getpid(), pid_t{0}, pid_t{-1}}) {
         EXPECT_EQ(end(other), 1) << other;

@@ -78,20 +78,6 @@ TEST_F(SessionBusNotifications, HandlersMayPostMoreThanAreTakenAtOnce) {
     EXPECT_EQ(take(501).size(), 501U);
 }
 
-TEST_F(SessionBusNotifications, SurvivesItsBus) {
-    const auto observer = observe("name");
-    for (const char* object : {"before", "after"}) {
-        ASSERT_TRUE(bus_.isConnectedSoon());
-        EXPECT_TRUE(notifications_.post({"name", object, {}}));
-        EXPECT_THAT(take(1), ElementsAre(object + ":"s));
-        bus_.stop();
-        ASSERT_TRUE(pumpUntil(bus_.loop(), [this] { return !bus_.connection()->isConnected(); }));
-        EXPECT_FALSE(notifications_.post({"name", "lost", {}}));
-        bus_.start();
-    }
-    EXPECT_EQ(log_.lines().size(), 3U); // lost, found, and lost again
-}
-
 TEST_F(SessionBusNotifications, IgnoresLongOnesAndThoseToThisProgramAlone) {
     ASSERT_TRUE(bus_.isConnectedSoon());
     const auto observer = observe("name");

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 // An application with instances: [--root DIR] wait|list|PID
@@ -27,6 +28,7 @@ int main(int argc, char** argv) {
             std::printf("%d ", process == getpid() ? 0 : static_cast<int>(process));
         }
         kill(child, SIGKILL);
+        waitpid(child, nullptr, 0); // the next program must not find it
         return table.instancesOf("com.other").empty() ? 0 : 1;
     }
     return table.forceTerminate(std::stoi(word)) ? 0 : 1;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "tests/support/Test.h"
 
 namespace kvn::test {
@@ -9,7 +9,7 @@ namespace {
 using namespace host;
 
 std::optional<PropertyValue> parsed(const std::string& text) {
-    auto read = XmlPropertyList().parse(text);
+    auto read = PortablePropertyList().parse(text);
     return read.index() == 0 ? std::optional(std::get<0>(std::move(read))) : std::nullopt;
 }
 
@@ -28,7 +28,7 @@ std::string binary(const std::vector<std::string>& objects) {
 }
 
 // Lists that another program wrote are read in RemoteAppSuitePrefsTest.
-TEST(XmlPropertyList, RefusesBinaryListsThatAreDamagedOrTooLarge) {
+TEST(PortablePropertyList, RefusesBinaryListsThatAreDamagedOrTooLarge) {
     const std::string dictionary = "\xD1\1\2";
     const std::string valid = binary({dictionary, "\x51k", "\xA2\3\4", "\x10\7", "\x61\x20\xAC"});
     const PropertyValue value{PropertyValue::Dictionary{
@@ -78,7 +78,7 @@ TEST(XmlPropertyList, RefusesBinaryListsThatAreDamagedOrTooLarge) {
     }
 }
 
-TEST(XmlPropertyList, TellsTheFormsThatItReads) {
+TEST(PortablePropertyList, TellsTheFormsThatItReads) {
     const std::pair<const char*, bool> cases[] = {
         {"<?xml version", true},
         {"\xEF\xBB\xBF <!-- -->", true},

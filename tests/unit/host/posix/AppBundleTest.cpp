@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "host/posix/AppBundle.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/StringsTable.h"
 #include "tests/support/Test.h"
 
@@ -52,7 +52,7 @@ protected:
     }
 
     TemporaryFolder folder_;
-    host::XmlPropertyList propertyLists_;
+    host::PortablePropertyList propertyLists_;
     CapturedLog log_;
 };
 

@@ -4,7 +4,7 @@
 #include "tests/support/Test.h"
 
 #include "core/system/FileDescriptor.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/terminal/Terminal.h"
 #include "host/terminal/TerminalDialogWindow.h"
@@ -70,7 +70,7 @@ protected:
 
     FakeClock clock;
     ManualMainLoop loop{clock};
-    const host::XmlPropertyList propertyList;
+    const host::PortablePropertyList propertyList;
     const host::AppBundle bundle{"/none", propertyList}; // returns the key of each text
     Kvs::FileDescriptor person{posix_openpt(O_RDWR | O_NOCTTY)};
     Kvs::FileDescriptor tty;

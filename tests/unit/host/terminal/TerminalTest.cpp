@@ -5,7 +5,7 @@
 
 #include "core/system/FileDescriptor.h"
 #include "host/Host.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "host/terminal/TerminalDialogWindow.h"
 #include "host/terminal/TerminalStatusBar.h"
@@ -60,7 +60,7 @@ protected:
 
     FakeClock clock;
     ManualMainLoop loop{clock};
-    const XmlPropertyList propertyList;
+    const PortablePropertyList propertyList;
     const AppBundle bundle{"/none", propertyList}; // returns the key of each text
     Terminal terminal{loop, bundle};
     TerminalStatusBar bar{terminal};

@@ -61,17 +61,6 @@ TEST_F(AgentControllerTest, RegistersAndPollsEveryFiveSecondsUntilItIsStopped) {
     EXPECT_TRUE(waitForLines("Service agent registered.", 2));
 }
 
-TEST_F(AgentControllerTest, PauseAndContinueReportTheNewStatus) {
-    FakeService service(answerAsOnlineService);
-    EXPECT_TRUE(controller.requestServicePause());
-    EXPECT_TRUE(waitForStatuses(1));
-    EXPECT_TRUE(controller.requestServiceContinue());
-    EXPECT_TRUE(waitForStatuses(2));
-    EXPECT_EQ(service.transcript(), "<Pause /><GetStatus RequestData=\"1\" />"
-                                    "<Continue /><GetStatus RequestData=\"2\" />");
-    EXPECT_EQ(delegate.statuses.back(), ServiceState::Online);
-}
-
 TEST_F(AgentControllerTest, ARegistrationThatIsNotConfirmedIsRepeatedByTheFirstPollAfterThreeSeconds) {
     FakeService service([](const std::string& message) {
         const bool first = message.find("RequestData=\"1\"") != message.npos;

@@ -101,24 +101,15 @@ TEST_F(RemoteServiceSettingsTest, ThePolicyIsReadAgainWhenItsTimeIsLaterAndItCan
     }
 }
 
-TEST_F(RemoteServiceSettingsTest, TheUsersValuesAreKeptInThePreferences) {
+TEST_F(RemoteServiceSettingsTest, TheAdministratorsFolderCountsUntilTheUserMayChooseOne) {
     writePolicy("<S></S>");
     prefs_.setString(folder_.file("admin"), "AdminSessionLogPath");
     RemoteServiceSettings settings(prefs_);
     EXPECT_FALSE(settings.transferLogEnabled() || settings.sessionLogEnabled());
     EXPECT_EQ(settings.sessionLogPath(), folder_.file("admin"));
-
-    settings.setTransferLogEnabled(true);
     settings.setSessionLogEnabled(true, folder_.file("mine/logs"));
-    settings.setShowStatusBarMenu(true);
-    settings.setLastClientProcessInfo("info");
-    EXPECT_THAT(readFile(prefsPath_), HasSubstr("<key>TransferLogEnabled</key>\n\t<true/>"));
-    EXPECT_EQ(stored("LastClientProcessInfo"), "info");
-
-    const RemoteServiceSettings later(prefs_);
-    EXPECT_TRUE(later.transferLogEnabled() && later.sessionLogEnabled() && later.showStatusBarMenu());
-    EXPECT_EQ(later.sessionLogPath(), folder_.file("mine/logs"));
-
+    EXPECT_THAT(readFile(prefsPath_), HasSubstr("<key>SessionLogEnabled</key>\n\t<true/>"));
+    EXPECT_EQ(RemoteServiceSettings(prefs_).sessionLogPath(), folder_.file("mine/logs"));
     writePolicy("<S><EnableClientTransferLog>1</EnableClientTransferLog></S>");
     EXPECT_EQ(RemoteServiceSettings(prefs_).sessionLogPath(), folder_.file("admin"));
 }

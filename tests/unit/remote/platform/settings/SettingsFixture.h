@@ -35,7 +35,7 @@ protected:
     TemporaryRoot root_;
     const std::string support_ = Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote";
     const std::string prefsPath_ = support_ + "/registry/com.korvane.remote.plist";
-    host::XmlPropertyList lists_;
+    host::PortablePropertyList lists_;
     RemoteAppSuitePrefs prefs_{kSuite, lists_};
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 
 #include "core/text/TextFunctions.h"
 #include "host/plist/BinaryPropertyList.h"
@@ -110,7 +110,7 @@ std::string propertyListText(const PropertyValue& value) {
 
 } // namespace
 
-std::variant<PropertyValue, Error> XmlPropertyList::parse(std::string_view bytes) const {
+std::variant<PropertyValue, Error> PortablePropertyList::parse(std::string_view bytes) const {
     if (bytes.size() > kMaxBytes) {
         return Error{"PropertyList", 0, "larger than " + std::to_string(kMaxBytes) + " bytes"};
     }
@@ -127,7 +127,7 @@ std::variant<PropertyValue, Error> XmlPropertyList::parse(std::string_view bytes
     return PropertyListReader().read(bytes);
 }
 
-std::variant<std::string, Error> XmlPropertyList::write(const PropertyValue& value) const {
+std::variant<std::string, Error> PortablePropertyList::write(const PropertyValue& value) const {
     std::string text = propertyListText(value);
     // Reading it back is the only check that finds every value that the form cannot hold.
     auto readBack = parse(text);
