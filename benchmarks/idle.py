@@ -1,21 +1,29 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Measures the real agent with each front end: how it starts, and how it idles when it is connected, polls every
-5 seconds and has no dialog open."""
+5 seconds and has no dialog open; on a desktop with a panel, beside other programs that live in one."""
 
 import argparse
 import calendar
 import concurrent.futures
 import pathlib
+import shutil
 import statistics
+import subprocess
 import sys
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "scripts/sandbox"))
 
-from sandbox import Sandbox  # noqa: E402
+from programs import Program  # noqa: E402
+from sandbox import Sandbox, wait_until  # noqa: E402
 
 STARTS = 9
+GOALS = {"resident memory": 10, "voluntary context switches": 75, "processor time": 8, "launched after exec": 40,
+         "registered after exec": 100}
+DESKTOP_GOALS = {"resident memory": 32, "voluntary context switches": 60, "processor time": 5,
+                 "launched after exec": 250, "registered after exec": 250, "item visible after exec": 250}
+NEIGHBOURS = ("nm-applet", "blueman-applet")
 
 
 def logged_time(line):
@@ -24,23 +32,37 @@ def logged_time(line):
     return calendar.timegm(time.strptime(stamp, "%Y-%m-%dT%H:%M:%S")) + int(milliseconds) / 1000
 
 
-def start(box, ui):
-    """Starts the agent; returns how many milliseconds later it logged its launch and its registration."""
+def start(box, ui, desktop):
+    """Starts the agent; returns how many milliseconds later it logged its launch and its registration, and on a desktop
+    how much later the panel had its item."""
     seen = len(box.log.record)
     began = time.time()
     box.start_agent(ui)
+    shown = desktop and wait_until(lambda: items(desktop) and time.time(), 20)
     lines = [box.log.record.wait(text, 20, seen) for text in (r"\tLaunched: ", r"\tService agent registered\.$")]
     if not all(lines):
         sys.exit("the agent does not register")
-    return [(logged_time(line.text) - began) * 1000 for line in lines]
+    if desktop and not shown:
+        print("the panel has not got an item")
+    return [(when - began) * 1000 for when in (*(logged_time(line.text) for line in lines), *([shown] if shown else []))]
 
 
-def settle(box):
+def items(desktop):
+    """The items that the panel's watcher knows."""
+    from desktop_session import WATCHER
+    return desktop.bus.get(WATCHER, "/StatusNotifierWatcher", WATCHER, "RegisteredStatusNotifierItems")
+
+
+def settle(box, ui):
     """Closes the permission dialog each of the two times that it comes up by itself."""
     for left in (1, 0):
         if not box.log.record.wait(rf"\tShow permission dialog: reset count=0, remaining={left}$", 30):
             sys.exit("the permission dialog does not come up")
-        box.agent.say("close")
+        if ui == "desktop":
+            subprocess.run(["xdotool", "search", "--sync", "--onlyvisible", "--pid", str(box.agent.pid), "windowfocus",
+                            "--sync", "key", "Escape"], timeout=30, check=True)
+        else:
+            box.agent.say("close")
     time.sleep(1)
 
 
@@ -58,31 +80,53 @@ def resident_kilobytes(pid):
     return int(pathlib.Path(f"/proc/{pid}/status").read_text().split("\nVmRSS:")[1].split()[0])
 
 
-def measure(build, ui, seconds):
-    """The figures of one front end: name, value, goal, unit."""
-    with Sandbox(build) as box:
+def idle(pid, seconds):
+    """The figures of a process that idles, by name."""
+    before = usage(pid)
+    time.sleep(seconds)
+    after = usage(pid)
+    if before.keys() != after.keys():
+        sys.exit("the threads changed meanwhile: the process did not idle")
+    minutes = seconds / 60
+    switches, nanoseconds = (sum(after[task][i] - before[task][i] for task in after) for i in (0, 1))
+    return {"resident memory": resident_kilobytes(pid) / 1024, "voluntary context switches": switches / minutes,
+            "processor time": nanoseconds / 1e6 / minutes}
+
+
+def measure(build, ui, seconds, desktop=None):
+    """The figures of one front end, by name."""
+    with Sandbox(build, joins_session=bool(desktop)) as box:
         box.start_daemon()
         if not box.wait_for_daemon():
             sys.exit("the daemon does not come up")
-        starts = [start(box, ui)]
+        starts = [start(box, ui, desktop)]
         while len(starts) < STARTS:
             box.agent.end()
-            starts.append(start(box, ui))
-        settle(box)
-        pid = box.agent.pid
-        before = usage(pid)
-        time.sleep(seconds)
-        after = usage(pid)
-        if before.keys() != after.keys():
-            sys.exit("the agent's threads changed meanwhile: it did not idle")
-        minutes = seconds / 60
-        switches, nanoseconds = (sum(after[task][i] - before[task][i] for task in after) for i in (0, 1))
-        launched, registered = (statistics.median(times) for times in zip(*starts))
-        return [("resident memory", resident_kilobytes(pid) / 1024, 10, "MB"),
-                ("voluntary context switches", switches / minutes, 75, "a minute"),
-                ("processor time", nanoseconds / 1e6 / minutes, 8, "ms a minute"),
-                ("launched after exec", launched, 40, "ms"),
-                ("registered after exec", registered, 100, "ms")]
+            if desktop and not wait_until(lambda: not items(desktop), 10):
+                sys.exit("the panel keeps the item of an agent that has ended")
+            starts.append(start(box, ui, desktop))
+        settle(box, ui)
+        names = ("launched after exec", "registered after exec", "item visible after exec")
+        return {**idle(box.agent.pid, seconds),
+                **{name: statistics.median(times) for name, times in zip(names, zip(*starts))}}
+
+
+def measure_neighbour(name, seconds):
+    """The figures of another program that lives in panels."""
+    program = Program([name])
+    try:
+        time.sleep(5)  # it starts threads, and looks for what it serves
+        return idle(program.pid, seconds)
+    finally:
+        program.end()
+
+
+def show(program, figures, goals):
+    units = {"resident memory": "MB", "voluntary context switches": "a minute", "processor time": "ms a minute"}
+    for name, value in figures.items():
+        goal = goals.get(name)
+        verdict = "" if goal is None else f"goal {goal:>3}  {'met' if value <= goal else 'missed'}"
+        print(f"{program:<15}{name:<28}{value:>8.2f} {units.get(name, 'ms'):<12} {verdict}".rstrip())
 
 
 def main():
@@ -93,11 +137,18 @@ def main():
 
     front_ends = ("none", "terminal")
     with concurrent.futures.ThreadPoolExecutor() as pool:  # they idle, so they do not disturb each other
-        results = list(pool.map(lambda ui: measure(options.build, ui, options.seconds), front_ends))
-    for ui, rows in zip(front_ends, results):
-        for name, value, goal, unit in rows:
-            print(f"{ui:<9}{name:<28}{value:>8.2f} {unit:<12} goal {goal:>3}  "
-                  f"{'met' if value <= goal else 'missed'}")
+        for ui, figures in zip(front_ends, pool.map(lambda ui: measure(options.build, ui, options.seconds), front_ends)):
+            show(ui, figures, GOALS)
+    if not pathlib.Path(options.build, "KvnGUIAgent.app/Contents/PlugIns/KvnDesktop.so").exists():
+        return
+    from desktop_session import DesktopSession  # needs what only a machine with a desktop has
+    with DesktopSession() as desktop:
+        desktop.start_panel()
+        show("desktop", measure(options.build, "desktop", options.seconds, desktop), DESKTOP_GOALS)
+        installed = [name for name in NEIGHBOURS if shutil.which(name)]
+        with concurrent.futures.ThreadPoolExecutor() as pool:
+            for name, figures in zip(installed, pool.map(lambda one: measure_neighbour(one, options.seconds), installed)):
+                show(name, figures, {})
 
 
 if __name__ == "__main__":

@@ -30,7 +30,7 @@ endfunction()
 function(kvs_test name)
     kvs_program(${name} ${ARGN})
     target_link_libraries(${name} PRIVATE test_support GTest::gtest GTest::gmock GTest::gtest_main)
-    if(TARGET kvs_precompiled_tests)
+    if(TARGET kvs_precompiled_tests AND NOT "host_desktop" IN_LIST ARGN) # Qt wants the code in another form
         target_precompile_headers(${name} REUSE_FROM kvs_precompiled_tests)
     endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)

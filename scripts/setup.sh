@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Installs the Debian packages that a task needs and that are missing. On a system without apt-get it prints what is
 # missing and installs nothing; on a Mac, with the names of Homebrew's packages. Prints nothing when nothing is missing.
-# scripts/setup.sh run|test|desktop|bench|macos      desktop: for the scenario of that name
+# scripts/setup.sh run|test|desktop|bench|idle|macos      desktop: for the scenario of that name; idle: for its bench
 set -euo pipefail
 
 # Each Debian package, and one thing that it contains: a header, a program, a library that pkg-config knows, or a module of
@@ -25,11 +25,12 @@ desktop) needs="$sandbox $desktop" ;;
 bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugixml.hpp
     librapidxml-dev:rapidxml/rapidxml.hpp libboost-dev:boost/version.hpp libspdlog-dev:spdlog/spdlog.h
     libzmq3-dev:zmq.h libfmt-dev:fmt/format.h" ;;
+idle) needs="$build $sandbox $desktop network-manager-gnome:nm-applet blueman:blueman-applet" ;;
 macos) needs="cmake:cmake ninja-build:ninja python3:python3 clang-19:clang-19 lld-19:ld64.lld-19 llvm-19:llvm-nm-19 npm:npm
     libexpat1-dev:expat.h nlohmann-json3-dev:nlohmann/json.hpp googletest:/usr/src/googletest/CMakeLists.txt
     librsvg2-bin:rsvg-convert" ;;
 *)
-    echo "usage: $0 run|test|desktop|bench|macos" >&2
+    echo "usage: $0 run|test|desktop|bench|idle|macos" >&2
     exit 2
     ;;
 esac
