@@ -2,7 +2,7 @@
 
 #include "host/desktop/DesktopStatusBar.h"
 #include "host/desktop/StatusNotifierWatch.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Test.h"
@@ -221,7 +221,7 @@ protected:
 
     const CapturedLog log_;
     PrivateBus bus_;
-    host::XmlPropertyList propertyLists_;
+    host::PortablePropertyList propertyLists_;
     const host::AppBundle bundle_{BUNDLE, propertyLists_, {"en"}};
     host::Menu menu_;
     std::string chosen_;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "host/desktop/StatusPictures.h"
-#include "host/plist/XmlPropertyList.h"
+#include "host/plist/PortablePropertyList.h"
 #include "host/posix/AppBundle.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Test.h"
@@ -19,7 +19,7 @@ constexpr host::StatusImage::Meaning kMeanings[] = {Meaning::Connected, Meaning:
                                                     Meaning::Controlled};
 
 std::vector<QImage> picturesOf(Meaning meaning) {
-    const host::XmlPropertyList propertyLists{};
+    const host::PortablePropertyList propertyLists{};
     const host::AppBundle bundle(BUNDLE, propertyLists, {"en"});
     return host::statusPictures(
         {meaning, meaning == Meaning::Controlled ? "ControlledStatusIcon" : "ConnectedStatusIcon"}, bundle);
@@ -101,7 +101,7 @@ TEST(StatusPictures, DifferFromEachOther) {
 
 TEST(StatusPictures, ReportsAMissingDrawing) {
     const CapturedLog log;
-    const host::XmlPropertyList propertyLists{};
+    const host::PortablePropertyList propertyLists{};
     const host::AppBundle bundle(BUNDLE, propertyLists, {"en"});
     EXPECT_TRUE(host::statusPictures({Meaning::Connected, "NoSuchIcon"}, bundle).empty());
     EXPECT_TRUE(log.contains("The bundle has no picture NoSuchIcon"));
