@@ -2,7 +2,6 @@
 
 #include "host/desktop/DesktopStatusBar.h"
 
-#include "host/Host.h"
 #include "host/desktop/StatusNotifierItem.h"
 #include "host/desktop/StatusPictures.h"
 #include "host/desktop/TrayIcon.h"
@@ -11,13 +10,14 @@
 
 namespace kvn::host {
 
-DesktopStatusBar::DesktopStatusBar(Host& host, std::shared_ptr<BusConnection> sessionBus)
-    : host_(host), watch_(*host.mainLoop, std::move(sessionBus), [this] { choose(); }),
+DesktopStatusBar::DesktopStatusBar(MainLoop& mainLoop, const Bundle& bundle,
+                                   std::shared_ptr<BusConnection> sessionBus)
+    : mainLoop_(mainLoop), bundle_(bundle), watch_(mainLoop, std::move(sessionBus), [this] { choose(); }),
       tray_([this] { choose(); }) {}
 
 void DesktopStatusBar::showItem(const Menu& menu) {
     removeItem();
-    item_ = std::make_shared<StatusItem>(*host_.mainLoop, menu);
+    item_ = std::make_shared<StatusItem>(mainLoop_, menu);
     item_->description = description_;
     pictureName_.clear();
     choose();
@@ -39,7 +39,7 @@ void DesktopStatusBar::choose() {
     }
     shown_.reset();
     if (panel == Panel::Bus) {
-        shown_ = std::make_unique<StatusNotifierItem>(*host_.mainLoop, *item_, [this] { watch_.refused(); });
+        shown_ = std::make_unique<StatusNotifierItem>(mainLoop_, *item_, [this] { watch_.refused(); });
     } else if (panel == Panel::Tray) {
         shown_ = std::make_unique<TrayIcon>(tray_, *item_);
     }
@@ -50,7 +50,7 @@ void DesktopStatusBar::updateItem(const StatusImage& image) {
         return;
     }
     if (pictureName_ != image.name || meaning_ != image.meaning) {
-        item_->pictures = statusPictures(image, *host_.bundle);
+        item_->pictures = statusPictures(image, bundle_);
         pictureName_ = image.name;
         meaning_ = image.meaning;
         if (shown_) {
@@ -63,7 +63,7 @@ void DesktopStatusBar::updateItem(const StatusImage& image) {
 }
 
 void DesktopStatusBar::describe(const std::string& state) {
-    std::string description = host_.bundle->localizedString("StatusDialogTitle") + " – " + state;
+    std::string description = bundle_.localizedString("StatusDialogTitle") + " – " + state;
     if (description_ == description) {
         return; // panels would hide the one under the pointer
     }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "host/Bundle.h"
 #include "host/StatusBar.h"
 #include "host/desktop/StatusItem.h"
 #include "host/desktop/StatusNotifierWatch.h"
@@ -12,14 +13,12 @@
 
 namespace kvn::host {
 
-struct Host;
-
 /// The agent's item in the desktop's panel. It is shown in the way that the panel has, and again when a panel
 /// comes, ends or is replaced.
 class DesktopStatusBar final : public StatusBar {
 public:
-    /// The host outlives this object.
-    DesktopStatusBar(Host& host, std::shared_ptr<BusConnection> sessionBus);
+    /// The main loop and the bundle outlive this object.
+    DesktopStatusBar(MainLoop& mainLoop, const Bundle& bundle, std::shared_ptr<BusConnection> sessionBus);
     ~DesktopStatusBar() override { removeItem(); }
     DesktopStatusBar(const DesktopStatusBar&) = delete;
     DesktopStatusBar& operator=(const DesktopStatusBar&) = delete;
@@ -34,7 +33,8 @@ public:
 private:
     void choose();
 
-    Host& host_;
+    MainLoop& mainLoop_;
+    const Bundle& bundle_;
     std::string description_;
     std::string pictureName_; // with the next, of the pictures of the item
     StatusImage::Meaning meaning_{};

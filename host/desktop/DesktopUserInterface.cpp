@@ -32,9 +32,9 @@ std::unique_ptr<HotKeys> makeHotKeys(Host& host, std::shared_ptr<BusConnection> 
 class DesktopUserInterface final : public UserInterface {
 public:
     DesktopUserInterface(Host& host, std::shared_ptr<BusConnection> sessionBus)
-        : host_(host), statusBar_(host, sessionBus), dialogWindow_(*host.mainLoop, *host.bundle),
-          permissionWindow_(*host.mainLoop, *host.bundle), hotKeys_(makeHotKeys(host, sessionBus)),
-          notifications_(std::move(sessionBus)) {
+        : host_(host), statusBar_(*host.mainLoop, *host.bundle, sessionBus),
+          dialogWindow_(*host.mainLoop, *host.bundle), permissionWindow_(*host.mainLoop, *host.bundle),
+          hotKeys_(makeHotKeys(host, sessionBus)), notifications_(std::move(sessionBus)) {
         statusBar_.describe(host.bundle->localizedString("StatusPending"));
     }
 

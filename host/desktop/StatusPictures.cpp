@@ -37,8 +37,8 @@ std::vector<QImage> statusPictures(const StatusImage& image, const Bundle& bundl
     std::vector<QImage> pictures;
     for (const Size& size : kSizes) {
         const auto path = bundle.resourcePath(image.name + "-" + std::to_string(size.drawing), "svg");
-        QSvgRenderer drawing(QString::fromStdString(path.value_or("")));
-        if (!drawing.isValid()) {
+        QSvgRenderer drawing;
+        if (!path || !drawing.load(QString::fromStdString(*path))) {
             Kvs::OCNSLog("The bundle has no picture %@", image.name);
             return {};
         }

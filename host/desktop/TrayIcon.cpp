@@ -13,6 +13,7 @@ TrayIcon::TrayIcon(const SystemTray& tray, StatusItem& item) : tray_(tray), item
     setWindowFlags(Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint);
     setAttribute(Qt::WA_TranslucentBackground, tray_.wantsAlpha());
     setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_AlwaysShowToolTips); // the window is never the active one
     setFocusPolicy(Qt::NoFocus);
     setWindowTitle(QStringLiteral("KvnGUIAgent"));
     resize(sizeHint());

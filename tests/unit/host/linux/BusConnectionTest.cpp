@@ -20,6 +20,15 @@ std::ptrdiff_t countOf(const char* folder) {
     return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
 }
 
+int answerOne(sd_bus*, const char*, const char*, const char*, sd_bus_message* answer, void* value,
+              sd_bus_error*) {
+    return sd_bus_message_append(answer, "u", *static_cast<std::uint32_t*>(value));
+}
+
+/// An object with one property.
+const sd_bus_vtable kObject[] = {SD_BUS_VTABLE_START(0), SD_BUS_PROPERTY("Value", "u", answerOne, 0, 0),
+                                 SD_BUS_VTABLE_END};
+
 /// Everything that uses the buses, as the agent does. Records the loop's longest gap, its own making and end
 /// included.
 struct BusUsers {
@@ -50,6 +59,8 @@ private:
     host::LinuxWorkspace workspace_{loop_, runner_, session_, system_};
     host::SessionBusNotifications notifications_{loop_, session_};
     host::MainLoop::Handle events_ = workspace_.observe([](host::Workspace::Event) {});
+    std::uint32_t value_ = 1;
+    host::MainLoop::Handle served_ = session_->serve("/object", "com.korvane.Object", kObject, &value_);
     bool registered_ = power_.registerForSystemPower([](std::uint32_t, std::intptr_t) {});
 };
 
@@ -86,6 +97,12 @@ TEST(BusConnection, NoBusHoldsTheLoop) {
                                                            {'\x02', "com.korvane.DistributedNotifications"},
                                                            {'\x03', "Posted"},
                                                            {'\x07', ":1.2"}};
+    const std::string get = busMessage(kCall,
+                                       {{'\x01', "/object"},
+                                        {'\x02', "org.freedesktop.DBus.Properties"},
+                                        {'\x03', "GetAll"},
+                                        {'\x07', ":1.2"}},
+                                       "s", "\x12\0\0\0com.korvane.Object\0"s);
     const std::string wrong = busMessage(kSignal, posted, "s", "\x02\0\0\0hi\0"s);
     const std::string right =
         busMessage(kSignal, posted, "ssa{ss}", "\x01\0\0\0n\0\0\0\x01\0\0\0o\0\0\0\0\0\0\0\0\0\0\0"s);
@@ -105,6 +122,7 @@ TEST(BusConnection, NoBusHoldsTheLoop) {
         {"notifications for ever", {kWelcome, right}, ""},
         {"nonsense for ever", {kWelcome, wrong}, "A notification on the session bus"},
         {"questions for ever, and reads no answer", {kWelcome, ping}, "does not take what is sent"},
+        {"calls of an object for ever", {kWelcome, get}, "does not take what is sent"},
     };
     for (const auto& example : cases) {
         // A busy machine may hold any thread for a while, but a call that waits for the bus does so each
