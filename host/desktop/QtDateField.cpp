@@ -40,8 +40,8 @@ void openMonthsWithoutLoop(QCalendarWidget& calendar) {
 } // namespace
 
 QtDateField::QtDateField(QWidget& parent) : QDateTimeEdit(&parent) {
-    setDisplayFormat(longYearFormat(locale()));
     setLayoutDirection(Qt::LeftToRight); // else the order of the numbers would be turned around
+    setDisplayFormat(longYearFormat(locale()));
     setKeyboardTracking(false);
     setFocusPolicy(Qt::StrongFocus);
     setContextMenuPolicy(Qt::NoContextMenu); // the field's own runs a nested event loop

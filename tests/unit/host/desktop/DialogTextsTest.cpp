@@ -110,12 +110,19 @@ protected:
         details.proxyInfos = {{"office", "proxy.example.org:8080", "2024-05-17 12:00:07", "1", true},
                               {"home", "192.0.2.7", "2024-05-17 12:00:07", "20", false}};
         status.showStatus(bundle.localizedString("StatusOnline"), &details);
+        std::string remark = bundle.localizedString("HotKeyMissing");
+        remark.replace(remark.find("#Command#"), 9, "Super");
+        status.setRemark(remark);
         addView("StatusDialogTitle", status);
         allowAll();
         PreferencesView settings(env.settings, bundle);
         settings.updateControls();
         EXPECT_TRUE(env.settings.changeRemoteAccessIntervalAllowed() &&
                     env.settings.changeSessionLogAllowed());
+        addView("SettingsDialogTitle", settings);
+        std::get<host::DialogCheckBox>(settings.lines().front().control).onChange(true);
+        fs::remove_all(registry());
+        EXPECT_FALSE(settings.saveCurrentSettings());
         addView("SettingsDialogTitle", settings);
 
         const ApplicationEnvironment& e = environment;
@@ -130,11 +137,16 @@ protected:
         return dialogs;
     }
 
+    static std::string registry() {
+        return Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/registry";
+    }
+
     /// Lets the user change every setting.
     void allowAll() {
         const std::string config = Kvs::FSysInfoPaths::applicationSupportDirectory() +
                                    "/com.korvane.remote/config/KorvaneRemoteservice";
         fs::create_directories(config);
+        fs::create_directories(registry());
         writeFile(config + "/settings.xml", "<S/>");
         const auto noon = std::chrono::sys_days(std::chrono::year(2026) / 10 / 28) + 12h;
         for (const char* const key : {"RemoteAccessIntervalBegin", "RemoteAccessIntervalEnd"}) {

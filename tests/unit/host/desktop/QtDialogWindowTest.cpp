@@ -11,6 +11,8 @@
 #include <QDateTimeEdit>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTableWidget>
 #include <QTest>
 #include <QTextEdit>
@@ -223,6 +225,8 @@ TEST_F(QtDialogWindowTest, IsMirroredForLanguagesFromRightToLeft) {
             << label->text().toStdString();
     }
     EXPECT_LT(right(only<QTextEdit>()), top()->width() - 40);
+    EXPECT_EQ(right(only<QDateTimeEdit>()), right(only<QTextEdit>()));
+    EXPECT_EQ(only<QDateTimeEdit>().text().toStdString(), "2024/5/17 12:00");
     EXPECT_EQ(right(only<QCheckBox>()), top()->width() - 20);
 }
 
@@ -248,7 +252,9 @@ TEST_F(QtDialogWindowTest, GrowsWithItsRowsUpToTheScreen) {
         many.push_back({std::to_string(i), "A line"});
     }
     window.update(many);
+    QCoreApplication::processEvents();
     EXPECT_GT(top()->height(), 1150);
+    EXPECT_FALSE(top()->findChild<QScrollArea*>()->horizontalScrollBar()->isVisible());
     EXPECT_TRUE(top()->screen()->geometry().contains(top()->frameGeometry()));
     EXPECT_NEAR(top()->geometry().center().x(), before.center().x(), 1);
 }
