@@ -10,6 +10,7 @@
 #include <QCheckBox>
 #include <QDateTimeEdit>
 #include <QLineEdit>
+#include <QLocale>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -28,6 +29,7 @@ using std::chrono::system_clock;
 class QtDialogWindowTest : public testing::Test {
 protected:
     QtDialogWindowTest() {
+        QLocale::setDefault(QLocale::c());
         window.onClose([this] { said.push_back("closed"); });
     }
 
@@ -210,8 +212,8 @@ TEST_F(QtDialogWindowTest, SpeaksThroughTheAccessibilityTree) {
     EXPECT_THAT(tree, ElementsAre("18 Title|", "41 Period:|", "41 Server:|", "42 Server:|relay & co",
                                   "41 Proxies:|", "24 Proxies:|Proxies:", "25 Name|", "25 Server|", "29 a|",
                                   "29 b|", "29 c|", "29 d|", "44 Logs & more|", "41 Folder:|",
-                                  "42 Folder:|/logs", "43 Folder:|", "41 From:|", "52 From:|2024/5/17 12:00",
-                                  "41 Unknown|", "43 Request, Unknown|"));
+                                  "42 Folder:|/logs", "43 Folder:|", "41 From:|",
+                                  "52 From:|17 May 2024 12:00", "41 Unknown|", "43 Request, Unknown|"));
 }
 
 TEST_F(QtDialogWindowTest, IsMirroredForLanguagesFromRightToLeft) {
@@ -226,7 +228,7 @@ TEST_F(QtDialogWindowTest, IsMirroredForLanguagesFromRightToLeft) {
     }
     EXPECT_LT(right(only<QTextEdit>()), top()->width() - 40);
     EXPECT_EQ(right(only<QDateTimeEdit>()), right(only<QTextEdit>()));
-    EXPECT_EQ(only<QDateTimeEdit>().text().toStdString(), "2024/5/17 12:00");
+    EXPECT_EQ(only<QDateTimeEdit>().text().toStdString(), "17 May 2024 12:00");
     EXPECT_EQ(right(only<QCheckBox>()), top()->width() - 20);
 }
 
