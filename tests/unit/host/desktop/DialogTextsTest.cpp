@@ -223,7 +223,7 @@ TEST_F(DialogTexts, AreDrawnForPeople) {
             QApplication::setPalette(dark);
         }
         QGuiApplication::setLayoutDirection(sheet == "mirrored" ? Qt::RightToLeft : Qt::LeftToRight);
-        const QSize room(600, 380); // for a dialog
+        const QSize room(620, 380); // for a dialog
         QImage image(room.width() * 5, room.height() * 18, QImage::Format_RGB32);
         image.fill(Qt::gray);
         QPainter painter(&image);
