@@ -17,12 +17,16 @@ namespace {
 
 /// Returns the locale's short form with all digits of the year: two would stand for a year of the last
 /// century.
-QString longYearFormat(const QLocale& locale) {
+QString displayFormatOf(const QLocale& locale) {
     QString date = locale.dateFormat(QLocale::ShortFormat);
     if (!date.contains(QLatin1String("yyyy"))) {
         date.replace(QLatin1String("yy"), QLatin1String("yyyy"));
     }
-    return date + QLatin1Char(' ') + locale.timeFormat(QLocale::ShortFormat);
+    QString time = locale.timeFormat(QLocale::ShortFormat);
+    if (const auto seconds = time.indexOf(QLatin1String("ss")); seconds > 0) {
+        time.remove(seconds - 1, 3); // with the sign before them
+    }
+    return date + QLatin1Char(' ') + time;
 }
 
 /// Makes the calendar's menu of months a pop-up: the button's own way to show it runs a nested event loop, in
@@ -40,8 +44,8 @@ void openMonthsWithoutLoop(QCalendarWidget& calendar) {
 } // namespace
 
 QtDateField::QtDateField(QWidget& parent) : QDateTimeEdit(&parent) {
-    setDisplayFormat(longYearFormat(locale()));
     setLayoutDirection(Qt::LeftToRight); // else the order of the numbers would be turned around
+    setDisplayFormat(displayFormatOf(locale()));
     setKeyboardTracking(false);
     setFocusPolicy(Qt::StrongFocus);
     setContextMenuPolicy(Qt::NoContextMenu); // the field's own runs a nested event loop

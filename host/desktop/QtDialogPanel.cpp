@@ -3,6 +3,7 @@
 #include "host/desktop/QtDialogPanel.h"
 
 #include "host/DialogRendering.h"
+#include "host/desktop/QtText.h"
 
 #include <QCursor>
 #include <QEvent>
@@ -63,7 +64,7 @@ void QtDialogPanel::placeRows(const Rows& rows) {
         QWidget* const control = row->control();
         if (row->arrangement() == QtDialogRow::Arrangement::Beside) {
             const bool stretches = control->sizePolicy().expandingDirections() & Qt::Horizontal;
-            const Qt::Alignment alignment = stretches ? Qt::Alignment() : Qt::AlignLeading;
+            const Qt::Alignment alignment = stretches ? Qt::Alignment() : leadingSide(*this);
             if (hasText) {
                 layout_->addWidget(&row->text(), place, 0);
                 layout_->addWidget(control, place++, 1, alignment);
@@ -87,7 +88,7 @@ void QtDialogPanel::placeRows(const Rows& rows) {
             before = stop;
         }
     }
-    alignTexts(width());
+    alignTexts(widthForRows());
 }
 
 /// Makes the texts beside controls one column. It is as wide as the longest of them, or else leaves the
@@ -116,6 +117,10 @@ void QtDialogPanel::alignTexts(int width) {
     for (QWidget* const text : texts) {
         text->setFixedWidth(std::clamp(room, std::min(least, most), most));
     }
+}
+
+int QtDialogPanel::widthForRows() const {
+    return width() - (height() < heightOfRows_ ? scroller_->verticalScrollBar()->sizeHint().width() : 0);
 }
 
 void QtDialogPanel::moveTo(const DialogPlace& place) {
@@ -160,9 +165,9 @@ QSize QtDialogPanel::wantedSize(const QScreen& screen) {
         size.setWidth(std::max(size.width(), layout_->minimumSize().width()));
     }
     size.setWidth(std::min(size.width(), room.width()));
-    const int rows =
+    heightOfRows_ =
         layout_->hasHeightForWidth() ? layout_->heightForWidth(size.width()) : layout_->sizeHint().height();
-    size.setHeight(std::max(size.height(), rows));
+    size.setHeight(std::max(size.height(), heightOfRows_));
     if (size.height() > room.height()) {
         size = {std::min(size.width() + scroller_->verticalScrollBar()->sizeHint().width(), room.width()),
                 room.height()};
@@ -198,13 +203,13 @@ void QtDialogPanel::present(bool takesKeyboard) {
 
 void QtDialogPanel::resizeEvent(QResizeEvent* event) {
     QDialog::resizeEvent(event);
-    alignTexts(width());
+    alignTexts(widthForRows());
 }
 
 void QtDialogPanel::changeEvent(QEvent* event) {
     QDialog::changeEvent(event);
     if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
-        alignTexts(width());
+        alignTexts(widthForRows());
     }
 }
 

@@ -50,6 +50,7 @@ private:
     void changeEvent(QEvent* event) override;
 
     void alignTexts(int width);
+    int widthForRows() const;
     QMargins frame() const;
     QSize wantedSize(const QScreen& screen);
     void setGeometryWithin(const QScreen& screen, QRect rect);
@@ -59,7 +60,8 @@ private:
     QWidget* const content_;
     QGridLayout* layout_ = nullptr;
     DialogPlace place_;
-    QSize wanted_; // for the rows, at the last time
+    QSize wanted_;         // for the rows, at the last time
+    int heightOfRows_ = 0; // at that time
 };
 
 } // namespace kvn::host

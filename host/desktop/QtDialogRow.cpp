@@ -137,10 +137,7 @@ void QtDialogRow::setControl(QWidget* control, std::vector<QWidget*> tabStops) {
 
 /// By default a label aligns a text as its letters are written: the name of a program would stand on the
 /// wrong side of a window for a language from right to left.
-void QtDialogRow::alignText(Qt::Alignment vertical) {
-    text_->setAlignment(vertical | Qt::AlignAbsolute |
-                        (text_->isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft));
-}
+void QtDialogRow::alignText(Qt::Alignment vertical) { text_->setAlignment(vertical | leadingSide(*text_)); }
 
 void QtDialogRow::show() {
     text_->setText(qtText(line_.text));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QString>
+#include <QWidget>
 #include <string>
 
 namespace kvn::host {
@@ -13,6 +14,12 @@ inline QString qtText(const std::string& text) { return QString::fromStdString(t
 /// Returns a text for a control that takes "&" for the mark of a keyboard shortcut: here it is a character.
 inline QString qtTitle(const std::string& text) {
     return qtText(text).replace(QLatin1Char('&'), QLatin1String("&&"));
+}
+
+/// Returns the side where the window's language begins a line, whatever the direction of a text or a control
+/// is.
+inline Qt::Alignment leadingSide(const QWidget& window) {
+    return Qt::AlignAbsolute | (window.isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft);
 }
 
 } // namespace kvn::host

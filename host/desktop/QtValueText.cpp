@@ -2,6 +2,8 @@
 
 #include "host/desktop/QtValueText.h"
 
+#include "host/desktop/QtText.h"
+
 #include <QEvent>
 #include <QMouseEvent>
 #include <QTextLayout>
@@ -102,7 +104,7 @@ void QtValueText::takeColoursOfLabels() {
 /// The text begins at its label, in whichever direction it is written itself.
 void QtValueText::alignWithLayout() {
     QTextOption option = document()->defaultTextOption();
-    option.setAlignment(Qt::AlignAbsolute | (isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft));
+    option.setAlignment(leadingSide(*this));
     document()->setDefaultTextOption(option);
 }
 

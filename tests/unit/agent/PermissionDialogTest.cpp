@@ -55,9 +55,11 @@ TEST_F(PermissionDialogTest, PopsUpTwiceWhileAPermissionIsMissing) {
     EXPECT_EQ(ui.permissions.shows, 0); // the very first check only begins to watch
     closeOften();
     EXPECT_EQ(ui.permissions.shows, 2);
+    EXPECT_FALSE(ui.permissions.place.takesKeyboard);
     panel.checkPermissions();
     EXPECT_EQ(ui.permissions.shows, 2);
     panel.showPermissions();
+    EXPECT_TRUE(ui.permissions.place.takesKeyboard);
     closeOften();
     EXPECT_EQ(ui.permissions.shows, 5); // and twice more
     panel.showPermissions();

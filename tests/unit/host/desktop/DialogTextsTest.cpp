@@ -110,12 +110,19 @@ protected:
         details.proxyInfos = {{"office", "proxy.example.org:8080", "2024-05-17 12:00:07", "1", true},
                               {"home", "192.0.2.7", "2024-05-17 12:00:07", "20", false}};
         status.showStatus(bundle.localizedString("StatusOnline"), &details);
+        std::string remark = bundle.localizedString("HotKeyMissing");
+        remark.replace(remark.find("#Command#"), 9, "Super");
+        status.setRemark(remark);
         addView("StatusDialogTitle", status);
         allowAll();
         PreferencesView settings(env.settings, bundle);
         settings.updateControls();
         EXPECT_TRUE(env.settings.changeRemoteAccessIntervalAllowed() &&
                     env.settings.changeSessionLogAllowed());
+        addView("SettingsDialogTitle", settings);
+        std::get<host::DialogCheckBox>(settings.lines().front().control).onChange(true);
+        fs::remove_all(registry());
+        EXPECT_FALSE(settings.saveCurrentSettings());
         addView("SettingsDialogTitle", settings);
 
         const ApplicationEnvironment& e = environment;
@@ -130,11 +137,16 @@ protected:
         return dialogs;
     }
 
+    static std::string registry() {
+        return Kvs::FSysInfoPaths::applicationSupportDirectory() + "/com.korvane.remote/registry";
+    }
+
     /// Lets the user change every setting.
     void allowAll() {
         const std::string config = Kvs::FSysInfoPaths::applicationSupportDirectory() +
                                    "/com.korvane.remote/config/KorvaneRemoteservice";
         fs::create_directories(config);
+        fs::create_directories(registry());
         writeFile(config + "/settings.xml", "<S/>");
         const auto noon = std::chrono::sys_days(std::chrono::year(2026) / 10 / 28) + 12h;
         for (const char* const key : {"RemoteAccessIntervalBegin", "RemoteAccessIntervalEnd"}) {
@@ -202,8 +214,8 @@ TEST_F(DialogTexts, AreDrawnForPeople) {
     if (!folder) {
         GTEST_SKIP() << "KVN_PICTURES names no folder for the pictures";
     }
-    for (const std::string sheet : {"light", "dark", "mirrored", "double"}) {
-        const QtApplication application(sheet == "double" ? 2 : 1);
+    for (const std::string sheet : {"light", "dark", "mirrored"}) {
+        const QtApplication application;
         if (sheet == "dark") {
             QPalette dark(QColor(60, 60, 64), QColor(40, 40, 44));
             dark.setColor(QPalette::Base, QColor(28, 28, 30));
@@ -211,40 +223,18 @@ TEST_F(DialogTexts, AreDrawnForPeople) {
             QApplication::setPalette(dark);
         }
         QGuiApplication::setLayoutDirection(sheet == "mirrored" ? Qt::RightToLeft : Qt::LeftToRight);
-        std::vector<std::vector<QPixmap>> rows;
-        for (const std::string& language : languages()) {
-            useLocale(language);
-            auto& row = rows.emplace_back();
-            for (const Dialog& dialog : dialogsIn(language)) {
-                row.push_back(show(dialog).grab());
-                row.back().setDevicePixelRatio(1);
-            }
-        }
-        int width = 0;
-        int height = 0;
-        for (const auto& row : rows) {
-            int wide = 0;
-            int high = 0;
-            for (const QPixmap& picture : row) {
-                wide += picture.width() + 10;
-                high = std::max(high, picture.height() + 10);
-            }
-            width = std::max(width, wide);
-            height += high;
-        }
-        QImage image(width, height, QImage::Format_RGB32);
+        const QSize room(620, 380); // for a dialog
+        QImage image(room.width() * 5, room.height() * 18, QImage::Format_RGB32);
         image.fill(Qt::gray);
         QPainter painter(&image);
-        int y = 0;
-        for (const auto& row : rows) {
-            int x = 0;
-            int high = 0;
-            for (const QPixmap& picture : row) {
-                painter.drawPixmap(x, y, picture);
-                x += picture.width() + 10;
-                high = std::max(high, picture.height() + 10);
+        int row = 0;
+        for (const std::string& language : languages()) {
+            useLocale(language);
+            int column = 0;
+            for (const Dialog& dialog : dialogsIn(language)) {
+                painter.drawPixmap(column++ * room.width(), row * room.height(), show(dialog).grab());
             }
-            y += high;
+            ++row;
         }
         painter.end();
         EXPECT_TRUE(image.save(QString::fromStdString(folder + ("/" + sheet + ".png"))));
