@@ -110,6 +110,7 @@ protected:
         details.proxyInfos = {{"office", "proxy.example.org:8080", "2024-05-17 12:00:07", "1", true},
                               {"home", "192.0.2.7", "2024-05-17 12:00:07", "20", false}};
         status.showStatus(bundle.localizedString("StatusOnline"), &details);
+        status.setRemark(bundle.localizedString("HotKeyMissing"));
         addView("StatusDialogTitle", status);
         allowAll();
         PreferencesView settings(env.settings, bundle);
