@@ -85,9 +85,10 @@ def it_is_installed_and_runs_and_is_uninstalled(box):
     has_desktop = (box.build / "KvnGUIAgent.app/Contents" / MODULE).exists()
     front_end = "desktop" if has_desktop else "none"
     with installed(box, prefix) as uninstall:
+        desktop = [MODULE, *(f"Resources/{path.name}" for path in SOURCES.glob("resources/*StatusIcon-*.svg"))]
         tables = [path.relative_to(SOURCES) for path in SOURCES.glob("resources/*.lproj/Localizable.strings")]
         inside = ["Info.plist", "MacOS/KvnGUIAgent", "MacOS/KvnHelperInstaller", "Resources/language.xml", SCRIPT,
-                  *(str(table).replace("resources", "Resources") for table in tables), *([MODULE] if has_desktop else [])]
+                  *(str(table).replace("resources", "Resources") for table in tables), *(desktop if has_desktop else [])]
         wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY, UNIT, UNIT_FIRST}
         wanted |= {LAUNCHER, ICON} if has_desktop else set()
         found = {name for name in content(prefix) if not (prefix / name).is_dir()}
