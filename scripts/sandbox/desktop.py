@@ -124,6 +124,8 @@ class Desktop(DesktopScenario):
         self._icon_becomes("usual")
         ended = self._noticed()
         expect(begun != ended, f"both notices say {begun}")
+        person.click(self._session.notices_box.centre)
+        self._until(lambda: not Picture.take(self._session.notices_box).drawn(), "a click does not close the notice")
         return f'during a remote session the icon was coloured; notices said "{begun}", then "{ended}"'
 
     def hide_and_show(self):
@@ -188,13 +190,14 @@ class Desktop(DesktopScenario):
             self._window(title)
             if word == "settings":
                 self._picture("no-panel")
-            person.activate(self._window(title))
+            self._until(lambda: person.active_window() == self._window(title), f"{title} does not take the keys")
             person.press("Escape")
             self._closed(title)
-        expect(self._box.agent.running, "the agent ended")
         return "without any panel, the launcher's actions opened the settings and the status in the running agent"
 
     def end_by_signal(self):
+        told = self._session.notices.record.find("^\tsummary: ")
+        expect(len(told) == 2, f"{len(told)} notices came, not those of the remote session alone")
         self._mark()
         self._end_agent()
         self._logged("Terminating agent: com.korvane.remote.KvnGUIAgent")
