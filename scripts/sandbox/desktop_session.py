@@ -21,7 +21,7 @@ from programs import Program
 from sandbox import wait_until
 from scenario import PATIENCE, expect
 
-WIDTH, HEIGHT = 1024, 640
+WIDTH, HEIGHT = 800, 480
 BAR = 30  # the height of the panel and of the tray
 TRAY = 200  # the width of the tray
 WATCHER = "org.kde.StatusNotifierWatcher"
@@ -132,7 +132,7 @@ class DesktopSession:
 
     def _notices_settings(self):
         file = self.folder / "dunstrc"
-        file.write_text('[global]\n    origin = bottom-right\n    offset = 20x20\n    font = Sans 10\n    icon_path = ""\n'
+        file.write_text('[global]\n    origin = bottom-right\n    offset = 20x20\n    font = Sans 10\n'
                         '[urgency_normal]\n    timeout = 0\n[urgency_low]\n    timeout = 0\n')
         return file
 

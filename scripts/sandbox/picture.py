@@ -53,8 +53,12 @@ class Picture:
         return collections.Counter(colour for row in self._rows() for colour in row)
 
     def coloured(self):
-        """Returns how many pixels are neither black, white nor grey."""
-        return sum(count for colour, count in self.colours().items() if max(colour) - min(colour) > COLOURFUL)
+        """Returns True if a pixel is neither black, white nor grey."""
+        return any(max(colour) - min(colour) > COLOURFUL for colour in self.colours())
+
+    def darkest(self):
+        """Returns the brightest channel of the darkest pixel, of 255."""
+        return min(max(colour) for colour in self.colours())
 
     def drawn(self):
         """Returns the box, on the screen, of all pixels that do not have the most frequent colour; None when there are
@@ -67,10 +71,6 @@ class Picture:
         """Returns the box, on the screen, of all pixels that differ from an earlier picture; None when none does."""
         return self._box_of(self._differing(former))
 
-    def difference(self, other):
-        """Returns how many pixels differ from another picture of the same size."""
-        return sum(1 for _ in self._differing(other))
-
     def lines(self):
         """Returns the heights, on the screen, of the middles of what is drawn with empty rows between."""
         background = self.colours().most_common(1)[0][0]
@@ -81,7 +81,8 @@ class Picture:
 
     def _differing(self, other):
         assert self.box[2:] == other.box[2:]
-        return ((x, y) for y, (our_row, their_row) in enumerate(zip(self._rows(), other._rows())) if our_row != their_row
+        return ((x, y) for y, (our_row, their_row) in enumerate(zip(self._rows(), other._rows()))
+                if our_row != their_row
                 for x, (ours, theirs) in enumerate(zip(our_row, their_row)) if differ(ours, theirs))
 
     def _box_of(self, points):
