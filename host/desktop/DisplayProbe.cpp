@@ -64,10 +64,11 @@ private:
         std::signal(SIGALRM, SIG_DFL);
         alarm(2 * kAnswerLimit.count()); // in case that nobody is left to kill this process
         dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO); // the library has its own words
-        char byte = 0;
+        const char byte = 0;
         if (xcb_connection_has_error(xcb_connect(nullptr, nullptr)) == 0 && write(end, &byte, 1) == 1) {
             alarm(0);
-            read(end, &byte, 1); // until the other end is closed
+            pollfd other{end, POLLIN, 0};
+            pollUntil({&other, 1}, std::nullopt); // it is closed at last
         }
         _exit(0);
     }

@@ -63,8 +63,7 @@ struct Arguments {
 
 class QtMainLoop::Application final : private Arguments, public QApplication {
 public:
-    explicit Application(const std::string& platform)
-        : Arguments(platform), QApplication(count, values.data()) {
+    explicit Application(const std::string& plugIn) : Arguments(plugIn), QApplication(count, values.data()) {
         setQuitOnLastWindowClosed(false);
         // The session starts the agent by itself: it must not be started a second time with saved programs.
         const auto doNotRestart = [](QSessionManager& manager) {
