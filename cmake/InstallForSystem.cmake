@@ -3,10 +3,7 @@
 # Runs during every installation, because only the installation knows the prefix. Makes what has its place outside the
 # prefix, and only if the installation is one for the whole system.
 
-# The folder of the preferences that the product's programs share. The agent of every user makes, writes and removes
-# the file in it. It has no sticky bit: with one, Linux can refuse to open the file of another user with O_CREAT
-# (fs.protected_regular), which is how the programs open it.
-set(registry "/Library/Application Support/com.korvane.remote/registry")
+# `registry` is the folder of the preferences.
 if(IS_DIRECTORY "$ENV{DESTDIR}${registry}")
     message(STATUS "Up-to-date: $ENV{DESTDIR}${registry}")
 elseif(CMAKE_INSTALL_PREFIX MATCHES "^/(usr|opt)(/|$)")

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Installs the Debian packages that a task needs and that are missing. On a system without apt-get it prints what is
 # missing and installs nothing; on a Mac, with the names of Homebrew's packages. Prints nothing when nothing is missing.
-# scripts/setup.sh run|test|desktop|bench|idle|macos      desktop: for the scenario of that name; idle: for its bench
+# scripts/setup.sh run|test|desktop|package|bench|idle|macos      desktop: for the scenario of that name; idle: for its bench
 set -euo pipefail
 
 # Each Debian package, and one thing that it contains: a header, a program, a library that pkg-config knows, or a module of
@@ -16,12 +16,15 @@ desktop="xvfb:Xvfb openbox:openbox xfce4-panel:xfce4-panel xfconf:xfconf-query t
     xdotool:xdotool imagemagick:import x11-utils:xprop x11-xserver-utils:xsetroot
     at-spi2-core:/usr/libexec/at-spi-bus-launcher fonts-dejavu-core:/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf
     python3-gi:module.gi python3-dbusmock:module.dbusmock"
+package="dpkg-dev:dpkg-shlibdeps file:file lintian:lintian appstream:appstreamcli
+    desktop-file-utils:desktop-file-validate man-db:man"
 case "${1:-}" in
 run) needs="$build $sandbox" ;;
 test) needs="$build $sandbox xvfb:Xvfb xdotool:xdotool libgtest-dev:gtest/gtest.h libgmock-dev:gmock/gmock.h clang:clang++
     clang-format:clang-format clang-tidy:clang-tidy libclang-rt-14-dev:fuzzer/FuzzedDataProvider.h lld:lld
     llvm:llvm-symbolizer cloc:cloc git:git xauth:xauth $desktop" ;;
 desktop) needs="$sandbox $desktop" ;;
+package) needs="$build $package" ;;
 bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugixml.hpp
     librapidxml-dev:rapidxml/rapidxml.hpp libboost-dev:boost/version.hpp libspdlog-dev:spdlog/spdlog.h
     libzmq3-dev:zmq.h libfmt-dev:fmt/format.h" ;;
@@ -30,7 +33,7 @@ macos) needs="cmake:cmake ninja-build:ninja python3:python3 clang-19:clang-19 ll
     libexpat1-dev:expat.h nlohmann-json3-dev:nlohmann/json.hpp googletest:/usr/src/googletest/CMakeLists.txt
     librsvg2-bin:rsvg-convert" ;;
 *)
-    echo "usage: $0 run|test|desktop|bench|idle|macos" >&2
+    echo "usage: $0 run|test|desktop|package|bench|idle|macos" >&2
     exit 2
     ;;
 esac

@@ -35,10 +35,10 @@ bool succeeds(xcb_connection_t* connection, xcb_void_cookie_t request) {
 
 SystemTray::SystemTray(std::function<void()> changed) : changed_(std::move(changed)) {
     const auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    if (!x11) {
+    connection_ = x11 ? x11->connection() : nullptr; // null without a screen, too
+    if (!connection_) {
         return;
     }
-    connection_ = x11->connection();
     char* host = nullptr;
     int display = 0;
     int number = 0;

@@ -21,6 +21,9 @@ LAUNCHER = "share/applications/com.korvane.remote.KvnGUIAgent.desktop"
 ICON = "share/icons/hicolor/scalable/apps/com.korvane.remote.KvnGUIAgent.svg"
 UNIT = "lib/systemd/user/app-com.korvane.remote.KvnGUIAgent.service"
 UNIT_FIRST = "lib/systemd/user/app-com.korvane.remote.KvnGUIAgent@autostart.service.d/unit.conf"
+METAINFO = "share/metainfo/com.korvane.remote.KvnGUIAgent.metainfo.xml"
+SHARED = {"share/man/man1/KvnGUIAgent.1.gz", "share/bash-completion/completions/KvnGUIAgent",
+          "share/zsh/site-functions/_KvnGUIAgent"}
 MODULE = "PlugIns/KvnDesktop.so"
 CONTENTS = "lib/KvnGUIAgent.app/Contents"
 SCRIPT = "Resources/verifyPermissions.sh"
@@ -85,12 +88,13 @@ def it_is_installed_and_runs_and_is_uninstalled(box):
     has_desktop = (box.build / "KvnGUIAgent.app/Contents" / MODULE).exists()
     front_end = "desktop" if has_desktop else "none"
     with installed(box, prefix) as uninstall:
-        desktop = [MODULE, *(f"Resources/{path.name}" for path in SOURCES.glob("resources/*StatusIcon-*.svg"))]
         tables = [path.relative_to(SOURCES) for path in SOURCES.glob("resources/*.lproj/Localizable.strings")]
         inside = ["Info.plist", "MacOS/KvnGUIAgent", "MacOS/KvnHelperInstaller", "Resources/language.xml", SCRIPT,
-                  *(str(table).replace("resources", "Resources") for table in tables), *(desktop if has_desktop else [])]
-        wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY, UNIT, UNIT_FIRST}
-        wanted |= {LAUNCHER, ICON} if has_desktop else set()
+                  *(str(table).replace("resources", "Resources") for table in tables)]
+        if has_desktop:
+            inside += [MODULE, *(f"Resources/{path.name}" for path in SOURCES.glob("resources/*StatusIcon-*.svg"))]
+        wanted = {f"{CONTENTS}/{name}" for name in inside} | {"bin/KvnGUIAgent", ENTRY, UNIT, UNIT_FIRST} | SHARED
+        wanted |= {LAUNCHER, ICON, METAINFO} if has_desktop else set()
         found = {name for name in content(prefix) if not (prefix / name).is_dir()}
         expect(found == wanted, f"installed differently: {found ^ wanted}")
         expect(modes_of_folders(prefix) == {0o755}, f"the folders' modes are {modes_of_folders(prefix)}")
@@ -134,8 +138,7 @@ def it_is_installed_and_runs_and_is_uninstalled(box):
         registry = staging / "Library/Application Support/com.korvane.remote/registry"
         expect(registry.stat().st_mode & 0o7777 == 0o777, "not every user can write preferences")
         shutil.rmtree(staging / "Library")
-        wanted = {"etc", "etc/xdg", "etc/xdg/autostart", "usr", "usr/bin", "usr/lib"}
-        wanted |= {"usr/share"} if has_desktop else set()
+        wanted = {"etc", "etc/xdg", "etc/xdg/autostart", "usr", "usr/bin", "usr/lib", "usr/share"}
         expect(content(staging) == wanted, f"left are {content(staging)}")
         expect(modes_of_folders(staging) == {0o755}, f"the folders' modes are {modes_of_folders(staging)}")
 
