@@ -9,6 +9,7 @@
 #include <QEvent>
 #include <QGridLayout>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -38,6 +39,7 @@ QtDialogPanel::QtDialogPanel(std::function<void()> closeRequested)
     : QDialog(nullptr,
               Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
       closeRequested_(std::move(closeRequested)), scroller_(new QScrollArea(this)), content_(new QWidget) {
+    setWindowIcon(QIcon::fromTheme(QLatin1String("com.korvane.remote.KvnGUIAgent"))); // where it is installed
     scroller_->setFrameStyle(QFrame::NoFrame);
     scroller_->setFocusPolicy(Qt::NoFocus);
     scroller_->setWidgetResizable(true);
