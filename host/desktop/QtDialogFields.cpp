@@ -5,6 +5,7 @@
 #include "host/desktop/QtDialogRow.h"
 #include "host/desktop/QtFolderChooser.h"
 #include "host/desktop/QtText.h"
+#include "host/posix/Signals.h"
 
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -67,6 +68,7 @@ private:
     }
     void choose() {
         delete chooser_;
+        const SignalsBlocked blocked; // in the threads that read the folders
         chooser_ = new QtFolderChooser(both_, qtText(line_.text), bundle_, field_->text());
         connect(chooser_.data(), &QDialog::accepted, [this] {
             field_->setText(chooser_->folder()); // also in place of a path that is half typed

@@ -5,10 +5,11 @@
 #include "host/DialogRendering.h"
 #include "host/desktop/QtText.h"
 
+#include <QAccessible>
+#include <QApplication>
 #include <QCursor>
 #include <QEvent>
 #include <QGridLayout>
-#include <QGuiApplication>
 #include <QIcon>
 #include <QScreen>
 #include <QScrollArea>
@@ -39,6 +40,7 @@ QtDialogPanel::QtDialogPanel(std::function<void()> closeRequested)
     : QDialog(nullptr,
               Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
       closeRequested_(std::move(closeRequested)), scroller_(new QScrollArea(this)), content_(new QWidget) {
+    QAccessible::setRootObject(qApp); // connects to the bus of screen readers, once
     setWindowIcon(QIcon::fromTheme(QLatin1String("com.korvane.remote.KvnGUIAgent"))); // where it is installed
     scroller_->setFrameStyle(QFrame::NoFrame);
     scroller_->setFocusPolicy(Qt::NoFocus);

@@ -4,6 +4,7 @@
 
 #include "host/DialogRendering.h"
 #include "host/desktop/QtText.h"
+#include "host/posix/Signals.h"
 
 #include <QPointer>
 #include <utility>
@@ -43,6 +44,7 @@ void QtDialogWindow::close() {
 }
 
 void QtDialogWindow::makePanel() {
+    const SignalsBlocked blocked; // in the threads that the toolkit starts
     panel_ = std::make_unique<QtDialogPanel>([this] {
         // Not at once: handlers may throw, and the window is still in use.
         mainLoop_.post([this, panel = QPointer<QtDialogPanel>(panel_.get())] {
