@@ -54,14 +54,14 @@ def items(desktop):
 
 
 def closes_dialog(pid):
-    """Returns True if the process has no window; otherwise presses Escape in it."""
-    def xdotool(*command):
-        return subprocess.run(["xdotool", *command], capture_output=True, timeout=30, check=False).returncode == 0
+    """Returns True if the process has no window; otherwise sends Escape to it."""
+    def search(*command):
+        return subprocess.run(["xdotool", "search", "--onlyvisible", "--pid", str(pid), *command], capture_output=True,
+                              timeout=30, check=False).returncode == 0
 
-    if not xdotool("search", "--onlyvisible", "--pid", str(pid), "windowfocus"):
+    if not search():
         return True
-    time.sleep(0.2)
-    xdotool("key", "Escape")
+    search("windowfocus", "key", "Escape")  # fails after the key is pressed, as there is no window left to release it in
     return False
 
 
