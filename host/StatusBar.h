@@ -37,8 +37,9 @@ class StatusBar {
 public:
     virtual ~StatusBar() = default;
 
-    /// Shows an item with this menu and no picture yet, in place of an earlier one. The menu stays valid
-    /// until `removeItem`, or outlives the bar; its items change only before an `updateItem`.
+    /// Shows an item with this menu, in place of an earlier one. Until the next `updateItem` it has no
+    /// picture, or that of the last one. The menu stays valid until `removeItem`, or outlives the bar; its
+    /// items change only before an `updateItem`.
     virtual void showItem(const Menu& menu) = 0;
     virtual void removeItem() = 0;
 

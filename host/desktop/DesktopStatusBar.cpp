@@ -19,7 +19,9 @@ void DesktopStatusBar::showItem(const Menu& menu) {
     removeItem();
     item_ = std::make_shared<StatusItem>(mainLoop_, menu);
     item_->description = description_;
-    pictureName_.clear();
+    if (image_) {
+        item_->pictures = statusPictures(*image_, bundle_);
+    }
     choose();
 }
 
@@ -46,16 +48,13 @@ void DesktopStatusBar::choose() {
 }
 
 void DesktopStatusBar::updateItem(const StatusImage& image) {
-    if (!item_) {
-        return;
-    }
-    if (pictureName_ != image.name || meaning_ != image.meaning) {
+    const bool isNew = !image_ || image_->name != image.name || image_->meaning != image.meaning;
+    image_ = image;
+    if (isNew && item_) {
         item_->pictures = statusPictures(image, bundle_);
-        pictureName_ = image.name;
-        meaning_ = image.meaning;
-        if (shown_) {
-            shown_->showPicture();
-        }
+    }
+    if (isNew && shown_) {
+        shown_->showPicture();
     }
     if (shown_) {
         shown_->showMenu();

@@ -9,6 +9,7 @@
 #include "host/desktop/SystemTray.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace kvn::host {
@@ -36,8 +37,7 @@ private:
     MainLoop& mainLoop_;
     const Bundle& bundle_;
     std::string description_;
-    std::string pictureName_; // with the next, of the pictures of the item
-    StatusImage::Meaning meaning_{};
+    std::optional<StatusImage> image_; // the last, which a new item has until the next
     std::shared_ptr<StatusItem> item_; // null while there is none
     Panel panel_ = Panel::Nowhere;     // that shows it
     StatusNotifierWatch watch_;

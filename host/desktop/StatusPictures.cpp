@@ -16,7 +16,8 @@ struct Size {
     int picture;
     int drawing;
 };
-constexpr Size kSizes[] = {{16, 16}, {22, 22}, {24, 22}, {32, 16}, {48, 16}, {64, 16}};
+// Some panels scale down the largest, most often to 22, which keeps the lines of the last.
+constexpr Size kSizes[] = {{16, 16}, {22, 22}, {24, 22}, {32, 16}, {48, 16}, {64, 16}, {66, 22}};
 
 /// Makes the colours grey, and closer to each other.
 void dim(QImage& picture) {

@@ -69,7 +69,7 @@ TEST(StatusPictures, AreSeenOnLightAndDarkPanels) {
 TEST(StatusPictures, HaveSharpEdges) {
     for (const Meaning meaning : kMeanings) {
         const auto pictures = picturesOf(meaning);
-        ASSERT_EQ(pictures.size(), 6U);
+        ASSERT_EQ(pictures.size(), 7U);
         for (const QImage& picture : pictures) {
             std::set<QRgb> outside; // from the border up to the screen
             const int y = picture.height() / 3;
