@@ -7,10 +7,14 @@
 #include "host/desktop/PortalShortcuts.h"
 #include "host/desktop/QtDialogWindow.h"
 #include "host/desktop/QtMainLoop.h"
+#include "host/desktop/StatusPictures.h"
 #include "host/desktop/X11HotKeys.h"
 #include "host/linux/BusConnection.h"
 #include "host/linux/DesktopModule.h"
 
+#include <QGuiApplication>
+#include <QIcon>
+#include <QPixmap>
 #include <cstdlib>
 #include <optional>
 #include <stdexcept>
@@ -28,6 +32,17 @@ std::unique_ptr<HotKeys> makeHotKeys(Host& host, std::shared_ptr<BusConnection> 
     return std::make_unique<X11HotKeys>(*host.mainLoop);
 }
 
+/// Gives the windows the program's picture, and tells the desktop which launcher they belong to.
+void identifyWindows(const Bundle& bundle) {
+    QIcon icon;
+    for (const QImage& picture :
+         statusPictures({StatusImage::Meaning::Connected, "ConnectedStatusIcon"}, bundle)) {
+        icon.addPixmap(QPixmap::fromImage(picture));
+    }
+    QGuiApplication::setWindowIcon(icon);
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.korvane.remote.KvnGUIAgent"));
+}
+
 /// Shows the agent in the desktop's panel and in windows.
 class DesktopUserInterface final : public UserInterface {
 public:
@@ -35,6 +50,7 @@ public:
         : host_(host), statusBar_(*host.mainLoop, *host.bundle, sessionBus),
           dialogWindow_(*host.mainLoop, *host.bundle), permissionWindow_(*host.mainLoop, *host.bundle),
           hotKeys_(makeHotKeys(host, sessionBus)), notifications_(std::move(sessionBus)) {
+        identifyWindows(*host.bundle);
         statusBar_.describe(host.bundle->localizedString("StatusPending"));
     }
 

@@ -99,5 +99,6 @@ def differ(one, other):
 
 
 def save(file):
-    """Writes a picture of the whole screen as PNG."""
-    subprocess.run(["import", "-silent", "-window", "root", file], check=True, timeout=30)
+    """Writes a picture of the whole screen as PNG, small and without the time."""
+    subprocess.run(["import", "-silent", "-window", "root", "-depth", "8", "+dither", "-colors", "64",
+                    "-define", "png:exclude-chunks=date,time", f"png8:{file}"], check=True, timeout=30)
