@@ -2,8 +2,11 @@
 
 # Two Debian packages, made by cpack -G DEB: kvn-gui-agent, which needs no desktop, and kvn-gui-agent-desktop.
 
+if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    return()
+endif()
 find_program(KVN_DPKG dpkg)
-if(NOT KVN_DPKG OR NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+if(NOT KVN_DPKG)
     return()
 endif()
 
@@ -24,12 +27,9 @@ string(REGEX REPLACE "\n\n" "\n.\n" license "${license}")
 string(REGEX REPLACE "\n([^\n])" "\n \\1" license " ${license}")
 execute_process(COMMAND date -u -R -d ${release_date} OUTPUT_VARIABLE release_time OUTPUT_STRIP_TRAILING_WHITESPACE
     COMMAND_ERROR_IS_FATAL ANY)
-foreach(file copyright changelog.Debian postinst prerm postrm conffiles)
-    configure_file(${resources}/debian/${file}.in ${prepared}/${file} @ONLY
-        FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+foreach(file copyright changelog.Debian postinst prerm postrm)
+    configure_file(${resources}/debian/${file}.in ${prepared}/${file} @ONLY)
 endforeach()
-file(CHMOD ${prepared}/postinst ${prepared}/prerm ${prepared}/postrm PERMISSIONS
-    ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
 kvs_compress(changelog.Debian)
 configure_file(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${prepared}/changelog COPYONLY)
 kvs_compress(changelog)
@@ -55,7 +55,7 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${maintainer}")
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON) # whatever the umask was
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME kvn-gui-agent)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "dbus-user-session | dbus-x11, pkexec, xdg-utils")
@@ -73,7 +73,7 @@ if(TARGET KvnDesktop)
     set(CPACK_DEBIAN_FRONTEND_PACKAGE_NAME kvn-gui-agent-desktop)
     set(CPACK_DEBIAN_FRONTEND_PACKAGE_DEPENDS "kvn-gui-agent (= ${version})")
     set(CPACK_DEBIAN_FRONTEND_PACKAGE_RECOMMENDS qt6-wayland)
-    set(CPACK_DEBIAN_FRONTEND_PACKAGE_CONTROL_EXTRA ${prepared}/conffiles)
+    set(CPACK_DEBIAN_FRONTEND_PACKAGE_CONTROL_EXTRA ${resources}/debian/conffiles)
     set(CPACK_DEBIAN_FRONTEND_DESCRIPTION "Desktop front end of the agent of a remote-support service
 The agent shows the state of the service by an item in the desktop's panel,
 whose menu opens dialogs with the service's status and settings. It tells the
@@ -81,7 +81,7 @@ user when a remote session begins and ends.
 
 The agent starts with every graphical session.")
 else()
-    set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA ${CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA} ${prepared}/conffiles)
+    list(APPEND CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA ${resources}/debian/conffiles)
 endif()
 include(CPack)
 cpack_add_component_group(program)
