@@ -76,7 +76,7 @@ def settle(box, ui):
                 sys.exit("the permission dialog does not go away")
         else:
             box.agent.say("close")
-    time.sleep(1)
+    time.sleep(10 if ui == "desktop" else 1)  # the toolkit ends threads that it has not used for a while
 
 
 def usage(pid):
