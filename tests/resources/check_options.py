@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 
-"""check_options.py PROGRAM: fails unless --help, the manual and the completions of both shells name the same options, and
-the same words for them."""
+"""check_options.py PROGRAM: fails unless --help, the manual and the completions of both shells name the same options,
+and the same words for them."""
 
 import pathlib
 import re
@@ -11,7 +11,8 @@ import subprocess
 import sys
 
 RESOURCES = pathlib.Path(__file__).resolve().parents[2] / "resources"
-COMPLETE = """source "$0"; COMP_WORDS=(KvnGUIAgent "$@" ""); COMP_CWORD=$(($# + 1)); _KvnGUIAgent; echo "${COMPREPLY[@]}" """
+COMPLETE = """source "$0"; COMP_WORDS=(KvnGUIAgent "$@" ""); COMP_CWORD=$(($# + 1))
+_KvnGUIAgent; echo "${COMPREPLY[@]}" """
 
 
 def words_of(choice):
@@ -40,8 +41,8 @@ def of_manual():
 def in_bash():
     def complete(*words):
         script = RESOURCES / "completion/KvnGUIAgent.bash"
-        done = subprocess.run(["bash", "-c", COMPLETE, script, *words], cwd=RESOURCES / "debian", # which has no folders
-                              capture_output=True, text=True, check=True)
+        done = subprocess.run(["bash", "-c", COMPLETE, script, *words], capture_output=True, text=True, check=True,
+                              cwd=RESOURCES / "debian")  # which has no folders to complete
         return tuple(sorted(done.stdout.split()))
     return {option: complete(option) if complete(option) != complete() else () for option in complete()}
 
@@ -58,7 +59,8 @@ def main(program):
     found = {"--help": of_usage(shown), "the manual's synopsis": synopsis, "the manual's list": listed,
              "the completion of bash": in_bash(), "the completion of zsh": in_zsh()}
     expected = found["--help"]
-    differing = [f"{place} has {options}\n--help has {expected}" for place, options in found.items() if options != expected]
+    differing = [f"{place} has {options}\n--help has {expected}"
+                 for place, options in found.items() if options != expected]
     print("\n".join(differing) or f"{len(expected)} options in {len(found)} places")
     return 1 if differing or not expected else 0
 
