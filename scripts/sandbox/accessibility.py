@@ -7,7 +7,7 @@ from picture import Box
 from scenario import Differs
 
 ACCESSIBLE = "org.a11y.atspi.Accessible"
-STATES = {"checked": 4, "enabled": 8, "focused": 12, "showing": 25}  # the numbers of their bits
+STATES = {"active": 1, "checked": 4, "enabled": 8, "focused": 12, "showing": 25}  # the numbers of their bits
 SCREEN = 0  # the coordinates of `GetExtents`
 ROOT = "/org/a11y/atspi/accessible/root"
 

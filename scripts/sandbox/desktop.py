@@ -56,22 +56,19 @@ class Desktop(DesktopScenario):
         for number in (1, 2):
             window = self._window(PERMISSIONS)
             expect(person.active_window() != window, "the dialog that came by itself took the keys")
+            self._control("push button", "Open Accessibility Settings")
             if number == 1:
                 self._picture("permissions")
             person.activate(window)
-            person.press("Escape")
-            self._closed(PERMISSIONS)
+            self._close(PERMISSIONS)
         return "the permission dialog came by itself, twice, did not take the keys, and was closed by Escape"
 
     def click_icon(self):
         person.click(self._icon_comes().centre)
-        window = self._window(STATUS)
         self._reads(STATUS, DETAILS)
-        self._until(lambda: person.active_window() == window, "the dialog does not take the keys")
         self._leave()
         self._picture("status")
-        person.press("Escape")
-        self._closed(STATUS)
+        self._close(STATUS)
         return f"a click at the icon opened the service's status: {', '.join(DETAILS[:4])}, and a table"
 
     def open_menu(self):
@@ -92,14 +89,13 @@ class Desktop(DesktopScenario):
         expect(not self._preference("TransferLogEnabled"), "saved before the dialog was closed")
         self._leave()
         self._picture("settings")
-        person.press("Escape")
-        self._closed(SETTINGS)
+        self._close(SETTINGS)
         self._until(lambda: self._preference("TransferLogEnabled"), "the setting was not saved")
         return "a click checked a box of the settings, and Escape closed and saved them"
 
     def use_keys_alone(self):
         self._choose(SETTINGS)
-        self._until(lambda: person.active_window() == self._window(SETTINGS), "the settings do not take the keys")
+        self._takes_keys(SETTINGS)
         box = self._control("check box", "Keep a session log")
         for _ in range(20):
             if wait_until(lambda: box.has("focused"), 0.5):
@@ -109,8 +105,7 @@ class Desktop(DesktopScenario):
         person.press("space")
         self._until(lambda: box.has("checked"), "the space bar does not check the box")
         self._picture("keys")
-        person.press("Escape")
-        self._closed(SETTINGS)
+        self._close(SETTINGS)
         self._until(lambda: self._preference("SessionLogEnabled"), "the setting was not saved")
         return "Tab and the space bar changed another setting"
 
@@ -158,9 +153,7 @@ class Desktop(DesktopScenario):
         self._icon_comes()
         took = time.monotonic() - began
         person.click(self._icon_comes().centre)
-        self._window(STATUS)
-        person.press("Escape")
-        self._closed(STATUS)
+        self._close(STATUS)
         return f"the panel was killed and came back; the icon was there {took:.1f} s later, and a click worked"
 
     def use_tray(self):
@@ -170,13 +163,9 @@ class Desktop(DesktopScenario):
         self._icon_comes()
         self._picture("tray")
         person.click(self._icon_comes().centre)
-        self._window(STATUS)
-        person.press("Escape")
-        self._closed(STATUS)
+        self._close(STATUS)
         self._choose(SETTINGS, "tray-menu")
-        self._window(SETTINGS)
-        person.press("Escape")
-        self._closed(SETTINGS)
+        self._close(SETTINGS)
         return "a tray without the panel's protocol showed the icon, its menu, and the dialogs"
 
     def live_without_panel(self):
@@ -187,12 +176,10 @@ class Desktop(DesktopScenario):
             shown = subprocess.run([program, "--root", self._box.root, "--show", word], timeout=PATIENCE,
                                    capture_output=True, text=True, check=False)
             expect(shown.returncode == 0, f"--show {word} ended with {shown.returncode}: {shown.stderr}")
-            self._window(title)
+            self._takes_keys(title)
             if word == "settings":
                 self._picture("no-panel")
-            self._until(lambda: person.active_window() == self._window(title), f"{title} does not take the keys")
-            person.press("Escape")
-            self._closed(title)
+            self._close(title)
         return "without any panel, the launcher's actions opened the settings and the status in the running agent"
 
     def end_by_signal(self):

@@ -146,7 +146,17 @@ class DesktopScenario(AgentScenario):
     def _window(self, title):
         return self._until(lambda: person.window(title), f"no window has the title {title}")
 
-    def _closed(self, title):
+    def _takes_keys(self, title):
+        """Waits until the dialog itself knows that the keys go to it."""
+        def active():
+            dialog = self._session.programs().find("dialog", title)
+            return dialog and dialog.has("active")
+        self._until(active, f"the dialog {title} does not take the keys")
+
+    def _close(self, title):
+        """Closes a dialog that takes the keys."""
+        self._takes_keys(title)
+        person.press("Escape")
         self._until(lambda: not person.window(title), f"the window {title} stays")
 
     def _control(self, role, name):
