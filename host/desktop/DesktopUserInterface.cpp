@@ -32,15 +32,17 @@ std::unique_ptr<HotKeys> makeHotKeys(Host& host, std::shared_ptr<BusConnection> 
     return std::make_unique<X11HotKeys>(*host.mainLoop);
 }
 
-/// Gives the windows the program's picture, and tells the desktop which launcher they belong to.
+/// Gives the windows the product's icon, or the status item's picture where none is installed, and tells the
+/// desktop which launcher they belong to.
 void identifyWindows(const Bundle& bundle) {
+    const auto launcher = QStringLiteral("com.korvane.remote.KvnGUIAgent");
     QIcon icon;
     for (const QImage& picture :
          statusPictures({StatusImage::Meaning::Connected, "ConnectedStatusIcon"}, bundle)) {
         icon.addPixmap(QPixmap::fromImage(picture));
     }
-    QGuiApplication::setWindowIcon(icon);
-    QGuiApplication::setDesktopFileName(QStringLiteral("com.korvane.remote.KvnGUIAgent"));
+    QGuiApplication::setWindowIcon(QIcon::fromTheme(launcher, icon));
+    QGuiApplication::setDesktopFileName(launcher);
 }
 
 /// Shows the agent in the desktop's panel and in windows.

@@ -10,7 +10,6 @@
 #include <QCursor>
 #include <QEvent>
 #include <QGridLayout>
-#include <QIcon>
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -41,7 +40,6 @@ QtDialogPanel::QtDialogPanel(std::function<void()> closeRequested)
               Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
       closeRequested_(std::move(closeRequested)), scroller_(new QScrollArea(this)), content_(new QWidget) {
     QAccessible::setRootObject(qApp); // connects to the bus of screen readers, once
-    setWindowIcon(QIcon::fromTheme(QLatin1String("com.korvane.remote.KvnGUIAgent"))); // where it is installed
     scroller_->setFrameStyle(QFrame::NoFrame);
     scroller_->setFocusPolicy(Qt::NoFocus);
     scroller_->setWidgetResizable(true);
