@@ -3,7 +3,9 @@
 #include "host/desktop/BusMenu.h"
 
 #include <QGuiApplication>
-#include <set>
+#include <algorithm>
+#include <optional>
+#include <span>
 #include <string_view>
 
 namespace kvn::host {
@@ -13,22 +15,33 @@ constexpr const char* kInterface = "com.canonical.dbusmenu";
 constexpr std::uint32_t kRevision = 1; // the entries stay the same
 constexpr std::uint32_t kVersion = 3;  // of the interface
 
-using Names = std::set<std::string_view>; // of properties; empty means all
+/// The most names, numbers or events in a call. A panel sends fewer, and the main thread must not be held by
+/// another program that sends millions.
+constexpr std::size_t kMostAsked = 256;
+
+using Names = std::vector<std::string_view>; // of properties; empty means all
 
 // An append that fails makes the later ones and the sending fail, too, so only the sending is checked.
 
-Names readNames(sd_bus_message* message) {
+/// Returns nullopt for too many names.
+std::optional<Names> readNames(sd_bus_message* message) {
     Names names;
     const char* name = nullptr;
     sd_bus_message_enter_container(message, 'a', "s");
     while (sd_bus_message_read(message, "s", &name) > 0) {
-        names.insert(name);
+        if (names.size() == kMostAsked) {
+            return std::nullopt;
+        }
+        names.emplace_back(name);
     }
     sd_bus_message_exit_container(message);
     return names;
 }
 
-bool isWanted(const Names& names, std::string_view name) { return names.empty() || names.count(name) != 0; }
+template <class Values, class Value>
+bool isWanted(const Values& wanted, Value value) {
+    return wanted.empty() || std::find(wanted.begin(), wanted.end(), value) != wanted.end();
+}
 
 /// An underline marks the key of a title, and two are one of the text.
 std::string labelOf(const std::string& title) {
@@ -88,12 +101,18 @@ struct BusMenu::Table {
     static int fail(sd_bus_error* error) {
         return sd_bus_error_set_const(error, SD_BUS_ERROR_INVALID_ARGS, "The menu has no such entry");
     }
+    static int failForLength(sd_bus_error* error) {
+        return sd_bus_error_set_const(error, SD_BUS_ERROR_LIMITS_EXCEEDED, "The call asks for too much");
+    }
 
     static int getLayout(sd_bus_message* call, void* object, sd_bus_error* error) {
         std::int32_t parent = 0;
         std::int32_t depth = 0;
         sd_bus_message_read(call, "ii", &parent, &depth);
-        const Names names = readNames(call);
+        const auto names = readNames(call);
+        if (!names) {
+            return failForLength(error);
+        }
         if (!exists(object, parent)) {
             return fail(error);
         }
@@ -101,14 +120,14 @@ struct BusMenu::Table {
         sd_bus_message_append(answer.get(), "u", kRevision);
         sd_bus_message_open_container(answer.get(), 'r', "ia{sv}av");
         sd_bus_message_append(answer.get(), "i", parent);
-        appendProperties(answer.get(), entryOf(object, parent), names);
+        appendProperties(answer.get(), entryOf(object, parent), *names);
         sd_bus_message_open_container(answer.get(), 'a', "v");
         const auto entries = static_cast<std::int32_t>(menuOf(object).size());
         for (std::int32_t id = 1; parent == 0 && depth != 0 && id <= entries; ++id) {
             sd_bus_message_open_container(answer.get(), 'v', "(ia{sv}av)");
             sd_bus_message_open_container(answer.get(), 'r', "ia{sv}av");
             sd_bus_message_append(answer.get(), "i", id);
-            appendProperties(answer.get(), entryOf(object, id), names);
+            appendProperties(answer.get(), entryOf(object, id), *names);
             sd_bus_message_append(answer.get(), "av", 0);
             sd_bus_message_close_container(answer.get());
             sd_bus_message_close_container(answer.get());
@@ -118,22 +137,22 @@ struct BusMenu::Table {
         return sendAnswer(call, answer);
     }
 
-    static int getGroupProperties(sd_bus_message* call, void* object, sd_bus_error*) {
-        std::set<std::int32_t> wanted; // each once, so that the answer is never longer than the menu
-        std::int32_t id = 0;
-        sd_bus_message_enter_container(call, 'a', "i");
-        while (sd_bus_message_read(call, "i", &id) > 0) {
-            wanted.insert(id);
+    static int getGroupProperties(sd_bus_message* call, void* object, sd_bus_error* error) {
+        const void* ids = nullptr;
+        std::size_t bytes = 0;
+        sd_bus_message_read_array(call, 'i', &ids, &bytes);
+        const std::span wanted(static_cast<const std::int32_t*>(ids), bytes / sizeof(std::int32_t));
+        const auto names = readNames(call);
+        if (!names || wanted.size() > kMostAsked) {
+            return failForLength(error);
         }
-        sd_bus_message_exit_container(call);
-        const Names names = readNames(call);
         const auto answer = newAnswer(call);
         sd_bus_message_open_container(answer.get(), 'a', "(ia{sv})");
-        for (id = 0; exists(object, id); ++id) {
-            if (wanted.empty() || wanted.count(id) != 0) {
+        for (std::int32_t id = 0; exists(object, id); ++id) {
+            if (isWanted(wanted, id)) {
                 sd_bus_message_open_container(answer.get(), 'r', "ia{sv}");
                 sd_bus_message_append(answer.get(), "i", id);
-                appendProperties(answer.get(), entryOf(object, id), names);
+                appendProperties(answer.get(), entryOf(object, id), *names);
                 sd_bus_message_close_container(answer.get());
             }
         }
@@ -172,11 +191,14 @@ struct BusMenu::Table {
         sd_bus_message_read(call, "is", &id, &event);
         return take(object, id, event) ? sd_bus_reply_method_return(call, "") : fail(error);
     }
-    static int takeEventGroup(sd_bus_message* call, void* object, sd_bus_error*) {
+    static int takeEventGroup(sd_bus_message* call, void* object, sd_bus_error* error) {
         const auto answer = newAnswer(call);
         sd_bus_message_open_container(answer.get(), 'a', "i");
         sd_bus_message_enter_container(call, 'a', "(isvu)");
-        while (sd_bus_message_enter_container(call, 'r', "isvu") > 0) {
+        for (std::size_t events = 0; sd_bus_message_enter_container(call, 'r', "isvu") > 0; ++events) {
+            if (events == kMostAsked) {
+                return failForLength(error);
+            }
             std::int32_t id = 0;
             const char* event = nullptr;
             sd_bus_message_read(call, "is", &id, &event);

@@ -314,6 +314,17 @@ TEST_F(DesktopStatusBar, GivesPanelsItsMenu) {
     EXPECT_THROW((ask<sdbus::Variant>(bus_, item, "/MenuBar", kMenu, "GetProperty", std::int32_t{-1},
                                       std::string("label"))),
                  sdbus::Error);
+    const std::vector<std::int32_t> flood(300, 1);
+    const std::vector<std::string> names(300, "label");
+    EXPECT_THROW(
+        (ask<Group>(bus_, item, "/MenuBar", kMenu, "GetGroupProperties", flood, std::vector<std::string>())),
+        sdbus::Error);
+    EXPECT_THROW(
+        (ask<Layout>(bus_, item, "/MenuBar", kMenu, "GetLayout", std::int32_t{0}, std::int32_t{-1}, names)),
+        sdbus::Error);
+    EXPECT_THROW((ask<std::vector<std::int32_t>>(bus_, item, "/MenuBar", kMenu, "EventGroup",
+                                                 Values(300, {1, "opened", sdbus::Variant(false), 0}))),
+                 sdbus::Error);
 }
 
 TEST_F(DesktopStatusBar, RunsWhatIsClicked) {
