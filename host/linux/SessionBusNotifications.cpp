@@ -56,9 +56,15 @@ void SessionBusNotifications::take(sd_bus_message& message) {
         bus_->reportOnce("A notification", "it is ignored because of its form or length");
         return;
     }
+    if (waiting_ == kMostWaiting) {
+        bus_->reportOnce("A notification", "it is ignored because too many wait");
+        return;
+    }
+    ++waiting_;
     // Posted, because an observer may end this object and the connection, which is in use here.
-    mainLoop_.post([weak = std::weak_ptr(observers_), notification = std::move(*notification)] {
+    mainLoop_.post([this, weak = std::weak_ptr(observers_), notification = std::move(*notification)] {
         if (const auto observers = weak.lock()) {
+            --waiting_;
             notify(*observers, notification);
         }
     });

@@ -31,6 +31,9 @@ private:
     struct Observer;
     using Observers = std::vector<std::weak_ptr<Observer>>;
 
+    /// The most that wait to be passed on. Another program may send them faster than a dialog is opened.
+    static constexpr std::size_t kMostWaiting = 1024;
+
     void take(sd_bus_message& message);
     static void notify(const Observers& observers, const Notification& notification);
 
@@ -38,6 +41,7 @@ private:
     const std::shared_ptr<BusConnection> bus_;
     // Shared only so that tasks in the loop can check if this object still exists.
     const std::shared_ptr<Observers> observers_ = std::make_shared<Observers>();
+    std::size_t waiting_ = 0;
     MainLoop::Handle signals_;
 };
 

@@ -92,6 +92,22 @@ TEST_F(SessionBusNotifications, IgnoresLongOnesAndThoseToThisProgramAlone) {
     EXPECT_EQ(log_.lines().size(), 1U);
 }
 
+TEST_F(SessionBusNotifications, IgnoresThoseThatComeFasterThanTheyAreHandled) {
+    ASSERT_TRUE(bus_.isConnectedSoon());
+    const auto slow = notifications_.observe("flood", {}, [](const Notification&) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5)); // as long as it takes to open a window
+    });
+    const host::SignalsBlocked blocked;
+    const auto other = sdbus::createSessionBusConnection();
+    const auto object = sdbus::createObject(*other, kPath);
+    for (int sent = 0; sent < 3000; ++sent) {
+        object->emitSignal("Posted")
+            .onInterface(kInterface)
+            .withArguments("flood"s, "you"s, std::map<std::string, std::string>());
+    }
+    EXPECT_TRUE(pumpUntil(bus_.loop(), [&] { return log_.contains("too many wait"); }));
+}
+
 /// The script of the bundle starts the pre-login agent under the root, which posts its permissions.
 TEST_F(SessionBusNotifications, CarryTheAnswerOfThePreLoginAgent) {
     const TemporaryFolder root;
