@@ -32,7 +32,7 @@ QtMainLoop* running = nullptr;
 class UnchangedProcess {
 public:
     UnchangedProcess() {
-        // Of the two event dispatchers, the one without GLib wakes less often.
+        // The event dispatcher without GLib wakes less often.
         qputenv(kNoGlib, "1");
     }
     ~UnchangedProcess() {
@@ -49,7 +49,7 @@ private:
     const std::string locale_ = std::setlocale(LC_ALL, nullptr);
 };
 
-/// What the application object refers to as long as it lives.
+/// The command line that the application object refers to as long as it lives.
 struct Arguments {
     explicit Arguments(const std::string& p) : platform(p) {}
     std::string program = "KvnGUIAgent";
@@ -188,6 +188,9 @@ void QtMainLoop::runTask(const Task& task) {
         quit();
     }
     running_ = false;
+    if (std::exchange(wasDue_, false)) {
+        nextDue_.start(0);
+    }
 }
 
 void QtMainLoop::muteUntilTaskEnds(QSocketNotifier& notifier) {
@@ -201,7 +204,8 @@ void QtMainLoop::muteUntilTaskEnds(QSocketNotifier& notifier) {
 
 void QtMainLoop::runDue() {
     if (running_) {
-        return; // called again when the task has returned
+        wasDue_ = true; // the pipe is empty now, and the timer has run out
+        return;
     }
     schedule_.endSleep();
     // Tasks that these tasks post run in the next round, after the descriptors and the toolkit's events.

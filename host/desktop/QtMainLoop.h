@@ -62,6 +62,7 @@ private:
     QTimer nextDue_;
     QSocketNotifier wakes_{wakePipe_.descriptor(), QSocketNotifier::Read};
     bool running_ = false;       // a task
+    bool wasDue_ = false;        // another one, while it ran
     QEventLoop* loop_ = nullptr; // while it runs
     std::atomic<bool> quit_ = false;
     std::exception_ptr failure_;

@@ -19,7 +19,7 @@ constexpr const char* kPath = "/org/freedesktop/portal/desktop";
 constexpr const char* kInterface = "org.freedesktop.portal.GlobalShortcuts";
 constexpr HotKeys::Key kKey{126, 0x1100, 0, 0};
 
-/// What the portal responds to the two requests; and if it binds the shortcut.
+/// The portal's responses to the two requests, and if it binds the shortcut.
 struct Responses {
     std::uint32_t create = 0;
     std::uint32_t bind = 0;
