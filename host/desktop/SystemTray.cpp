@@ -2,17 +2,19 @@
 
 #include "host/desktop/SystemTray.h"
 
+#include "host/desktop/X11Display.h"
+
 #include <QGuiApplication>
-#include <cstdlib>
+#include <cstddef>
 #include <cstring>
-#include <memory>
+#include <string>
 #include <utility>
 
 namespace kvn::host {
 namespace {
 
 constexpr std::uint32_t kRequestDock = 0; // of the tray's protocol
-// Of the protocol for windows in windows:
+// These belong to the protocol for windows in windows.
 constexpr std::uint32_t kEmbeddedNotify = 0;
 constexpr std::uint32_t kVersionAndMapped[] = {0, 1};
 
@@ -20,15 +22,9 @@ int typeOf(const xcb_generic_event_t& event) {
     return event.response_type & 0x7F; // without the mark of events that a program has sent
 }
 
-struct Free {
-    void operator()(void* reply) const { std::free(reply); }
-};
-template <class Reply>
-using Owned = std::unique_ptr<Reply, Free>;
-
 /// Sends a request that may fail because its window has gone. Returns true if it succeeded.
 bool succeeds(xcb_connection_t* connection, xcb_void_cookie_t request) {
-    return !Owned<xcb_generic_error_t>(xcb_request_check(connection, request));
+    return !X11Answer<xcb_generic_error_t>(xcb_request_check(connection, request));
 }
 
 } // namespace
@@ -39,21 +35,13 @@ SystemTray::SystemTray(std::function<void()> changed) : changed_(std::move(chang
     if (!connection_) {
         return;
     }
-    char* host = nullptr;
-    int display = 0;
-    int number = 0;
-    xcb_parse_display(nullptr, &host, &display, &number);
-    const Owned<char> ownedHost(host);
-    auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection_));
-    for (int other = 0; other < number && screens.rem > 1; ++other) {
-        xcb_screen_next(&screens);
-    }
-    screen_ = screens.data;
+    const auto [screen, number] = chosenScreen(connection_);
+    screen_ = screen;
     selection_ = atom(("_NET_SYSTEM_TRAY_S" + std::to_string(number)).c_str());
     manager_ = atom("MANAGER");
     embed_ = atom("_XEMBED");
     // The toolkit selects events of the root window, too, in the same mask.
-    const Owned<xcb_get_window_attributes_reply_t> root(xcb_get_window_attributes_reply(
+    const X11Answer<xcb_get_window_attributes_reply_t> root(xcb_get_window_attributes_reply(
         connection_, xcb_get_window_attributes(connection_, screen_->root), nullptr));
     const std::uint32_t mask = (root ? root->your_event_mask : 0) | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection_, screen_->root, XCB_CW_EVENT_MASK, &mask);
@@ -65,13 +53,13 @@ SystemTray::~SystemTray() = default; // the base class removes the filter
 
 xcb_atom_t SystemTray::atom(const char* name) const {
     const auto length = static_cast<std::uint16_t>(std::strlen(name));
-    const Owned<xcb_intern_atom_reply_t> reply(
+    const X11Answer<xcb_intern_atom_reply_t> reply(
         xcb_intern_atom_reply(connection_, xcb_intern_atom(connection_, 0, length, name), nullptr));
     return reply ? reply->atom : XCB_NONE;
 }
 
 void SystemTray::find() {
-    const Owned<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+    const X11Answer<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
         connection_, xcb_get_selection_owner(connection_, selection_), nullptr));
     const xcb_window_t owner = reply ? reply->owner : XCB_NONE;
     // The request fails if the owner has gone meanwhile; another one announces itself.
@@ -110,7 +98,7 @@ bool SystemTray::nativeEventFilter(const QByteArray& type, void* message, qintpt
 
 bool SystemTray::wantsAlpha() const {
     const auto property = atom("_NET_SYSTEM_TRAY_VISUAL");
-    const Owned<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+    const X11Answer<xcb_get_property_reply_t> reply(xcb_get_property_reply(
         connection_, xcb_get_property(connection_, 0, owner_, property, XCB_ATOM_VISUALID, 0, 1), nullptr));
     if (!reply || xcb_get_property_value_length(reply.get()) != sizeof(xcb_visualid_t)) {
         return false;
@@ -154,7 +142,7 @@ bool SystemTray::tellsOfDocking(const void* event) const {
 QImage SystemTray::backgroundOf(WId window) const {
     const auto id = static_cast<xcb_window_t>(window);
     const std::uint32_t parentRelative = XCB_BACK_PIXMAP_PARENT_RELATIVE;
-    const Owned<xcb_get_geometry_reply_t> geometry(
+    const X11Answer<xcb_get_geometry_reply_t> geometry(
         xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, id), nullptr));
     if (!geometry || geometry->depth != 24 ||
         !succeeds(connection_, xcb_change_window_attributes_checked(connection_, id, XCB_CW_BACK_PIXMAP,
@@ -162,13 +150,13 @@ QImage SystemTray::backgroundOf(WId window) const {
         return {}; // the tray's windows have another depth
     }
     xcb_clear_area(connection_, 0, id, 0, 0, 0, 0);
-    const Owned<xcb_get_image_reply_t> pixels(
+    const X11Answer<xcb_get_image_reply_t> pixels(
         xcb_get_image_reply(connection_,
                             xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, id, 0, 0, geometry->width,
                                           geometry->height, ~std::uint32_t{0}),
                             nullptr));
-    const int bytes = geometry->width * geometry->height * 4;
-    if (!pixels || xcb_get_image_data_length(pixels.get()) != bytes) {
+    const std::size_t bytes = std::size_t{4} * geometry->width * geometry->height;
+    if (!pixels || static_cast<std::size_t>(xcb_get_image_data_length(pixels.get())) != bytes) {
         return {};
     }
     return QImage(xcb_get_image_data(pixels.get()), geometry->width, geometry->height, QImage::Format_RGB32)

@@ -4,6 +4,7 @@
 
 #include "core/logging/CNSLog.h"
 #include "host/desktop/KeyTable.h"
+#include "host/desktop/X11Display.h"
 #include "host/desktop/X11Keyboard.h"
 
 #include <algorithm>
@@ -22,12 +23,12 @@ constexpr std::uint8_t kTypeOfEvent = 0x7F; // the other bit is that of SendEven
 using Event = X11Answer<xcb_generic_event_t>;
 using Error = X11Answer<xcb_generic_error_t>;
 
-/// Returns the root window of the first screen; 0 without a connection.
+/// Returns the root window of the screen; 0 without a connection.
 xcb_window_t rootOf(xcb_connection_t* connection) {
     if (xcb_connection_has_error(connection) != 0) {
         return 0;
     }
-    return xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    return chosenScreen(connection).screen->root;
 }
 
 } // namespace

@@ -38,7 +38,7 @@ private:
     struct Disconnect {
         void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
     };
-    /// What the X server reports: a key with modifiers.
+    /// The events that the X server is asked for: a key with modifiers.
     struct Grab {
         xcb_keycode_t key = 0;
         std::vector<std::uint16_t> modifiers; // with each state of the locks

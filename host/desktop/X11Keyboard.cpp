@@ -2,6 +2,8 @@
 
 #include "host/desktop/X11Keyboard.h"
 
+#include "host/desktop/X11Display.h"
+
 #include <algorithm>
 
 namespace kvn::host {

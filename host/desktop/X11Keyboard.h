@@ -4,21 +4,12 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <initializer_list>
-#include <memory>
 #include <optional>
 #include <vector>
 #include <xcb/xcb.h>
 
 namespace kvn::host {
-
-struct FreeX11Answer {
-    void operator()(void* answer) const { std::free(answer); }
-};
-/// An answer, event or error of the X server.
-template <class T>
-using X11Answer = std::unique_ptr<T, FreeX11Answer>;
 
 /// The symbols and modifiers of a display's keys at one moment.
 class X11Keyboard {
