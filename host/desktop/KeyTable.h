@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <iterator>
 
-// What `HotKeys::Key` means on a Linux desktop.
+// The meaning of `HotKeys::Key` on a Linux desktop.
 
 namespace kvn::host {
 

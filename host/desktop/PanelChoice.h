@@ -4,7 +4,7 @@
 
 namespace kvn::host {
 
-/// What is known of the program that keeps the list of status notifier items on the session bus.
+/// The knowledge of the program that keeps the list of status notifier items on the session bus.
 enum class Watcher {
     Unknown,  // the bus has not said yet if there is one, or the last one has just gone
     None,     // there is none

@@ -2,6 +2,8 @@
 
 #include "host/desktop/StatusItem.h"
 
+#include "host/desktop/QtText.h"
+
 #include <QMenu>
 #include <algorithm>
 #include <utility>
@@ -45,8 +47,7 @@ void StatusItem::openMenu(const QPoint& place) {
             window_->addSeparator();
             continue;
         }
-        QString title = QString::fromStdString(item->title);
-        QAction* const shown = window_->addAction(title.replace(QLatin1Char('&'), QLatin1String("&&")));
+        QAction* const shown = window_->addAction(qtTitle(item->title));
         shown->setEnabled(item->enabled);
         QObject::connect(shown, &QAction::triggered, window_.get(), [this, index] { choose(index); });
     }

@@ -68,7 +68,8 @@ Host makeHost(FrontEnd frontEnd) {
     addBackgroundWork(host, std::move(runner), std::move(jobs));
     host.scriptRunner = std::make_unique<NoScriptRunner>();
     host.consoleUser = std::make_unique<LogindConsoleUser>(*host.mainLoop, systemBus);
-    host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner, sessionBus, systemBus);
+    host.workspace =
+        std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner, sessionBus, systemBus);
     host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop, sessionBus);
     host.runningApplications =
         std::make_unique<LinuxRunningApplications>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
