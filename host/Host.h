@@ -79,4 +79,8 @@ FrontEnd defaultFrontEnd();
 /// and when the process has no descriptors left. Main thread.
 Host makeHost(FrontEnd frontEnd);
 
+/// Builds what a process needs to ask the agents of its session: the main loop, the bundle, the running
+/// applications and the notifications. Other members may be null. Throws as `makeHost` does. Main thread.
+Host makeRequestHost();
+
 } // namespace kvn::host

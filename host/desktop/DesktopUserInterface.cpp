@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 
 #include "host/Host.h"
+#include "host/desktop/AccessibilityWatch.h"
 #include "host/desktop/DesktopNotifications.h"
 #include "host/desktop/DesktopStatusBar.h"
 #include "host/desktop/DisplayProbe.h"
 #include "host/desktop/PortalShortcuts.h"
 #include "host/desktop/QtDialogWindow.h"
 #include "host/desktop/QtMainLoop.h"
+#include "host/desktop/ScreenReaders.h"
 #include "host/desktop/StatusPictures.h"
 #include "host/desktop/X11HotKeys.h"
 #include "host/linux/BusConnection.h"
@@ -51,7 +53,8 @@ public:
     DesktopUserInterface(Host& host, std::shared_ptr<BusConnection> sessionBus)
         : host_(host), statusBar_(*host.mainLoop, *host.bundle, sessionBus),
           dialogWindow_(*host.mainLoop, *host.bundle), permissionWindow_(*host.mainLoop, *host.bundle),
-          hotKeys_(makeHotKeys(host, sessionBus)), notifications_(std::move(sessionBus)) {
+          accessibility_(sessionBus, showToScreenReaders), hotKeys_(makeHotKeys(host, sessionBus)),
+          notifications_(std::move(sessionBus)) {
         identifyWindows(*host.bundle);
         statusBar_.describe(host.bundle->localizedString("StatusPending"));
     }
@@ -80,6 +83,7 @@ private:
     DesktopStatusBar statusBar_;
     QtDialogWindow dialogWindow_;
     QtDialogWindow permissionWindow_;
+    const AccessibilityWatch accessibility_;
     const std::unique_ptr<HotKeys> hotKeys_;
     DesktopNotifications notifications_;
 };

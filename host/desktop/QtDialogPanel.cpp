@@ -5,7 +5,6 @@
 #include "host/DialogRendering.h"
 #include "host/desktop/QtText.h"
 
-#include <QAccessible>
 #include <QApplication>
 #include <QCursor>
 #include <QEvent>
@@ -39,7 +38,6 @@ QtDialogPanel::QtDialogPanel(std::function<void()> closeRequested)
     : QDialog(nullptr,
               Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
       closeRequested_(std::move(closeRequested)), scroller_(new QScrollArea(this)), content_(new QWidget) {
-    QAccessible::setRootObject(qApp); // connects to the bus of screen readers, once
     scroller_->setFrameStyle(QFrame::NoFrame);
     scroller_->setFocusPolicy(Qt::NoFocus);
     scroller_->setWidgetResizable(true);
