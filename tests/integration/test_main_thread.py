@@ -1,20 +1,19 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""The agent's main thread waits for nobody, whatever a peer, a bus, a terminal or the holder of a lock does."""
+"""The agent's main thread waits for nobody, whatever a peer, a bus or the holder of a lock does."""
 
 import collections
 import fcntl
 import itertools
 import os
 import socket
-import termios
 import threading
 import time
 from typing import NamedTuple
 
 from harness import expect, logged, main
 from sandbox import wait_until
-from wire import CLIENT, WireDaemon, WireServer
+from wire import CLIENT, WireDaemon
 
 LONGEST = 0.1  # seconds
 SPARSE = 0.01  # seconds between two samples, from which on the thread may have been idle between them
@@ -77,8 +76,8 @@ def polls(service):
     expect(service.record.wait("<GetStatus", 20, len(service.record), 2), "the agent does not poll")
 
 
-def started(box, service, **options):
-    box.start_agent("terminal", **options)
+def started(box, service):
+    box.start_agent("terminal")
     logged(box, "verifyPreLoginPermissions (failed|task)")
     polls(service)
 
@@ -119,36 +118,6 @@ def a_session_bus_that_stops_at_forty_launches(box):
     service.die()
 
 
-def buses_that_never_answer(box):
-    service, bus = WireDaemon(box), Silent(box.root / "silent")
-    address = f"unix:path={box.root}/silent"
-    started(box, service, environment={"DBUS_SESSION_BUS_ADDRESS": address, "DBUS_SYSTEM_BUS_ADDRESS": address})
-    yield
-    former = bus.connections
-    expect(former >= 2, "not both buses are used")
-    bus.hang_up()
-    expect(wait_until(lambda: bus.connections >= former + 2, 20), "the buses are not sought again")
-    polls(service)
-    bus.die()
-    service.die()
-
-
-def a_terminal_that_is_stopped(box):
-    service = WireDaemon(box)
-    started(box, service, columns=80)
-    yield
-    terminal = os.open(f"/proc/{box.agent.pid}/fd/1", os.O_RDWR | os.O_NOCTTY)
-    termios.tcflow(terminal, termios.TCOOFF)
-    for _ in range(100):  # of about 1 KB each: more than the terminal and the agent keep
-        expect(box.agent.say("help"), "the agent does not listen")
-    polls(service)
-    seen = len(box.agent.record)
-    termios.tcflow(terminal, termios.TCOON)
-    os.close(terminal)
-    expect(box.agent.record.wait("Lines that were left out", 20, seen), "the terminal was never full")
-    service.die()
-
-
 def preferences_that_are_locked(box):
     service = WireDaemon(box)
     started(box, service)
@@ -161,29 +130,6 @@ def preferences_that_are_locked(box):
             answers(box, command, answer)
         polls(service)
     service.die()
-
-
-def a_helper_that_keeps_silent(box):
-    service, helper = WireDaemon(box), Silent(box.helper_socket)
-    started(box, service)
-    yield
-    expect(box.agent.say("task /bin/true"), "the agent does not listen")
-    expect(helper.record.wait("getVersion", 20), "the helper is not asked")
-    answers(box, "status")
-    polls(service)
-    service.die()
-    helper.die()
-
-
-class Silent(WireServer):
-    """Accepts, reads and never answers."""
-
-    def react(self, peer, data):
-        return []
-
-    def hang_up(self):
-        with self._lock:
-            self._close(*list(self._peers))
 
 
 def holds_nothing_up(fault):
@@ -202,5 +148,4 @@ def holds_nothing_up(fault):
 
 
 main(map(holds_nothing_up, (a_service_that_does_not_read, a_session_bus_that_stops_at_forty_launches,
-                            buses_that_never_answer, a_terminal_that_is_stopped, preferences_that_are_locked,
-                            a_helper_that_keeps_silent)))
+                            preferences_that_are_locked)))
