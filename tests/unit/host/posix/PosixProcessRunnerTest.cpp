@@ -4,7 +4,6 @@
 #include "core/system/WakePipe.h"
 #include "host/posix/PollMainLoop.h"
 #include "host/posix/SpawnPlan.h"
-#include "host/posix/ToolScriptRunner.h"
 #include "tests/support/ProcessFacts.h"
 #include "tests/support/PumpUntil.h"
 #include "tests/support/Test.h"
@@ -183,15 +182,6 @@ TEST_F(PosixProcessRunner, TakesNoLostExitStatusForSuccess) {
     sigaction(SIGCHLD, &ignored, &former);
     EXPECT_NE(errorOf(runner_.run("/bin/sh", {"-c", "exit 7"}, kGenerous)), 0);
     sigaction(SIGCHLD, &former, nullptr);
-}
-
-TEST_F(PosixProcessRunner, RunsScriptsThroughATool) {
-    host::ToolScriptRunner scripts(runner_, makeScript("[ $# = 2 ] && [ \"$1\" = -e ] || exit 9\n"
-                                                       "[ \"$2\" = fail ] && echo ' none' >&2 && exit 1\n"
-                                                       "echo \"did: $2\""));
-    EXPECT_EQ(std::get<std::string>(scripts.run("tell \"x\"\n  quit")), "did: tell \"x\"\n  quit");
-    EXPECT_EQ(std::get<host::Error>(scripts.run("fail")).description(), "none (script 1)");
-    EXPECT_EQ(errorOf(host::ToolScriptRunner(runner_, folder_.file("missing")).run("")), ENOENT);
 }
 
 TEST_F(PosixProcessRunner, EndsRunsWithTheirProcessGroups) {

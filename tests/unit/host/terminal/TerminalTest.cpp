@@ -251,57 +251,5 @@ TEST_F(TerminalTest, KeepsNumbersAndCloseForWhatThePersonLooksAt) {
     EXPECT_EQ(closed, 1);
 }
 
-TEST_F(TerminalTest, PrintsTheChangedRowsOfADialog) {
-    const auto lines = [](const char* time, bool more) {
-        DialogLines all{{"a", "Server:", DialogValue{"relay"}}, {"b", "Time:", DialogValue{time}}};
-        if (more) {
-            all.push_back({"c", "Error:", DialogValue{"none"}});
-        }
-        return all;
-    };
-    start();
-    EXPECT_EQ(printedBy([&] { dialog.show("T", lines("1", false), {}); }),
-              "== T ==\n  Server: relay\n  Time:   1\n");
-    EXPECT_EQ(printedBy([&] { dialog.update(lines("2", false)); }), "== T ==\n  Time:   2\n");
-    EXPECT_EQ(printedBy([&] { dialog.update(lines("2", false)); }), "");
-    EXPECT_EQ(printedBy([&] { dialog.update(lines("3", true)); }),
-              "== T ==\n  Server: relay\n  Time:   3\n  Error:  none\n");
-}
-
-TEST_F(TerminalTest, LeavesOutWhatIsNotTaken) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const Kvs::FileDescriptor reader(ends[0]);
-    const Kvs::FileDescriptor realOutput(dup(STDOUT_FILENO));
-    dup2(ends[1], STDOUT_FILENO);
-    close(ends[1]);
-    constexpr int kLines = 3000;
-    const std::string line(99, 'x');
-    for (int i = 0; i < kLines; ++i) {
-        terminal.message(line);
-    }
-    std::string seen;
-    char buffer[4096];
-    const auto readAll = [&] {
-        for (pollfd readable{reader.get(), POLLIN, 0}; poll(&readable, 1, 0) == 1;) {
-            const ssize_t count = read(reader.get(), buffer, sizeof buffer);
-            ASSERT_GT(count, 0);
-            seen.append(buffer, static_cast<std::size_t>(count));
-        }
-    };
-    for (int i = 0; i < 100 && !seen.ends_with("LeftOut\n"); ++i) {
-        readAll();
-        loop.advance(std::chrono::milliseconds(100));
-    }
-    terminal.message("taken again");
-    readAll();
-    dup2(realOutput.get(), STDOUT_FILENO);
-    const auto shown = std::count(seen.begin(), seen.end(), 'x') / 99;
-    EXPECT_GE(shown, 655); // 64 KiB
-    EXPECT_LT(shown, kLines / 2);
-    EXPECT_TRUE(seen.ends_with(line + "\nTerminalLinesLeftOut\ntaken again\n"))
-        << seen.substr(seen.size() - 200);
-}
-
 } // namespace
 } // namespace kvn::test
