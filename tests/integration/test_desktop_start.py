@@ -6,10 +6,8 @@ import contextlib
 import os
 import pathlib
 import re
-import shutil
 import signal
 import socket
-import subprocess
 
 from harness import expect, logged, main
 from programs import Program
@@ -121,13 +119,6 @@ def remove_module(box, stack):
     return stack.enter_context(display())[1]
 
 
-def refuse(box, stack):
-    cookies = box.root / "cookies"
-    shutil.copy("/dev/null", cookies)
-    subprocess.run(["xauth", "-f", cookies, "add", ":0", ".", "0123456789abcdef" * 2], check=True, capture_output=True)
-    return {**stack.enter_context(display("-auth", str(cookies)))[1], "XAUTHORITY": "/dev/null"}
-
-
 def x11_silence(_, stack):
     folder = pathlib.Path("/tmp/.X11-unix")
     folder.mkdir(mode=0o1777, exist_ok=True)
@@ -172,8 +163,6 @@ if __name__ == "__main__":
           the_agent_ends_in_order_with_its_display,
           without("a_missing_module_is_told", r"package kvn-gui-agent-desktop", remove_module),
           without("a_display_that_is_not_there_is_told", "DISPLAY=:987654", lambda *_: {"DISPLAY": ":987654"}),
-          without("a_display_without_sense_is_told", "DISPLAY=nonsense", lambda *_: {"DISPLAY": "nonsense"}),
-          without("a_display_that_refuses_is_told", r"DISPLAY=:\d+", refuse),
           without("a_silent_x11_display_is_told", r"DISPLAY=:\d+", x11_silence),
           without("a_silent_wayland_display_is_told", "WAYLAND_DISPLAY=/", wayland_silence),
           without("a_missing_plug_in_is_told", 'plug-in "nonsense" is missing',

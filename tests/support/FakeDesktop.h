@@ -147,28 +147,17 @@ public:
 
 class FakeNotifications : public host::DistributedNotifications {
 public:
-    host::MainLoop::Handle observe(const std::string& name, const std::optional<std::string>& object,
+    host::MainLoop::Handle observe(const std::string& name, const std::optional<std::string>&,
                                    std::function<void(const host::Notification&)> handler) override {
-        observers.push_back({name, object, std::move(handler)});
+        observers.push_back({name, std::move(handler)});
         return nullptr;
     }
     bool post(const host::Notification& notification) override {
         return posted.push_back(notification), true;
     }
 
-    /// Delivers a notification of another program.
-    void deliver(const host::Notification& notification) const {
-        for (const Observer& observer : observers) {
-            if (observer.name == notification.name &&
-                observer.object.value_or(notification.object) == notification.object) {
-                observer.handler(notification);
-            }
-        }
-    }
-
     struct Observer {
         std::string name;
-        std::optional<std::string> object;
         std::function<void(const host::Notification&)> handler;
     };
     std::vector<Observer> observers;

@@ -22,10 +22,9 @@ public:
     using Answer = std::function<std::string(const std::string& message)>;
 
     /// `answer` runs on a reader thread; an empty text is no answer.
-    explicit FakeService(Answer answer = {}, const wchar_t* pipe = Kvs::FRSCtrl::Pipe_RemoteClient)
-        : answer_(std::move(answer)), pipe_(true, false) {
+    explicit FakeService(Answer answer = {}) : answer_(std::move(answer)), pipe_(true, false) {
         pipe_.DataReceived.add(this, &FakeService::received);
-        EXPECT_EQ(pipe_.open(pipe), Kvs::kSuccess);
+        EXPECT_EQ(pipe_.open(Kvs::FRSCtrl::Pipe_RemoteClient), Kvs::kSuccess);
         EXPECT_EQ(pipe_.beginReceive(), Kvs::kSuccess);
     }
     ~FakeService() { pipe_.close(); }

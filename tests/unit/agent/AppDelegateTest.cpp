@@ -36,8 +36,6 @@ protected:
                      <KeyPair key="TRAY_STATUS_MNU_STOPCLIENT" value="stop"/></Language></L>)");
         app.applicationDidFinishLaunching();
     }
-    static constexpr char kMenuWithoutPermissions[] = "Service Logs - Prefs - [start] [stop] - Hide";
-
     ServiceState update(ServiceState state) {
         return app.updateAppState(AppDelegate::AppState::NotOnline, state);
     }
@@ -60,33 +58,16 @@ TEST_F(AppDelegateTest, TheMenuIsHiddenUntilTheHotKeyOrTheUserShowsIt) {
     EXPECT_EQ(ui.keys.handler(4), -9874);
 }
 
-TEST_F(AppDelegateTest, OtherProgramsOpenItsDialogs) {
-    launch();
-    for (const auto& [dialog, title] :
-         {std::pair("Settings", "SettingsDialogTitle"), {"Status", "StatusDialogTitle"}}) {
-        notifications.deliver(
-            {"com.korvane.remote.ShowGUIAgent"s + dialog, "com.korvane.remote.GUIAgent"s + dialog, {}});
-        EXPECT_EQ(ui.dialog.title, title);
-    }
-    EXPECT_THAT(notifications.posted, IsEmpty()) << "nobody wants an answer";
-}
-
 TEST_F(AppDelegateTest, AMissingHotKeyIsToldInTheStatus) {
     ui.keys.result = host::HotKeys::kTaken;
     launch();
     EXPECT_TRUE(env.log.contains("RegisterEventHotKey failed: -9878"));
     app.mainController().showServiceStatus();
     EXPECT_EQ(ui.dialog.lines.back().text, "HotKeyMissing");
-}
-
-TEST_F(AppDelegateTest, AHotKeyThatIsRefusedLaterIsToldInTheStatus) {
-    launch();
-    app.mainController().showServiceStatus();
+    EXPECT_EQ(ui.keys.handler(host::HotKeys::kGranted), 0);
     EXPECT_EQ(ui.dialog.lines.back().id, "StatusStateLabel");
     EXPECT_EQ(ui.keys.handler(host::HotKeys::kRefused), 0);
     EXPECT_EQ(ui.dialog.lines.back().text, "HotKeyMissing");
-    EXPECT_EQ(ui.keys.handler(host::HotKeys::kGranted), 0);
-    EXPECT_EQ(ui.dialog.lines.back().id, "StatusStateLabel");
 }
 
 TEST_F(AppDelegateTest, NoticesAreAboutTheSessionAndTheService) {
@@ -109,16 +90,10 @@ TEST_F(AppDelegateTest, NoticesAreAboutTheSessionAndTheService) {
                             "NoticeService: NoticeServiceBack", "NoticeSession: NoticeSessionEnded"));
 }
 
-TEST_F(AppDelegateTest, AnOldSystemHasNoPermissionsItem) {
-    env.system.release = {10, 13, 6};
-    launch();
-    EXPECT_EQ(menu(), kMenuWithoutPermissions);
-}
-
 TEST_F(AppDelegateTest, ASystemWithoutGuardedPrivacyHasNoPermissions) {
     privacy.guarded = false;
     launch();
-    EXPECT_EQ(menu(), kMenuWithoutPermissions);
+    EXPECT_EQ(menu(), "Service Logs - Prefs - [start] [stop] - Hide");
     app.mainController().showPermissions();
     env.loop.advance(1min);
     EXPECT_FALSE(app.commands().contains("permissions"));
@@ -167,19 +142,6 @@ TEST_F(AppDelegateTest, EndsOneOtherInstanceOnceTheServiceWasSeenOnline) {
     EXPECT_THAT(instances.terminated, ElementsAre(4711));
     app.applicationWillTerminate();
     EXPECT_THAT(ui.messages, ElementsAre("OtherAgentEnded", "OtherAgentMissing"));
-}
-
-TEST_F(AppDelegateTest, AFailedStartIsShownUntilAStopSucceeds) {
-    launch();
-    env.clock.advance(20s);
-    app.startServiceCompletedWithStatus(-201);
-    for (const auto& [status, items] : {std::pair(5, "[start] stop"), {0, "start [stop]"}}) {
-        app.stopServiceCompletedWithStatus(status);
-        update(ServiceState::Offline);
-        EXPECT_THAT(menu(), HasSubstr(items));
-    }
-    app.startServiceCompletedWithStatus(0); // begins the grace
-    EXPECT_EQ(update(ServiceState::Offline), ServiceState::Initial);
 }
 
 TEST_F(AppDelegateTest, TheSystemEndsItAtTheEndOfTheSession) {

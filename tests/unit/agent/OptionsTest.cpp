@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "agent/Options.h"
+#include "agent/SandboxRoot.h"
 #include "tests/support/Test.h"
 
 namespace kvn::test {
@@ -9,16 +10,6 @@ namespace {
 std::variant<Options, std::string> parse(std::vector<const char*> arguments) {
     arguments.insert(arguments.begin(), "KvnGUIAgent");
     return parseOptions(static_cast<int>(arguments.size()), arguments.data());
-}
-
-TEST(Options, AreUnderstoodInAnyOrder) {
-    const auto options = std::get<Options>(parse({"--ui", "none", "--root", "/tmp/x"}));
-    EXPECT_EQ(options.root, "/tmp/x");
-    EXPECT_EQ(options.frontEnd, host::FrontEnd::None);
-    EXPECT_FALSE(std::get<Options>(parse({})).frontEnd);
-    EXPECT_FALSE(std::get<Options>(parse({})).show);
-    EXPECT_EQ(std::get<Options>(parse({"--show", "settings"})).show, RequestedDialog::Settings);
-    EXPECT_EQ(std::get<Options>(parse({"--show", "status"})).show, RequestedDialog::Status);
 }
 
 TEST(Options, MistakesAreNamed) {
@@ -33,6 +24,20 @@ TEST(Options, MistakesAreNamed) {
     for (const auto& [arguments, problem] : cases) {
         EXPECT_EQ(std::get<std::string>(parse(arguments)), problem);
     }
+}
+
+TEST(SandboxRoot, MustLeaveRoomForTheNamesOfSockets) {
+    constexpr std::size_t kLongestRoot =
+        103 - std::string_view("/var/run/com.korvane.remote.KvnServiceController.socket").size();
+    TemporaryFolder folder;
+    std::string root = folder.file("");
+    root.resize(kLongestRoot, 'x');
+    std::string problem;
+    EXPECT_EQ(prepareRoot(root, problem), root);
+    root += "x";
+    EXPECT_EQ(prepareRoot(root, problem), std::nullopt);
+    EXPECT_EQ(problem, "the root " + root + " is too long: socket paths have at most 103 bytes");
+    EXPECT_FALSE(fs::exists(root));
 }
 
 } // namespace

@@ -172,11 +172,6 @@ TEST_F(PermissionDialogTest, TakesTheNameOfAForeignWindowAsTheRightToRecordTheSc
     }
     privacy.windows = std::nullopt;
     EXPECT_FALSE(checks.haveCaptureScreenPermission());
-    env.system.release = {10, 14, 6};
-    EXPECT_TRUE(checks.haveCaptureScreenPermission());
-    EXPECT_FALSE(checks.haveAccessibilityPermission());
-    env.system.release = {10, 13, 0};
-    EXPECT_TRUE(checks.haveAccessibilityPermission());
 }
 
 } // namespace

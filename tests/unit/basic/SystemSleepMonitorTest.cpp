@@ -54,14 +54,10 @@ struct FakePointer : host::Pointer {
 
 struct FakeObserver : SystemSleepObserver {
     bool canSystemSleep() override { return answer; }
-    void systemWillSleep() override {
-        CNSLog("told of sleep");
-        leave();
-    }
+    void systemWillSleep() override { CNSLog("told of sleep"); }
     void systemDidWakeup() override { CNSLog("told of wake-up"); }
 
     bool answer = true;
-    std::function<void()> leave = [] {};
 };
 
 class SystemSleepMonitorTest : public testing::Test {
@@ -79,10 +75,10 @@ protected:
     FakePower power_;
     FakePointer pointer_;
     SystemSleepMonitor monitor_{power_, pointer_, loop_};
-    FakeObserver observer_, second_;
+    FakeObserver observer_;
 };
 
-TEST_F(SystemSleepMonitorTest, ObserversReceivePowerMessagesAndMayLeaveMeanwhile) {
+TEST_F(SystemSleepMonitorTest, ObserversReceivePowerMessagesAndRefuseAtMostThreeSleeps) {
     const auto add = [&] { monitor_.addObserver(observer_); };
     const auto remove = [&] { monitor_.removeObserver(observer_); };
     const auto send = [&](std::uint32_t message) { return [=, this] { power_.send(message, 0xCDE); }; };
@@ -98,36 +94,16 @@ TEST_F(SystemSleepMonitorTest, ObserversReceivePowerMessagesAndMayLeaveMeanwhile
     EXPECT_FALSE(power_.send);
     expect(remove, {});
 
-    second_.leave = [&] {
-        monitor_.removeObserver(second_);
-        monitor_.removeObserver(observer_);
-    };
-    monitor_.addObserver(second_);
-    expect(add, {});
-    expect([&] { monitor_.systemWillSleep(); },
-           {"System will sleep", "told of sleep", "IODeregisterForSystemPower succeded\n"});
-
-    monitor_.addObserver(observer_);
-    power_.error = 5;
-    expect(remove, {"IODeregisterForSystemPower failed."});
-    expect(add, {"IORegisterForSystemPower failed\n"});
-    expect(remove, {});
-}
-
-TEST_F(SystemSleepMonitorTest, RefusesAtMostThreeSleepsInARow) {
-    monitor_.addObserver(second_); // allows every sleep
-    monitor_.addObserver(observer_);
-    const std::tuple<bool, bool, std::string> steps[] = {
-        {false, false, "1"}, {false, false, "2"}, {false, false, "3"}, {false, true, "0"},
-        {false, false, "1"}, {true, true, "0"},   {false, false, "1"}};
-    for (const auto& [answer, allowed, counter] : steps) {
-        observer_.answer = answer;
-        const std::string word = allowed ? "yes" : "no", result = allowed ? "allowed" : "cancelled";
-        expect([&] { power_.send(PowerManagement::kCanSystemSleep, 100); },
-               {"Allowing system to sleep: " + word + ", request: " + counter,
-                "SystemSleepMonitor: kIOMessageCanSystemSleep " + result,
-                allowed ? "allow 100" : "cancel 100"});
+    observer_.answer = false;
+    expect(add, {"IORegisterForSystemPower succeded\n"});
+    for (const char* counter : {"1", "2", "3"}) {
+        expect(send(PowerManagement::kCanSystemSleep),
+               {"Allowing system to sleep: no, request: "s + counter,
+                "SystemSleepMonitor: kIOMessageCanSystemSleep cancelled", "cancel 3294"});
     }
+    expect(send(PowerManagement::kCanSystemSleep),
+           {"Allowing system to sleep: yes, request: 0",
+            "SystemSleepMonitor: kIOMessageCanSystemSleep allowed", "allow 3294"});
 }
 
 TEST_F(SystemSleepMonitorTest, DeclaresLocalActivityAnewAfterAFailure) {

@@ -2,7 +2,6 @@
 
 #include "core/base/FRef.h"
 #include "core/text/FGStr.h"
-#include "core/text/FGUID.h"
 #include "core/text/FMStr.h"
 #include "core/time/FTime.h"
 #include "tests/support/Test.h"
@@ -93,11 +92,6 @@ TEST(FTime, ConvertsToDatesOfWholeSeconds) {
     EXPECT_EQ(FTimeWithDate(system_clock::time_point(milliseconds(-1))).toCString(), "1969-12-31T23:59:59");
     EXPECT_FALSE(DateWithFTime(FTime(false)));
     EXPECT_FALSE(DateWithFTime(FTime(2023, 2, 29, 0, 0, 0, 0)));
-}
-
-TEST(FGUID, Prints38LowerCaseCharacters) {
-    const FGUID id{0xF9619FF, 0x8B86, 0xD011, {0xB4, 0x2D, 0x00, 0xC0, 0x4F, 0xC9, 0x64, 0xFF}};
-    EXPECT_EQ(id.toCString(), "{0f9619ff-8b86-d011-b42d-00c04fc964ff}");
 }
 
 } // namespace

@@ -22,14 +22,10 @@ constexpr char kLaunched[] =
 struct EventLogger {
     explicit EventLogger(KvnRemoteServiceCtrl& client) {
         client.EventServiceStatus.add(this, &EventLogger::status);
-        client.EventProxyStatus.add(this, &EventLogger::proxyStatus);
         client.EventConnectionError.add(this, &EventLogger::error);
     }
     void status(KvnRemoteServiceCtrl*, Kvs::_FRServiceInfo& info) {
         Kvs::CNSLog("event: status %u", info.requestId);
-    }
-    void proxyStatus(KvnRemoteServiceCtrl*, Kvs::_FRProxyStatus& status) {
-        Kvs::CNSLog("event: proxy %s", Kvs::fNarrow(status.status).c_str());
     }
     void error(KvnRemoteServiceCtrl*, Kvs::_FRConnectionError& error) {
         Kvs::CNSLog("event: error %d", error.errorCode);
@@ -48,18 +44,6 @@ protected:
     KvnRemoteServiceCtrl client{false, env.session, env.clock};
     EventLogger logger{client};
 };
-
-TEST_F(KvnRemoteServiceCtrlTest, CanOpenAPipeForEveryRequestAndCloseItAfterOneDelivery) {
-    FakeService service;
-    KvnRemoteServiceCtrl closing(true, env.session, env.clock);
-    const EventLogger closingLogger(closing);
-    EXPECT_EQ(closing.requestServiceStatus(1), kSuccess);
-    EXPECT_EQ(closing.requestServiceStatus(2), kSuccess);
-    ASSERT_TRUE(waitUntil([&] { return service.count("GetStatus") == 2; }));
-    service.push("<Status RequestData=\"3\"/>"); // on both pipes
-    EXPECT_TRUE(waitForLines("closed by peer", 2));
-    EXPECT_EQ(env.log.count("event: status 3"), 2U);
-}
 
 TEST_F(KvnRemoteServiceCtrlTest, RequestsShareAPipeUntilItFails) {
     {
@@ -95,15 +79,6 @@ TEST_F(KvnRemoteServiceCtrlTest, ClosingWaitsForTheHandlerOfAnError) {
     handler.closed = true;
     ASSERT_TRUE(waitUntil([&] { return handler.left.load(); }));
     EXPECT_FALSE(handler.closedMeanwhile);
-}
-
-TEST_F(KvnRemoteServiceCtrlTest, TheProxyStatusHasAPipeOfItsOwn) {
-    FakeService service([](const std::string&) { return "<ServerStatus Value=\"a &lt; b\"/>"; },
-                        Kvs::FRSCtrl::Pipe_RemoteServer);
-    EXPECT_EQ(client.requestServiceStatus(4), kFailure); // nobody serves the other pipe
-    EXPECT_EQ(client.requestProxyStatus(5), kSuccess);
-    EXPECT_TRUE(waitForLines("event: proxy a < b"));
-    EXPECT_EQ(service.transcript(), "<GetServerStatus RequestData=\"5\" />");
 }
 
 TEST_F(KvnRemoteServiceCtrlTest, ReadsOnlyAfterARequestThatIsAnswered) {

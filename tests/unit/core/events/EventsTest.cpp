@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "core/events/FEvent.h"
-#include "core/events/FExecutor.h"
 #include "tests/support/Test.h"
 
 namespace {
@@ -84,27 +83,6 @@ TEST(FEvent, SerialisesThreads) {
         thread.join();
     }
     EXPECT_EQ(calls, 800);
-}
-
-struct Target {
-    int difference(int a, int b) { return a - b; }
-    int sum(int a, int b) { return a + b; }
-};
-
-TEST(FDelegate, CallsAMethodAndComparesObjectAndMethod) {
-    Target a, b;
-    using Sum = FDelegator2<Target, int, int, int>;
-    const Sum sum(&a, &Target::sum);
-    EXPECT_TRUE(*sum.clone() == sum && sum == static_cast<const void*>(&a) && !!sum);
-    EXPECT_FALSE(*Sum(&b, &Target::sum).clone() == sum);
-    EXPECT_FALSE(*Sum(&a, &Target::difference).clone() == sum);
-    EXPECT_TRUE((!Sum(nullptr, &Target::sum) && !Sum(&a, nullptr)));
-
-    auto executor = fMakeExecutor(&a, &Target::difference, 7, 3);
-    const auto copy = executor->clone();
-    executor.reset();
-    EXPECT_EQ(copy->invoke(), 4);
-    EXPECT_EQ(copy->ParamCount() + sum.ParamCount(), 4);
 }
 
 } // namespace

@@ -137,19 +137,8 @@ TEST_F(FLogBookFileTest, LogsErrorsAndKeepsThemUntilTheyAreCleared) {
             "\tSetLastError(6): [a] has invoked [b] which returned 0 - te\\nxt\n"
             "\tSet LastError:\t4294967295\t6\ta\tb\t0\tte\\nxt\n");
 
-    const pthread_t self = pthread_self();
-    const pthread_t any{};
-    FRef<FLogLastError> latest;
-    ASSERT_TRUE(book.getLastError(latest, 5, any));
-    EXPECT_EQ(latest->result, -2);
-    EXPECT_THAT(book.getLastOpErrors(5), SizeIs(2));
-    EXPECT_THAT(book.getLastThreadErrors(self), SizeIs(2));
-    book.clearLastError(5, self);
-    EXPECT_FALSE(book.getLastError(latest, 5, self));
-    EXPECT_TRUE(book.hasLastError(5, any));
-    EXPECT_THAT(book.getLastErrors(), SizeIs(2));
-    book.clearLastError(0, any);
-    EXPECT_THAT(book.getLastErrors(), IsEmpty());
+    book.clearLastError(5, pthread_self());
+    EXPECT_THAT(book.getLastErrors(), SizeIs(2)); // that of the other thread, and the other code
 }
 
 /// Performs the action while files may not grow beyond a size.

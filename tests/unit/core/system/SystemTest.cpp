@@ -3,7 +3,6 @@
 #include "core/base/Errors.h"
 #include "core/system/FSysInfoPaths.h"
 #include "core/system/FileDescriptor.h"
-#include "core/system/PosixDifferences.h"
 #include "core/system/ReadFile.h"
 #include "core/system/Trust.h"
 #include "core/system/WakePipe.h"
@@ -24,29 +23,6 @@ TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
         EXPECT_EQ(FSysInfoPaths::underRoot("") + "/bin/ps", path) << root;
     }
     FSysInfoPaths::setRoot("");
-}
-
-TEST(FSysInfoPathsDeathTest, TheDefaultLogDirectoryIsMadeInTheHome) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe"); // no log directory has been set in the new process
-    const auto run = [] {
-        unsetenv("HOME");
-        EXPECT_EQ(FSysInfoPaths::getHomeFolder(), "./");
-        {
-            const TemporaryFolder home;
-            setenv("HOME", home.path().c_str(), 1);
-            const auto& config = FOSXSystemConfig::getInstance();
-            EXPECT_EQ(fNarrow(config.getServiceLogDirectory(L"")), home.file("KvLogs/"));
-            EXPECT_TRUE(fs::is_directory(home.file("KvLogs")));
-            FSysInfoPaths::setRoot(home.path());
-            for (const char* below : {"/a", "b"}) {
-                fs::create_directory(home.file(below));
-                setenv("HOME", below, 1);
-                EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), fs::path(home.file(below)) / "KvLogs/");
-            }
-        }
-        std::_Exit(HasFailure() ? 1 : 0);
-    };
-    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
 TEST(FSysInfoPaths, SetsTheLogDirectory) {
@@ -74,16 +50,6 @@ TEST(FSysInfoPaths, SetsTheLogDirectory) {
         EXPECT_THROW(FSysInfoPaths::setUserLogDirW(fWiden(folder.file(bad))), FException) << bad;
     }
     EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), folder.file("x/")) << "the former one stays";
-}
-
-TEST(FileDescriptor, AssigningClosesTheFormerNumberAtOnce) {
-    FileDescriptor kept(::dup(0)), other(::dup(0));
-    const int former = kept.get(), number = other.get();
-    kept = std::move(other);
-    EXPECT_EQ(fcntl(former, F_GETFD), -1);
-    FileDescriptor& same = kept;
-    kept = std::move(same);
-    EXPECT_NE(fcntl(number, F_GETFD), -1);
 }
 
 TEST(fReadFile, StopsAtTheLimit) {
@@ -140,11 +106,6 @@ TEST(fOpenTrustedFile, AcceptsAFileThatNobodyElseCanChange) {
         EXPECT_TRUE(errno == one.error || (errno == ELOOP && one.error == ENOTDIR)) << errno;
     }
     FSysInfoPaths::setRoot("");
-}
-
-TEST(PosixDifferences, SocketsAreNotInheritedAndThreadsHaveDifferentNumbers) {
-    EXPECT_EQ(fcntl(closeOnExecSocket(AF_UNIX, SOCK_STREAM).get(), F_GETFD), FD_CLOEXEC);
-    std::thread([mine = threadIdNumber()] { EXPECT_NE(threadIdNumber(), mine); }).join();
 }
 
 TEST(WakePipe, WakesAndDoesNotBlock) {

@@ -12,7 +12,6 @@ namespace {
 class DesktopNotifications : public testing::Test {
 protected:
     PrivateBus bus_;
-    CapturedLog log_;
     host::DesktopNotifications notifications_{bus_.connection()};
     // The connection begins with its first user.
     host::MainLoop::Handle use_ = bus_.connection()->onState([](bool) {});
@@ -57,21 +56,6 @@ TEST_F(DesktopNotifications, TakeThePlaceOfThoseWithTheSameTitle) {
     show("a", "3", 3);
     show("a", "4", 4);
     EXPECT_THAT(shown, ElementsAre("0 a: 1", "0 b: 2", "101 a: 3", "101 a: 4"));
-}
-
-TEST_F(DesktopNotifications, AMissingServerIsLoggedOnce) {
-    notifications_.show("a", "before there is a connection");
-    ASSERT_TRUE(bus_.isConnectedSoon());
-    for (const char* text : {"1", "2"}) {
-        notifications_.show("a", text);
-        notifications_.show("b", text);
-    }
-    bool answered = false;
-    const auto ping = bus_.connection()->call(
-        {"org.freedesktop.DBus", "/", "org.freedesktop.DBus.Peer", "Ping"},
-        [&](sd_bus_message*) { answered = true; }, "");
-    ASSERT_TRUE(pumpUntil(bus_.loop(), [&] { return answered; }));
-    EXPECT_THAT(log_.linesWith("Notify on the session bus"), SizeIs(1));
 }
 
 } // namespace

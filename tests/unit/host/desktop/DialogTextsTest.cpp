@@ -16,7 +16,6 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPainter>
 #include <QScrollArea>
 #include <QTableWidget>
 #include <QTextEdit>
@@ -187,57 +186,6 @@ TEST_F(DialogTexts, AreNotCutInAnyLanguage) {
                 EXPECT_THAT(cutTexts(shown), IsEmpty()) << language << " " << dialog.title << " " << scale;
             }
         }
-        window.reset();
-    }
-}
-
-TEST_F(DialogTexts, AreFoundWhereTheyAreCut) {
-    const QtApplication application;
-    const std::string word(400, 'm');
-    const host::DialogPlace place{host::DialogPlace::Anchor::TopCentre, 32, 400, 160};
-    const host::DialogLines cases[] = {
-        {{"text", word}},
-        {{"label", word, host::DialogValue{"a"}}},
-        {{"box", "", host::DialogCheckBox{word, true, false, nullptr}}},
-        {{"button", "", host::DialogButton{word, nullptr}}},
-        {{"table", "", host::DialogTable{{word}, {}}}},
-    };
-    for (const host::DialogLines& lines : cases) {
-        EXPECT_THAT(cutTexts(show({"Title", lines, place})), Contains(word)) << lines[0].id;
-    }
-    window.reset();
-}
-
-/// Draws every dialog in every language, one sheet for each way to show them, for people to look at.
-TEST_F(DialogTexts, AreDrawnForPeople) {
-    const char* const folder = std::getenv("KVN_PICTURES");
-    if (!folder) {
-        GTEST_SKIP() << "KVN_PICTURES names no folder for the pictures";
-    }
-    for (const std::string sheet : {"light", "dark", "mirrored"}) {
-        const QtApplication application;
-        if (sheet == "dark") {
-            QPalette dark(QColor(60, 60, 64), QColor(40, 40, 44));
-            dark.setColor(QPalette::Base, QColor(28, 28, 30));
-            dark.setColor(QPalette::AlternateBase, QColor(36, 36, 38));
-            QApplication::setPalette(dark);
-        }
-        QGuiApplication::setLayoutDirection(sheet == "mirrored" ? Qt::RightToLeft : Qt::LeftToRight);
-        const QSize room(620, 380); // for a dialog
-        QImage image(room.width() * 5, room.height() * 18, QImage::Format_RGB32);
-        image.fill(Qt::gray);
-        QPainter painter(&image);
-        int row = 0;
-        for (const std::string& language : languages()) {
-            useLocale(language);
-            int column = 0;
-            for (const Dialog& dialog : dialogsIn(language)) {
-                painter.drawPixmap(column++ * room.width(), row * room.height(), show(dialog).grab());
-            }
-            ++row;
-        }
-        painter.end();
-        EXPECT_TRUE(image.save(QString::fromStdString(folder + ("/" + sheet + ".png"))));
         window.reset();
     }
 }

@@ -215,22 +215,6 @@ TEST_F(QtDialogWindowTest, SpeaksThroughTheAccessibilityTree) {
                                   "StaticText Unknown|", "Button Request, Unknown|"));
 }
 
-TEST_F(QtDialogWindowTest, IsMirroredForLanguagesFromRightToLeft) {
-    QGuiApplication::setLayoutDirection(Qt::RightToLeft);
-    show();
-    const auto right = [](const QWidget& widget) {
-        return widget.mapTo(top(), QPoint(widget.width(), 0)).x();
-    };
-    for (QLabel* const label : top()->findChildren<QLabel*>()) {
-        EXPECT_TRUE(label->text().isEmpty() || right(*label) == top()->width() - 20)
-            << label->text().toStdString();
-    }
-    EXPECT_LT(right(only<QTextEdit>()), top()->width() - 40);
-    EXPECT_EQ(right(only<QDateTimeEdit>()), right(only<QTextEdit>()));
-    EXPECT_EQ(only<QDateTimeEdit>().text().toStdString(), "17 May 2024 12:00");
-    EXPECT_EQ(right(only<QCheckBox>()), top()->width() - 20);
-}
-
 TEST_F(QtDialogWindowTest, TakesTheKeyboardOnlyWhenItIsAskedFor) {
     for (const bool takes : {true, false}) {
         DialogPlace where = place();

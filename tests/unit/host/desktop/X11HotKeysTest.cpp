@@ -123,16 +123,5 @@ TEST_F(X11HotKeys, FollowTheLayoutOfTheKeyboard) {
     EXPECT_TRUE(isToldSoon(HotKeys::kGranted));
 }
 
-TEST_F(X11HotKeys, UnknownKeysAreRefused) {
-    for (const HotKeys::Key key : {HotKeys::Key{0, 0x1100, 0, 0}, {126, 0x1101, 0, 0}}) {
-        EXPECT_EQ(keys_->registerHotKey(key, reference_), -9879);
-    }
-}
-
-TEST_F(X11HotKeys, WithoutADisplayAreRefused) {
-    setenv("DISPLAY", ":nothing", 1);
-    EXPECT_NE(host::X11HotKeys(loop_).registerHotKey(kKey, reference_), 0);
-}
-
 } // namespace
 } // namespace kvn::test

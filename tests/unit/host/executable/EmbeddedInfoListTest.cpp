@@ -112,26 +112,6 @@ TEST_F(EmbeddedInfoList, RefusesAFileThatIsCutAnywhere) {
     }
 }
 
-TEST_F(EmbeddedInfoList, LimitsItsWork) {
-    const std::string slices = sample("universal").insert(48, 1000, '\0'); // room for a longer table
-    const std::string moved = patched(patched(slices, 16, 4, 1048), 36, 4, 1254);
-    EXPECT_EQ(listIn(patched(moved, 4, 4, 32)), kList);
-    EXPECT_EQ(listIn(patched(moved, 4, 4, 33)), failure(host::kBrokenExecutable));
-
-    const std::string none = replaced(sample("macho64"), "__info_plist", "__info_plisT");
-    for (std::string file : {patched(none, 20, 4, (256 << 10) + 1, kLittle), // bytes of the commands
-                             patched(sample("elf32_big"), 48, 2, 6554)}) {   // sections of 40 bytes
-        file.resize(1 << 20);
-        EXPECT_EQ(listIn(file), failure(host::kBrokenExecutable));
-    }
-    constexpr std::size_t kMost = host::PropertyList::kMaxBytes;
-    for (const std::size_t size : {kMost, kMost + 1}) {
-        std::string file = patched(sample("macho64"), 144, 8, size, kLittle);
-        file.resize(184 + size);
-        EXPECT_EQ(listIn(file).size() == size, size == kMost);
-    }
-}
-
 TEST_F(EmbeddedInfoList, RefusesOtherFiles) {
     for (const char* content : {"", "\177EL", "#!/bin/sh\n"}) {
         EXPECT_EQ(listIn(content), failure(host::kNotAnExecutable)) << content;

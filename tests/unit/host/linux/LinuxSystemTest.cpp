@@ -4,11 +4,12 @@
 #include "host/Host.h"
 #include "host/linux/LinuxSessionInfo.h"
 #include "host/linux/LinuxSystemInfo.h"
-#include "host/linux/LogindConsoleUser.h"
 #include "host/plist/PortablePropertyList.h"
 #include "host/posix/LanguageTag.h"
+#include "host/posix/PollMainLoop.h"
+#include "host/posix/PosixProcessRunner.h"
 #include "host/posix/SandboxPrivacy.h"
-#include "tests/support/PrivateBus.h"
+#include "tests/support/PumpUntil.h"
 #include "tests/support/Test.h"
 
 #include <set>
@@ -151,83 +152,6 @@ TEST(LinuxRunningApplications, KnowsTheInstancesOfItsProgramAndRoot) {
     for (const pid_t process : {current, absolute, relative, elsewhere, asking, stranger}) {
         kill(process, SIGKILL);
     }
-}
-
-template <class T>
-using Reference = sdbus::Struct<T, sdbus::ObjectPath>;
-
-/// A logind with a seat and the sessions "a" and "g".
-class FakeLogind {
-public:
-    FakeLogind() {
-        describe(*alice_, "user", "alice", 501);
-        describe(*greeter_, "greeter", "gdm", 117);
-        seat_->registerProperty("ActiveSession").onInterface(kSeat).withGetter([this] {
-            const std::string path = active_ == '/' ? "/" : std::string("/session/") + active_.load();
-            return Reference<std::string>("id", sdbus::ObjectPath(path));
-        });
-        seat_->finishRegistration();
-        program_.serve({"org.freedesktop.login1"});
-    }
-    void activate(char session) {
-        active_ = session;
-        seat_->emitPropertiesChangedSignal(kSeat, {"ActiveSession"});
-    }
-
-private:
-    static constexpr const char* kSeat = "org.freedesktop.login1.Seat";
-
-    static void describe(sdbus::IObject& session, std::string kind, std::string name, std::uint32_t uid) {
-        const auto add = [&](const char* property, auto value) {
-            session.registerProperty(property)
-                .onInterface("org.freedesktop.login1.Session")
-                .withGetter([value] { return value; });
-        };
-        add("Class", kind);
-        add("Name", name);
-        add("User", Reference<std::uint32_t>(uid, sdbus::ObjectPath("/user")));
-        session.finishRegistration();
-    }
-
-    std::atomic<char> active_ = 'g';
-    BusProgram program_;
-    std::unique_ptr<sdbus::IObject> alice_ = program_.makeObject("/session/a");
-    std::unique_ptr<sdbus::IObject> greeter_ = program_.makeObject("/session/g");
-    std::unique_ptr<sdbus::IObject> seat_ = program_.makeObject("/org/freedesktop/login1/seat/seat0");
-};
-
-TEST(LogindConsoleUser, FollowsTheForegroundSession) {
-    const CapturedLog log;
-    PrivateBus bus(false);
-    host::LogindConsoleUser console(bus.loop(), bus.connection());
-    int changes = 0;
-    const auto registration = console.onChange([&] { ++changes; });
-    auto awaitChange = [&, known = 0]() mutable {
-        return pumpUntil(bus.loop(), [&] { return changes > known; }) && (known = changes);
-    };
-    EXPECT_EQ(console.current().name, std::nullopt);
-    bus.start(); // without services
-    ASSERT_TRUE(awaitChange());
-    EXPECT_EQ(console.current().name, std::nullopt);
-    EXPECT_EQ(log.lines().size(), 3U); // no bus, a bus, no logind
-
-    FakeLogind logind;
-    const std::tuple<char, std::optional<std::string>, uid_t> cases[] = {
-        {'g', "loginwindow", 117}, {'a', "alice", 501},
-        {'/', std::nullopt, 0},    {'x', std::nullopt, 0}, // ended before it was asked for
-        {'g', "loginwindow", 117},
-    };
-    for (const auto& [session, name, uid] : cases) {
-        logind.activate(session);
-        ASSERT_TRUE(awaitChange());
-        const auto owner = console.current();
-        EXPECT_EQ(std::pair(owner.name, owner.uid), std::pair(name, uid));
-    }
-    EXPECT_EQ(log.lines().size(), 4U);
-
-    bus.stop();
-    ASSERT_TRUE(pumpUntil(bus.loop(), [&] { return !bus.connection()->isConnected(); }));
-    EXPECT_EQ(console.current().name, std::nullopt);
 }
 
 } // namespace

@@ -40,7 +40,6 @@ public:
                   ++inhibitorsTaken;
                   return sdbus::UnixFd(ends.writeEnd.get());
               });
-        manager_->registerSignal("PrepareForSleep").onInterface(kManager).withParameters<bool>();
         manager_->finishRegistration();
         program_.serve({kScreenSaver, "org.freedesktop.login1"});
     }
@@ -81,31 +80,30 @@ private:
     std::unique_ptr<sdbus::IObject> manager_ = program_.makeObject("/org/freedesktop/login1");
 };
 
-class LinuxPowerManagement : public testing::Test {
+class LinuxPower : public testing::Test {
 protected:
-    bool registerForPower() {
-        return power_.registerForSystemPower([this](std::uint32_t message, std::intptr_t argument) {
-            messages_.push_back(message);
-            argument_ = argument;
-        });
+    void observe() {
+        observer_ = workspace_.observe([this](Event event) { events_.push_back(event); });
     }
     std::int32_t declareActivity() {
         PowerManagement::AssertionId id = 0;
         return power_.declareUserActivity("name", PowerManagement::UserActivity::Local, id);
     }
-
     template <class Condition>
     [[nodiscard]] bool soon(Condition condition) {
         return pumpUntil(bus_.loop(), condition);
     }
 
     PrivateBus bus_;
+    host::PollMainLoop unused_;
+    host::PosixProcessRunner runner_{unused_};
     host::LinuxPowerManagement power_{bus_.loop(), bus_.connection(), bus_.connection()};
-    std::vector<std::uint32_t> messages_;
-    std::intptr_t argument_ = 0;
+    host::LinuxWorkspace workspace_{bus_.loop(), runner_, bus_.connection(), bus_.connection()};
+    std::vector<Event> events_;
+    host::MainLoop::Handle observer_;
 };
 
-TEST_F(LinuxPowerManagement, UsesTheScreenSaver) {
+TEST_F(LinuxPower, UsesTheScreenSaver) {
     const CapturedLog log;
     const char* const reason = "Remote desktop session running";
     const std::string inhibited = std::string("KvnGUIAgent: ") + reason;
@@ -141,63 +139,9 @@ TEST_F(LinuxPowerManagement, UsesTheScreenSaver) {
     EXPECT_EQ(log.lines().size(), 2U);
 }
 
-TEST_F(LinuxPowerManagement, IsNotDisturbedBySignals) {
+TEST_F(LinuxPower, BelievesLogindAlone) {
     FakeServices services;
-    ASSERT_TRUE(bus_.isConnectedSoon());
-    int signals = 0;
-    const auto registration = bus_.loop().onSignal(SIGUSR1, [&] { ++signals; });
-    std::atomic<bool> done = false;
-    std::thread storm([&done, main = pthread_self()] {
-        while (!done) {
-            pthread_kill(main, SIGUSR1);
-            std::this_thread::yield();
-        }
-    });
-    for (std::size_t i = 1; i <= 100; ++i) {
-        EXPECT_EQ(declareActivity(), 0);
-        ASSERT_TRUE(soon([&] { return services.calls().size() >= i || (declareActivity(), false); }));
-    }
-    done = true;
-    storm.join();
-    EXPECT_TRUE(soon([&] { return signals != 0; }));
-}
-
-TEST_F(LinuxPowerManagement, DelaysTheSleepUntilItIsAllowed) {
-    FakeServices services;
-    ASSERT_TRUE(registerForPower());
-    ASSERT_TRUE(soon([&] { return services.inhibitorsTaken == 1; }));
-    for (int round = 1; round <= 2; ++round) {
-        messages_.clear();
-        services.prepareForSleep(true);
-        ASSERT_TRUE(soon([this] { return !messages_.empty(); }));
-        EXPECT_FALSE(services.inhibitorReleased());
-        power_.allowPowerChange(argument_ - 1); // an older change
-        EXPECT_FALSE(services.inhibitorReleased());
-        power_.allowPowerChange(argument_);
-        EXPECT_TRUE(waitUntil([&] { return services.inhibitorReleased(); })); // and the service its copy
-
-        services.prepareForSleep(false);
-        ASSERT_TRUE(soon([&] { return messages_.size() == 2 && services.inhibitorsTaken == round + 1; }));
-        EXPECT_EQ(messages_, (std::vector<std::uint32_t>{PowerManagement::kSystemWillSleep,
-                                                         PowerManagement::kSystemHasPoweredOn}));
-        EXPECT_FALSE(services.inhibitorReleased());
-    }
-
-    int told = 0; // a handler may end its registration
-    ASSERT_TRUE(power_.registerForSystemPower([&](std::uint32_t, std::intptr_t) {
-        ++told;
-        power_.deregisterForSystemPower();
-    }));
-    ASSERT_TRUE(soon([&] { return services.inhibitorsTaken == 4; }));
-    services.prepareForSleep(true);
-    services.prepareForSleep(false);
-    ASSERT_TRUE(soon([&] { return told != 0 && services.inhibitorReleased(); }));
-    EXPECT_EQ(told, 1);
-}
-
-TEST_F(LinuxPowerManagement, BelievesLogindAlone) {
-    FakeServices services;
-    ASSERT_TRUE(registerForPower());
+    observe();
     ASSERT_TRUE(soon([&] { return services.inhibitorsTaken == 1; }));
     constexpr const char* kPath = "/org/freedesktop/login1";
     constexpr const char* kInterface = "org.freedesktop.login1.Manager";
@@ -208,18 +152,18 @@ TEST_F(LinuxPowerManagement, BelievesLogindAlone) {
         stranger.serve({});
     }
     services.prepareForSleep(false);
-    ASSERT_TRUE(soon([this] { return !messages_.empty(); }));
-    EXPECT_EQ(messages_.front(), PowerManagement::kSystemHasPoweredOn);
+    ASSERT_TRUE(soon([this] { return !events_.empty(); }));
+    EXPECT_EQ(events_.front(), Event::DidWake);
 }
 
-TEST_F(LinuxPowerManagement, OutlivesItsBus) {
+TEST_F(LinuxPower, OutlivesItsBus) {
     const CapturedLog log;
     PowerManagement::AssertionId id = 0;
+    observe();
     for (std::size_t round = 1; round <= 2; ++round) {
         FakeServices services;
         ASSERT_TRUE(bus_.isConnectedSoon());
         if (round == 1) {
-            ASSERT_TRUE(registerForPower());
             EXPECT_EQ(power_.preventIdleDisplaySleep("reason", id), 0);
         }
         ASSERT_TRUE(soon([&] { return services.inhibitorsTaken == 1 && services.calls().size() == 1; }));
@@ -229,38 +173,32 @@ TEST_F(LinuxPowerManagement, OutlivesItsBus) {
             bus_.start();
         } else {
             services.prepareForSleep(true);
-            ASSERT_TRUE(soon([this] { return !messages_.empty(); }));
+            ASSERT_TRUE(soon([this] { return !events_.empty(); }));
             EXPECT_EQ(power_.releaseAssertion(id), 0);
             EXPECT_TRUE(soon([&] { return services.calls().size() == 2; }));
         }
     }
 }
 
-TEST(LinuxWorkspace, DelaysASleepUntilItsObserverReturns) {
-    PrivateBus bus;
+TEST_F(LinuxPower, ASleepIsDelayedUntilTheObserverReturns) {
     FakeServices services;
-    host::PollMainLoop unused;
-    host::PosixProcessRunner runner(unused);
-    host::LinuxWorkspace workspace(bus.loop(), runner, bus.connection(), bus.connection());
-    std::vector<Event> events;
-    host::MainLoop::Handle observer;
-    observer = workspace.observe([&](Event event) {
-        events.push_back(event);
+    observer_ = workspace_.observe([&](Event event) {
+        events_.push_back(event);
         EXPECT_TRUE(event == Event::DidWake || !services.inhibitorReleased());
-        if (events.size() == 3) {
-            observer.reset();
+        if (events_.size() == 3) {
+            observer_.reset();
         }
     });
     int taken = 1;
     for (const bool goesToSleep : {true, false, true}) {
-        ASSERT_TRUE(pumpUntil(bus.loop(), [&] { return services.inhibitorsTaken == taken; }));
-        const auto count = events.size() + 1;
+        ASSERT_TRUE(soon([&] { return services.inhibitorsTaken == taken; }));
+        const auto count = events_.size() + 1;
         services.prepareForSleep(goesToSleep);
-        ASSERT_TRUE(pumpUntil(bus.loop(), [&] { return events.size() == count; }));
+        ASSERT_TRUE(soon([&] { return events_.size() == count; }));
         EXPECT_TRUE(waitUntil([&] { return services.inhibitorReleased() == goesToSleep; }));
         taken += goesToSleep ? 0 : 1;
     }
-    EXPECT_EQ(events, (std::vector{Event::WillSleep, Event::DidWake, Event::WillSleep}));
+    EXPECT_THAT(events_, ElementsAre(Event::WillSleep, Event::DidWake, Event::WillSleep));
     EXPECT_EQ(services.inhibitorsTaken, 2);
 }
 

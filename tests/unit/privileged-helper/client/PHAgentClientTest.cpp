@@ -132,18 +132,6 @@ TEST_F(PHAgentClientTest, VerifiesTheVersionExactly) {
     EXPECT_TRUE(other->verifyAgentConnection()); // left open
 }
 
-TEST_F(PHAgentClientTest, NeedsTheEmbeddedHelpersIdentifierAndVersion) {
-    for (const char* missing : {"CFBundleIdentifier", "CFBundleVersion"}) {
-        setEmbeddedVersion("2.0");
-        bundle.embedded[*bundle.auxiliaryExecutable(kPath)].erase(missing);
-        const auto client = makeClient();
-        EXPECT_FALSE(client->verifyAgentConnection());
-        EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstallFailed);
-    }
-    EXPECT_TRUE(log.contains("is missing in the application bundle"));
-    EXPECT_TRUE(jobs.requests.empty());
-}
-
 TEST_F(PHAgentClientTest, CountsFailedInstallsUpToFive) {
     const auto client = makeClient();
     const auto install = [&](PHAgentClient::InstallResult expected, const Texts& lines) {
@@ -287,21 +275,6 @@ TEST_F(PHAgentClientTest, EndsItsConnectionAfterByeAndMayEndWithIt) {
     handler.dropAtTheEnd(std::move(client)); // on the client's own event thread
     helper->hangUp();
     EXPECT_TRUE(waitUntil([&] { return handler.ends > 0 && weak.expired(); }));
-}
-
-TEST_F(PHAgentClientTest, EndsAHandshakeAndConnectsAndInstallsNothingAfterwards) {
-    FakeHelper silent("helper", [](const PHMessage&) { return std::nullopt; });
-    const auto client = makeClient();
-    std::thread worker([&] { EXPECT_FALSE(client->verifyAgentConnection()); });
-    EXPECT_TRUE(waitUntil([&] { return silent.transcript().size() == 1; }));
-    const auto start = std::chrono::steady_clock::now();
-    client->end();
-    worker.join();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s); // the handshake has 2
-    EXPECT_FALSE(client->verifyAgentConnection());
-    EXPECT_EQ(client->installPrivilegedAgent(kLabel, "", "", ""), PHAgentClient::kInstallFailed);
-    EXPECT_EQ(silent.transcript().size(), 1U);
-    EXPECT_TRUE(jobs.requests.empty() && jobs.blessed.empty());
 }
 
 TEST_F(PHAgentClientTest, DoesNotInstallWhenItIsEndedDuringTheAuthorization) {

@@ -69,24 +69,6 @@ TEST_F(RemoteServiceConnectorTest, EachAnswerReachesItsHandlerOnceUnlessTooManyR
     EXPECT_THAT(answers, ElementsAre("3a", "2", "257"));
 }
 
-TEST_F(RemoteServiceConnectorTest, WithoutAServiceEveryRequestFails) {
-    std::vector<std::int32_t> results;
-    for (const auto request :
-         {&RemoteServiceConnector::requestServiceStatus, &RemoteServiceConnector::requestProxyStatus,
-          &RemoteServiceConnector::sendServicePauseRequest}) {
-        ((*connector).*request)([&](const auto* response, std::int32_t result) {
-            EXPECT_FALSE(response);
-            results.push_back(result);
-        });
-    }
-    EXPECT_THAT(results, ElementsAre(Kvs::kFailure, Kvs::kFailure, Kvs::kFailure));
-    EXPECT_TRUE(env.log.contains("KvnRemoteServiceCtrl::sendRequest: no messenger for given pipe ID"));
-
-    EXPECT_CALL(delegate,
-                serviceConnectorFailedWithError(_, Kvs::kFailure, "sendSystemRebootRequest request failed."));
-    EXPECT_EQ(connector->sendSystemRebootRequest(), Kvs::kFailure);
-}
-
 TEST_F(RemoteServiceConnectorTest, LaunchesTheClientAfterADelayAndReportsIt) {
     FakeService service;
     EXPECT_CALL(delegate, updateStatus).Times(2);

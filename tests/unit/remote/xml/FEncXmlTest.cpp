@@ -94,19 +94,4 @@ TEST(FEncXml, ReadsBackWhatItWrites) {
     }
 }
 
-TEST(FEncXml, DecodesTheNextTag) {
-    Kvs::FEncXmlFragment<char> name;
-    Kvs::FMap<Kvs::FEncXmlFragment<char>, Kvs::FEncXmlFragment<char>> attributes;
-    long consumed = 0;
-    bool selfClosing = false;
-    const auto decode = [&](const char* text) {
-        return FEncXml<char>::decodeNextTag(text, name, attributes, consumed, selfClosing);
-    };
-    ASSERT_TRUE(decode("text <a x=\"1\" y='2' x=3/>rest"));
-    EXPECT_TRUE(name == "a" && selfClosing && consumed == 25 && attributes.count() == 2);
-    EXPECT_TRUE(*attributes.find("x") == "3" && *attributes.find("y") == "'2'");
-    EXPECT_TRUE(!decode("no tag >") && consumed == 25);
-    EXPECT_TRUE(!decode("> <a x=\"1\"") && consumed == -1);
-}
-
 } // namespace
