@@ -16,6 +16,9 @@ DesktopStatusBar::DesktopStatusBar(MainLoop& mainLoop, const Bundle& bundle,
       tray_([this] { choose(); }) {}
 
 void DesktopStatusBar::showItem(const Menu& menu) {
+    if (item_ && &item_->menu() == &menu) {
+        return; // panels put an item that is made anew behind the others
+    }
     removeItem();
     item_ = std::make_shared<StatusItem>(mainLoop_, menu);
     item_->description = description_;

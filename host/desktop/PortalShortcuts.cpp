@@ -21,9 +21,6 @@ constexpr const char* kInterface = "org.freedesktop.portal.GlobalShortcuts";
 constexpr BusMethod kGet{kService, kPath, "org.freedesktop.DBus.Properties", "Get"};
 constexpr BusMethod kCreateSession{kService, kPath, kInterface, "CreateSession"};
 constexpr BusMethod kBindShortcuts{kService, kPath, kInterface, "BindShortcuts"};
-constexpr const char* kOwnerRule =
-    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.freedesktop.portal.Desktop'";
 
 constexpr const char* kShortcut = "show-status-item"; // by which the desktop remembers the user's choice
 
@@ -81,13 +78,10 @@ std::int32_t PortalShortcuts::registerHotKey(const Key& key, Reference& referenc
     }
     reference = kReference;
     key_ = key;
-    portals_ = bus_->onSignal(kOwnerRule, [this](sd_bus_message& change) {
-        const char* name = nullptr;
-        const char* oldOwner = nullptr;
-        const char* newOwner = nullptr;
-        if (sd_bus_message_read(&change, "sss", &name, &oldOwner, &newOwner) > 0 && portal_ != newOwner) {
+    portals_ = bus_->onOwnerChange(kService, [this](const char* owner) {
+        if (portal_ != owner) {
             presses_.reset();
-            if (*newOwner != '\0') {
+            if (*owner != '\0') {
                 findPortal();
             }
         }

@@ -11,9 +11,6 @@ constexpr const char* kWatcher = "org.kde.StatusNotifierWatcher"; // its name, a
 constexpr BusMethod kHasOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                               "NameHasOwner"};
 constexpr BusMethod kGet{kWatcher, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties", "Get"};
-constexpr const char* kOwnerRule =
-    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.kde.StatusNotifierWatcher'";
 constexpr const char* kPanelRules[] = {
     "type='signal',sender='org.kde.StatusNotifierWatcher',path='/StatusNotifierWatcher',"
     "interface='org.kde.StatusNotifierWatcher',member='StatusNotifierHostRegistered'",
@@ -26,7 +23,7 @@ StatusNotifierWatch::StatusNotifierWatch(MainLoop& mainLoop, std::shared_ptr<Bus
                                          std::function<void()> changed)
     : mainLoop_(mainLoop), bus_(std::move(sessionBus)), changed_(std::move(changed)),
       patience_(mainLoop_.startTimer(kPatience, [this] { settle(Watcher::None); })),
-      owners_(bus_->onSignal(kOwnerRule, [this](sd_bus_message& message) { takeOwner(message); })),
+      owners_(bus_->onOwnerChange(kWatcher, [this](const char* owner) { takeOwner(owner); })),
       connections_(bus_->onState([this](bool connected) {
           wait(Watcher::Unknown, Watcher::None);
           if (connected) {
@@ -55,13 +52,7 @@ void StatusNotifierWatch::askForOwner() {
         "s", kWatcher);
 }
 
-void StatusNotifierWatch::takeOwner(sd_bus_message& nameOwnerChanged) {
-    const char* name = nullptr;
-    const char* before = nullptr;
-    const char* owner = nullptr;
-    if (sd_bus_message_read(&nameOwnerChanged, "sss", &name, &before, &owner) <= 0) {
-        return;
-    }
+void StatusNotifierWatch::takeOwner(const char* owner) {
     wait(Watcher::Unknown, Watcher::None); // the new owner does not know the item
     if (*owner) {
         askForPanel();

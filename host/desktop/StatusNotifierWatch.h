@@ -33,7 +33,7 @@ public:
 private:
     void askForOwner();
     void askForPanel();
-    void takeOwner(sd_bus_message& nameOwnerChanged);
+    void takeOwner(const char* owner);
     void wait(Watcher state, Watcher afterwards);
     void settle(Watcher state);
 

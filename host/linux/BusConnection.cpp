@@ -119,6 +119,18 @@ MainLoop::Handle BusConnection::onSignal(std::string rule, SignalHandler handler
     return keepAlive(std::move(signal));
 }
 
+MainLoop::Handle BusConnection::onOwnerChange(const std::string& name, OwnerHandler handler) {
+    return onSignal("type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+                    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" +
+                        name + "'",
+                    [handler = std::move(handler)](sd_bus_message& signal) {
+                        const char* owner = nullptr;
+                        if (sd_bus_message_read(&signal, "sss", nullptr, nullptr, &owner) > 0) {
+                            handler(owner);
+                        }
+                    });
+}
+
 MainLoop::Handle BusConnection::serve(const char* path, const char* interface, const sd_bus_vtable* table,
                                       void* object) {
     auto served = std::make_shared<Served>(Served{path, interface, table, object, nullptr});

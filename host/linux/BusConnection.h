@@ -82,6 +82,12 @@ public:
     [[nodiscard]] MainLoop::Handle onSignal(std::string rule, SignalHandler handler,
                                             Signals signals = Signals::Broadcast);
 
+    /// Told the new owner's unique name, which is empty when the name has no owner any more.
+    using OwnerHandler = std::function<void(const char* owner)>;
+
+    /// Calls the handler when a name of the bus gets another owner.
+    [[nodiscard]] MainLoop::Handle onOwnerChange(const std::string& name, OwnerHandler handler);
+
     /// Serves an interface of an object to the other programs; sd_bus_add_object_vtable(3) describes the
     /// table, whose functions get `object`. All arguments outlive the registration.
     [[nodiscard]] MainLoop::Handle serve(const char* path, const char* interface, const sd_bus_vtable* table,

@@ -26,9 +26,6 @@ constexpr const char* kManager = "org.gnome.SessionManager";
 constexpr const char* kManagerPath = "/org/gnome/SessionManager";
 constexpr const char* kClient = "org.gnome.SessionManager.ClientPrivate";
 constexpr const char* kApplication = "com.korvane.remote.KvnGUIAgent";
-constexpr const char* kOwnerRule =
-    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.gnome.SessionManager'";
 
 } // namespace
 
@@ -42,7 +39,7 @@ SessionEnd::SessionEnd(MainLoop& mainLoop, std::shared_ptr<BusConnection> sessio
             askForState();
         }
     });
-    signals_[2] = sessionBus_->onSignal(kOwnerRule, [this](sd_bus_message&) { askForManager(); });
+    signals_[2] = sessionBus_->onOwnerChange(kManager, [this](const char*) { askForManager(); });
     states_[0] = systemBus_->onState([this](bool connected) {
         if (connected) {
             askForSession();

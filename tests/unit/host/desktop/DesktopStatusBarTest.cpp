@@ -268,6 +268,7 @@ TEST_F(DesktopStatusBar, ShowsPictureStateAndChanges) {
     }
     EXPECT_THAT(sizes, ElementsAre(16, 22, 24, 32, 48, 64, 66));
 
+    bar_->showItem(menu_); // is shown already: the item stays in its place
     bar_->describe("Offline");
     bar_->updateItem({host::StatusImage::Meaning::NotConnected, "ConnectedStatusIcon"});
     bar_->updateItem({host::StatusImage::Meaning::NotConnected, "ConnectedStatusIcon"}); // tells nothing new
