@@ -8,7 +8,6 @@
 #include "host/desktop/PortalShortcuts.h"
 #include "host/desktop/QtDialogWindow.h"
 #include "host/desktop/QtMainLoop.h"
-#include "host/desktop/ScreenReaders.h"
 #include "host/desktop/StatusPictures.h"
 #include "host/desktop/X11HotKeys.h"
 #include "host/linux/BusConnection.h"
