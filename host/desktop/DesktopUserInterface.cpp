@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "host/Host.h"
+#include "host/desktop/AccessibilityWatch.h"
 #include "host/desktop/DesktopNotifications.h"
 #include "host/desktop/DesktopStatusBar.h"
 #include "host/desktop/DisplayProbe.h"
@@ -49,7 +50,8 @@ public:
     DesktopUserInterface(Host& host, std::shared_ptr<BusConnection> sessionBus)
         : host_(host), statusBar_(*host.mainLoop, *host.bundle, sessionBus),
           dialogWindow_(*host.mainLoop, *host.bundle), permissionWindow_(*host.mainLoop, *host.bundle),
-          hotKeys_(makeHotKeys(host, sessionBus)), notifications_(std::move(sessionBus)) {
+          accessibility_(sessionBus, showToScreenReaders), hotKeys_(makeHotKeys(host, sessionBus)),
+          notifications_(std::move(sessionBus)) {
         identifyWindows(*host.bundle);
         statusBar_.describe(host.bundle->localizedString("StatusPending"));
     }
@@ -78,6 +80,7 @@ private:
     DesktopStatusBar statusBar_;
     QtDialogWindow dialogWindow_;
     QtDialogWindow permissionWindow_;
+    const AccessibilityWatch accessibility_;
     const std::unique_ptr<HotKeys> hotKeys_;
     DesktopNotifications notifications_;
 };

@@ -5,7 +5,6 @@
 #include "host/DialogRendering.h"
 #include "host/desktop/QtText.h"
 
-#include <QAccessible>
 #include <QApplication>
 #include <QCursor>
 #include <QEvent>
@@ -40,7 +39,6 @@ QtDialogPanel::QtDialogPanel(std::function<void()> closeRequested)
     : QDialog(nullptr,
               Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
       closeRequested_(std::move(closeRequested)), scroller_(new QScrollArea(this)), content_(new QWidget) {
-    QAccessible::setRootObject(qApp); // connects to the bus of screen readers, once
     setWindowIcon(QIcon::fromTheme(QLatin1String("com.korvane.remote.KvnGUIAgent"))); // where it is installed
     scroller_->setFrameStyle(QFrame::NoFrame);
     scroller_->setFocusPolicy(Qt::NoFocus);

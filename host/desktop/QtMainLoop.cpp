@@ -13,6 +13,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <optional>
+#include <thread>
 #include <utility>
 
 namespace kvn::host {
@@ -22,10 +23,13 @@ using std::chrono::steady_clock;
 
 namespace {
 
+/// The time limit of the end without a display. It is longer than those of the helper's answers, for which a
+/// job in progress may wait.
+constexpr std::chrono::seconds kLongestEnd{20};
 constexpr milliseconds kLongestSleep = std::chrono::hours(24); // QTimer counts in an int
 
-/// The loop that runs.
-QtMainLoop* running = nullptr;
+/// The loop that this thread runs: another thread that ends the process must not run the loop's tasks.
+thread_local QtMainLoop* running = nullptr;
 
 /// Keeps the toolkit's start from changing the process: the locale, which would change numbers and the
 /// messages of the log; the threads that handle signals; and what launched programs inherit.
@@ -152,7 +156,7 @@ void QtMainLoop::run() {
     if (quit_.exchange(false)) {
         return;
     }
-    // Not QApplication::exec, which connects to the accessibility bus although no window may ever be shown.
+    // Not QApplication::exec, which waits for the session bus to ask if accessibility is on.
     QEventLoop loop;
     loop_ = &loop;
     running = this;
@@ -227,10 +231,13 @@ void QtMainLoop::endWithDisplay() {
     if (!running) {
         return;
     }
-    const Task displayLost = std::exchange(running, nullptr)->displayLost_;
-    Kvs::CNSLog("The display is gone");
-    if (displayLost) {
+    if (const Task displayLost = std::exchange(running->displayLost_, nullptr)) {
+        Kvs::CNSLog("The display is gone");
         try {
+            std::thread([] {
+                std::this_thread::sleep_for(kLongestEnd);
+                std::_Exit(EXIT_FAILURE);
+            }).detach();
             displayLost();
         } catch (const std::exception& exception) {
             Kvs::CNSLog("The end was not in order: %s", exception.what());

@@ -41,8 +41,8 @@ public:
     void quit() override;
 
     /// Sets the task that runs on the main thread when the display is lost while the loop runs. The toolkit
-    /// ends the process then; it ends after the task with status 0 and without destructors, as other threads
-    /// may still run.
+    /// ends the process then; it ends after the task with status 0, or with status 1 if the task takes too
+    /// long, and without destructors, as other threads may still run.
     void onDisplayLost(Task task) { displayLost_ = std::move(task); }
 
     /// Sets the task that runs when the session manager tells the application to end.

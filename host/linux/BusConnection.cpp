@@ -34,6 +34,12 @@ std::string reasonOf(sd_bus_message* error) {
     return {text, strnlen(text, kLongestReason)};
 }
 
+/// Returns true for the error that there is no such service; buses give it two names.
+bool isAbsence(sd_bus_message& error) {
+    return sd_bus_message_is_method_error(&error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0 ||
+           sd_bus_message_is_method_error(&error, SD_BUS_ERROR_SERVICE_UNKNOWN) > 0;
+}
+
 /// Calls `function` for the objects that still live, and drops the others. It may add and end objects.
 template <class T, class Function>
 void forEachLiving(std::vector<std::weak_ptr<T>>& objects, Function function) {
@@ -74,16 +80,16 @@ struct BusConnection::Served {
 };
 
 struct BusConnection::Call : std::enable_shared_from_this<Call> {
-    Call(BusConnection& c, const char* m, AnswerHandler h)
-        : connection(c), method(m), handler(std::move(h)) {}
+    Call(BusConnection& c, const BusMethod& m, AnswerHandler h)
+        : connection(c), method(m.name), onlyIfRunning(m.onlyIfRunning), handler(std::move(h)) {}
 
     static int take(sd_bus_message* message, void* call, sd_bus_error*) {
         const auto self = static_cast<Call*>(call)->shared_from_this(); // the handler may end it
         const bool failed = sd_bus_message_is_method_error(message, nullptr) > 0;
-        if (failed) {
-            self->connection.reportOnce(self->method, reasonOf(message));
-        } else {
+        if (!failed) {
             self->connection.reported_.erase(self->method);
+        } else if (!self->onlyIfRunning || !isAbsence(*message)) {
+            self->connection.reportOnce(self->method, reasonOf(message));
         }
         self->handler(failed ? nullptr : message);
         return 0;
@@ -91,6 +97,7 @@ struct BusConnection::Call : std::enable_shared_from_this<Call> {
 
     BusConnection& connection;
     const char* const method;
+    const bool onlyIfRunning;
     const AnswerHandler handler;
     BusSlot slot;
 };
@@ -136,12 +143,13 @@ BusMessage BusConnection::newCall(const BusMethod& method) {
     if (canSend()) {
         sd_bus_message_new_method_call(connection_.get(), &message, method.service, method.path,
                                        method.interface, method.name);
+        sd_bus_message_set_auto_start(message, !method.onlyIfRunning);
     }
     return BusMessage(message);
 }
 
 MainLoop::Handle BusConnection::send(const BusMethod& method, BusMessage message, AnswerHandler handler) {
-    auto call = std::make_shared<Call>(*this, method.name, std::move(handler));
+    auto call = std::make_shared<Call>(*this, method, std::move(handler));
     sd_bus_slot* slot = nullptr;
     if (sd_bus_call_async(connection_.get(), &slot, message.get(), Call::take, call.get(),
                           microseconds(kCallTimeLimit).count()) < 0) {

@@ -33,6 +33,8 @@ struct BusMethod {
     const char* path;
     const char* interface;
     const char* name;
+    /// The bus does not start the service for the call, and its absence is no problem that is logged.
+    bool onlyIfRunning = false;
 };
 
 /// The connection of this process to a bus, for all that use the bus. It begins to connect at the first

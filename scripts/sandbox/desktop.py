@@ -66,13 +66,15 @@ class Desktop(DesktopScenario):
     def click_icon(self):
         person.click(self._icon_comes().centre)
         window = self._window(STATUS)
+        self._session.start_screen_reader()
         self._reads(STATUS, DETAILS)
         self._until(lambda: person.active_window() == window, "the dialog does not take the keys")
         self._leave()
         self._picture("status")
         person.press("Escape")
         self._closed(STATUS)
-        return f"a click at the icon opened the service's status: {', '.join(DETAILS[:4])}, and a table"
+        return (f"a click at the icon opened the service's status; a screen reader that was started then read "
+                f"{', '.join(DETAILS[:4])}, and a table")
 
     def open_menu(self):
         items = self._menu()

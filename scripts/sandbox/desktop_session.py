@@ -84,7 +84,6 @@ class DesktopSession:
             self.notices = self._start("notices", stack, "dunst", "-print", "-conf", self._notices_settings())
             expect(wait_until(lambda: self.bus.owner("org.freedesktop.Notifications"), PATIENCE),
                    "the notification server does not come up")
-            accessibility.switch_on(self.bus)
             self._closing = stack.pop_all()
         return self
 
@@ -169,6 +168,10 @@ class DesktopSession:
     def end_display(self):
         """Ends the display, as when the user's session is torn down."""
         self._display.end()
+
+    def start_screen_reader(self):
+        """Tells programs that somebody reads their accessible objects, as a screen reader does when it starts."""
+        accessibility.switch_on(self.bus)
 
     # What is there to see
 

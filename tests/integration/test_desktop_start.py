@@ -14,6 +14,7 @@ import subprocess
 from harness import expect, logged, main
 from programs import Program
 from sandbox import wait_until
+from test_main_thread import holds_nothing_up
 
 MODULE = "KvnDesktop.so"
 for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XAUTHORITY", "SESSION_MANAGER", "XDG_SESSION_ID"):
@@ -152,8 +153,20 @@ def the_agent_ends_in_order_with_its_display(box):
         expect(wait_until(lambda: box.tell_daemon("agents") == "ok", 10), "the daemon still has an agent")
 
 
+def a_session_bus_that_stops_before_a_dialog_opens(box):
+    """The permission dialog opens by itself, soon after the start."""
+    with display() as (_, environment), box.frozen_bus():
+        box.start_agent("desktop", environment=environment)
+        logged(box, "\tLaunched: ")
+        yield
+        search = ["xdotool", "search", "--onlyvisible", "--name", "^Permissions$"]
+        expect(wait_until(lambda: subprocess.run(search, env={**os.environ, **environment}, capture_output=True,
+                                                 timeout=20, check=False).stdout, 20), "no dialog is shown")
+
+
 if __name__ == "__main__":
-    main((a_display_that_answers_is_used_by_default,
+    main((holds_nothing_up(a_session_bus_that_stops_before_a_dialog_opens),
+          a_display_that_answers_is_used_by_default,
           the_other_front_ends_load_no_toolkit,
           a_session_without_a_display_is_no_news,
           the_agent_ends_in_order_with_its_display,

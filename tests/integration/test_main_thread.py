@@ -201,6 +201,7 @@ def holds_nothing_up(fault):
     return play
 
 
-main(map(holds_nothing_up, (a_service_that_does_not_read, a_session_bus_that_stops_at_forty_launches,
-                            buses_that_never_answer, a_terminal_that_is_stopped, preferences_that_are_locked,
-                            a_helper_that_keeps_silent)))
+if __name__ == "__main__":
+    main(map(holds_nothing_up, (a_service_that_does_not_read, a_session_bus_that_stops_at_forty_launches,
+                                buses_that_never_answer, a_terminal_that_is_stopped, preferences_that_are_locked,
+                                a_helper_that_keeps_silent)))

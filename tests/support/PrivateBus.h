@@ -36,7 +36,8 @@ public:
         writeFile(
             folder_.file("bus.conf"),
             "<busconfig><type>session</type><listen>unix:path=" + folder_.file("bus") +
-                "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                "</listen><servicedir>" + folder_.file("services") +
+                "</servicedir><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
                 "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
         const auto result =
             runner_.launch("/usr/bin/dbus-daemon", {"--nofork", "--config-file=" + folder_.file("bus.conf")});
@@ -57,6 +58,13 @@ public:
             pid_ = 0;
             fs::remove(folder_.file("bus"));
         }
+    }
+
+    /// The bus starts this program for a service. Before `start`.
+    void addService(const std::string& name, const std::string& command) {
+        fs::create_directories(folder_.file("services"));
+        writeFile(folder_.file("services/" + name + ".service"),
+                  "[D-BUS Service]\nName=" + name + "\nExec=" + command + "\n");
     }
 
     host::PollMainLoop& loop() { return loop_; }

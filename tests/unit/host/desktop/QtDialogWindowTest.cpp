@@ -19,6 +19,7 @@
 #include <QTest>
 #include <QTextEdit>
 #include <QToolButton>
+#include <malloc.h>
 
 namespace kvn::test {
 namespace {
@@ -257,6 +258,23 @@ TEST_F(QtDialogWindowTest, GrowsWithItsRowsUpToTheScreen) {
     EXPECT_FALSE(top()->findChild<QScrollArea*>()->horizontalScrollBar()->isVisible());
     EXPECT_TRUE(top()->screen()->geometry().contains(top()->frameGeometry()));
     EXPECT_NEAR(top()->geometry().center().x(), before.center().x(), 1);
+}
+
+TEST_F(QtDialogWindowTest, ReturnsItsMemoryWhenItCloses) {
+    const auto useAfter = [this](int cycles) {
+        for (int cycle = 0; cycle < cycles; ++cycle) {
+            show();
+            path().parent()->findChild<QToolButton*>()->click();
+            window.update(lines("/other"));
+            window.close();
+            loop.runPending();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            said.clear();
+        }
+        return mallinfo2().uordblks;
+    };
+    const auto before = useAfter(100); // which fill the toolkit's caches
+    EXPECT_LT(useAfter(100), before + 100 * 64);
 }
 
 TEST_F(QtDialogWindowTest, ChoosesAFolder) {
