@@ -18,6 +18,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -48,10 +49,19 @@ std::string identifierOf(const host::Bundle& bundle) {
 
 /// Returns true if another agent of this user has shown the dialog.
 bool shownByRunningAgent(RequestedDialog dialog) {
-    const host::Host host = host::makeHost(host::FrontEnd::None);
+    const host::Host host = host::makeRequestHost();
     const auto agents = host.runningApplications->instancesOf(identifierOf(*host.bundle));
     return std::any_of(agents.begin(), agents.end(), [](pid_t process) { return process != getpid(); }) &&
            requestDialog(dialog, *host.mainLoop, *host.notifications);
+}
+
+/// Takes the option back: a program with `--show` among its arguments does not count as an agent.
+void becomeAgent(char** argv) {
+    for (; *argv; ++argv) {
+        if (std::strcmp(*argv, "--show") == 0) {
+            std::memset(*argv, ' ', std::strlen(*argv));
+        }
+    }
 }
 
 /// Builds the agent on this host, and runs it until it is ended. Shows the dialog at the start, if any.
@@ -137,8 +147,11 @@ int main(int argc, char** argv) {
 
     // A write to a closed socket must fail instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
-    if (options.show && shownByRunningAgent(*options.show)) {
-        return 0;
+    if (options.show) {
+        if (shownByRunningAgent(*options.show)) {
+            return 0;
+        }
+        becomeAgent(argv);
     }
     const std::string logDirectory = Kvs::FSysInfoPaths::underRoot(AppDelegate::kLogDirectory);
     Kvs::CNSInitLog(Kvs::kLogModeNewLogBook | Kvs::kLogModeDebugOff, Kvs::kSysLogConsole, kProgram,

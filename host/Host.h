@@ -28,8 +28,8 @@
 
 namespace kvn::host {
 
-/// Holds the objects that a backend provides. No member but `endApplication` is null. A member may use those above it, and all are
-/// destroyed before the main loop.
+/// Holds the objects that a backend provides. No member but `endApplication` is null. A member may use those
+/// above it, and all are destroyed before the main loop.
 struct Host {
     std::unique_ptr<MainLoop> mainLoop;
     std::unique_ptr<Clock> clock;
@@ -57,9 +57,9 @@ struct Host {
     /// for. Main thread; after the main loop's run, before anything is destroyed that jobs use.
     std::function<void()> endBackgroundWork;
 
-    /// Does what has to be done when the main loop has run; nothing of the application works afterwards. Set by
-    /// the application before the loop runs. Also called by a front end whose toolkit ends the process from
-    /// inside the loop. Main thread.
+    /// Does what has to be done when the main loop has run; nothing of the application works afterwards. Set
+    /// by the application before the loop runs. Also called by a front end whose toolkit ends the process
+    /// from inside the loop. Main thread.
     std::function<void()> endApplication;
 
     /// Makes the front end that this host was built for. The host outlives it. Main thread.
@@ -75,8 +75,12 @@ bool hasFrontEnd(FrontEnd frontEnd);
 FrontEnd defaultFrontEnd();
 
 /// Builds the host of this process for a front end. A backend does not touch the
-/// window system for a front end without windows. Throws an exception whose text is for the user when the front
-/// end cannot be used now, and when the process has no descriptors left. Main thread.
+/// window system for a front end without windows. Throws an exception whose text is for the user when the
+/// front end cannot be used now, and when the process has no descriptors left. Main thread.
 Host makeHost(FrontEnd frontEnd);
+
+/// Builds what a process needs to ask the agents of its session: the main loop, the bundle, the running
+/// applications and the notifications. Other members may be null. Throws as `makeHost` does. Main thread.
+Host makeRequestHost();
 
 } // namespace kvn::host

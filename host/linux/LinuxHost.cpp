@@ -38,6 +38,17 @@ std::string ownBundlePath() {
     return program.parent_path().parent_path().parent_path().string();
 }
 
+/// Fills in what finds the agents of the session, and talks to them.
+void addSession(Host& host, std::shared_ptr<BusConnection> sessionBus) {
+    host.systemInfo = std::make_unique<LinuxSystemInfo>();
+    host.propertyList = std::make_unique<PortablePropertyList>();
+    host.bundle = std::make_unique<AppBundle>(ownBundlePath(), *host.propertyList,
+                                              host.systemInfo->preferredLanguages());
+    host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop, std::move(sessionBus));
+    host.runningApplications =
+        std::make_unique<LinuxRunningApplications>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
+}
+
 } // namespace
 
 bool hasFrontEnd(FrontEnd) { return true; }
@@ -54,24 +65,19 @@ Host makeHost(FrontEnd frontEnd) {
     DesktopModule* const desktop = frontEnd == FrontEnd::Desktop ? &desktopModule() : nullptr;
     host.mainLoop = desktop ? desktop->makeMainLoop() : std::make_unique<PollMainLoop>();
     host.clock = std::make_unique<SystemClock>();
-    host.systemInfo = std::make_unique<LinuxSystemInfo>();
     host.sessionInfo = std::make_unique<LinuxSessionInfo>();
     auto runner = std::make_unique<PosixProcessRunner>(*host.mainLoop);
-    host.propertyList = std::make_unique<PortablePropertyList>();
-    host.bundle = std::make_unique<AppBundle>(ownBundlePath(), *host.propertyList,
-                                              host.systemInfo->preferredLanguages());
     const auto sessionBus = std::make_shared<BusConnection>(*host.mainLoop, BusConnection::Bus::Session);
     const auto systemBus = std::make_shared<BusConnection>(*host.mainLoop, BusConnection::Bus::System);
+    addSession(host, sessionBus);
     host.powerManagement = std::make_unique<LinuxPowerManagement>(*host.mainLoop, sessionBus, systemBus);
     host.pointer = std::make_unique<NoPointer>();
     auto jobs = std::make_unique<LinuxPrivilegedJobs>(*host.bundle, *runner, *host.propertyList);
     addBackgroundWork(host, std::move(runner), std::move(jobs));
     host.scriptRunner = std::make_unique<NoScriptRunner>();
     host.consoleUser = std::make_unique<LogindConsoleUser>(*host.mainLoop, systemBus);
-    host.workspace = std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner, sessionBus, systemBus);
-    host.notifications = std::make_unique<SessionBusNotifications>(*host.mainLoop, sessionBus);
-    host.runningApplications =
-        std::make_unique<LinuxRunningApplications>(host.bundle->infoValue("CFBundleIdentifier").value_or(""));
+    host.workspace =
+        std::make_unique<LinuxWorkspace>(*host.mainLoop, *host.processRunner, sessionBus, systemBus);
     host.hotKeys = std::make_unique<NoHotKeys>();
     if (Kvs::FSysInfoPaths::underRoot("").empty()) {
         host.privacyPermissions = std::make_unique<UnguardedPrivacy>();
@@ -86,6 +92,13 @@ Host makeHost(FrontEnd frontEnd) {
         host.makeUserInterface =
             frontEnd == FrontEnd::Terminal ? makeTerminalUserInterface : makeNoUserInterface;
     }
+    return host;
+}
+
+Host makeRequestHost() {
+    Host host;
+    host.mainLoop = std::make_unique<PollMainLoop>();
+    addSession(host, std::make_shared<BusConnection>(*host.mainLoop, BusConnection::Bus::Session));
     return host;
 }
 

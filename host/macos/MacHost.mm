@@ -70,4 +70,6 @@ Host makeHost(FrontEnd frontEnd) {
     return host;
 }
 
+Host makeRequestHost() { return makeHost(FrontEnd::None); }
+
 } // namespace kvn::host

@@ -12,7 +12,7 @@ namespace kvn::host {
 
 /// Returns the root that an agent with these arguments uses; an empty one for the real file system. Each
 /// argument ends with a zero byte. `folder` is the process's working directory. Returns nullopt when the
-/// root's path cannot be resolved.
+/// root's path cannot be resolved, and for a program that is no agent because it asks one to show a dialog.
 inline std::optional<std::filesystem::path> rootOfProgram(std::string_view arguments,
                                                           const std::filesystem::path& folder) {
     std::filesystem::path root;
@@ -21,6 +21,8 @@ inline std::optional<std::filesystem::path> rootOfProgram(std::string_view argum
         const std::string_view argument = arguments.substr(0, arguments.find('\0'));
         if (previous == "--root") {
             root = argument;
+        } else if (argument == "--show") {
+            return std::nullopt;
         }
         previous = argument;
         arguments.remove_prefix(std::min(argument.size() + 1, arguments.size()));

@@ -10,18 +10,24 @@ from sandbox import wait_until
 
 
 def show(box, dialog, *options):
-    """Runs the agent's program with the option that opens a dialog."""
-    return box._start("show", box.bundle / "Contents/MacOS/KvnGUIAgent", *options, "--show", dialog)
+    """Runs the agent's program with the option that opens a dialog, on a machine without a system bus."""
+    return box._start("show", box.bundle / "Contents/MacOS/KvnGUIAgent", *options, "--show", dialog,
+                      environment={"DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nowhere"})
+
+
+def is_shown_by_running_agent(box, dialog, title):
+    start = len(box.agent.record)
+    asked = show(box, dialog, "--ui", "none")
+    expect(asked.wait(20) == 0, f"{dialog}: the exit status is not 0: {asked.record.tail(5)}")
+    expect(not asked.record.tail(5), f"{dialog}: it prints {asked.record.tail(5)}")
+    expect(box.agent.record.wait(title, 20, start), f"{dialog} is not shown")
 
 
 def the_running_agent_shows_it(box):
     box.start_agent("terminal")
     logged(box, "Launched")
     for dialog, title in (("settings", "Keep a transfer log"), ("status", "Status:")):
-        start = len(box.agent.record)
-        asked = show(box, dialog, "--ui", "none")
-        expect(asked.wait(20) == 0, f"{dialog}: the exit status is not 0: {asked.record.tail(5)}")
-        expect(box.agent.record.wait(title, 20, start), f"{dialog} is not shown")
+        is_shown_by_running_agent(box, dialog, title)
     logs = list(box.root.glob("var/log/com.korvane.remote/*"))
     expect(len(logs) == 1, f"the logs are {logs}")
 
@@ -42,6 +48,7 @@ def without_an_agent_it_becomes_one_at_once(box):
     box.agent = show(box, "settings", "--ui", "terminal")
     expect(box.agent.record.wait("Keep a transfer log", 20), "the settings are not shown")
     expect(time.monotonic() - started < 3, "it waited for an agent that does not run")
+    is_shown_by_running_agent(box, "status", "Status:")
 
 
 main([the_running_agent_shows_it, an_agent_that_shows_nothing_is_replaced, without_an_agent_it_becomes_one_at_once])

@@ -133,6 +133,7 @@ TEST(LinuxRunningApplications, KnowsTheInstancesOfItsProgramAndRoot) {
     const pid_t absolute = start(program, {"--root", root, "wait"});
     const pid_t relative = start(program, {"--root", fs::relative(root).string() + "/", "wait"});
     const pid_t elsewhere = start(program, {"--root", folder.path(), "wait"});
+    const pid_t asking = start(program, {"--root", root, "--show", "wait"});
     const pid_t stranger = start(INSTANCE_SAMPLE, {"wait"}); // another file
     // A program that is being started has no arguments yet.
     EXPECT_TRUE(waitUntil([&] {
@@ -140,14 +141,14 @@ TEST(LinuxRunningApplications, KnowsTheInstancesOfItsProgramAndRoot) {
     }));
     EXPECT_TRUE(waitUntil([&] { return instances({"list"}) == Pids{0, old, current}; }));
 
-    for (const pid_t other : {absolute, elsewhere, stranger, getpid(), pid_t{0}, pid_t{-1}}) {
+    for (const pid_t other : {absolute, elsewhere, asking, stranger, getpid(), pid_t{0}, pid_t{-1}}) {
         EXPECT_EQ(end(other), 1) << other;
     }
     EXPECT_EQ(end(old), 0);
     EXPECT_TRUE(pumpUntil(loop, [old] { return kill(old, 0) != 0; }));
     EXPECT_EQ(instances({"list"}), (Pids{0, current}));
     EXPECT_EQ(instances({"--root", root, "list"}), (Pids{0, absolute, relative}));
-    for (const pid_t process : {current, absolute, relative, elsewhere, stranger}) {
+    for (const pid_t process : {current, absolute, relative, elsewhere, asking, stranger}) {
         kill(process, SIGKILL);
     }
 }
