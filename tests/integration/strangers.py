@@ -38,7 +38,7 @@ class Actor:
         with starting:
             self._process.start()
         theirs.close()
-        if server and not ready.wait(10):
+        if server and not ready.wait(30):
             self.end()
             raise TimeoutError(f"{act.__name__} of {user} did not begin")
 

@@ -62,8 +62,10 @@ public:
     void tell(const char* name) {
         auto signal = client_->createSignal(kClientInterface, name);
         static_cast<void>(signal << std::uint32_t{0});
-        const std::lock_guard guard(lock_);
-        signal.setDestination(agent_);
+        {
+            const std::lock_guard guard(lock_); // not while the bus has its own lock
+            signal.setDestination(agent_);
+        }
         client_->emitSignal(signal);
     }
     std::string registered() const {
