@@ -47,11 +47,9 @@ namespace {
 constexpr BusMethod kGet{"org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Get", true};
 constexpr const char* kStatus = "org.a11y.Status";
 constexpr const char* kProperties[] = {"IsEnabled", "ScreenReaderEnabled"}; // either means "on"
-constexpr const char* kRules[] = {
-    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.a11y.Bus'",
+constexpr const char* kStatusRule =
     "type='signal',sender='org.a11y.Bus',path='/org/a11y/bus',"
-    "interface='org.freedesktop.DBus.Properties',member='PropertiesChanged',arg0='org.a11y.Status'"};
+    "interface='org.freedesktop.DBus.Properties',member='PropertiesChanged',arg0='org.a11y.Status'";
 
 } // namespace
 
@@ -59,9 +57,8 @@ AccessibilityWatch::AccessibilityWatch(std::shared_ptr<BusConnection> sessionBus
                                        std::function<void()> switchedOn)
     : bus_(std::move(sessionBus)), switchedOn_(std::move(switchedOn)),
       connections_(bus_->onState([this](bool) { ask(); })) {
-    for (std::size_t rule = 0; rule < std::size(kRules); ++rule) {
-        changes_[rule] = bus_->onSignal(kRules[rule], [this](sd_bus_message&) { ask(); });
-    }
+    changes_[0] = bus_->onOwnerChange(kGet.service, [this](const char*) { ask(); });
+    changes_[1] = bus_->onSignal(kStatusRule, [this](sd_bus_message&) { ask(); });
     ask(); // the bus may be connected already
 }
 
