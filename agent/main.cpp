@@ -8,6 +8,7 @@
 #include "core/base/Errors.h"
 #include "core/logging/CNSLog.h"
 #include "core/system/FSysInfoPaths.h"
+#include "core/system/PosixDifferences.h"
 #include "host/Host.h"
 #include "remote/platform/launchd/LaunchdController.h"
 #include "remote/platform/launchd/LoginSessionMonitor.h"
@@ -121,6 +122,7 @@ int runAgent(host::Host& host, std::optional<RequestedDialog> dialog) {
 } // namespace
 
 int main(int argc, char** argv) {
+    Kvs::useOneHeap();
     const auto parsed = parseOptions(argc, argv);
     if (const auto* problem = std::get_if<std::string>(&parsed)) {
         return fail(kExitUsage, *problem + "\n" + kUsage);

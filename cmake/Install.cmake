@@ -14,6 +14,12 @@ endif()
 # A relative prefix would depend on the working directory.
 install(CODE [[cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE)]] ALL_COMPONENTS)
 
+# A release's programs are installed without their symbols.
+install(CODE [[
+    if(CMAKE_INSTALL_CONFIG_NAME STREQUAL "Release")
+        set(CMAKE_INSTALL_DO_STRIP TRUE)
+    endif()]] ALL_COMPONENTS)
+
 set(contents lib/KvnGUIAgent.app/Contents)
 # Installed folders have this mode whatever the umask is.
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE

@@ -91,11 +91,12 @@ private:
         copyConsoleToSystemLog(std::string(text));
         std::string line = lineIsOpen_ ? "\n" : "";
         line += FTime(true).toCStringEx().token();
-        line.append(" ").append(theFacility.load()).append("[").append(std::to_string(getpid())).append("] ");
+        line.append(" ").append(theFacility.load()).append("[").append(process_).append("] ");
         line.append(text).append("\n");
         lineIsOpen_ = !writeAtOnce(line);
     }
 
+    const std::string process_ = std::to_string(getpid());
     FThreadLock lock_;
     LogLimit limit_ KVS_GUARDED_BY(lock_);
     bool lineIsOpen_ KVS_GUARDED_BY(lock_) = false; // the last line may have been cut short

@@ -18,6 +18,7 @@
 #include <unistd.h>
 #else
 #include <fstream>
+#include <malloc.h>
 #include <sys/syscall.h>
 #include <syslog.h>
 #endif
@@ -31,6 +32,12 @@ std::uint32_t threadIdNumber() {
 #else
     // This is the kernel's number; older C libraries have no function for it.
     return static_cast<std::uint32_t>(syscall(SYS_gettid));
+#endif
+}
+
+void useOneHeap() {
+#if defined(__GLIBC__)
+    mallopt(M_ARENA_MAX, 1);
 #endif
 }
 
@@ -116,6 +123,28 @@ FileDescriptor closeOnExecSocket(int domain, int type) {
         errno = error;
     }
     return socket;
+#endif
+}
+
+std::pair<FileDescriptor, FileDescriptor> closeOnExecPipe(bool blocks) {
+    int ends[2];
+#if defined(__APPLE__)
+    // The flags cannot be given at creation here, so a fork on another thread may inherit the ends.
+    if (::pipe(ends) != 0) {
+        return {};
+    }
+    std::pair<FileDescriptor, FileDescriptor> made(ends[0], ends[1]);
+    for (const int end : ends) {
+        if (::fcntl(end, F_SETFD, FD_CLOEXEC) != 0 || (!blocks && ::fcntl(end, F_SETFL, O_NONBLOCK) != 0)) {
+            return {};
+        }
+    }
+    return made;
+#else
+    if (::pipe2(ends, O_CLOEXEC | (blocks ? 0 : O_NONBLOCK)) != 0) {
+        return {};
+    }
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 #endif
 }
 

@@ -11,12 +11,18 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <utility>
 
 /// The differences between POSIX systems, each in one place. Any thread.
 namespace Kvs {
 
 /// Returns the number by which debuggers and crash reports know the calling thread.
 std::uint32_t threadIdNumber();
+
+/// Makes all threads allocate from one heap, where the C library would give each thread one of its own:
+/// threads that sleep most of the time need little memory, and seldom wait for each other. Called by main,
+/// before other threads start.
+void useOneHeap();
 
 /// Returns true if a debugger is attached to this process.
 bool isBeingTraced();
@@ -37,6 +43,10 @@ timespec statusChangeTime(const struct stat& status);
 
 /// Makes a socket that child processes do not inherit; empty on failure, with `errno` set.
 FileDescriptor closeOnExecSocket(int domain, int type);
+
+/// Makes a pipe that child processes do not inherit, whose ends block or do not block: the end to read and
+/// the end to write. Both are empty on failure, with `errno` set.
+std::pair<FileDescriptor, FileDescriptor> closeOnExecPipe(bool blocks);
 
 /// Makes the program that is started with these inherit the descriptors 0 to 2 and no other, even one that is
 /// not close-on-exec. Adds to the attribute's flags. Returns 0 or an `errno` value.

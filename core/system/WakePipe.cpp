@@ -3,23 +3,18 @@
 #include "core/system/WakePipe.h"
 
 #include "core/base/Errors.h"
+#include "core/system/PosixDifferences.h"
 
 #include <cerrno>
-#include <fcntl.h>
+#include <tuple>
+#include <unistd.h>
 
 namespace Kvs {
 
 WakePipe::WakePipe() {
-    int ends[2];
-    if (::pipe(ends) != 0) {
+    std::tie(readEnd_, writeEnd_) = closeOnExecPipe(false);
+    if (!readEnd_) {
         throw FException("Wake-up pipe could not be made", "WakePipe()");
-    }
-    readEnd_ = FileDescriptor(ends[0]);
-    writeEnd_ = FileDescriptor(ends[1]);
-    for (const int end : ends) {
-        if (::fcntl(end, F_SETFD, FD_CLOEXEC) != 0 || ::fcntl(end, F_SETFL, O_NONBLOCK) != 0) {
-            throw FException("Wake-up pipe could not be set up", "WakePipe()");
-        }
     }
 }
 

@@ -23,6 +23,12 @@ bool isFile(const std::string& path) {
     return std::filesystem::is_regular_file(path, ignored);
 }
 
+std::optional<std::string> textIn(const PropertyValue::Dictionary& entries, const std::string& key) {
+    const auto found = entries.find(key);
+    const auto* text = found == entries.end() ? nullptr : found->second.as<std::string>();
+    return text ? std::optional(*text) : std::nullopt;
+}
+
 } // namespace
 
 std::optional<std::string> bundleOf(const std::string& executable) {
@@ -36,7 +42,7 @@ std::optional<std::string> bundleOf(const std::string& executable) {
 
 AppBundle::AppBundle(const std::string& path, const PropertyList& propertyLists,
                      const std::vector<std::string>& preferredLanguages)
-    : path_(path), propertyLists_(propertyLists) {
+    : path_(path), propertyLists_(propertyLists), infoList_(infoListOf(path)) {
     const std::string language = localization(preferredLanguages);
     texts_ = readTexts(language);
     if (language != kDefaultLanguage) {
@@ -80,7 +86,7 @@ std::string AppBundle::localizedString(const std::string& key) const {
 }
 
 std::optional<std::string> AppBundle::infoValue(const std::string& key) const {
-    return infoValueOf(path_, key);
+    return textIn(infoList_, key);
 }
 
 std::optional<std::string> AppBundle::resourcePath(const std::string& name, const std::string& type) const {
@@ -90,8 +96,8 @@ std::optional<std::string> AppBundle::resourcePath(const std::string& name, cons
 
 std::optional<std::string> AppBundle::executableOf(const std::string& bundlePath) const {
     const std::string ownName = std::filesystem::path(bundlePath).stem();
-    const std::string path =
-        bundlePath + "/Contents/MacOS/" + infoValueOf(bundlePath, "CFBundleExecutable").value_or(ownName);
+    const std::string path = bundlePath + "/Contents/MacOS/" +
+                             textIn(infoListOf(bundlePath), "CFBundleExecutable").value_or(ownName);
     return isFile(path) ? std::optional(path) : std::nullopt;
 }
 
@@ -121,23 +127,18 @@ AppBundle::embeddedInfoList(const std::string& executable) const {
     return std::move(*entries);
 }
 
-std::optional<std::string> AppBundle::infoValueOf(const std::string& bundlePath,
-                                                  const std::string& key) const {
+PropertyValue::Dictionary AppBundle::infoListOf(const std::string& bundlePath) const {
     const auto content = Kvs::fReadFile(bundlePath + "/Contents/Info.plist", kFileLimit);
     if (!content) {
-        return std::nullopt;
+        return {};
     }
-    const auto parsed = propertyLists_.parse(*content);
+    auto parsed = propertyLists_.parse(*content);
     if (const auto* error = std::get_if<Error>(&parsed)) {
         Kvs::OCNSLog("Could not read Info.plist of %@: %@", bundlePath, *error);
-        return std::nullopt;
+        return {};
     }
-    const auto* entries = std::get<PropertyValue>(parsed).as<PropertyValue::Dictionary>();
-    if (!entries || !entries->contains(key)) {
-        return std::nullopt;
-    }
-    const auto* text = entries->find(key)->second.as<std::string>();
-    return text ? std::optional(*text) : std::nullopt;
+    auto* entries = std::get_if<PropertyValue::Dictionary>(&std::get<PropertyValue>(parsed).value);
+    return entries ? std::move(*entries) : PropertyValue::Dictionary();
 }
 
 } // namespace kvn::host

@@ -29,6 +29,7 @@ public:
 
     std::string localizedString(const std::string& key) const override;
     std::map<std::string, std::string, std::less<>> localizedStrings() const override { return texts_; }
+    /// Returns the text of when this process started: an update may replace the file meanwhile.
     std::optional<std::string> infoValue(const std::string& key) const override;
     std::optional<std::string> resourcePath(const std::string& name, const std::string& type) const override;
 
@@ -47,10 +48,11 @@ private:
     std::string tableOf(const std::string& language) const;
     std::string localization(const std::vector<std::string>& preferredLanguages) const;
     Texts readTexts(const std::string& language) const;
-    std::optional<std::string> infoValueOf(const std::string& bundlePath, const std::string& key) const;
+    PropertyValue::Dictionary infoListOf(const std::string& bundlePath) const;
 
     const std::string path_;
     const PropertyList& propertyLists_;
+    const PropertyValue::Dictionary infoList_;
     Texts texts_;
 };
 

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <string_view>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 #include <utility>
 
@@ -37,14 +38,13 @@ std::vector<char*> environment(bool withLongLines) {
 } // namespace
 
 std::optional<Pipe> makePipe() {
-    int ends[2];
-    if (::pipe(ends) != 0) {
-        return std::nullopt;
+    Pipe pipe;
+    std::tie(pipe.readEnd, pipe.writeEnd) = Kvs::closeOnExecPipe(true);
+    for (Kvs::FileDescriptor* const end : {&pipe.readEnd, &pipe.writeEnd}) {
+        if (*end && end->get() <= STDERR_FILENO) { // the child connects these numbers to something else
+            *end = Kvs::FileDescriptor(::fcntl(end->get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        }
     }
-    const Kvs::FileDescriptor readEnd(ends[0]);
-    const Kvs::FileDescriptor writeEnd(ends[1]);
-    Pipe pipe{Kvs::FileDescriptor(::fcntl(ends[0], F_DUPFD_CLOEXEC, 3)),
-              Kvs::FileDescriptor(::fcntl(ends[1], F_DUPFD_CLOEXEC, 3))};
     return pipe.readEnd && pipe.writeEnd ? std::optional(std::move(pipe)) : std::nullopt;
 }
 

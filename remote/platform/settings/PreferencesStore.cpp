@@ -38,6 +38,17 @@ std::variant<PropertyValue::Dictionary, host::Error> dictionaryIn(const host::Pr
     return std::get<host::Error>(std::move(parsed));
 }
 
+void applyChanges(const std::map<std::string, std::optional<PropertyValue>, std::less<>>& changes,
+                  PropertyValue::Dictionary& values) {
+    for (const auto& [key, value] : changes) {
+        if (value) {
+            values.insert_or_assign(key, *value);
+        } else {
+            values.erase(key);
+        }
+    }
+}
+
 } // namespace
 
 PreferencesStore::PreferencesStore(std::string filePath, const host::PropertyList& propertyList)
@@ -48,14 +59,12 @@ PreferencesStore::PreferencesStore(std::string filePath, const host::PropertyLis
 
 // MARK: Reading
 
-std::optional<PropertyValue> PreferencesStore::valueForKey(std::string_view key) {
+PreferencesStore::Dictionary PreferencesStore::values() {
     FLockGuard guard(lock_);
     readPreferences();
-    if (const auto changed = waiting_.find(key); changed != waiting_.end()) {
-        return changed->second;
-    }
-    const auto found = values_.find(key);
-    return found == values_.end() ? std::nullopt : std::optional(found->second);
+    Dictionary changed = values_;
+    applyChanges(waiting_, changed);
+    return changed;
 }
 
 void PreferencesStore::readPreferences() {
@@ -235,13 +244,7 @@ bool PreferencesStore::writeChanges(int file) {
     }
     PropertyValue list{values_};
     auto& changed = std::get<Dictionary>(list.value);
-    for (const auto& [key, value] : changes) {
-        if (value) {
-            changed.insert_or_assign(key, *value);
-        } else {
-            changed.erase(key);
-        }
-    }
+    applyChanges(changes, changed);
     const auto written = propertyList_.write(list);
     if (const auto* error = std::get_if<host::Error>(&written)) {
         Kvs::OCNSLog("writePreferences: Failed to serialize app suite prefs, error: %@", *error);
@@ -296,13 +299,7 @@ void PreferencesStore::removeAllValues() {
     constexpr std::chrono::milliseconds kPause(25);
 
     FLockGuard guard(lock_);
-    for (auto& [key, value] : std::exchange(waiting_, {})) { // the cached values stay
-        if (value) {
-            values_.insert_or_assign(key, std::move(*value));
-        } else {
-            values_.erase(key);
-        }
-    }
+    applyChanges(std::exchange(waiting_, {}), values_); // the cached values stay
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         if (::unlink(filePath_.c_str()) == 0 || errno == ENOENT) {
             return;

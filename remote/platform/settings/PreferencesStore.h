@@ -27,7 +27,10 @@ public:
     /// The property list must outlive the call of `finish`.
     PreferencesStore(std::string filePath, const host::PropertyList& propertyList);
 
-    std::optional<host::PropertyValue> valueForKey(std::string_view key) KVS_EXCLUDES(lock_);
+    using Dictionary = host::PropertyValue::Dictionary;
+
+    /// Returns all values, with the changes that still wait. Examines the file once.
+    Dictionary values() KVS_EXCLUDES(lock_);
 
     /// Sets the value, or removes the key if there is no value. Returns false, after it has logged the
     /// reason, if that cannot be stored; true if it is stored or will be when the lock is released.
@@ -40,7 +43,6 @@ public:
     void finish(std::chrono::milliseconds limit) KVS_EXCLUDES(lock_);
 
 private:
-    using Dictionary = host::PropertyValue::Dictionary;
     using Changes = std::map<std::string, std::optional<host::PropertyValue>, std::less<>>;
     using FileVersion = preferences::FileVersion;
 

@@ -36,9 +36,12 @@ RemoteAppSuitePrefs::RemoteAppSuitePrefs(std::string_view suiteName, const host:
 
 RemoteAppSuitePrefs::~RemoteAppSuitePrefs() { store_->finish(kFinishLimit); }
 
-std::optional<RemoteAppSuitePrefs::Number> RemoteAppSuitePrefs::numberForKey(std::string_view key) {
-    const auto value = store_->valueForKey(key);
-    if (!value) {
+RemoteAppSuitePrefs::Values RemoteAppSuitePrefs::values() const { return Values(store_->values()); }
+
+std::optional<RemoteAppSuitePrefs::Number>
+RemoteAppSuitePrefs::Values::numberForKey(std::string_view key) const {
+    const auto found = values_.find(key);
+    if (found == values_.end()) {
         return std::nullopt;
     }
     return std::visit(
@@ -52,12 +55,12 @@ std::optional<RemoteAppSuitePrefs::Number> RemoteAppSuitePrefs::numberForKey(std
                 return std::nullopt;
             }
         },
-        value->value);
+        found->second.value);
 }
 
-std::optional<std::string> RemoteAppSuitePrefs::stringForKey(std::string_view key) {
-    const auto value = store_->valueForKey(key);
-    if (!value) {
+std::optional<std::string> RemoteAppSuitePrefs::Values::stringForKey(std::string_view key) const {
+    const auto found = values_.find(key);
+    if (found == values_.end()) {
         return std::nullopt;
     }
     return std::visit(
@@ -73,7 +76,7 @@ std::optional<std::string> RemoteAppSuitePrefs::stringForKey(std::string_view ke
                 return std::nullopt;
             }
         },
-        value->value);
+        found->second.value);
 }
 
 bool RemoteAppSuitePrefs::setNumber(Number value, std::string_view key) {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace kvn {
@@ -32,6 +33,20 @@ class RemoteAppSuitePrefs {
 public:
     using Number = std::variant<bool, std::int64_t, std::uint64_t, double>;
 
+    /// All preferences at one moment.
+    class Values {
+    public:
+        explicit Values(host::PropertyValue::Dictionary values) : values_(std::move(values)) {}
+
+        /// Returns the number. A text is converted to the decimal number that it begins with, or to 0.
+        std::optional<Number> numberForKey(std::string_view key) const;
+        /// Returns the text. A number is converted to its decimal text, a boolean to "1" or "0".
+        std::optional<std::string> stringForKey(std::string_view key) const;
+
+    private:
+        const host::PropertyValue::Dictionary values_;
+    };
+
     /// `suiteName` names the file; the property list must outlive this object.
     RemoteAppSuitePrefs(std::string_view suiteName, const host::PropertyList& propertyList);
 
@@ -45,10 +60,9 @@ public:
     static RemoteAppSuitePrefs* sharedInstance() { return sharedInstance_; }
     static void setSharedInstance(RemoteAppSuitePrefs* instance) { sharedInstance_ = instance; }
 
-    /// Returns the number. A text is converted to the decimal number that it begins with, or to 0.
-    std::optional<Number> numberForKey(std::string_view key);
-    /// Returns the text. A number is converted to its decimal text, a boolean to "1" or "0".
-    std::optional<std::string> stringForKey(std::string_view key);
+    Values values() const;
+    std::optional<Number> numberForKey(std::string_view key) const { return values().numberForKey(key); }
+    std::optional<std::string> stringForKey(std::string_view key) const { return values().stringForKey(key); }
 
     // These return false if the change cannot be stored.
     bool setNumber(Number value, std::string_view key);

@@ -10,7 +10,6 @@
 #include "core/time/FTime.h"
 #include "host/Error.h"
 #include "remote/FXmlConfigFile.h"
-#include "remote/platform/settings/RemoteAppSuitePrefs.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -53,6 +52,11 @@ std::optional<RemoteServiceSettings::Date> dateOf(const std::optional<std::strin
     Kvs::FTime time;
     time = text.value_or("").c_str();
     return Kvs::DateWithFTime(time);
+}
+
+bool booleanIn(const RemoteAppSuitePrefs::Values& preferences, std::string_view key) {
+    const auto number = preferences.numberForKey(key);
+    return number && std::visit([](auto value) { return static_cast<bool>(value); }, *number);
 }
 
 /// Returns true if the open folder is this user's home or is below it. Looks at folders instead of paths,
@@ -125,13 +129,14 @@ RemoteServiceSettings::RemoteServiceSettings(RemoteAppSuitePrefs& preferences)
 
 void RemoteServiceSettings::updateSettings() {
     updatePermissions();
-    transferLogEnabled_ = !canChangeTransferLog_ || booleanForKey(kTransferLogEnabled);
-    sessionLogEnabled_ = !canChangeSessionLog_ || booleanForKey(kSessionLogEnabled);
+    const RemoteAppSuitePrefs::Values preferences = preferences_.values();
+    transferLogEnabled_ = !canChangeTransferLog_ || booleanIn(preferences, kTransferLogEnabled);
+    sessionLogEnabled_ = !canChangeSessionLog_ || booleanIn(preferences, kSessionLogEnabled);
     const auto folder =
-        preferences_.stringForKey(canChangeSessionLog_ ? kSessionLogPath : kAdminSessionLogPath);
+        preferences.stringForKey(canChangeSessionLog_ ? kSessionLogPath : kAdminSessionLogPath);
     sessionLogPath_ = verifySessionLogPath(folder.value_or(""));
-    updateAccessInterval();
-    showStatusBarMenu_ = booleanForKey(kShowStatusBarMenu);
+    updateAccessInterval(preferences);
+    showStatusBarMenu_ = booleanIn(preferences, kShowStatusBarMenu);
 }
 
 void RemoteServiceSettings::updatePermissions() {
@@ -152,20 +157,15 @@ void RemoteServiceSettings::updatePermissions() {
     settingsLastModified_ = missing ? std::nullopt : std::optional(modified);
 }
 
-void RemoteServiceSettings::updateAccessInterval() {
-    const auto begin = dateOf(preferences_.stringForKey(kRemoteAccessIntervalBegin));
-    const auto end = dateOf(preferences_.stringForKey(kRemoteAccessIntervalEnd));
+void RemoteServiceSettings::updateAccessInterval(const RemoteAppSuitePrefs::Values& preferences) {
+    const auto begin = dateOf(preferences.stringForKey(kRemoteAccessIntervalBegin));
+    const auto end = dateOf(preferences.stringForKey(kRemoteAccessIntervalEnd));
     const Date now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
     accessIntervalBegin_ = begin && end ? *begin : now;
     accessIntervalEnd_ = begin && end ? *end : now;
     // The stored end replaces the value of the policy. Read as a number, its text is the year, which is not
     // 0.
-    canChangeAccessInterval_ = booleanForKey(kRemoteAccessIntervalEnd);
-}
-
-bool RemoteServiceSettings::booleanForKey(std::string_view key) {
-    const auto number = preferences_.numberForKey(key);
-    return number && std::visit([](auto value) { return static_cast<bool>(value); }, *number);
+    canChangeAccessInterval_ = booleanIn(preferences, kRemoteAccessIntervalEnd);
 }
 
 bool RemoteServiceSettings::setTransferLogEnabled(bool enabled) {

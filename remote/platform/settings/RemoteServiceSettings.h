@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/text/FGStr.h"
+#include "remote/platform/settings/RemoteAppSuitePrefs.h"
 
 #include <chrono>
 #include <filesystem>
@@ -11,8 +12,6 @@
 #include <string_view>
 
 namespace kvn {
-
-class RemoteAppSuitePrefs;
 
 /// The settings of the remote service for this user. The administrator's policy (settings.xml, which is only
 /// read here) defines which of them the user may change; the preferences contain the user's own values. A
@@ -61,8 +60,7 @@ public:
 
 private:
     void updatePermissions();
-    void updateAccessInterval();
-    bool booleanForKey(std::string_view key);
+    void updateAccessInterval(const RemoteAppSuitePrefs::Values& preferences);
 
     inline static RemoteServiceSettings* sharedSettings_ = nullptr;
 
