@@ -8,6 +8,7 @@ import pathlib
 import re
 import signal
 import socket
+import subprocess
 
 from harness import expect, logged, main
 from programs import Program
