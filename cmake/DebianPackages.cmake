@@ -73,6 +73,7 @@ if(TARGET KvnDesktop)
     set(CPACK_DEBIAN_FRONTEND_PACKAGE_NAME kvn-gui-agent-desktop)
     set(CPACK_DEBIAN_FRONTEND_PACKAGE_DEPENDS "kvn-gui-agent (= ${version})")
     set(CPACK_DEBIAN_FRONTEND_PACKAGE_RECOMMENDS qt6-wayland)
+    set(CPACK_DEBIAN_FRONTEND_PACKAGE_SUGGESTS qt6-gtk-platformtheme) # the colours and fonts of a GTK desktop
     set(CPACK_DEBIAN_FRONTEND_PACKAGE_CONTROL_EXTRA ${resources}/debian/conffiles)
     set(CPACK_DEBIAN_FRONTEND_DESCRIPTION "Desktop front end of the agent of a remote-support service
 The agent shows the state of the service by an item in the desktop's panel,
