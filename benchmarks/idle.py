@@ -127,7 +127,8 @@ def idle(pid, seconds):
         sys.exit("the threads changed meanwhile: the process did not idle")
     minutes = seconds / 60
     switches, nanoseconds = (sum(after[task][i] - before[task][i] for task in after) for i in (0, 1))
-    return {"resident memory": megabytes(pid, "Rss"), "private memory": megabytes(pid, "Private_Dirty"), "voluntary context switches": switches / minutes,
+    return {"resident memory": megabytes(pid, "Rss"), "private memory": megabytes(pid, "Private_Dirty"),
+            "voluntary context switches": switches / minutes,
             "processor time": nanoseconds / 1e6 / minutes}
 
 
