@@ -58,6 +58,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON) # whatever the umask was
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME kvn-gui-agent)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "libedit2 (>= 3.1), libsystemd0 (>= 246)") # loaded, not linked
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "dbus-user-session | dbus-x11, pkexec, xdg-utils")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS kvn-gui-agent-desktop)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA ${prepared}/postinst ${prepared}/prerm ${prepared}/postrm)

@@ -28,7 +28,7 @@ package) needs="$build $package" ;;
 bench) needs="$build libbenchmark-dev:benchmark/benchmark.h libpugixml-dev:pugixml.hpp
     librapidxml-dev:rapidxml/rapidxml.hpp libboost-dev:boost/version.hpp libspdlog-dev:spdlog/spdlog.h
     libzmq3-dev:zmq.h libfmt-dev:fmt/format.h" ;;
-idle) needs="$build $sandbox $desktop network-manager-gnome:nm-applet blueman:blueman-applet" ;;
+idle) needs="$build $sandbox $desktop strace:strace binutils:strip network-manager-gnome:nm-applet blueman:blueman-applet" ;;
 macos) needs="cmake:cmake ninja-build:ninja python3:python3 clang-19:clang-19 lld-19:ld64.lld-19 llvm-19:llvm-nm-19 npm:npm
     libexpat1-dev:expat.h nlohmann-json3-dev:nlohmann/json.hpp googletest:/usr/src/googletest/CMakeLists.txt
     librsvg2-bin:rsvg-convert" ;;

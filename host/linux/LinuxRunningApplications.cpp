@@ -35,15 +35,25 @@ std::string executableOf(const fs::path& entry) {
     return path;
 }
 
-bool runsOurExecutable(const fs::path& entry) {
-    struct stat own {};
-    struct stat other {};
-    if (::stat((kSelf / "exe").c_str(), &own) != 0 || ::stat((entry / "exe").c_str(), &other) != 0) {
-        return false;
+} // namespace
+
+/// The executable of this process, which a search compares with that of each other one.
+class LinuxRunningApplications::OwnExecutable {
+public:
+    bool isRunBy(const fs::path& entry) const {
+        struct stat other {};
+        return known_ && ::stat((entry / "exe").c_str(), &other) == 0 &&
+               ((status_.st_dev == other.st_dev && status_.st_ino == other.st_ino) ||
+                executableOf(entry) == path_);
     }
-    return (own.st_dev == other.st_dev && own.st_ino == other.st_ino) ||
-           executableOf(entry) == executableOf(kSelf);
-}
+
+private:
+    struct stat status_ {};
+    const bool known_ = ::stat((kSelf / "exe").c_str(), &status_) == 0;
+    const std::string path_ = executableOf(kSelf);
+};
+
+namespace {
 
 /// Returns true for a child of this process. Between its fork and its exec it looks like this process.
 bool isOwnChild(const fs::path& entry) {
@@ -77,12 +87,13 @@ std::vector<pid_t> LinuxRunningApplications::instancesOf(const std::string& bund
     if (bundleIdentifier != bundleIdentifier_) {
         return instances;
     }
+    const OwnExecutable own;
     std::error_code error;
     for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
         const std::string name = entry->path().filename().string();
         pid_t process = 0;
         const auto [rest, problem] = std::from_chars(name.data(), name.data() + name.size(), process);
-        if (problem == std::errc() && *rest == '\0' && isInstance(process)) {
+        if (problem == std::errc() && *rest == '\0' && isInstance(process, own)) {
             instances.push_back(process);
         }
     }
@@ -93,7 +104,7 @@ bool LinuxRunningApplications::forceTerminate(pid_t process) {
     // Opened before the check: the descriptor always refers to the process that is checked, while its number
     // may be reused.
     const Kvs::FileDescriptor handle = openProcess(process);
-    if (!isInstance(process)) {
+    if (!isInstance(process, OwnExecutable())) {
         return false;
     }
     if (!handle) { // a kernel older than 5.3
@@ -102,10 +113,10 @@ bool LinuxRunningApplications::forceTerminate(pid_t process) {
     return sendSignal(handle, SIGKILL);
 }
 
-bool LinuxRunningApplications::isInstance(pid_t process) const {
+bool LinuxRunningApplications::isInstance(pid_t process, const OwnExecutable& own) const {
     const fs::path entry = entryOf(process);
     struct stat status {};
-    return ::stat(entry.c_str(), &status) == 0 && status.st_uid == ::geteuid() && runsOurExecutable(entry) &&
+    return ::stat(entry.c_str(), &status) == 0 && status.st_uid == ::geteuid() && own.isRunBy(entry) &&
            rootOf(entry) == root_ && !isOwnChild(entry);
 }
 

@@ -23,7 +23,9 @@ public:
     bool forceTerminate(pid_t process) override;
 
 private:
-    bool isInstance(pid_t process) const;
+    class OwnExecutable;
+
+    bool isInstance(pid_t process, const OwnExecutable& own) const;
 
     const std::string bundleIdentifier_;
     const std::filesystem::path root_;

@@ -66,7 +66,7 @@ std::string commonBeginning(const std::vector<std::string>& texts) {
 
 LineEditor& ownerOf(EditLine* editor) {
     LineEditor* owner = nullptr;
-    el_get(editor, EL_CLIENTDATA, &owner);
+    Libedit::load()->get(editor, EL_CLIENTDATA, &owner);
     return *owner;
 }
 
@@ -74,13 +74,15 @@ LineEditor& ownerOf(EditLine* editor) {
 
 bool LineEditor::isPossible() {
     const char* type = std::getenv("TERM");
-    return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && type && *type && std::string_view(type) != "dumb";
+    return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && type && *type &&
+           std::string_view(type) != "dumb" && Libedit::load();
 }
 
 LineEditor::LineEditor(MainLoop& mainLoop, TerminalOutput& output, Handlers handlers)
     : mainLoop_(mainLoop), output_(output), handlers_(std::move(handlers)),
-      stream_(open_memstream(&printed_, &printedSize_), &std::fclose), editor_(nullptr, &el_end),
-      history_(history_init(), &history_end), stopping_(mainLoop.onSignal(SIGTSTP, [this] { stop(); })),
+      stream_(open_memstream(&printed_, &printedSize_), &std::fclose), editor_(nullptr, libedit_.end),
+      history_(libedit_.historyInit(), libedit_.historyEnd),
+      stopping_(mainLoop.onSignal(SIGTSTP, [this] { stop(); })),
       continuing_(mainLoop.onSignal(SIGCONT, [this] { takeTerminal(); })),
       resizing_(mainLoop.onSignal(SIGWINCH, [this] { windowChanged(); })) {
     takeTerminal();
@@ -92,7 +94,7 @@ LineEditor::~LineEditor() {
     if (editor_) {
         // `el_end` sets the terminal's settings once more and would wait for a stopped terminal. It does not
         // reach the terminal from the stream in memory, which has no descriptor.
-        el_set(editor_.get(), EL_SETFP, 0, stream_.get());
+        libedit_.set(editor_.get(), EL_SETFP, 0, stream_.get());
         const InUtf8 utf8;
         editor_.reset();
     }
@@ -102,28 +104,28 @@ LineEditor::~LineEditor() {
 
 void LineEditor::begin() {
     tcgetattr(STDIN_FILENO, &ownSettings_);
-    editor_.reset(el_init_fd(kProgram, stdin, stream_.get(), stream_.get(), STDIN_FILENO, STDOUT_FILENO,
-                             STDERR_FILENO));
+    editor_.reset(libedit_.initFd(kProgram, stdin, stream_.get(), stream_.get(), STDIN_FILENO, STDOUT_FILENO,
+                                  STDERR_FILENO));
     EditLine* const editor = editor_.get();
     HistEvent ignored;
-    history(history_.get(), &ignored, H_SETSIZE, kHistoryLength);
-    history(history_.get(), &ignored, H_SETUNIQUE, 1);
-    el_set(editor, EL_CLIENTDATA, this);
-    el_set(editor, EL_EDITOR, "emacs");
-    el_set(editor, EL_HIST, &history, history_.get());
-    el_set(
+    libedit_.history(history_.get(), &ignored, H_SETSIZE, kHistoryLength);
+    libedit_.history(history_.get(), &ignored, H_SETUNIQUE, 1);
+    libedit_.set(editor, EL_CLIENTDATA, this);
+    libedit_.set(editor, EL_EDITOR, "emacs");
+    libedit_.set(editor, EL_HIST, libedit_.history, history_.get());
+    libedit_.set(
         editor, EL_PROMPT, +[](EditLine*) { return const_cast<char*>(kPrompt); });
-    el_set(
+    libedit_.set(
         editor, EL_GETCFN,
         +[](EditLine* of, wchar_t* character) { return ownerOf(of).nextCharacter(*character); });
     // This one keeps the texts; that of narrow characters copies them and never frees the copies.
-    el_wset(
+    libedit_.wideSet(
         editor, EL_ADDFN, L"complete-command", L"Completes a command",
         +[](EditLine* of, int) { return ownerOf(of).complete(); });
-    el_set(editor, EL_BIND, "^I", "complete-command", nullptr);
+    libedit_.set(editor, EL_BIND, "^I", "complete-command", nullptr);
     // These would read more keys before they return.
-    el_set(editor, EL_BIND, "^R", "ed-search-prev-history", nullptr);
-    el_set(editor, EL_BIND, "^V", "ed-ignore", nullptr);
+    libedit_.set(editor, EL_BIND, "^R", "ed-search-prev-history", nullptr);
+    libedit_.set(editor, EL_BIND, "^V", "ed-ignore", nullptr);
 }
 
 // MARK: The terminal
@@ -134,10 +136,10 @@ void LineEditor::takeTerminal() {
     }
     const InUtf8 utf8;
     if (editor_) {
-        el_set(editor_.get(), EL_PREP_TERM, 1);
+        libedit_.set(editor_.get(), EL_PREP_TERM, 1);
     } else {
         begin();
-        el_set(editor_.get(), EL_UNBUFFERED, 1);
+        libedit_.set(editor_.get(), EL_UNBUFFERED, 1);
         forgetWhatLibeditPrinted();
     }
     input_ = mainLoop_.watchReadable(STDIN_FILENO, [this] { readInput(); });
@@ -155,7 +157,7 @@ void LineEditor::stop() {
     hide();
     if (editor_) {
         const InUtf8 utf8;
-        el_set(editor_.get(), EL_PREP_TERM, 0);
+        libedit_.set(editor_.get(), EL_PREP_TERM, 0);
     }
     giveTerminalBack();
     stopping_.reset(); // so that the signal's own action stops the program
@@ -168,7 +170,7 @@ void LineEditor::windowChanged() {
     if (editor_) {
         hide();
         const InUtf8 utf8;
-        el_resize(editor_.get());
+        libedit_.resize(editor_.get());
         forgetWhatLibeditPrinted();
         show();
     }
@@ -179,7 +181,7 @@ void LineEditor::hide() {
         return;
     }
     const InUtf8 utf8;
-    const LineInfo* line = el_line(editor_.get());
+    const LineInfo* line = libedit_.line(editor_.get());
     const std::size_t columns = displayWidth(harmless(kPrompt + std::string(line->buffer, line->cursor)));
     winsize size{};
     const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
@@ -191,7 +193,7 @@ void LineEditor::hide() {
 void LineEditor::show() {
     if (input_ && !std::exchange(shown_, true)) {
         const InUtf8 utf8;
-        el_set(editor_.get(), EL_REFRESH);
+        libedit_.set(editor_.get(), EL_REFRESH);
         printWhatLibeditPrinted();
     }
 }
@@ -246,7 +248,7 @@ void LineEditor::takeKey() {
         at += std::clamp<std::size_t>(size, 1, key_.size() - at); // not UTF-8, and NUL: one byte
     }
     int size = 0;
-    const char* text = el_gets(editor_.get(), &size);
+    const char* text = libedit_.gets(editor_.get(), &size);
     characters_.clear();
     printWhatLibeditPrinted();
     if (!choices_.empty()) {
@@ -266,7 +268,7 @@ void LineEditor::takeKey() {
         startNewLine();
         HistEvent ignored;
         if (line.size() > 1) {
-            history(history_.get(), &ignored, H_ENTER, line.c_str());
+            libedit_.history(history_.get(), &ignored, H_ENTER, line.c_str());
         }
         handlers_.onLine(std::string_view(line).substr(0, line.size() - 1));
     }
@@ -274,8 +276,8 @@ void LineEditor::takeKey() {
 
 /// Makes libedit forget the line. It begins a new one, with its prompt, which `show` prints.
 void LineEditor::startNewLine() {
-    el_set(editor_.get(), EL_UNBUFFERED, 0);
-    el_set(editor_.get(), EL_UNBUFFERED, 1);
+    libedit_.set(editor_.get(), EL_UNBUFFERED, 0);
+    libedit_.set(editor_.get(), EL_UNBUFFERED, 1);
     forgetWhatLibeditPrinted();
 }
 
@@ -289,7 +291,7 @@ int LineEditor::nextCharacter(wchar_t& character) {
 }
 
 unsigned char LineEditor::complete() {
-    const LineInfo* line = el_line(editor_.get());
+    const LineInfo* line = libedit_.line(editor_.get());
     const std::string before(line->buffer, line->cursor);
     std::vector<std::string> found = handlers_.completions(before);
     if (found.empty()) {
@@ -297,7 +299,7 @@ unsigned char LineEditor::complete() {
     }
     const std::string common = commonBeginning(found);
     if (common.size() > before.size()) {
-        el_insertstr(editor_.get(), common.substr(before.size()).c_str());
+        libedit_.insertText(editor_.get(), common.substr(before.size()).c_str());
         return CC_REFRESH;
     }
     if (found.size() > 1) {
@@ -311,7 +313,7 @@ std::size_t LineEditor::lineLength() const {
         return 0;
     }
     const InUtf8 utf8;
-    const LineInfo* line = el_line(editor_.get());
+    const LineInfo* line = libedit_.line(editor_.get());
     return static_cast<std::size_t>(line->lastchar - line->buffer);
 }
 

@@ -3,12 +3,12 @@
 #pragma once
 
 #include "host/MainLoop.h"
+#include "host/terminal/Libedit.h"
 #include "host/terminal/TerminalOutput.h"
 
 #include <cstdio>
 #include <deque>
 #include <functional>
-#include <histedit.h>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -38,10 +38,11 @@ public:
         std::function<void(const std::vector<std::string>&)> onChoices;
     };
 
-    /// Returns true if standard input and output are a terminal whose cursor can be moved.
+    /// Returns true if standard input and output are a terminal whose cursor can be moved, and libedit is
+    /// there.
     static bool isPossible();
 
-    /// The output outlives the editor. Nothing is shown before `show`.
+    /// An editor is possible. The output outlives it. Nothing is shown before `show`.
     LineEditor(MainLoop& mainLoop, TerminalOutput& output, Handlers handlers);
     ~LineEditor();
     LineEditor(const LineEditor&) = delete;
@@ -72,6 +73,7 @@ private:
     unsigned char complete();
     std::size_t lineLength() const;
 
+    const Libedit& libedit_ = *Libedit::load();
     MainLoop& mainLoop_;
     TerminalOutput& output_;
     const Handlers handlers_;

@@ -115,19 +115,19 @@ class Sandbox:
         finally:
             self._bus.signal(signal.SIGCONT)
 
-    def _start(self, name, program, *options, environment=None, columns=None, user=None):
+    def _start(self, name, program, *options, environment=None, columns=None, user=None, tracer=()):
         user = self._user if user is None else user
-        return Program([program, "--root", self.root, *options], self._listener(name),
+        return Program([*tracer, program, "--root", self.root, *options], self._listener(name),
                        {**self._environment, **(environment or {})}, columns, user)
 
     def start_daemon(self, user=None):
         self.daemon = self._start("daemon", self.build / "standins/service-daemon", user=user)
 
-    def start_agent(self, ui, bundle=None, environment=None, columns=None):
-        """Starts the agent with a front end; with its own choice if `ui` is None."""
+    def start_agent(self, ui, bundle=None, environment=None, columns=None, tracer=()):
+        """Starts the agent with a front end, with its own choice if `ui` is None; below `tracer`, a command, if any."""
         program = (bundle or self.bundle) / "Contents/MacOS/KvnGUIAgent"
         options = [] if ui is None else ["--ui", ui]
-        self.agent = self._start("agent", program, *options, environment=environment, columns=columns)
+        self.agent = self._start("agent", program, *options, environment=environment, columns=columns, tracer=tracer)
 
     def run_pre_login_agent(self, *options):
         """Runs the agent of the login window. Returns its exit status, or None when it does not end."""

@@ -91,7 +91,7 @@ def the_other_front_ends_load_no_toolkit(box):
             seen = len(box.log.record)
             box.start_agent(ui, environment=environment)
             logged(box, "\tLaunched: ", seen)
-            foreign = {name for name in loaded(box) if re.match("libQt|libX|libxcb|Kvn", name)}
+            foreign = {name for name in loaded(box) if re.match("libQt|libX|libxcb|libedit|Kvn", name)}
             expect(not foreign, f"{ui} has loaded {foreign}")
             end_in_order(box, lambda: box.agent.signal(signal.SIGTERM))
 
