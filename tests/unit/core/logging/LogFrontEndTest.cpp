@@ -97,18 +97,6 @@ TEST_F(CNSLogTest, LinesThatNoBookTakesAppearOnTheConsole) {
         << "once, since debug logging has put it there";
 }
 
-TEST_F(CNSLogTest, AClientOrSuppressionStays) {
-    for (const FSysLogMode mode : {kSysLogClient, kSysLogSuppressed}) {
-        const auto silent = [&] { // in a process of its own, since there is no way back
-            init(0, mode);
-            init(0, kSysLogConsole);
-            CNSLog("line");
-            std::_Exit(0);
-        };
-        EXPECT_EXIT(silent(), testing::ExitedWithCode(0), "^$") << mode;
-    }
-}
-
 TEST_F(CNSLogTest, GoesOnWhenTheDirectoryOrTheFileCannotBeMade) {
     init(0);
     fs::remove_all(folder.file("logs"));

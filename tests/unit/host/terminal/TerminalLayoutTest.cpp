@@ -52,13 +52,6 @@ TEST(TextLayout, BreaksLinesBetweenWords) {
     }
 }
 
-TEST(DialogLayout, SharesTheWidthAmongTheColumnsOfATable) {
-    const DialogTable table{{"Name", "Server"}, {{"東京", "relay.example.org"}, {"a\033b", ""}, {"c"}}};
-    EXPECT_EQ(tableLines(table, 16), (Lines{"Name  Server", "----  ----------", //
-                                            "東京  relay.exam", "      ple.org", "a\uFFFDb", "c"}));
-    EXPECT_EQ(tableLines({}, 80), Lines());
-}
-
 TEST(DialogLayout, PutsLabelsValuesAndNumbersIntoColumns) {
     const auto noon = *parseLocalMinute("2026-07-23 12:00");
     const DialogLines lines{
