@@ -33,26 +33,6 @@ TEST(FGStr, ReadsAndWritesNumbers) {
     EXPECT_EQ(wide.appendValueOf(7, 3).append(L'|').appendValueOf(12345, 3).token(), L"007|12345");
 }
 
-TEST(FGStr, Splits) {
-    using Pieces = FList<FGStr<char>>;
-    EXPECT_EQ(FGStr<char>("").split(","), Pieces());
-    EXPECT_EQ(FGStr<char>("a").split(","), Pieces{"a"});
-    EXPECT_EQ(FGStr<char>("a,b").split(""), Pieces{"a,b"});
-    EXPECT_EQ(FGStr<char>("a,b").split(",", 1), Pieces{"a,b"});
-    EXPECT_EQ(FGStr<char>(",a,,b,").split(","), (Pieces{"", "a", "", "b", ""}));
-    EXPECT_EQ(FGStr<char>("a::b::c").split("::", 2), (Pieces{"a", "b::c"}));
-    EXPECT_EQ(FGStr<char>("aaaa").count("aa"), 2U);
-    EXPECT_EQ(FGStr<char>("aaaa").count(""), 0U);
-}
-
-TEST(FTime, ReplacesFieldsOutOfRange) {
-    EXPECT_EQ(FTime(2024, 3, 7, 9, 5, 2, 45).toCStringEx(), "2024-03-07T09:05:02.045");
-    EXPECT_EQ(FTime(2024, 13, 0, 24, 60, 60, 1000).toCStringEx(), "2024-01-01T00:00:00.999");
-    EXPECT_EQ(FTime(1599, 0, 32, 23, 59, 59, 0).toCStringEx(), "1970-01-01T23:59:59.000");
-    EXPECT_EQ(FTime(3001, 12, 31, 0, 0, 0, 999).toCStringEx(), "1970-12-31T00:00:00.999");
-    EXPECT_EQ(FTime(false).toWString(), L"0000-00-00T00:00:00");
-}
-
 TEST(FTime, ReadsItsTextForms) {
     FTime time;
     EXPECT_EQ((time = L"2024-03-07T09:05:02").toCStringEx(), "2024-03-07T09:05:02.000");
