@@ -116,6 +116,9 @@ int sd_bus_message_new_method_call(sd_bus* bus, sd_bus_message** message, const 
                                    const char* path, const char* interface, const char* member) {
     KVN_PASS_ON(sd_bus_message_new_method_call, bus, message, destination, path, interface, member);
 }
+int sd_bus_message_set_auto_start(sd_bus_message* message, int start) {
+    KVN_PASS_ON(sd_bus_message_set_auto_start, message, start);
+}
 int sd_bus_message_is_method_error(sd_bus_message* message, const char* name) {
     KVN_PASS_ON(sd_bus_message_is_method_error, message, name);
 }

@@ -30,8 +30,10 @@ def start(box):
 
 
 def launched(box):
-    """Waits for the agent's log to say that it has started, and returns the seconds that it took."""
-    return logged(box, "\tLaunched: ", box.logged_before).time - box.agent.started
+    """Waits until the agent has started, and returns the seconds until its log said so."""
+    took = logged(box, "\tLaunched: ", box.logged_before).time - box.agent.started
+    logged(box, "Starting status timer", box.logged_before)  # from now on SIGTERM ends it in order
+    return took
 
 
 def says(box, command, answer):

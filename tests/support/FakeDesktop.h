@@ -6,16 +6,9 @@
 #include "host/PrivacyPermissions.h"
 #include "host/RunningApplications.h"
 #include "host/UserInterface.h"
-#include "host/WorkQueue.h"
+#include "tests/support/Test.h"
 
-#include <functional>
-#include <gtest/gtest.h>
-#include <memory>
-#include <mutex>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 // The interfaces of a desktop: each keeps what it was asked, and answers as the test says.
 

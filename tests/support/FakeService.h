@@ -4,14 +4,9 @@
 
 #include "core/messenger/FComMessengerPipe.h"
 #include "remote/FRSCtrl.h"
-#include "tests/support/WaitUntil.h"
+#include "tests/support/Test.h"
 
-#include <functional>
-#include <gtest/gtest.h>
 #include <mutex>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace kvn::test {
 

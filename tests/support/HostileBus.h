@@ -5,16 +5,7 @@
 #include "core/system/FileDescriptor.h"
 #include "tests/support/Test.h"
 
-#include <algorithm>
-#include <atomic>
-#include <cstdint>
-#include <poll.h>
-#include <string>
-#include <sys/socket.h>
 #include <sys/un.h>
-#include <thread>
-#include <utility>
-#include <vector>
 
 namespace kvn::test {
 

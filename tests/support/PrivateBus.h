@@ -11,6 +11,7 @@
 
 #include <future>
 #include <initializer_list>
+#include <mutex>
 #include <sdbus-c++/IConnection.h>
 #include <sdbus-c++/IObject.h>
 #include <sdbus-c++/IProxy.h>
@@ -83,27 +84,8 @@ private:
     pid_t pid_ = 0;
 };
 
-/// Sends the signal to each program on the private bus alone, which gets it whatever it listens to.
-template <class... Arguments>
-void emitToEach(const std::string& path, const std::string& interface, const std::string& member,
-                const Arguments&... arguments) {
-    const host::SignalsBlocked blocked;
-    const auto connection = sdbus::createSessionBusConnection();
-    const auto object = sdbus::createObject(*connection, path);
-    std::vector<std::string> names;
-    sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus")
-        ->callMethod("ListNames")
-        .onInterface("org.freedesktop.DBus")
-        .storeResultsTo(names);
-    for (const auto& name : names) {
-        auto signal = object->createSignal(interface, member);
-        static_cast<void>((static_cast<sdbus::Message&>(signal) << ... << arguments));
-        signal.setDestination(name);
-        object->emitSignal(signal);
-    }
-}
-
-/// Another program on the private bus, which answers on its own thread until it or the bus ends.
+/// Another program on the private bus, which answers on its own thread until it or the bus ends. It may use
+/// what is declared before it.
 class BusProgram {
 public:
     BusProgram() = default;
@@ -111,22 +93,79 @@ public:
     BusProgram(const BusProgram&) = delete;
     BusProgram& operator=(const BusProgram&) = delete;
 
-    std::unique_ptr<sdbus::IObject> makeObject(const std::string& path) {
-        return sdbus::createObject(*connection_, path);
+    sdbus::IObject& object(const std::string& path) {
+        auto& object = objects_[path];
+        if (!object) {
+            object = sdbus::createObject(*connection_, path);
+        }
+        return *object;
+    }
+    template <class Body>
+    void method(const std::string& path, const std::string& interface, const char* name, Body body) {
+        object(path).registerMethod(name).onInterface(interface).implementedAs(std::move(body));
+    }
+    template <class Getter>
+    void property(const std::string& path, const std::string& interface, const char* name, Getter getter) {
+        object(path).registerProperty(name).onInterface(interface).withGetter(std::move(getter));
     }
 
-    /// Takes the names and begins to answer. After its objects were made.
+    /// Takes the names and begins to answer. After its objects were described.
     void serve(std::initializer_list<std::string> names) {
+        for (const auto& [path, object] : objects_) {
+            object->finishRegistration();
+        }
         std::for_each(names.begin(), names.end(),
                       [this](const auto& name) { connection_->requestName(name); });
         loop_ = std::async(std::launch::async, &sdbus::IConnection::enterEventLoop, connection_.get());
         blocked_.reset();
     }
 
+    /// Sends a signal to one program, or to all that listen if the receiver is empty. Any thread.
+    template <class... Arguments>
+    void emit(const std::string& receiver, const std::string& path, const std::string& interface,
+              const std::string& member, const Arguments&... arguments) {
+        const auto object = sdbus::createObject(*connection_, path);
+        auto signal = object->createSignal(interface, member);
+        static_cast<void>((static_cast<sdbus::Message&>(signal) << ... << arguments));
+        if (!receiver.empty()) {
+            signal.setDestination(receiver);
+        }
+        object->emitSignal(signal);
+    }
+
+    /// Keeps what the methods tell. Any thread.
+    void note(std::string text) {
+        const std::lock_guard guard(lock_);
+        notes_.push_back(std::move(text));
+    }
+    std::vector<std::string> notes() const {
+        const std::lock_guard guard(lock_);
+        return notes_;
+    }
+
 private:
     std::optional<host::SignalsBlocked> blocked_{std::in_place}; // until the thread has started
+    mutable std::mutex lock_;
+    std::vector<std::string> notes_;
     std::unique_ptr<sdbus::IConnection> connection_ = sdbus::createSessionBusConnection();
+    std::map<std::string, std::unique_ptr<sdbus::IObject>> objects_;
     std::future<void> loop_; // keeps the error that the loop ends with when the bus goes
 };
+
+/// Sends the signal to each program on the private bus alone, which gets it whatever it listens to.
+template <class... Arguments>
+void emitToEach(const std::string& path, const std::string& interface, const std::string& member,
+                const Arguments&... arguments) {
+    BusProgram stranger;
+    std::vector<std::string> names;
+    const auto connection = sdbus::createSessionBusConnection();
+    sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+        ->callMethod("ListNames")
+        .onInterface("org.freedesktop.DBus")
+        .storeResultsTo(names);
+    for (const auto& name : names) {
+        stranger.emit(name, path, interface, member, arguments...);
+    }
+}
 
 } // namespace kvn::test

@@ -97,32 +97,6 @@ TEST_F(CNSLogTest, LinesThatNoBookTakesAppearOnTheConsole) {
         << "once, since debug logging has put it there";
 }
 
-TEST_F(CNSLogTest, AClientOrSuppressionStays) {
-    for (const FSysLogMode mode : {kSysLogClient, kSysLogSuppressed}) {
-        const auto silent = [&] { // in a process of its own, since there is no way back
-            init(0, mode);
-            init(0, kSysLogConsole);
-            CNSLog("line");
-            std::_Exit(0);
-        };
-        EXPECT_EXIT(silent(), testing::ExitedWithCode(0), "^$") << mode;
-    }
-}
-
-TEST_F(CNSLogTest, GoesOnWhenTheDirectoryOrTheFileCannotBeMade) {
-    init(0);
-    fs::remove_all(folder.file("logs"));
-    writeFile(folder.file("logs"), ""); // tests run as root, whom permissions do not stop
-    const CapturedLog log;
-    EXPECT_THAT(console([&] { init(kLogModeNewLogBook); }),
-                MatchesRegex(consoleLine + "Failed to set user log dir: " + folder.file("logs") + "\n" +
-                             consoleLine + "Failed to create LogBookFile[.]\n"));
-    CNSLog("still there");
-    EXPECT_THAT(log.lines(), ElementsAre("still there")) << "the former book stays";
-    CNSInitLog(0, 0, "KvnGUIAgent", "x"); // too short to be a directory
-    EXPECT_EQ(fNarrow(FSysInfoPaths::getUserLogDirW()), folder.file("logs/"));
-}
-
 TEST_F(CNSLogTest, AConsoleThatIsNotReadHoldsNothingUp) {
     const auto flood = [] { // in a process of its own: its lines are left out for a while
         int ends[2];

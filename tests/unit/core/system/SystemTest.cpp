@@ -14,17 +14,6 @@ using namespace kvn::test;
 
 using namespace Kvs;
 
-TEST(FSysInfoPaths, FixedPathsFollowTheRoot) {
-    const std::pair<const char*, std::string> cases[] = {
-        {"", "/bin/ps"}, {"/", "/bin/ps"}, {"/r", "/r/bin/ps"}, {"/r//", "/r/bin/ps"}};
-    for (const auto& [root, path] : cases) {
-        FSysInfoPaths::setRoot(root);
-        EXPECT_EQ(FSysInfoPaths::underRoot("/bin/ps"), path) << root;
-        EXPECT_EQ(FSysInfoPaths::underRoot("") + "/bin/ps", path) << root;
-    }
-    FSysInfoPaths::setRoot("");
-}
-
 TEST(FSysInfoPaths, SetsTheLogDirectory) {
     const TemporaryFolder folder;
     for (const std::string ending : {"", "/"}) {

@@ -4,8 +4,6 @@
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Test.h"
 
-#include <mutex>
-
 namespace kvn::test {
 namespace {
 
@@ -19,31 +17,23 @@ protected:
 
 TEST_F(DesktopNotifications, TakeThePlaceOfThoseWithTheSameTitle) {
     using Hints = std::map<std::string, sdbus::Variant>;
-    std::mutex lock;
-    std::vector<std::string> shown;
     BusProgram server;
-    const auto object = server.makeObject("/org/freedesktop/Notifications");
-    object->registerMethod("Notify")
-        .onInterface("org.freedesktop.Notifications")
-        .implementedAs([&](const std::string&, const std::uint32_t& replaced, const std::string& icon,
-                           const std::string& title, const std::string& text, const std::vector<std::string>&,
-                           const Hints& hints, const std::int32_t&) {
-            EXPECT_EQ(icon, "com.korvane.remote.KvnGUIAgent");
-            EXPECT_EQ(hints.at("desktop-entry").get<std::string>(), icon);
-            EXPECT_EQ(hints.at("urgency").get<std::uint8_t>(), 1);
-            const std::lock_guard guard(lock);
-            shown.push_back(std::to_string(replaced) + " " + title + ": " + text);
-            return replaced != 0 ? replaced : static_cast<std::uint32_t>(100 + shown.size());
-        });
-    object->finishRegistration();
+    server.method("/org/freedesktop/Notifications", "org.freedesktop.Notifications", "Notify",
+                  [&](const std::string&, const std::uint32_t& replaced, const std::string& icon,
+                      const std::string& title, const std::string& text, const std::vector<std::string>&,
+                      const Hints& hints, const std::int32_t&) {
+                      EXPECT_EQ(icon, "com.korvane.remote.KvnGUIAgent");
+                      EXPECT_EQ(hints.at("desktop-entry").get<std::string>(), icon);
+                      EXPECT_EQ(hints.at("urgency").get<std::uint8_t>(), 1);
+                      server.note(std::to_string(replaced) + " " + title + ": " + text);
+                      return replaced != 0 ? replaced
+                                           : static_cast<std::uint32_t>(100 + server.notes().size());
+                  });
     server.serve({"org.freedesktop.Notifications"});
     ASSERT_TRUE(bus_.isConnectedSoon());
     const auto show = [&](const char* title, const char* text, std::size_t count) {
         notifications_.show(title, text);
-        ASSERT_TRUE(pumpUntil(bus_.loop(), [&] {
-            const std::lock_guard guard(lock);
-            return shown.size() == count;
-        }));
+        ASSERT_TRUE(pumpUntil(bus_.loop(), [&] { return server.notes().size() == count; }));
         // The answer comes before that of a later call.
         bool answered = false;
         const auto ping = bus_.connection()->call(
@@ -55,7 +45,7 @@ TEST_F(DesktopNotifications, TakeThePlaceOfThoseWithTheSameTitle) {
     show("b", "2", 2);
     show("a", "3", 3);
     show("a", "4", 4);
-    EXPECT_THAT(shown, ElementsAre("0 a: 1", "0 b: 2", "101 a: 3", "101 a: 4"));
+    EXPECT_THAT(server.notes(), ElementsAre("0 a: 1", "0 b: 2", "101 a: 3", "101 a: 4"));
 }
 
 } // namespace

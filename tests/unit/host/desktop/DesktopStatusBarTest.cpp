@@ -52,38 +52,26 @@ TEST(PanelChoice, DependsOnWatcherTrayAndPresentPanel) {
 /// A panel, or a program that keeps the list for panels.
 class WatcherProgram {
 public:
-    enum class Kind { WithPanel, WithoutPanel, Refusing, Unknowing };
+    enum class Kind { WithPanel, WithoutPanel, Unknowing };
 
     explicit WatcherProgram(Kind kind = Kind::WithPanel) {
         if (kind != Kind::Unknowing) {
-            object_->registerProperty("IsStatusNotifierHostRegistered")
-                .onInterface(kWatcher)
-                .withGetter([kind] { return kind != Kind::WithoutPanel; });
-            object_->registerMethod("RegisterStatusNotifierItem")
-                .onInterface(kWatcher)
-                .implementedAs([this, kind](const std::string& path) {
-                    if (kind == Kind::Refusing) {
-                        throw sdbus::Error("com.korvane.Refused", "no");
-                    }
-                    const std::lock_guard lock(mutex_);
-                    items_.push_back(object_->getCurrentlyProcessedMessage()->getSender() + path);
-                });
-            object_->finishRegistration();
+            const std::string path = "/StatusNotifierWatcher";
+            program_.property(path, kWatcher, "IsStatusNotifierHostRegistered",
+                              [kind] { return kind != Kind::WithoutPanel; });
+            program_.method(path, kWatcher, "RegisterStatusNotifierItem",
+                            [this, &object = program_.object(path)](const std::string& item) {
+                                program_.note(object.getCurrentlyProcessedMessage()->getSender() + item);
+                            });
         }
         program_.serve({kWatcher});
     }
 
     /// The connections and paths of the items, in the order of their registrations.
-    std::vector<std::string> items() const {
-        const std::lock_guard lock(mutex_);
-        return items_;
-    }
+    std::vector<std::string> items() const { return program_.notes(); }
 
 private:
-    mutable std::mutex mutex_;
-    std::vector<std::string> items_;
     BusProgram program_;
-    std::unique_ptr<sdbus::IObject> object_ = program_.makeObject("/StatusNotifierWatcher");
 };
 
 /// Calls a method as a panel does, on another thread, while the main loop runs.

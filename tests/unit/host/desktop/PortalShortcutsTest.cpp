@@ -4,7 +4,6 @@
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Test.h"
 
-#include <mutex>
 #include <sdbus-c++/Message.h>
 
 namespace kvn::test {
@@ -27,71 +26,54 @@ struct Responses {
 };
 
 /// A desktop's portal, which sends its signals to its client alone, and a response before the call's answer.
+/// It notes the shortcuts that it binds.
 class FakePortal {
 public:
     explicit FakePortal(Responses responses) {
-        object_->registerProperty("version").onInterface(kInterface).withGetter([] {
-            return std::uint32_t{1};
+        program.property(kPath, kInterface, "version", [] { return std::uint32_t{1}; });
+        program.method(kPath, kInterface, "CreateSession", [this, responses](const Values& options) {
+            session = pathOf("session", options.at("session_handle_token"));
+            return respond(options, responses.create, {{"session_handle", sdbus::Variant(session)}});
         });
-        object_->registerMethod("CreateSession")
-            .onInterface(kInterface)
-            .implementedAs([this, responses](const Values& options) {
-                session_ = pathOf("session", options.at("session_handle_token"));
-                return respond(options, responses.create, {{"session_handle", sdbus::Variant(session_)}});
-            });
-        object_->registerMethod("BindShortcuts")
-            .onInterface(kInterface)
-            .implementedAs([this, responses](const sdbus::ObjectPath& session, const Shortcuts& shortcuts,
-                                             const std::string&, const Values& options) {
-                EXPECT_EQ(session, session_);
-                const std::lock_guard guard(lock_);
-                for (const auto& shortcut : shortcuts) {
-                    bound_.push_back(shortcut.get<1>().at("description").get<std::string>() + ": " +
-                                     shortcut.get<1>().at("preferred_trigger").get<std::string>());
-                }
-                return respond(options, responses.bind,
-                               {{"extra", sdbus::Variant(1)},
-                                {"shortcuts", sdbus::Variant(responses.binds ? shortcuts : Shortcuts())}});
-            });
-        object_->finishRegistration();
-        program_.serve({"org.freedesktop.portal.Desktop"});
+        program.method(kPath, kInterface, "BindShortcuts",
+                       [this, responses](const sdbus::ObjectPath& of, const Shortcuts& shortcuts,
+                                         const std::string&, const Values& options) {
+                           EXPECT_EQ(of, session);
+                           for (const auto& shortcut : shortcuts) {
+                               program.note(shortcut.get<1>().at("description").get<std::string>() + ": " +
+                                            shortcut.get<1>().at("preferred_trigger").get<std::string>());
+                           }
+                           const auto bound = responses.binds ? shortcuts : Shortcuts();
+                           return respond(
+                               options, responses.bind,
+                               {{"extra", sdbus::Variant(1)}, {"shortcuts", sdbus::Variant(bound)}});
+                       });
+        program.serve({"org.freedesktop.portal.Desktop"});
     }
 
-    std::vector<std::string> bound() const {
-        const std::lock_guard guard(lock_);
-        return bound_;
+    void press(const char* member, const std::string& of, const std::string& shortcut) {
+        program.emit(client_, kPath, kInterface, member, sdbus::ObjectPath(of), shortcut, std::uint64_t{1},
+                     Values());
     }
-    void press(const char* member, const std::string& session, const std::string& shortcut) {
-        auto signal = object_->createSignal(kInterface, member);
-        signal << sdbus::ObjectPath(session) << shortcut << std::uint64_t{1} << Values();
-        signal.setDestination(client_);
-        object_->emitSignal(signal);
-    }
-    const std::string& session() const { return session_; }
 
 private:
     std::string pathOf(const char* kind, const sdbus::Variant& token) {
-        client_ = object_->getCurrentlyProcessedMessage()->getSender();
+        client_ = program.object(kPath).getCurrentlyProcessedMessage()->getSender();
         std::string client = client_.substr(1);
         std::replace(client.begin(), client.end(), '.', '_');
         return std::string(kPath) + "/" + kind + "/" + client + "/" + token.get<std::string>();
     }
     sdbus::ObjectPath respond(const Values& options, std::uint32_t code, const Values& results) {
         const std::string path = pathOf("request", options.at("handle_token"));
-        const auto request = program_.makeObject(path);
-        auto response = request->createSignal("org.freedesktop.portal.Request", "Response");
-        response << code << results;
-        response.setDestination(client_);
-        request->emitSignal(response);
+        program.emit(client_, path, "org.freedesktop.portal.Request", "Response", code, results);
         return sdbus::ObjectPath(path);
     }
 
-    BusProgram program_;
-    std::unique_ptr<sdbus::IObject> object_ = program_.makeObject(kPath);
-    mutable std::mutex lock_;
-    std::vector<std::string> bound_;
     std::string client_;
-    std::string session_;
+
+public:
+    std::string session;
+    BusProgram program;
 };
 
 class PortalShortcuts : public testing::Test {
@@ -103,7 +85,7 @@ protected:
         return pumpUntil(bus_.loop(), [&] { return kinds_ == kinds; });
     }
     bool isBoundSoon(const FakePortal& portal) {
-        return pumpUntil(bus_.loop(), [&] { return !portal.bound().empty(); });
+        return pumpUntil(bus_.loop(), [&] { return !portal.program.notes().empty(); });
     }
 
     PrivateBus bus_;
@@ -119,14 +101,14 @@ TEST_F(PortalShortcuts, TellPressesOfTheKeyThatThePortalBinds) {
     EXPECT_NE(reference_, 0U);
     for (int portals = 1; portals <= 2; ++portals) {
         ASSERT_TRUE(isBoundSoon(*portal));
-        EXPECT_THAT(portal->bound(), ElementsAre("Show it: CTRL+LOGO+Up"));
-        emitToEach(kPath, kInterface, "Activated", sdbus::ObjectPath(portal->session()), "show-status-item"s,
+        EXPECT_THAT(portal->program.notes(), ElementsAre("Show it: CTRL+LOGO+Up"));
+        emitToEach(kPath, kInterface, "Activated", sdbus::ObjectPath(portal->session), "show-status-item"s,
                    std::uint64_t{1}, Values()); // by a stranger
-        portal->press("Activated", portal->session() + "x", "show-status-item");
-        portal->press("Activated", portal->session(), "another");
-        portal->press("ShortcutsChanged", portal->session(), "show-status-item");
-        portal->press("Activated", portal->session(), "show-status-item");
-        portal->press("Deactivated", portal->session(), "show-status-item");
+        portal->press("Activated", portal->session + "x", "show-status-item");
+        portal->press("Activated", portal->session, "another");
+        portal->press("ShortcutsChanged", portal->session, "show-status-item");
+        portal->press("Activated", portal->session, "show-status-item");
+        portal->press("Deactivated", portal->session, "show-status-item");
         ASSERT_TRUE(isToldSoon({HotKeys::kPressed, HotKeys::kReleased}));
         kinds_.clear();
         portal.reset(); // it crashes, and the desktop starts it again
@@ -134,7 +116,7 @@ TEST_F(PortalShortcuts, TellPressesOfTheKeyThatThePortalBinds) {
     }
     ASSERT_TRUE(isBoundSoon(*portal));
     keys_.unregisterHotKey(reference_);
-    portal->press("Activated", portal->session(), "show-status-item");
+    portal->press("Activated", portal->session, "show-status-item");
     EXPECT_THAT(log_.linesWith("The hot key is not available"), IsEmpty());
 }
 

@@ -101,17 +101,6 @@ TEST_F(EmbeddedInfoList, RefusesFilesWithWrongFields) {
     }
 }
 
-TEST_F(EmbeddedInfoList, RefusesAFileThatIsCutAnywhere) {
-    for (const char* name : {"universal", "elf32", "elf64_big"}) {
-        ASSERT_EQ(listIn(sample(name)), kList);
-        for (std::size_t size = sample(name).size(); size-- > 0;) {
-            fs::resize_file(file_, size);
-            EXPECT_EQ(listOf(file_), failure(size < 4 ? host::kNotAnExecutable : host::kBrokenExecutable))
-                << size << " bytes of " << name;
-        }
-    }
-}
-
 TEST_F(EmbeddedInfoList, RefusesOtherFiles) {
     for (const char* content : {"", "\177EL", "#!/bin/sh\n"}) {
         EXPECT_EQ(listIn(content), failure(host::kNotAnExecutable)) << content;

@@ -7,7 +7,6 @@
 #include "tests/support/Test.h"
 
 #include <mutex>
-#include <thread>
 
 namespace kvn::test {
 namespace {
@@ -15,37 +14,39 @@ namespace {
 using host::PowerManagement;
 using Event = host::Workspace::Event;
 
-/// The services that the desktop and logind offer.
+constexpr const char* kLogind = "/org/freedesktop/login1";
+constexpr const char* kManager = "org.freedesktop.login1.Manager";
+
+/// The services that the desktop and logind offer. Notes the calls of the screen saver.
 class FakeServices {
 public:
     FakeServices() {
         using Text = std::string;
-        const auto serve = [](sdbus::IObject& object, const char* interface, const char* method, auto body) {
-            object.registerMethod(method).onInterface(interface).implementedAs(body);
+        const Text screenSaver = "org.freedesktop.ScreenSaver";
+        const auto serve = [&](const char* name, auto body) {
+            program_.method("/org/freedesktop/ScreenSaver", screenSaver, name, body);
         };
-        serve(*screenSaver_, kScreenSaver, "SimulateUserActivity", [this] { note("activity"); });
-        serve(*screenSaver_, kScreenSaver, "Inhibit", [this](const Text& program, const Text& why) {
-            note(program + ": " + why);
+        serve("SimulateUserActivity", [this] { program_.note("activity"); });
+        serve("Inhibit", [this](const Text& program, const Text& why) {
+            program_.note(program + ": " + why);
             return std::uint32_t{4711};
         });
-        serve(*screenSaver_, kScreenSaver, "UnInhibit",
-              [this](const std::uint32_t& cookie) { note("end " + std::to_string(cookie)); });
-        screenSaver_->finishRegistration();
-        serve(*manager_, kManager, "Inhibit",
-              [this](const Text& what, const Text&, const Text&, const Text& mode) {
-                  EXPECT_EQ(what + " " + mode, "sleep delay");
-                  auto ends = host::makePipe().value();
-                  const std::lock_guard guard(lock_);
-                  inhibitor_ = std::move(ends.readEnd);
-                  ++inhibitorsTaken;
-                  return sdbus::UnixFd(ends.writeEnd.get());
-              });
-        manager_->finishRegistration();
-        program_.serve({kScreenSaver, "org.freedesktop.login1"});
+        serve("UnInhibit",
+              [this](const std::uint32_t& cookie) { program_.note("end " + std::to_string(cookie)); });
+        program_.method(kLogind, kManager, "Inhibit",
+                        [this](const Text& what, const Text&, const Text&, const Text& mode) {
+                            EXPECT_EQ(what + " " + mode, "sleep delay");
+                            auto ends = host::makePipe().value();
+                            const std::lock_guard guard(lock_);
+                            inhibitor_ = std::move(ends.readEnd);
+                            ++inhibitorsTaken;
+                            return sdbus::UnixFd(ends.writeEnd.get());
+                        });
+        program_.serve({screenSaver, "org.freedesktop.login1"});
     }
 
     void prepareForSleep(bool goesToSleep) {
-        manager_->emitSignal("PrepareForSleep").onInterface(kManager).withArguments(goesToSleep);
+        program_.emit("", kLogind, kManager, "PrepareForSleep", goesToSleep);
     }
 
     /// Returns true if the latest inhibitor has been released.
@@ -54,30 +55,14 @@ public:
         pollfd end{inhibitor_.get(), POLLIN, 0};
         return poll(&end, 1, 0) == 1;
     }
-
-    /// Returns the calls of the screen saver.
-    std::vector<std::string> calls() const {
-        const std::lock_guard guard(lock_);
-        return calls_;
-    }
+    std::vector<std::string> calls() const { return program_.notes(); }
 
     std::atomic<int> inhibitorsTaken = 0;
 
 private:
-    void note(std::string call) {
-        const std::lock_guard guard(lock_);
-        calls_.push_back(std::move(call));
-    }
-
-    static constexpr const char* kScreenSaver = "org.freedesktop.ScreenSaver";
-    static constexpr const char* kManager = "org.freedesktop.login1.Manager";
-
     mutable std::mutex lock_;
-    std::vector<std::string> calls_;
     Kvs::FileDescriptor inhibitor_;
     BusProgram program_;
-    std::unique_ptr<sdbus::IObject> screenSaver_ = program_.makeObject("/org/freedesktop/ScreenSaver");
-    std::unique_ptr<sdbus::IObject> manager_ = program_.makeObject("/org/freedesktop/login1");
 };
 
 class LinuxPower : public testing::Test {
@@ -143,14 +128,8 @@ TEST_F(LinuxPower, BelievesLogindAlone) {
     FakeServices services;
     observe();
     ASSERT_TRUE(soon([&] { return services.inhibitorsTaken == 1; }));
-    constexpr const char* kPath = "/org/freedesktop/login1";
-    constexpr const char* kInterface = "org.freedesktop.login1.Manager";
-    emitToEach(kPath, kInterface, "PrepareForSleep", true);
-    {
-        BusProgram stranger;
-        stranger.makeObject(kPath)->emitSignal("PrepareForSleep").onInterface(kInterface).withArguments(true);
-        stranger.serve({});
-    }
+    emitToEach(kLogind, kManager, "PrepareForSleep", true);
+    BusProgram().emit("", kLogind, kManager, "PrepareForSleep", true);
     services.prepareForSleep(false);
     ASSERT_TRUE(soon([this] { return !events_.empty(); }));
     EXPECT_EQ(events_.front(), Event::DidWake);

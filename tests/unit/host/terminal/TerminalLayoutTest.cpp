@@ -52,13 +52,6 @@ TEST(TextLayout, BreaksLinesBetweenWords) {
     }
 }
 
-TEST(DialogLayout, SharesTheWidthAmongTheColumnsOfATable) {
-    const DialogTable table{{"Name", "Server"}, {{"東京", "relay.example.org"}, {"a\033b", ""}, {"c"}}};
-    EXPECT_EQ(tableLines(table, 16), (Lines{"Name  Server", "----  ----------", //
-                                            "東京  relay.exam", "      ple.org", "a\uFFFDb", "c"}));
-    EXPECT_EQ(tableLines({}, 80), Lines());
-}
-
 TEST(DialogLayout, PutsLabelsValuesAndNumbersIntoColumns) {
     const auto noon = *parseLocalMinute("2026-07-23 12:00");
     const DialogLines lines{
@@ -94,10 +87,8 @@ TEST(DialogLayout, PutsLabelsValuesAndNumbersIntoColumns) {
     one
     Beside
  4  <Request>)");
-    const DialogLines two{{"text", "text"}, {"box", "", DialogCheckBox{"box", false, false, nullptr}}};
-    EXPECT_EQ(dialogText("T", two, {.colours = true}), "== T ==\n    text\n"
-                                                       "\033[90m 1  [ ] box (disabled)\033[0m");
-    EXPECT_EQ(dialogText("T", {{"text", "text"}}, {}), "== T ==\n  text");
+    const DialogLines one{{"box", "", DialogCheckBox{"box", false, false, nullptr}}};
+    EXPECT_EQ(dialogText("T", one, {.colours = true}), "== T ==\n\033[90m 1  [ ] box (disabled)\033[0m");
 }
 
 TEST(DialogControls, TakeTimesThatExist) {
