@@ -11,6 +11,7 @@ namespace kvn::test {
 namespace {
 
 constexpr const char* kService = "org.a11y.Bus";
+constexpr const char* kPath = "/org/a11y/bus";
 constexpr const char* kStatus = "org.a11y.Status";
 
 /// A service of accessibility, which is off.
@@ -18,23 +19,21 @@ class FakeAccessibility {
 public:
     FakeAccessibility() {
         for (const char* name : {"IsEnabled", "ScreenReaderEnabled"}) {
-            object_->registerProperty(name).onInterface(kStatus).withGetter(
-                [this, property = std::string(name)] { return property == on_.load(); });
+            program_.property(kPath, kStatus, name,
+                              [this, property = std::string(name)] { return property == on_.load(); });
         }
-        object_->finishRegistration();
     }
     void serve() { program_.serve({kService}); }
     void switchOn(const char* property, bool tells = true) {
         on_ = property;
         if (tells) {
-            object_->emitPropertiesChangedSignal(kStatus, {property});
+            program_.object(kPath).emitPropertiesChangedSignal(kStatus, {property});
         }
     }
 
 private:
     std::atomic<const char*> on_ = "";
     BusProgram program_;
-    const std::unique_ptr<sdbus::IObject> object_ = program_.makeObject("/org/a11y/bus");
 };
 
 struct Switch {
