@@ -3,6 +3,7 @@
 // Compares the XML codec with pugixml, RapidXML and fmt on the messages that the agent and the service
 // exchange.
 
+#include "benchmarks/Messages.h"
 #include "remote/xml/FEncXml.h"
 #include "remote/xml/FEncXmlDocument.h"
 
@@ -14,7 +15,6 @@
 
 #include <array>
 #include <cstring>
-#include <random>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -22,60 +22,10 @@
 
 namespace {
 
-/// Enough different messages that the branch predictor cannot learn them.
-constexpr std::size_t kMessages = 1024;
-
-class Generator {
-public:
-    std::size_t number(std::size_t least, std::size_t most) {
-        return std::uniform_int_distribution<std::size_t>(least, most)(random_);
-    }
-
-    /// Returns plain text, sometimes with a character that needs escaping.
-    std::string text(std::size_t least, std::size_t most) {
-        static constexpr std::string_view kUnits =
-            "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./: ";
-        std::string text;
-        for (std::size_t left = number(least, most); left > 0; --left) {
-            text += kUnits[number(0, kUnits.size() - 1)];
-        }
-        if (!text.empty() && number(0, 15) == 0) {
-            text[number(0, text.size() - 1)] = "&<>\""[number(0, 3)];
-        }
-        return text;
-    }
-
-    std::string digits(std::size_t most) { return std::to_string(number(0, most)); }
-
-private:
-    std::mt19937 random_{20240307};
-};
-
-std::string element(const char* name, std::initializer_list<std::pair<const char*, std::string>> attributes,
-                    std::string_view end) {
-    Kvs::FMStr<char> out;
-    out.append('<');
-    out.append(name);
-    for (const auto& [attribute, value] : attributes) {
-        out.append(' ');
-        out.append(attribute);
-        out.append("=\"");
-        Kvs::FEncXml<char>::addEncoded(out, value.c_str(), -1);
-        out.append('"');
-    }
-    out.append(end);
-    return std::string(out.token());
-}
-
-std::string proxy(Generator& make) {
-    return element("Proxy",
-                   {{"Name", make.text(3, 20)},
-                    {"Server", make.text(5, 25)},
-                    {"Time", make.text(8, 19)},
-                    {"Priority", make.digits(20)},
-                    {"Value", make.digits(3)}},
-                   "/>");
-}
+using kvn::bench::element;
+using kvn::bench::Generator;
+using kvn::bench::kMessages;
+using kvn::bench::proxy;
 
 /// Returns a message of about 320 bytes on average.
 std::string message(Generator& make) {
@@ -174,7 +124,7 @@ private:
 class Pugixml {
 public:
     std::size_t read(const std::string& text) {
-        document_.load_buffer(text.data(), text.size());
+        document_.load_buffer(text.data(), text.size(), pugi::parse_minimal);
         return touch(document_.document_element());
     }
 
@@ -200,7 +150,7 @@ class PugixmlInPlace : Pugixml {
 public:
     std::size_t read(const std::string& text) {
         copy_.assign(text);
-        document_.load_buffer_inplace(copy_.data(), copy_.size());
+        document_.load_buffer_inplace(copy_.data(), copy_.size(), pugi::parse_minimal);
         return touch(document_.document_element());
     }
 

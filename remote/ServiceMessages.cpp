@@ -3,8 +3,10 @@
 #include "remote/ServiceMessages.h"
 
 #include "core/text/FGStr.h"
+#include "core/text/TextFunctions.h"
 #include "remote/FRSCtrl.h"
 #include "remote/xml/FEncXml.h"
+#include "remote/xml/FEncXmlDocument.h"
 
 namespace Kvs {
 
@@ -41,6 +43,23 @@ _FRProxyInfo readProxyInfo(const FEncXmlNode<char>& node) {
 }
 
 } // namespace
+
+bool fReadDelivery(std::string_view delivery,
+                   const std::function<void(const FEncXmlNode<char>&, std::size_t)>& take) {
+    FEncXmlDocument<char> document;
+    for (auto begin = delivery.find_first_not_of(kBlanks); begin != delivery.npos;
+         begin = delivery.find_first_not_of(kBlanks)) {
+        delivery.remove_prefix(begin);
+        long last = 0;
+        if (!document.loadXml(delivery.data(), static_cast<long>(delivery.size()), last)) {
+            return false;
+        }
+        const auto length = static_cast<std::size_t>(last) + 1;
+        take(document.root(), length);
+        delivery.remove_prefix(length);
+    }
+    return true;
+}
 
 std::int64_t fLeadingNumber(std::string_view text) {
     const bool negative = !text.empty() && text.front() == '-';

@@ -6,10 +6,15 @@
 #include "core/text/FGStr.h"
 #include "core/text/FMStr.h"
 
+#include <utility>
+
 namespace Kvs {
 
 /// Maps names of attributes to be written to values. The caller owns the texts, which are not escaped yet.
 using FEncXmlAttributeMap = FMap<FStrToken<char>, FStrToken<char>>;
+
+/// A name and a value of an attribute to be written, as in the map.
+using FEncXmlPair = std::pair<FStrToken<char>, FStrToken<char>>;
 
 /// The writing side of `FEncXml`, for `char` only.
 template <class C>
