@@ -14,8 +14,8 @@
 #include "host/posix/PollMainLoop.h"
 #include "remote/FRSCtrl.h"
 #include "remote/ServiceMessages.h"
-#include "remote/ServiceRequests.h"
 #include "remote/platform/OFRRecords.h"
+#include "remote/xml/FEncXml.h"
 #include "tests/support/AgentEnvironment.h"
 
 #include <benchmark/benchmark.h>
@@ -188,17 +188,19 @@ template <class Take>
 void oursRegistration(const Registration& values, Take take) {
     const std::string session = std::to_string(values.session);
     const std::string process = std::to_string(values.process);
+    const std::string request = std::to_string(values.request);
     Kvs::FMStr<char> message;
-    Kvs::fAddRequest(message, "RegisterAgent",
-                     {{"SessionID", session}, {"UserID", values.user}, {"ProcessID", process}},
-                     values.request);
+    Kvs::FEncXml<char>::addElement(
+        message, "RegisterAgent",
+        {{"SessionID", session}, {"UserID", values.user}, {"ProcessID", process}, {"RequestData", request}});
     take(message.token());
 }
 
 template <class Take>
 void oursStatusRequest(const Registration& values, Take take) {
     Kvs::FMStr<char> message;
-    Kvs::fAddRequest(message, Kvs::FRSCtrl::Tag_GetStatus, values.request);
+    const std::string request = std::to_string(values.request);
+    Kvs::FEncXml<char>::addTag(message, "GetStatus", "RequestData", request);
     take(message.token());
 }
 

@@ -5,7 +5,7 @@
 #include "core/logging/CNSLog.h"
 #include "remote/FRSCtrl.h"
 #include "remote/ServiceMessages.h"
-#include "remote/ServiceRequests.h"
+#include "remote/xml/FEncXml.h"
 
 #include <algorithm>
 #include <string>
@@ -82,19 +82,25 @@ FResult KvnRemoteServiceCtrl::sendAgentRequest(const char* tag, RequestId reques
     const std::string processId = std::to_string(getpid());
     CNSLog("Sending %s request for user: %s, session: %s, pid: %s", tag, session.userName.c_str(),
            sessionId.c_str(), processId.c_str());
-    return sendSimpleRequest(
-        Pipe_RemoteClient, tag,
-        {{Attr_SessionID, sessionId}, {Attr_UserID, session.userName}, {Attr_ProcessID, processId}},
-        requestId);
+    const std::string requestData = std::to_string(requestId);
+    return sendSimpleRequest(Pipe_RemoteClient, tag,
+                             {{Attr_SessionID, sessionId},
+                              {Attr_UserID, session.userName},
+                              {Attr_ProcessID, processId},
+                              {Attr_RequestData, requestData}},
+                             requestId);
 }
 
 FResult KvnRemoteServiceCtrl::clientLaunchedNotification(unsigned long long processId,
                                                          const FGStr<char>& sessionId,
                                                          const FGStr<char>& userId) {
     const std::string process = std::to_string(processId);
-    return sendSimpleRequest(
-        Pipe_RemoteClient, Tag_ClientLauched,
-        {{Attr_ProcessID, process}, {Attr_SessionID, sessionId.token()}, {Attr_UserID, userId.token()}}, 0);
+    return sendSimpleRequest(Pipe_RemoteClient, Tag_ClientLauched,
+                             {{Attr_ProcessID, process},
+                              {Attr_SessionID, sessionId.token()},
+                              {Attr_UserID, userId.token()},
+                              {Attr_RequestData, "0"}},
+                             0);
 }
 
 FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* requestTag,
@@ -141,7 +147,7 @@ FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const cha
         return kFailure;
     }
     FMStr<char> message;
-    fAddRequest(message, tag, attributes, requestId);
+    FEncXml<char>::addElement(message, tag, attributes);
     FResult result = sendMessage(messenger, message);
     if (result == kSuccess && requestId != 0) {
         result = ensureReceiving(messenger);
@@ -154,7 +160,8 @@ FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const cha
 
 FResult KvnRemoteServiceCtrl::sendTag(const Messenger& messenger, const char* tag, RequestId requestId) {
     FMStr<char> message;
-    fAddRequest(message, tag, requestId);
+    const std::string requestData = std::to_string(requestId);
+    FEncXml<char>::addTag(message, tag, requestId ? Attr_RequestData : "", requestData);
     return sendMessage(messenger, message);
 }
 

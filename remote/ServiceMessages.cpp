@@ -8,27 +8,40 @@
 #include "remote/xml/FEncXml.h"
 #include "remote/xml/FEncXmlDocument.h"
 
+#include <algorithm>
+#include <string>
+
 namespace Kvs {
 
 using namespace FRSCtrl;
 
 namespace {
 
-FGStr<wchar_t> textOf(const FEncXmlNode<char>& node, const char* attribute) {
+/// Calls `use` with the decoded value. Without an "&" that is the message's own text.
+template <class Use>
+auto withText(const FEncXmlNode<char>& node, const char* attribute, Use use) {
+    const FEncXmlFragment<char> raw = node.attribute(attribute);
+    if (raw.token().find('&') == std::string_view::npos) {
+        return use(raw.token());
+    }
     FMStr<char> decoded;
-    FEncXml<char>::addDecoded(decoded, node.attribute(attribute));
-    return fWiden(decoded.token());
+    FEncXml<char>::addDecoded(decoded, raw);
+    return use(decoded.token());
+}
+
+FGStr<wchar_t> textOf(const FEncXmlNode<char>& node, const char* attribute) {
+    return withText(node, attribute, fWiden);
 }
 
 RequestId requestIdOf(const FEncXmlNode<char>& node) {
     return static_cast<RequestId>(fLeadingNumber(node.attribute(Attr_RequestData).token()));
 }
 
-ServiceState stateOf(const FGStr<wchar_t>& word) {
-    if (word == L"online") {
+ServiceState stateOf(std::string_view word) {
+    if (word == "online") {
         return ServiceState::Online;
     }
-    return word == L"paused" ? ServiceState::Paused : ServiceState::Offline;
+    return word == "paused" ? ServiceState::Paused : ServiceState::Offline;
 }
 
 _FRProxyInfo readProxyInfo(const FEncXmlNode<char>& node) {
@@ -37,8 +50,9 @@ _FRProxyInfo readProxyInfo(const FEncXmlNode<char>& node) {
     info.server = textOf(node, Attr_Server);
     info.time = textOf(node, Attr_Time);
     info.priority = textOf(node, Attr_Priority);
-    const FGStr<wchar_t> value = textOf(node, Attr_Value);
-    info.active = value == L"online" || fLeadingNumber(fNarrow(value)) != 0;
+    info.active = withText(node, Attr_Value, [](std::string_view value) {
+        return value == "online" || fLeadingNumber(value) != 0;
+    });
     return info;
 }
 
@@ -46,7 +60,9 @@ _FRProxyInfo readProxyInfo(const FEncXmlNode<char>& node) {
 
 bool fReadDelivery(std::string_view delivery,
                    const std::function<void(const FEncXmlNode<char>&, std::size_t)>& take) {
-    FEncXmlDocument<char> document;
+    // Kept, so that a delivery allocates no memory for its tree. It stays small: a delivery has at most 4096
+    // bytes.
+    thread_local FEncXmlDocument<char> document;
     for (auto begin = delivery.find_first_not_of(kBlanks); begin != delivery.npos;
          begin = delivery.find_first_not_of(kBlanks)) {
         delivery.remove_prefix(begin);
@@ -79,13 +95,15 @@ std::int64_t fLeadingNumber(std::string_view text) {
 _FRServiceInfo fReadServiceInfo(const FEncXmlNode<char>& message, std::uint64_t ownSession) {
     _FRServiceInfo info;
     info.requestId = requestIdOf(message);
-    info.status = stateOf(textOf(message, Attr_Value));
+    info.status = withText(message, Attr_Value, stateOf);
     info.server = textOf(message, Attr_Server);
     info.registration = textOf(message, Attr_RemoteRegistrationName);
     info.lastError = textOf(message, Attr_LastError);
     info.version = textOf(message, Attr_Version);
-    for (const FEncXmlNode<char>& proxy : message.getElementsByTagName(Tag_Proxy)) {
-        info.proxyInfos.push_back(readProxyInfo(proxy));
+    for (const FEncXmlNode<char>& child : message.children()) {
+        if (child.name() == Tag_Proxy) {
+            info.proxyInfos.push_back(readProxyInfo(child));
+        }
     }
     parseSubProcessSessions(info, textOf(message, Attr_SubProcessSessions), ownSession);
     return info;
@@ -94,15 +112,22 @@ _FRServiceInfo fReadServiceInfo(const FEncXmlNode<char>& message, std::uint64_t 
 void parseSubProcessSessions(_FRServiceInfo& info, const FGStr<wchar_t>& sessions, std::uint64_t ownSession) {
     info.subProcessRunning = false;
     info.subProcessUser.clear();
-    for (const FGStr<wchar_t>& item : sessions.split(L",")) {
-        const std::string text = fNarrow(item);
-        const bool numbered = text.find_first_of("-0123456789") == 0;
-        if (!numbered || static_cast<std::uint64_t>(fLeadingNumber(text)) != ownSession) {
+    FStrToken<wchar_t> rest = sessions.token();
+    while (!rest.empty()) {
+        const FStrToken<wchar_t> item = rest.substr(0, rest.find(L','));
+        rest.remove_prefix(std::min(item.size() + 1, rest.size()));
+        const auto bar = item.find(L'|');
+        const std::string number = fNarrow(item.substr(0, bar));
+        const bool numbered =
+            !number.empty() && std::string_view("-0123456789").find(number[0]) != std::string_view::npos;
+        if (!numbered || static_cast<std::uint64_t>(fLeadingNumber(number)) != ownSession) {
             continue;
         }
         info.subProcessRunning = true;
-        const FList<FGStr<wchar_t>> fields = item.split(L"|");
-        info.subProcessUser = fields.size() > 1 ? fields[1] : FGStr<wchar_t>();
+        if (bar != item.npos) {
+            const FStrToken<wchar_t> user = item.substr(bar + 1);
+            info.subProcessUser = FGStr<wchar_t>(user.substr(0, user.find(L'|')));
+        }
         return;
     }
 }

@@ -138,19 +138,28 @@ void appendAttribute(FMStr<char>& out, std::string_view name, std::string_view v
     out.append('"');
 }
 
+template <class Attributes>
+void appendOpenTag(FMStr<char>& out, std::string_view name, const Attributes& attributes) {
+    appendText(out, "<", name, "");
+    for (const auto& [attribute, value] : attributes) {
+        if (!attribute.empty() && !value.empty()) {
+            appendAttribute(out, attribute, value);
+        }
+    }
+    out.append('>');
+}
+
 } // namespace
 
 void FEncXmlWriter<char>::addOpenTag(FMStr<char>& out, FStrToken<char> name,
                                      const FEncXmlAttributeMap* attributes) {
-    appendText(out, "<", name, "");
-    if (attributes) {
-        for (const auto& [attribute, value] : *attributes) {
-            if (!attribute.empty() && !value.empty()) {
-                appendAttribute(out, attribute, value);
-            }
-        }
-    }
-    out.append('>');
+    appendOpenTag(out, name, attributes ? *attributes : FEncXmlAttributeMap());
+}
+
+void FEncXmlWriter<char>::addElement(FMStr<char>& out, FStrToken<char> name,
+                                     std::initializer_list<FEncXmlPair> attributes) {
+    appendOpenTag(out, name, attributes);
+    addCloseTag(out, name);
 }
 
 void FEncXmlWriter<char>::addTag(FMStr<char>& out, FStrToken<char> name, FStrToken<char> attrName,
