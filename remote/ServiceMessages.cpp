@@ -19,8 +19,7 @@ namespace {
 
 /// Calls `use` with the decoded value. Without an "&" that is the message's own text.
 template <class Use>
-auto withText(const FEncXmlNode<char>& node, const char* attribute, Use use) {
-    const FEncXmlFragment<char> raw = node.attribute(attribute);
+auto withText(const FEncXmlFragment<char>& raw, Use use) {
     if (raw.token().find('&') == std::string_view::npos) {
         return use(raw.token());
     }
@@ -29,12 +28,10 @@ auto withText(const FEncXmlNode<char>& node, const char* attribute, Use use) {
     return use(decoded.token());
 }
 
-FGStr<wchar_t> textOf(const FEncXmlNode<char>& node, const char* attribute) {
-    return withText(node, attribute, fWiden);
-}
+FGStr<wchar_t> textOf(const FEncXmlFragment<char>& raw) { return withText(raw, fWiden); }
 
-RequestId requestIdOf(const FEncXmlNode<char>& node) {
-    return static_cast<RequestId>(fLeadingNumber(node.attribute(Attr_RequestData).token()));
+RequestId requestIdOf(const FEncXmlFragment<char>& raw) {
+    return static_cast<RequestId>(fLeadingNumber(raw.token()));
 }
 
 ServiceState stateOf(std::string_view word) {
@@ -46,13 +43,20 @@ ServiceState stateOf(std::string_view word) {
 
 _FRProxyInfo readProxyInfo(const FEncXmlNode<char>& node) {
     _FRProxyInfo info;
-    info.name = textOf(node, Attr_Name);
-    info.server = textOf(node, Attr_Server);
-    info.time = textOf(node, Attr_Time);
-    info.priority = textOf(node, Attr_Priority);
-    info.active = withText(node, Attr_Value, [](std::string_view value) {
-        return value == "online" || fLeadingNumber(value) != 0;
-    });
+    for (const auto& [name, value] : node.attributes()) {
+        if (name == Attr_Name) {
+            info.name = textOf(value);
+        } else if (name == Attr_Server) {
+            info.server = textOf(value);
+        } else if (name == Attr_Time) {
+            info.time = textOf(value);
+        } else if (name == Attr_Priority) {
+            info.priority = textOf(value);
+        } else if (name == Attr_Value) {
+            info.active = withText(
+                value, [](std::string_view text) { return text == "online" || fLeadingNumber(text) != 0; });
+        }
+    }
     return info;
 }
 
@@ -94,18 +98,28 @@ std::int64_t fLeadingNumber(std::string_view text) {
 
 _FRServiceInfo fReadServiceInfo(const FEncXmlNode<char>& message, std::uint64_t ownSession) {
     _FRServiceInfo info;
-    info.requestId = requestIdOf(message);
-    info.status = withText(message, Attr_Value, stateOf);
-    info.server = textOf(message, Attr_Server);
-    info.registration = textOf(message, Attr_RemoteRegistrationName);
-    info.lastError = textOf(message, Attr_LastError);
-    info.version = textOf(message, Attr_Version);
+    for (const auto& [name, value] : message.attributes()) {
+        if (name == Attr_RequestData) {
+            info.requestId = requestIdOf(value);
+        } else if (name == Attr_Value) {
+            info.status = withText(value, stateOf);
+        } else if (name == Attr_Server) {
+            info.server = textOf(value);
+        } else if (name == Attr_RemoteRegistrationName) {
+            info.registration = textOf(value);
+        } else if (name == Attr_LastError) {
+            info.lastError = textOf(value);
+        } else if (name == Attr_Version) {
+            info.version = textOf(value);
+        } else if (name == Attr_SubProcessSessions) {
+            parseSubProcessSessions(info, textOf(value), ownSession);
+        }
+    }
     for (const FEncXmlNode<char>& child : message.children()) {
         if (child.name() == Tag_Proxy) {
             info.proxyInfos.push_back(readProxyInfo(child));
         }
     }
-    parseSubProcessSessions(info, textOf(message, Attr_SubProcessSessions), ownSession);
     return info;
 }
 
@@ -133,17 +147,17 @@ void parseSubProcessSessions(_FRServiceInfo& info, const FGStr<wchar_t>& session
 }
 
 _FRRequestResult fReadRequestResult(const FEncXmlNode<char>& message) {
-    return {requestIdOf(message),
+    return {requestIdOf(message.attribute(Attr_RequestData)),
             static_cast<std::int32_t>(fLeadingNumber(message.attribute(Attr_StatusCode).token()))};
 }
 
 _FRProxyStatus fReadProxyStatus(const FEncXmlNode<char>& message) {
-    return {0, textOf(message, Attr_Value), textOf(message, Attr_LastError)};
+    return {0, textOf(message.attribute(Attr_Value)), textOf(message.attribute(Attr_LastError))};
 }
 
 _FRServiceCommand fReadServiceCommand(const FEncXmlNode<char>& message) {
-    return {0, textOf(message, Attr_Command), textOf(message, Attr_Executable),
-            textOf(message, Attr_Parameters)};
+    return {0, textOf(message.attribute(Attr_Command)), textOf(message.attribute(Attr_Executable)),
+            textOf(message.attribute(Attr_Parameters))};
 }
 
 } // namespace Kvs
