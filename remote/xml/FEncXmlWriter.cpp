@@ -200,11 +200,19 @@ void FEncXmlWriter<char>::addElement(FMStr<char>& out, FStrToken<char> name,
 
 void FEncXmlWriter<char>::addTag(FMStr<char>& out, FStrToken<char> name, FStrToken<char> attrName,
                                  FStrToken<char> attrValue) {
-    appendText(out, "<", name, "");
-    if (!attrName.empty()) {
-        appendAttribute(out, attrName, attrValue);
+    constexpr std::string_view kEnd = " />";
+    char* const begin =
+        out.reserve(1 + name.size() + attrName.size() + attrValue.size() + kAttributeMarks + kEnd.size());
+    *begin = '<';
+    char* to = put(begin + 1, name);
+    char* const end = attrName.empty() ? to : putPlainAttribute(to, attrName, attrValue);
+    if (end) {
+        finish(out, begin, put(end, kEnd));
+        return;
     }
-    out.append(" />");
+    finish(out, begin, to);
+    appendAttribute(out, attrName, attrValue);
+    out.append(kEnd);
 }
 
 void FEncXmlWriter<char>::addCloseTag(FMStr<char>& out, FStrToken<char> name) {
