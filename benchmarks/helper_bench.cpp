@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 
-// Measures a command to the privileged helper and its completion event, beside the same bytes on a bare
-// socket. "Ours" is what the agent does: it writes a frame, and an event thread reads the answer and posts it
-// to the main loop. In both cases the helper is the same bare thread. To compare the work and not the
-// scheduler's choices, run the program on one core: taskset -c 0 helper_bench.
+// Measures a command to the privileged helper and its completion event, beside the same bytes between two
+// bare threads that wake each other. "Ours" is what the agent does: it writes a frame, and an event thread
+// reads the answer and posts it to the main loop. In both cases the helper is the same bare thread. To
+// compare the work and not the scheduler's choices, run the program on one core: taskset -c 0 helper_bench.
 
 #include "core/logging/CNSLog.h"
 #include "core/system/FileDescriptor.h"
@@ -112,30 +112,17 @@ private:
         std::make_shared<kvn::PHEventThread>(handler_, client_, loop_);
 };
 
-class Raw {
-public:
-    void roundTrips() {
-        for (int i = 0; i < kRoundTrips; ++i) {
-            write(helper_.agentsEnd, kCommand);
-            check(read(helper_.agentsEnd, kCompletion));
-        }
-    }
-
-private:
-    Helper helper_;
-};
-
 /// Measures the least time of an event thread and a main loop: one reads, and wakes the other.
-class RawThroughALoop {
+class TwoThreads {
 public:
-    RawThroughALoop() {
+    TwoThreads() {
         reader_ = std::thread([this] {
             while (read(helper_.agentsEnd, kCompletion)) {
                 wakePipe_.wake();
             }
         });
     }
-    ~RawThroughALoop() {
+    ~TwoThreads() {
         ::shutdown(helper_.agentsEnd.get(), SHUT_RDWR);
         reader_.join();
     }
@@ -165,7 +152,6 @@ void roundTrip(benchmark::State& state) {
 }
 
 BENCHMARK(roundTrip<Ours>)->Name("helper_roundtrip/ours")->MeasureProcessCPUTime();
-BENCHMARK(roundTrip<Raw>)->Name("helper_roundtrip/raw")->MeasureProcessCPUTime();
-BENCHMARK(roundTrip<RawThroughALoop>)->Name("helper_roundtrip/raw_through_a_loop")->MeasureProcessCPUTime();
+BENCHMARK(roundTrip<TwoThreads>)->Name("helper_roundtrip/two_threads")->MeasureProcessCPUTime();
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "core/text/FGStr.h"
 
 #include <benchmark/benchmark.h>
+#include <spdlog/fmt/ranges.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 
@@ -16,8 +17,10 @@
 #include <fcntl.h>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -64,25 +67,52 @@ void closeLogger(const benchmark::State&) {
     file.reset();
 }
 
-void ours(benchmark::State& state) {
+/// Calls `log` with a number that grows.
+template <class Log>
+void lines(benchmark::State& state, Log log) {
     int request = 0;
     for (auto _ : state) {
-        Kvs::CNSLog("Sending Message: %s, request %d", "GetStatus", ++request);
+        log(++request);
     }
 }
 
-void spdlogLine(benchmark::State& state) {
-    int request = 0;
-    for (auto _ : state) {
-        logger->info("Sending Message: {}, request {}", "GetStatus", ++request);
-    }
+// The usual line: two texts or numbers.
+
+void oursText(benchmark::State& state) {
+    lines(state, [](int request) { Kvs::CNSLog("Sending Message: %s, request %d", "GetStatus", request); });
+}
+void oursChecked(benchmark::State& state) {
+    lines(state, [](int request) { Kvs::OCNSLog("Sending Message: %@, request %d", "GetStatus", request); });
+}
+void spdlogText(benchmark::State& state) {
+    lines(state, [](int request) { logger->info("Sending Message: {}, request {}", "GetStatus", request); });
 }
 
-/// Measures the least cost of a line: the system call alone, with the same number of bytes.
+// A line with a list, as at the launch of a client.
+
+const std::vector<std::string> kArguments = {"-connect", "remote.example.org:3128", "-session", "100008"};
+
+void oursList(benchmark::State& state) {
+    lines(state, [](int process) { Kvs::OCNSLog("Started: procId: %d, args: %@", process, kArguments); });
+}
+void spdlogList(benchmark::State& state) {
+    lines(state, [](int process) {
+        logger->info("Started: procId: {}, args: ({})", process, fmt::join(kArguments, ", "));
+    });
+}
+
+void oursNumber(benchmark::State& state) {
+    lines(state, [](int tenths) { Kvs::CNSLog("Launching client in %.1f seconds", tenths / 10.0); });
+}
+void spdlogNumber(benchmark::State& state) {
+    lines(state, [](int tenths) { logger->info("Launching client in {:.1f} seconds", tenths / 10.0); });
+}
+
+/// Measures the least cost of a line: the system call alone, with the same number of bytes, into one file for
+/// all threads.
 void bareWrite(benchmark::State& state) {
-    LogFile written;
-    const Kvs::FileDescriptor descriptor(::open(written.path().c_str(), O_WRONLY | O_APPEND));
-    const std::string line =
+    const Kvs::FileDescriptor descriptor(::open(file->path().c_str(), O_WRONLY | O_APPEND));
+    const std::string_view line =
         "2026-03-04T09:15:27.042 Thread[1c03]:\tSending Message: GetStatus, request 100000\n";
     for (auto _ : state) {
         if (::write(descriptor.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
@@ -92,15 +122,33 @@ void bareWrite(benchmark::State& state) {
     }
 }
 
-BENCHMARK(ours)->Name("log_line_1/ours")->Setup(openBook)->Teardown(closeBook)->UseRealTime();
-BENCHMARK(spdlogLine)->Name("log_line_1/spdlog")->Setup(openLogger)->Teardown(closeLogger)->UseRealTime();
-BENCHMARK(bareWrite)->Name("log_line_1/write")->UseRealTime();
-BENCHMARK(ours)->Name("log_line_4/ours")->Setup(openBook)->Teardown(closeBook)->Threads(4)->UseRealTime();
-BENCHMARK(spdlogLine)
-    ->Name("log_line_4/spdlog")
-    ->Setup(openLogger)
-    ->Teardown(closeLogger)
-    ->Threads(4)
-    ->UseRealTime();
+void openFile(const benchmark::State&) { file = std::make_unique<LogFile>(); }
+
+[[maybe_unused]] const bool registered = [] {
+    using benchmark::RegisterBenchmark;
+    const auto add = [](const char* name, void (*run)(benchmark::State&), auto* setup, auto* teardown,
+                        int threads) {
+        RegisterBenchmark(name, run)->Setup(setup)->Teardown(teardown)->Threads(threads)->UseRealTime();
+    };
+    const auto ours = [&](const char* name, void (*run)(benchmark::State&), int threads) {
+        add(name, run, openBook, closeBook, threads);
+    };
+    const auto spdlog = [&](const char* name, void (*run)(benchmark::State&), int threads) {
+        add(name, run, openLogger, closeLogger, threads);
+    };
+    ours("log_line_1/ours", oursText, 1);
+    ours("log_line_1/ours_checked", oursChecked, 1);
+    spdlog("log_line_1/spdlog", spdlogText, 1);
+    add("log_line_1/write", bareWrite, openFile, closeBook, 1);
+    ours("log_line_4/ours", oursText, 4);
+    ours("log_line_4/ours_checked", oursChecked, 4);
+    spdlog("log_line_4/spdlog", spdlogText, 4);
+    add("log_line_4/write", bareWrite, openFile, closeBook, 4);
+    ours("log_list/ours", oursList, 1);
+    spdlog("log_list/spdlog", spdlogList, 1);
+    ours("log_number/ours", oursNumber, 1);
+    spdlog("log_number/spdlog", spdlogNumber, 1);
+    return true;
+}();
 
 } // namespace

@@ -65,6 +65,9 @@ void writeAndReadBack(const std::string& value) {
     Kvs::FMStr<char> out;
     Kvs::FEncXml<char>::addOpenTag(out, "T", &attributes);
     Kvs::FEncXml<char>::addCloseTag(out, "T");
+    Kvs::FMStr<char> element;
+    Kvs::FEncXml<char>::addElement(element, "T", {{"A", value.c_str()}});
+    require(element.token() == out.token(), "an element differs from its tags");
 
     Kvs::FEncXmlDocument<char> document;
     require(document.loadXml(out.c_str()), "a written element does not load");

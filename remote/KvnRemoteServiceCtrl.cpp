@@ -6,7 +6,6 @@
 #include "remote/FRSCtrl.h"
 #include "remote/ServiceMessages.h"
 #include "remote/xml/FEncXml.h"
-#include "remote/xml/FEncXmlDocument.h"
 
 #include <algorithm>
 #include <string>
@@ -83,22 +82,25 @@ FResult KvnRemoteServiceCtrl::sendAgentRequest(const char* tag, RequestId reques
     const std::string processId = std::to_string(getpid());
     CNSLog("Sending %s request for user: %s, session: %s, pid: %s", tag, session.userName.c_str(),
            sessionId.c_str(), processId.c_str());
-    FEncXmlAttributeMap attributes;
-    attributes.set(Attr_SessionID, sessionId);
-    attributes.set(Attr_UserID, session.userName);
-    attributes.set(Attr_ProcessID, processId);
-    return sendSimpleRequest(Pipe_RemoteClient, tag, attributes, requestId);
+    const std::string requestData = std::to_string(requestId);
+    return sendSimpleRequest(Pipe_RemoteClient, tag,
+                             {{Attr_SessionID, sessionId},
+                              {Attr_UserID, session.userName},
+                              {Attr_ProcessID, processId},
+                              {Attr_RequestData, requestData}},
+                             requestId);
 }
 
 FResult KvnRemoteServiceCtrl::clientLaunchedNotification(unsigned long long processId,
                                                          const FGStr<char>& sessionId,
                                                          const FGStr<char>& userId) {
     const std::string process = std::to_string(processId);
-    FEncXmlAttributeMap attributes;
-    attributes.set(Attr_ProcessID, process);
-    attributes.set(Attr_SessionID, sessionId.token());
-    attributes.set(Attr_UserID, userId.token());
-    return sendSimpleRequest(Pipe_RemoteClient, Tag_ClientLauched, attributes, 0);
+    return sendSimpleRequest(Pipe_RemoteClient, Tag_ClientLauched,
+                             {{Attr_ProcessID, process},
+                              {Attr_SessionID, sessionId.token()},
+                              {Attr_UserID, userId.token()},
+                              {Attr_RequestData, "0"}},
+                             0);
 }
 
 FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* requestTag,
@@ -133,7 +135,8 @@ FResult KvnRemoteServiceCtrl::sendRequest(const wchar_t* pipeId, const char* req
 }
 
 FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const char* tag,
-                                                FEncXmlAttributeMap& attributes, RequestId requestId) {
+                                                std::initializer_list<FEncXmlPair> attributes,
+                                                RequestId requestId) {
     if (!tag) {
         CNSLog("KvnRemoteServiceCtrl::sendSimpleRequest: invalid arguments, no request tag");
         return kFailure;
@@ -143,11 +146,8 @@ FResult KvnRemoteServiceCtrl::sendSimpleRequest(const wchar_t* pipeId, const cha
         CNSLog("KvnRemoteServiceCtrl::sendSimpleRequest: no messenger for given pipe ID");
         return kFailure;
     }
-    const std::string requestData = std::to_string(requestId);
-    attributes.set(Attr_RequestData, requestData);
     FMStr<char> message;
-    FEncXml<char>::addOpenTag(message, tag, &attributes);
-    FEncXml<char>::addCloseTag(message, tag);
+    FEncXml<char>::addElement(message, tag, attributes);
     FResult result = sendMessage(messenger, message);
     if (result == kSuccess && requestId != 0) {
         result = ensureReceiving(messenger);
@@ -236,8 +236,8 @@ void KvnRemoteServiceCtrl::Messenger_Error(FComMessenger* messenger, int& code) 
 
 void KvnRemoteServiceCtrl::Messenger_DataReceived(FComMessenger* messenger,
                                                   FComMessenger::DataReceivedArg& arg) {
-    const long size = static_cast<long>(arg.data.size());
-    const std::size_t logged = processDelivery(reinterpret_cast<const char*>(arg.data.data()), size);
+    const std::size_t logged =
+        processDelivery({reinterpret_cast<const char*>(arg.data.data()), arg.data.size()});
     if (logged > 0) {
         arg.pause = logAllowance_.take(logged, clock_.steadyNow());
     }
@@ -247,27 +247,20 @@ void KvnRemoteServiceCtrl::Messenger_DataReceived(FComMessenger* messenger,
     }
 }
 
-std::size_t KvnRemoteServiceCtrl::processDelivery(const char* bytes, long size) {
+std::size_t KvnRemoteServiceCtrl::processDelivery(std::string_view delivery) {
     std::size_t logged = 0;
-    FEncXmlDocument<char> document;
-    const char* const end = bytes + size;
-    const auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    while ((bytes = std::find_if_not(bytes, end, isSpace)) != end) {
-        long consumed = 0;
-        if (!document.loadXml(bytes, end - bytes, consumed)) {
-            if (!lastDeliveryWasBad_.exchange(true)) {
-                CNSLog("KvnRemoteServiceCtrl: dropped what is no message in a delivery of %ld bytes", size);
-                logged += kLineCost;
-            }
-            return logged;
+    const bool whole = fReadDelivery(delivery, [&](const FEncXmlNode<char>& message, std::size_t length) {
+        processMessage(message);
+        if (message.name() == Tag_ServiceCommand) {
+            logged += kCommandLines * (kLineCost + kLongestEscape * length);
         }
-        processMessage(document.root());
-        if (document.root().name() == Tag_ServiceCommand) {
-            logged += kCommandLines * (kLineCost + kLongestEscape * static_cast<std::size_t>(consumed));
-        }
-        bytes += consumed + 1;
+    });
+    const bool firstBad = !lastDeliveryWasBad_.exchange(!whole) && !whole;
+    if (firstBad) {
+        CNSLog("KvnRemoteServiceCtrl: dropped what is no message in a delivery of %zu bytes",
+               delivery.size());
+        logged += kLineCost;
     }
-    lastDeliveryWasBad_ = false;
     return logged;
 }
 

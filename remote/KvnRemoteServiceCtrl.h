@@ -19,6 +19,8 @@
 
 #include <atomic>
 #include <cstddef>
+#include <initializer_list>
+#include <string_view>
 
 namespace Kvs {
 
@@ -65,8 +67,8 @@ private:
 
     FResult sendRequest(const wchar_t* pipeId, const char* requestTag, const char* statusTag,
                         RequestId requestId);
-    FResult sendSimpleRequest(const wchar_t* pipeId, const char* tag, FEncXmlAttributeMap& attributes,
-                              RequestId requestId);
+    FResult sendSimpleRequest(const wchar_t* pipeId, const char* tag,
+                              std::initializer_list<FEncXmlPair> attributes, RequestId requestId);
     FResult sendAgentRequest(const char* tag, RequestId requestId);
     static FResult sendTag(const Messenger& messenger, const char* tag, RequestId requestId);
     static FResult sendMessage(const Messenger& messenger, const FMStr<char>& message);
@@ -81,7 +83,7 @@ private:
 
     /// Handles the documents of one delivery in order, up to the first that does not parse. Returns about how
     /// many bytes they make the log grow.
-    std::size_t processDelivery(const char* bytes, long size);
+    std::size_t processDelivery(std::string_view delivery);
     void processMessage(const FEncXmlNode<char>& message);
 
     FThreadLock messengersLock_;

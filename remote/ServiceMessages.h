@@ -5,11 +5,19 @@
 #include "remote/FRRecords.h"
 #include "remote/xml/FEncXmlNode.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string_view>
 
 /// These functions read the service's messages into records. A missing attribute leaves its field empty or 0.
 namespace Kvs {
+
+/// Calls `take` with each message of a delivery and its length, in order; white space between them is
+/// skipped. The node is valid during the call, in which `take` must not read another delivery on this thread.
+/// Returns false at the first text that is no message; the rest is then dropped.
+bool fReadDelivery(std::string_view delivery,
+                   const std::function<void(const FEncXmlNode<char>& message, std::size_t length)>& take);
 
 /// Reads an optional "-" and decimal digits up to the first other character; no digits give 0. A number
 /// that does not fit wraps.

@@ -4,6 +4,7 @@
 
 #include "core/text/ControlCharacters.h"
 
+#include <charconv>
 #include <cstdio>
 
 namespace Kvs {
@@ -65,11 +66,34 @@ std::string printed(const FFormatSpec& spec, const FFormatValue& value) {
     return out;
 }
 
+template <class Integer>
+void appendDecimal(std::string& out, Integer number) {
+    char digits[24];
+    out.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
+
+void appendValue(std::string& out, std::string_view text) {
+    if (fHasControlCharacters(text)) {
+        out += fControlCharactersEscaped(text);
+    } else {
+        out += text;
+    }
+}
+
 } // namespace
 
 void fAppendConversion(std::string& out, const FFormatSpec& spec, const FFormatValue& value) {
-    const std::string text = printed(spec, value);
-    out += fHasControlCharacters(text) ? fControlCharactersEscaped(text) : text;
+    // Nearly every value is printed whole, and then needs neither printf nor a copy.
+    const bool whole = spec.head.empty();
+    const auto* number = std::get_if<FFormatNumber>(&value);
+    if (whole && number && std::string_view("@diu").find(spec.conversion) != std::string_view::npos) {
+        const bool isSigned = spec.conversion != 'u' && number->value;
+        return isSigned ? appendDecimal(out, *number->value) : appendDecimal(out, number->bits);
+    }
+    if (whole && !number && !std::holds_alternative<double>(value)) {
+        return appendValue(out, textOf(value));
+    }
+    appendValue(out, printed(spec, value));
 }
 
 std::string fDescription(const FFormatValue& value) {
@@ -83,6 +107,8 @@ std::string fDescription(const FFormatValue& value) {
 }
 
 void fAppendFormatted(std::string& out, std::string_view format, const FFormatValue* values) {
+    constexpr std::size_t kUsualValues = 100; // bytes that the values of most lines have
+    out.reserve(out.size() + format.size() + kUsualValues);
     while (!format.empty()) {
         const std::size_t plain = format.find('%');
         out += format.substr(0, plain);

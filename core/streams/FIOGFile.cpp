@@ -2,6 +2,7 @@
 
 #include "core/streams/FIOGFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -77,6 +78,7 @@ FResult FIOGFile::openWith(const std::string& path, unsigned int mode, const cha
             return errno;
         }
         file_ = std::move(file);
+        unbuffered_ = false;
         path_ = path;
         mode_ = mode;
         last_ = Last::nothing;
@@ -84,7 +86,10 @@ FResult FIOGFile::openWith(const std::string& path, unsigned int mode, const cha
     });
 }
 
-void FIOGFile::setUnbuffered() { std::setvbuf(file_.get(), nullptr, _IONBF, 0); }
+void FIOGFile::setUnbuffered() {
+    std::setvbuf(file_.get(), nullptr, _IONBF, 0);
+    unbuffered_ = true;
+}
 
 unsigned int FIOGFile::State() {
     return transaction_.perform([&]() -> unsigned int {
@@ -141,6 +146,9 @@ FResult FIOGFile::read(void* buffer, std::int64_t length, std::int64_t& done) {
 }
 
 FResult FIOGFile::write(const void* data, std::int64_t length, std::int64_t& done) {
+    if (unbuffered_) {
+        return writeAtOnce(static_cast<const char*>(data), length, done);
+    }
     return transfer(Last::writing, length, done, [&](std::int64_t offset, std::size_t count) {
         return std::fwrite(static_cast<const char*>(data) + offset, 1, count, file_.get());
     });
@@ -167,6 +175,24 @@ FResult FIOGFile::transfer(Last direction, std::int64_t length, std::int64_t& do
                 return atEnd ? kSuccess : error;
             }
         }
+    });
+}
+
+FResult FIOGFile::writeAtOnce(const char* data, std::int64_t length, std::int64_t& done) {
+    done = 0;
+    return transaction_.perform([&]() -> FResult {
+        if (!file_ || length < 0) {
+            return file_ ? EINVAL : EBADF;
+        }
+        while (done < length) {
+            const auto count =
+                ::write(::fileno(file_.get()), data + done, static_cast<std::size_t>(length - done));
+            if (count < 0 && errno != EINTR) {
+                return errno;
+            }
+            done += std::max<std::int64_t>(count, 0);
+        }
+        return kSuccess;
     });
 }
 

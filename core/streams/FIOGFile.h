@@ -34,7 +34,8 @@ public:
     /// refused, or EINVAL for another mode.
     FResult open(const char* path, unsigned int mode);
 
-    /// Makes each write one write(2) that is done on return. Called after `open`, before any other operation.
+    /// Makes each write one write(2), past the C library, that is done on return. Called after `open`, before
+    /// any other operation; the file is then only written and asked for its size.
     void setUnbuffered();
 
     unsigned int State() override;
@@ -62,6 +63,7 @@ private:
     FResult seek(std::int64_t offset, int whence);
     FResult turnTo(Last direction);
     FResult failed();
+    FResult writeAtOnce(const char* data, std::int64_t length, std::int64_t& done);
     template <class Call>
     FResult transfer(Last direction, std::int64_t length, std::int64_t& done, Call call);
 
@@ -69,6 +71,7 @@ private:
     std::unique_ptr<std::FILE, Closer> file_;
     std::string path_;
     unsigned int mode_ = 0;
+    bool unbuffered_ = false;
     Last last_ = Last::nothing;
 };
 

@@ -4,6 +4,8 @@
 
 #include "core/text/TextFunctions.h"
 
+#include <algorithm>
+
 namespace Kvs {
 
 template <>
@@ -14,21 +16,19 @@ FGStr<char> FGStr<char>::valueOf(double value, bool emptyWhenZero) {
     return FGStr<char>(fTextOfDouble(value, 15));
 }
 
+// Both fill a text that has its length already, so that the compiler converts several units at a time.
+
 FGStr<wchar_t> fWiden(std::string_view utf8) {
-    std::wstring wide;
-    wide.reserve(utf8.size());
-    for (const char byte : utf8) {
-        wide.push_back(static_cast<wchar_t>(static_cast<unsigned char>(byte)));
-    }
+    std::wstring wide(utf8.size(), L'\0');
+    std::transform(utf8.begin(), utf8.end(), wide.data(),
+                   [](char byte) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)); });
     return FGStr<wchar_t>(std::move(wide));
 }
 
 std::string fNarrow(FStrToken<wchar_t> wide) {
-    std::string utf8;
-    utf8.reserve(wide.size());
-    for (const wchar_t unit : wide) {
-        utf8.push_back(static_cast<char>(unit & 0xFF));
-    }
+    std::string utf8(wide.size(), '\0');
+    std::transform(wide.begin(), wide.end(), utf8.data(),
+                   [](wchar_t unit) { return static_cast<char>(unit & 0xFF); });
     return utf8;
 }
 

@@ -12,16 +12,17 @@
 namespace Kvs {
 
 /// An output buffer that grows and is always NUL-terminated. The XML writer and the number and time
-/// formatters write into it. One thread at a time.
+/// formatters write into it. A short text, such as a request to the service, needs no memory outside the
+/// object. One thread at a time.
 template <class C>
 class FMStr {
 public:
-    FMStr() = default;
+    FMStr() { setLength(0); }
     FMStr(const FMStr&) = delete;
     FMStr& operator=(const FMStr&) = delete;
 
-    const C* c_str() const { return data_ ? data_.get() : emptyText; }
-    FStrToken<C> token() const { return {c_str(), length_}; }
+    const C* c_str() const { return data_; }
+    FStrToken<C> token() const { return {data_, length_}; }
     std::size_t length() const { return length_; }
 
     /// Empties the text and keeps the memory.
@@ -63,15 +64,13 @@ public:
         if (length_ + count > capacity_) {
             grow(length_ + count);
         }
-        return data_.get() + length_;
+        return data_ + length_;
     }
 
     /// Ends the text after `length` units. The caller has written all of them, within the reserved memory.
     void setLength(std::size_t length) {
         length_ = length;
-        if (data_) {
-            data_[length] = C{};
-        }
+        data_[length] = C{};
     }
 
 private:
@@ -80,15 +79,19 @@ private:
         if (capacity < needed) {
             capacity = needed;
         }
-        std::unique_ptr<C[]> data(new C[capacity + 1]);
-        std::char_traits<C>::copy(data.get(), c_str(), length_ + 1);
-        data_ = std::move(data);
+        std::unique_ptr<C[]> memory(new C[capacity + 1]);
+        std::char_traits<C>::copy(memory.get(), data_, length_ + 1);
+        memory_ = std::move(memory);
+        data_ = memory_.get();
         capacity_ = capacity;
     }
 
-    static constexpr C emptyText[1] = {};
-    std::unique_ptr<C[]> data_;
-    std::size_t capacity_ = 0;
+    static constexpr std::size_t kShort = 255;
+
+    C short_[kShort + 1];
+    std::unique_ptr<C[]> memory_; // of a longer text
+    C* data_ = short_;
+    std::size_t capacity_ = kShort;
     std::size_t length_ = 0;
 };
 

@@ -218,11 +218,13 @@ bool PHProtocolHandler::sendMessage(const PHMessage& message) {
     if (traceOn_) {
         Kvs::OCNSLog("Sending Message: %s", *text);
     }
+    // Counted first: the answer may be read, on the event thread, before the write returns.
+    ++sentMessages_;
     if (const int error = connection->writeAll(frame.data(), frame.size()); error != 0) {
+        --sentMessages_;
         reportIOError(connection, "Failed to send message: " + *text, error);
         return false;
     }
-    ++sentMessages_;
     return true;
 }
 

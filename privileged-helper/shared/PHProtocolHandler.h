@@ -82,7 +82,7 @@ public:
     /// Returns true if the whole frame was written. A message that is not a JSON object or array, contains
     /// broken UTF-8 or is too long for a frame is logged and not sent; the connection stays open.
     bool sendMessage(const PHMessage& message);
-    /// Returns the number of messages that were sent on all connections.
+    /// Returns the number of messages that were sent, or are being sent, on all connections.
     std::uint64_t sentMessages() const { return sentMessages_; }
 
     /// Blocks until a whole message has arrived. Returns nullopt after an error, which has been reported to

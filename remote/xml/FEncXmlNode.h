@@ -56,8 +56,12 @@ public:
 
     /// Returns the raw value; an empty fragment when there is no such attribute.
     FEncXmlFragment<C> find(const C* name) const {
+        if (!name) {
+            return {};
+        }
+        const FStrToken<C> wanted(name); // measured once
         for (const auto& attribute : *this) {
-            if (attribute.name == name) {
+            if (attribute.name.token() == wanted) {
                 return attribute.value;
             }
         }

@@ -40,13 +40,16 @@ Word copyWord(char* to, const char* from) {
 constexpr std::size_t kWord = sizeof(std::uint64_t);
 constexpr std::size_t kHalf = sizeof(std::uint32_t);
 
-/// Copies the text and returns the end. For texts as long as names, copying two words, which may overlap,
-/// is faster than a call.
+/// Copies the text and returns the end. For texts as long as names, copying two words or half words, which
+/// may overlap, is faster than a call.
 inline char* put(char* to, std::string_view text) {
     const std::size_t length = text.size();
     if (length >= kWord && length <= 2 * kWord) {
         copyWord<std::uint64_t>(to, text.data());
         copyWord<std::uint64_t>(to + length - kWord, text.data() + length - kWord);
+    } else if (length >= kHalf && length < kWord) {
+        copyWord<std::uint32_t>(to, text.data());
+        copyWord<std::uint32_t>(to + length - kHalf, text.data() + length - kHalf);
     } else {
         std::memcpy(to, text.data(), length);
     }
@@ -120,20 +123,35 @@ void appendEscaped(FMStr<char>& out, std::string_view text) {
     finish(out, begin, to);
 }
 
-void appendAttribute(FMStr<char>& out, std::string_view name, std::string_view value) {
-    char* const begin = out.reserve(name.size() + value.size() + std::strlen(" =\"\""));
-    char* to = begin;
+/// The units that an attribute has beside its name and value.
+constexpr std::size_t kAttributeMarks = std::string_view(" =\"\"").size();
+
+char* putAttributeName(char* to, std::string_view name) {
     *to++ = ' ';
     to = put(to, name);
     *to++ = '=';
     *to++ = '"';
-    if (copyPlain(to, value)) {
-        to += value.size();
-        *to++ = '"';
-        finish(out, begin, to);
+    return to;
+}
+
+/// Writes the attribute and returns the end; returns null when its value must be escaped.
+char* putPlainAttribute(char* to, std::string_view name, std::string_view value) {
+    to = putAttributeName(to, name);
+    if (!copyPlain(to, value)) {
+        return nullptr;
+    }
+    to += value.size();
+    *to++ = '"';
+    return to;
+}
+
+void appendAttribute(FMStr<char>& out, std::string_view name, std::string_view value) {
+    char* const begin = out.reserve(name.size() + value.size() + kAttributeMarks);
+    if (const char* const end = putPlainAttribute(begin, name, value)) {
+        finish(out, begin, end);
         return;
     }
-    finish(out, begin, to);
+    finish(out, begin, putAttributeName(begin, name));
     appendEscaped(out, value);
     out.append('"');
 }
@@ -153,13 +171,48 @@ void FEncXmlWriter<char>::addOpenTag(FMStr<char>& out, FStrToken<char> name,
     out.append('>');
 }
 
+void FEncXmlWriter<char>::addElement(FMStr<char>& out, FStrToken<char> name,
+                                     std::initializer_list<FEncXmlPair> attributes) {
+    constexpr std::string_view kMarks = "<></>";
+    std::size_t size = kMarks.size() + 2 * name.size();
+    for (const auto& [attribute, value] : attributes) {
+        size += attribute.size() + value.size() + kAttributeMarks;
+    }
+    char* begin = out.reserve(size);
+    char* to = begin;
+    *to++ = '<';
+    to = put(to, name);
+    for (const auto& [attribute, value] : attributes) {
+        if (attribute.empty() || value.empty()) {
+            continue;
+        }
+        if (char* const end = putPlainAttribute(to, attribute, value)) {
+            to = end;
+        } else {
+            finish(out, begin, to);
+            appendAttribute(out, attribute, value);
+            to = begin = out.reserve(size);
+        }
+    }
+    to = put(put(put(to, "></"), name), ">");
+    finish(out, begin, to);
+}
+
 void FEncXmlWriter<char>::addTag(FMStr<char>& out, FStrToken<char> name, FStrToken<char> attrName,
                                  FStrToken<char> attrValue) {
-    appendText(out, "<", name, "");
-    if (!attrName.empty()) {
-        appendAttribute(out, attrName, attrValue);
+    constexpr std::string_view kEnd = " />";
+    char* const begin =
+        out.reserve(1 + name.size() + attrName.size() + attrValue.size() + kAttributeMarks + kEnd.size());
+    *begin = '<';
+    char* to = put(begin + 1, name);
+    char* const end = attrName.empty() ? to : putPlainAttribute(to, attrName, attrValue);
+    if (end) {
+        finish(out, begin, put(end, kEnd));
+        return;
     }
-    out.append(" />");
+    finish(out, begin, to);
+    appendAttribute(out, attrName, attrValue);
+    out.append(kEnd);
 }
 
 void FEncXmlWriter<char>::addCloseTag(FMStr<char>& out, FStrToken<char> name) {

@@ -32,6 +32,19 @@ Reports invalidSize(const std::string& size) {
     return {"IO -101 Invalid message size: " + size + ", error: -101"};
 }
 
+TEST(PHProtocolHandler, CountsAMessageBeforeItsAnswerCanBeRead) {
+    SocketPair sockets;
+    PHProtocolHandler handler(std::move(sockets.ours), false);
+    // Longer than what a socket takes at once, so that the write waits for the reader.
+    std::thread sender([&] { handler.sendMessage({{"Cmd", std::string(900'000, 'x')}}); });
+    char byte = 0;
+    EXPECT_EQ(::read(sockets.peer.get(), &byte, 1), 1);
+    EXPECT_EQ(handler.sentMessages(), 1U);
+    sockets.peer.reset();
+    sender.join();
+    EXPECT_EQ(handler.sentMessages(), 0U);
+}
+
 TEST(PHProtocolHandler, ReadsFramesAndReportsBrokenOnes) {
     const Reports notJson = {"PH -101 Failed to deserialize message",
                              "IO 9 Failed to read message header, error: 9"};

@@ -60,6 +60,12 @@ TEST(FEncXml, WritesTagsAndTexts) {
     EXPECT_EQ(out.token(), "<a><b><RegisterAgent UserID=\"al&amp;ice\" ProcessID=\"4242\"></RegisterAgent>"
                            "<GetStatus RequestData=\"17\" /><Pause /><T A=\"\" />");
 
+    // Longer than a text that fits into the object, with a value to be escaped between others.
+    const std::string x(300, 'x');
+    FMStr<char> longer;
+    FEncXml<char>::addElement(longer, "E", {{"A", x}, {"B", "<" + x}, {"C", x}});
+    EXPECT_EQ(longer.token(), "<E A=\"" + x + "\" B=\"&#60;" + x + "\" C=\"" + x + "\"></E>");
+
     FMStr<char> texts;
     FEncXml<char>::addEncoded(texts, "a\"b&c<d>e'f\xC3\xA4|", -1);
     FEncXml<char>::addEncoded(texts, "<<<|", 2);
@@ -83,6 +89,9 @@ TEST(FEncXml, ReadsBackWhatItWrites) {
                 FMStr<char> tag;
                 FEncXml<char>::addOpenTag(tag, "a", &attributes);
                 FEncXml<char>::addCloseTag(tag, "a");
+                FMStr<char> element;
+                FEncXml<char>::addElement(element, "a", {{"", value}, {name, value}, {name, ""}});
+                ASSERT_EQ(element.token(), tag.token());
                 const bool escaped = special.find(unit) != special.npos;
                 ASSERT_EQ(tag.length(), "<a =\"\"></a>"s.size() + 2 * length + (escaped ? 4 : 0));
 
